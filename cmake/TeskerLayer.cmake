@@ -1,0 +1,12 @@
+# tesker_layer(NAME [USES layer...] SOURCES file...)
+#
+# Makes the library tesker_NAME of one folder. USES names the only layers that it may include and
+# link to; a test checks the includes. Includes are written from the top of the repository.
+function(tesker_layer name)
+  cmake_parse_arguments(LAYER "" "" "USES;SOURCES" ${ARGN})
+  add_library(tesker_${name} STATIC ${LAYER_SOURCES})
+  target_include_directories(tesker_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  foreach(used ${LAYER_USES})
+    target_link_libraries(tesker_${name} PUBLIC tesker_${used})
+  endforeach()
+endfunction()

@@ -1,0 +1,54 @@
+// TeskerObjectTable.h - a map from objects to untyped pointers.
+//
+// For values that are no objects. Keys are compared by isEqual and kept alive by exactly one
+// reference each while they are in the table; values are opaque pointers that the table never
+// looks at and never frees.
+#pragma once
+
+#include "platform/foundation/NSArray.h"
+#include "platform/foundation/NSObject.h"
+
+#include <memory_resource>
+#include <unordered_map>
+
+namespace tesker {
+
+class TeskerObjectTable final : public NSObject {
+public:
+  // An empty table, in the zone, with room for capacity pairs.
+  [[nodiscard]] static Ref<TeskerObjectTable> create(std::size_t capacity = 0,
+                                                     NSZone &zone = NSDefaultMallocZone());
+
+  std::size_t count() const;
+  // True when the key is present, whatever its value, nil included.
+  bool hasValueForObject(const NSObject &object) const;
+  // The value; nil when the key is absent.
+  void *valueForObject(const NSObject &object) const;
+  // For a key equal to one already present the value changes and the first key object stays.
+  void setValueForObject(void *value, Ref<NSObject> object);
+  // Nothing when the key is absent.
+  void removeValueForObject(const NSObject &object);
+  void removeAllObjects();
+  // All keys, in no promised order.
+  [[nodiscard]] Ref<NSMutableArray> allObjects() const;
+
+  // Equal to a table with equal keys and the very same pointers.
+  std::size_t hash() const override;
+  bool isEqual(const NSObject *other) const override;
+
+private:
+  friend NSObject;
+  explicit TeskerObjectTable(NSZone &zone) : table_(&zone) {}
+
+  struct KeyHash {
+    std::size_t operator()(const Ref<NSObject> &key) const { return key->hash(); }
+  };
+  struct KeyEqual {
+    bool operator()(const Ref<NSObject> &a, const Ref<NSObject> &b) const {
+      return a->isEqual(&*b);
+    }
+  };
+  std::pmr::unordered_map<Ref<NSObject>, void *, KeyHash, KeyEqual> table_;
+};
+
+} // namespace tesker

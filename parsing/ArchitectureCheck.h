@@ -1,0 +1,30 @@
+// ArchitectureCheck.h - can this executable run here, and for which processors is it?
+//
+// Suitability codes:
+//   0  suitable, or nothing to object to: no Mach-O or fat file, or too short to tell
+//   1  not suitable: no architecture for this processor, or the chosen one lies beyond the end of
+//      the file or is for another processor by its own header
+//   2  cannot tell: the file cannot be opened or examined, is no regular file, or its fat header
+//      announces more architectures than the file holds
+// No messages are logged here.
+#pragma once
+
+#include "platform/foundation/NSString.h"
+#include "platform/macho/ImageSource.h"
+
+namespace tesker {
+
+enum class Suitability : unsigned { kSuitable = 0, kNotSuitable = 1, kCannotTell = 2 };
+
+[[nodiscard]] Suitability isSuitableArchitecture(ImageSource &image);
+
+// The code for the file dir/file on disk (NUL-terminated byte strings; a nil file means dir).
+[[nodiscard]] Suitability TKIsProperExecutable(const char *dir, const char *file);
+
+// The descriptions of the architectures of an image, in file order, joined with ", "; unknown ones
+// are left out. "" when there are none, nil when a fat header announces more than the file holds.
+[[nodiscard]] RefPtr<NSString> getArchNamesInternal(ImageSource &image);
+// The same for a file; "" when it cannot be opened or examined.
+[[nodiscard]] RefPtr<NSString> getArchNames(const NSString &path);
+
+} // namespace tesker

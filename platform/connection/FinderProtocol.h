@@ -1,0 +1,35 @@
+// FinderProtocol.h - the two objects that speak over the connection.
+//
+// The tool publishes a FinderRequests object; the master sends it one request and names its own
+// client object, on which the tool calls back. The same two interfaces serve both sides: one
+// implements what the other calls. docs/protocol.md has them as D-Bus sees them.
+#pragma once
+
+#include "platform/foundation/NSString.h"
+
+namespace tesker {
+
+// The master's client object, as the tool sees it (or as a master implements it).
+class FinderClient : public NSObject {
+public:
+  // The answer: the encoded records, or nil when they equal the previous text; and the key, which
+  // is the path as it was requested or "Dock". One-way: nothing is waited for.
+  virtual void noteLines(const NSString *text, const NSString &key) = 0;
+  // Answers when everything sent before has been taken. Two-way: waits for the answer without a
+  // time limit; an error reply or a lost connection ends the waiting.
+  virtual void self() = 0;
+};
+
+// The tool's root object. Both requests are one-way.
+class FinderRequests {
+public:
+  virtual ~FinderRequests() = default;
+  // One directory or application. previous is the last answer's text; nil when there is none.
+  virtual void findAppsInSearchPath(const NSString &path, const NSString *previous,
+                                    Ref<FinderClient> client) = 0;
+  // Absolute paths with one NUL byte between neighbours.
+  virtual void findAppsForDockPaths(const NSString &paths, const NSString *previous,
+                                    Ref<FinderClient> client) = 0;
+};
+
+} // namespace tesker

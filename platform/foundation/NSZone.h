@@ -1,0 +1,59 @@
+// NSZone.h - memory zones.
+//
+// A zone is a std::pmr::memory_resource with a name: objects and tables that live and die together
+// are allocated in one zone, so that they lie close to each other and can be counted. The default
+// zone is the ordinary heap. Zones are never destroyed, since objects may outlive any scope.
+//
+// Under AddressSanitizer every zone allocates straight from the heap, so that a use after free
+// inside a zone is seen.
+// Threading: a zone belongs to one thread.
+#pragma once
+
+#include <cstddef>
+#include <memory_resource>
+#include <string>
+
+namespace tesker {
+
+class NSZone final : public std::pmr::memory_resource {
+public:
+  // Start size and granule in bytes; for the default zone both are 0.
+  std::size_t startSize() const { return startSize_; }
+  std::size_t granule() const { return granule_; }
+  // Empty until NSSetZoneName.
+  const std::string &name() const { return name_; }
+  // Bytes handed out and not yet given back, as the callers asked for them.
+  std::size_t bytesInUse() const { return bytesInUse_; }
+
+private:
+  friend NSZone &NSDefaultMallocZone();
+  friend NSZone &NSCreateZone(std::size_t startSize, std::size_t granule);
+  friend void NSSetZoneName(NSZone &zone, const char *name);
+  NSZone(std::size_t startSize, std::size_t granule, std::pmr::memory_resource &memory);
+
+  void *do_allocate(std::size_t bytes, std::size_t alignment) override;
+  void do_deallocate(void *block, std::size_t bytes, std::size_t alignment) override;
+  bool do_is_equal(const std::pmr::memory_resource &other) const noexcept override;
+
+  std::size_t startSize_;
+  std::size_t granule_;
+  std::size_t bytesInUse_ = 0;
+  std::pmr::memory_resource &memory_;
+  std::string name_;
+};
+
+// The zone of everything that names no other: the ordinary heap.
+NSZone &NSDefaultMallocZone();
+
+// A new zone that takes memory from the heap in chunks; startSize and granule (bytes) say how much
+// it expects to need at first and at a time. Blocks can be freed one by one.
+NSZone &NSCreateZone(std::size_t startSize, std::size_t granule);
+
+void NSSetZoneName(NSZone &zone, const char *name);
+
+// The zone of the file-system layer, "File Caching": directory listings and their names, the joined
+// paths, the user tables and the caches. Made at the first call with a start size and granule of
+// one page; the same zone ever after. It lies this low because the path functions need it too.
+NSZone &filerZone();
+
+} // namespace tesker

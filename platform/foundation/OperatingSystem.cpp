@@ -1,0 +1,183 @@
+#include "platform/foundation/OperatingSystem.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/mman.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace tesker {
+
+namespace {
+
+OperatingSystem *replacementInForce = nullptr;
+
+// Repeats a call for as long as a signal interrupts it.
+template <class Call> auto resumed(Call call) {
+  for (;;) {
+    const auto result = call();
+    if (result >= 0 || errno != EINTR)
+      return result;
+  }
+}
+
+class RealDirectoryStream final : public DirectoryStream {
+public:
+  explicit RealDirectoryStream(DIR *directory) : directory_(directory) {}
+  ~RealDirectoryStream() override { ::closedir(directory_); }
+  RealDirectoryStream(const RealDirectoryStream &) = delete;
+  RealDirectoryStream &operator=(const RealDirectoryStream &) = delete;
+
+  bool next(std::string_view &name) override {
+    const dirent *entry = ::readdir(directory_);
+    if (entry == nullptr)
+      return false;
+    name = entry->d_name;
+    return true;
+  }
+  int descriptor() const override { return ::dirfd(directory_); }
+
+private:
+  DIR *directory_;
+};
+
+// Calls one of the reentrant database functions with a buffer that grows until the row fits.
+template <class Row, class Lookup>
+bool findRow(Row &row, std::vector<char> &buffer, Lookup lookup) {
+  constexpr std::size_t kLargestRow = std::size_t{1} << 24;
+  buffer.resize(4096);
+  for (;;) {
+    Row *found = nullptr;
+    const int error = lookup(&row, buffer.data(), buffer.size(), &found);
+    if (error == EINTR)
+      continue;
+    if (error != ERANGE || buffer.size() >= kLargestRow)
+      return error == 0 && found != nullptr;
+    buffer.resize(buffer.size() * 2);
+  }
+}
+
+UserEntry userEntryOf(const passwd &row) {
+  UserEntry entry{row.pw_name, row.pw_uid, row.pw_gid, std::nullopt};
+  if (row.pw_dir != nullptr)
+    entry.home = row.pw_dir;
+  return entry;
+}
+
+} // namespace
+
+int OperatingSystem::statAt(int directory, const char *name, bool followLinks,
+                            struct stat &status) {
+  return ::fstatat(directory, name, &status, followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
+}
+
+int OperatingSystem::statDescriptor(int descriptor, struct stat &status) {
+  return ::fstat(descriptor, &status);
+}
+
+int OperatingSystem::access(const char *path, int mode) { return ::access(path, mode); }
+
+int OperatingSystem::makeDirectory(const char *path, mode_t mode) { return ::mkdir(path, mode); }
+
+int OperatingSystem::changeMode(const char *path, mode_t mode) { return ::chmod(path, mode); }
+
+int OperatingSystem::rename(const char *oldPath, const char *newPath) {
+  return ::rename(oldPath, newPath);
+}
+
+int OperatingSystem::unlink(const char *path) { return ::unlink(path); }
+
+int OperatingSystem::open(const char *path, int flags, mode_t mode) {
+  return resumed([&] { return ::open(path, flags | O_CLOEXEC, mode); });
+}
+
+// close(2) leaves the descriptor closed even when a signal interrupts it.
+int OperatingSystem::close(int descriptor) { return ::close(descriptor); }
+
+ssize_t OperatingSystem::readAt(int descriptor, void *buffer, std::size_t size, off_t offset) {
+  return resumed([&] { return ::pread(descriptor, buffer, size, offset); });
+}
+
+ssize_t OperatingSystem::write(int descriptor, const void *bytes, std::size_t size) {
+  return resumed([&] { return ::write(descriptor, bytes, size); });
+}
+
+int OperatingSystem::synchronize(int descriptor) {
+  return resumed([&] { return ::fsync(descriptor); });
+}
+
+std::unique_ptr<DirectoryStream> OperatingSystem::openDirectory(const char *path) {
+  DIR *directory = ::opendir(path); // close-on-exec
+  if (directory == nullptr)
+    return nullptr;
+  return std::make_unique<RealDirectoryStream>(directory);
+}
+
+std::int64_t OperatingSystem::currentTime() {
+  timeval now{};
+  ::gettimeofday(&now, nullptr);
+  return now.tv_sec;
+}
+
+int OperatingSystem::poll(struct pollfd *descriptors, nfds_t count, int timeoutMilliseconds) {
+  return ::poll(descriptors, count, timeoutMilliseconds);
+}
+
+uid_t OperatingSystem::userId() { return ::getuid(); }
+
+int OperatingSystem::supplementaryGroups(gid_t *groups, int room) {
+  return ::getgroups(room, groups);
+}
+
+std::optional<UserEntry> OperatingSystem::userWithId(uid_t uid) {
+  passwd row{};
+  std::vector<char> buffer;
+  const bool found =
+      findRow(row, buffer, [&](passwd *out, char *bytes, std::size_t size, passwd **result) {
+        return ::getpwuid_r(uid, out, bytes, size, result);
+      });
+  return found ? std::optional(userEntryOf(row)) : std::nullopt;
+}
+
+std::optional<UserEntry> OperatingSystem::userWithName(const std::string &name) {
+  passwd row{};
+  std::vector<char> buffer;
+  const bool found =
+      findRow(row, buffer, [&](passwd *out, char *bytes, std::size_t size, passwd **result) {
+        return ::getpwnam_r(name.c_str(), out, bytes, size, result);
+      });
+  return found ? std::optional(userEntryOf(row)) : std::nullopt;
+}
+
+std::optional<std::string> OperatingSystem::groupNameWithId(gid_t gid) {
+  group row{};
+  std::vector<char> buffer;
+  const bool found =
+      findRow(row, buffer, [&](group *out, char *bytes, std::size_t size, group **result) {
+        return ::getgrgid_r(gid, out, bytes, size, result);
+      });
+  return found ? std::optional(std::string(row.gr_name)) : std::nullopt;
+}
+
+void *OperatingSystem::allocatePages(std::size_t size) {
+  void *pages = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return pages == MAP_FAILED ? nullptr : pages;
+}
+
+OperatingSystem &OperatingSystem::current() {
+  static OperatingSystem real;
+  return replacementInForce != nullptr ? *replacementInForce : real;
+}
+
+ScopedOperatingSystem::ScopedOperatingSystem(OperatingSystem &replacement)
+    : before_(std::exchange(replacementInForce, &replacement)) {}
+
+ScopedOperatingSystem::~ScopedOperatingSystem() { replacementInForce = before_; }
+
+} // namespace tesker

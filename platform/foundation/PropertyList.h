@@ -1,0 +1,47 @@
+// PropertyList.h - old-style property lists: reading and describing.
+//
+// The text form of the OpenStep foundation (strings, arrays, dictionaries and data; no XML, no
+// binary form). Values are NSString, NSArray, NSDictionary and NSData objects.
+//
+//   string       unquoted: letters, digits and _ $ / : . -   or quoted: "any \"text\""
+//   array        ( value, value )        a "," before ")" is allowed
+//   dictionary   { key = value; }        each pair ends in ";"; keys are strings; of two equal keys
+//                                        the last wins, in the first one's place
+//   data         <0fbd77>                hexadecimal, an even number of digits, blanks between
+//
+// Blanks are bytes 9-13 and 32. Comments, "//" to the end of the line and "/*" to "*/", may stand
+// where a token could begin. In quoted strings: \a \b \f \n \r \t \v \\ \" ; one to three octal
+// digits, the character of that code modulo 256; \U and up to four hexadecimal digits, a UTF-16
+// unit (surrogate pairs join, a lone one becomes U+FFFD); any other character stands for itself.
+// Characters above 127 are written as UTF-8; all other bytes are taken as they are.
+//
+// Malformed text (empty text, junk after the value, nesting deeper than 512, an end too early)
+// raises NSParseErrorException; its reason gives line and column, counted from 1 in bytes.
+#pragma once
+
+#include "platform/foundation/NSDictionary.h"
+
+#include <string_view>
+
+namespace tesker {
+
+// The value that the text holds.
+[[nodiscard]] Ref<NSObject> propertyList(std::string_view text);
+
+// The pairs of a strings file: `key = value;` and `key;` (the value equals the key) one after the
+// other, without braces; values of any kind. A text without any pair is an empty dictionary.
+[[nodiscard]] Ref<NSMutableDictionary> propertyListFromStringsFileFormat(std::string_view text);
+
+// One line of property-list text that reads back equal. A string alone is its own text; inside a
+// container it is quoted unless it is non-empty, made of unquoted characters and does not start
+// with "/". Objects of other kinds appear as their quoted descriptions.
+[[nodiscard]] Ref<NSString> propertyListDescription(const NSObject &object);
+
+// The dictionary as a strings file, one `key = value;` a line, that reads back equal.
+[[nodiscard]] Ref<NSString> descriptionInStringsFileFormat(const NSDictionary &dictionary);
+
+// Reads the file as a property list. Nil when it cannot be read, is no regular file, or holds a
+// value that is no dictionary; raises NSParseErrorException when its text is malformed.
+[[nodiscard]] RefPtr<NSDictionary> dictionaryWithContentsOfFile(const NSString &path);
+
+} // namespace tesker
