@@ -40,12 +40,19 @@ private:
   friend NSObject;
   explicit TeskerObjectTable(NSZone &zone) : table_(&zone) {}
 
+  // Both take a bare object too, so that a look-up takes no reference.
+  static const NSObject &objectOf(const NSObject &object) { return object; }
+  static const NSObject &objectOf(const Ref<NSObject> &key) { return *key; }
   struct KeyHash {
-    std::size_t operator()(const Ref<NSObject> &key) const { return key->hash(); }
+    using is_transparent = void;
+    template <class Key> std::size_t operator()(const Key &key) const {
+      return objectOf(key).hash();
+    }
   };
   struct KeyEqual {
-    bool operator()(const Ref<NSObject> &a, const Ref<NSObject> &b) const {
-      return a->isEqual(&*b);
+    using is_transparent = void;
+    template <class A, class B> bool operator()(const A &a, const B &b) const {
+      return objectOf(a).isEqual(&objectOf(b));
     }
   };
   std::pmr::unordered_map<Ref<NSObject>, void *, KeyHash, KeyEqual> table_;
