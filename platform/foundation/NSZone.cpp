@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unistd.h>
+#include <vector>
 
 namespace tesker {
 
@@ -38,7 +39,10 @@ NSZone &NSCreateZone(std::size_t startSize, std::size_t granule) {
   std::pmr::memory_resource &memory =
       *new std::pmr::unsynchronized_pool_resource(options, std::pmr::new_delete_resource());
 #endif
-  return *new NSZone(startSize, granule, memory);
+  // Zones live as long as the process; the list keeps them reachable for leak checkers.
+  static auto &zones = *new std::vector<NSZone *>;
+  zones.push_back(new NSZone(startSize, granule, memory));
+  return *zones.back();
 }
 
 void NSSetZoneName(NSZone &zone, const char *name) { zone.name_ = name; }
