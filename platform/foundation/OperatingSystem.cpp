@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/mman.h>
 #include <sys/time.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -117,6 +119,12 @@ std::unique_ptr<DirectoryStream> OperatingSystem::openDirectory(const char *path
   if (directory == nullptr)
     return nullptr;
   return std::make_unique<RealDirectoryStream>(directory);
+}
+
+std::optional<std::string> OperatingSystem::programPath() {
+  std::error_code error;
+  auto path = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::nullopt : std::optional(path.string());
 }
 
 std::int64_t OperatingSystem::currentTime() {

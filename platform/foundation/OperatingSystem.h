@@ -59,6 +59,9 @@ public:
   // Nil and errno when the directory cannot be opened.
   virtual std::unique_ptr<DirectoryStream> openDirectory(const char *path);
 
+  // The full path of the running program's file; nothing when the system does not tell.
+  virtual std::optional<std::string> programPath();
+
   // Whole seconds since 1970; the fraction is dropped.
   virtual std::int64_t currentTime();
   virtual int poll(struct pollfd *descriptors, nfds_t count, int timeoutMilliseconds);

@@ -1,0 +1,59 @@
+// NSUserDefaults.h - settings, by domain and key.
+//
+// A domain is a named set of settings; the search list says which domains are asked, and in which
+// order. Domain DOMAIN is kept in the old-style property lists tesker/defaults/DOMAIN.plist under
+// the user's configuration directory ($XDG_CONFIG_HOME, default ~/.config) and under each of the
+// system's ($XDG_CONFIG_DIRS, default /etc/xdg); for each key the first file that has it counts.
+// An empty variable counts as unset, and a directory that is not absolute is passed over. The
+// registration domain has no file: it holds what the program itself takes as given.
+//
+// A domain's files are read when the domain is first searched and then kept. A missing file is
+// empty. One that is malformed or no dictionary is logged (syslog) and empty.
+// Threading: one thread.
+#pragma once
+
+#include "platform/foundation/NSDictionary.h"
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace tesker {
+
+// The domains that are in every search list at first, below the program's own.
+inline constexpr const char *NSGlobalDomain = "NSGlobalDomain";
+inline constexpr const char *NSRegistrationDomain = "NSRegistrationDomain";
+
+class NSUserDefaults final : public NSObject {
+public:
+  // The program's one set of settings, made at the first call and kept for the life of the process.
+  static NSUserDefaults &standardUserDefaults();
+  // A set of its own, with nothing registered and no domain read.
+  [[nodiscard]] static Ref<NSUserDefaults> create();
+
+  // The names of the domains that are asked, in order. At first: the one named as the program's
+  // file, NSGlobalDomain, NSRegistrationDomain.
+  [[nodiscard]] Ref<NSArray> searchList() const { return searchList_; }
+  // Takes a copy. Elements that are no strings are passed over.
+  void setSearchList(const NSArray &names) { searchList_ = names.mutableCopy(); }
+
+  // Adds the pairs to the registration domain, in place of those of the same keys.
+  void registerDefaults(const NSDictionary &defaults);
+
+  // The value in the first domain of the search list that has the key; nil when none has it.
+  [[nodiscard]] RefPtr<NSObject> objectForKey(std::string_view key);
+  // The same when it is a string, nil otherwise.
+  [[nodiscard]] RefPtr<NSString> stringForKey(std::string_view key);
+
+private:
+  friend NSObject;
+  NSUserDefaults();
+  NSMutableDictionary &domain(std::string_view name);
+
+  Ref<NSArray> searchList_;
+  // Those that have been read, and the registration domain.
+  std::map<std::string, Ref<NSMutableDictionary>, std::less<>> domains_;
+};
+
+} // namespace tesker
