@@ -3,7 +3,6 @@
 
 #include "platform/foundation/NSLog.h"
 
-#include <cstring>
 #include <string_view>
 
 namespace tesker {
@@ -37,7 +36,7 @@ public:
       buffer_[0] = '\0';
       return false;
     }
-    std::memcpy(buffer_ + length_, bytes.data(), bytes.size());
+    bytes.copy(buffer_ + length_, bytes.size());
     length_ += bytes.size();
     buffer_[length_] = '\0';
     return true;
