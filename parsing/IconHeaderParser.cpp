@@ -12,6 +12,7 @@
 #include "parsing/ArchitectureCheck.h"
 #include "parsing/TKLine.h"
 #include "paths/PathFunctions.h"
+#include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/macho/SectionStream.h"
 

@@ -6,6 +6,7 @@
 #include "parsing/TKLine.h"
 #include "platform/foundation/FileContents.h"
 #include "platform/foundation/NSBundle.h"
+#include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/PropertyList.h"
 
