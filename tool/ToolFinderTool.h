@@ -3,6 +3,7 @@
 // It serves one request: walks over the paths, sends the client what it found and ends the process.
 #pragma once
 
+#include "platform/foundation/NSArray.h"
 #include "platform/foundation/NSAutoreleasePool.h"
 #include "tool/TeskerTool.h"
 

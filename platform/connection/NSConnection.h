@@ -49,9 +49,9 @@ public:
   initWithReceivePort(Ref<NSPort> receivePort, Ref<NSPort> sendPort, Side side = Side::Client,
                       std::size_t carryLimit = kLargestCarriedText);
 
-  // Publishes the object as this side's root object; nil takes it back. Borrowed: it must outlive
-  // the connection. The current run loop serves the connection from now on.
-  virtual void setRootObject(FinderRequests *root) = 0;
+  // Publishes the object as this side's root object, once. Borrowed: it must outlive the
+  // connection. The current run loop serves the connection from now on.
+  virtual void setRootObject(FinderRequests &root) = 0;
 
   // The other side's root object; lives as long as the connection. A request is queued and sent as
   // dispatch() is called; the client becomes known to the other side and is kept from then on. A

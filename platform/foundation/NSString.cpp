@@ -10,6 +10,11 @@ Ref<NSString> NSString::create(std::string_view bytes, NSZone &zone) {
   return allocate<NSString>(zone, bytes, zone);
 }
 
+Ref<NSString> NSString::takingOver(std::pmr::string &&bytes) {
+  assert(bytes.get_allocator().resource() == &NSDefaultMallocZone());
+  return allocate<NSString>(NSDefaultMallocZone(), std::move(bytes));
+}
+
 const char *NSString::fileSystemRepresentation() const {
   return bytes().find('\0') == std::string_view::npos ? cString() : "";
 }

@@ -21,6 +21,8 @@ public:
   // A new string holding a copy of the bytes.
   [[nodiscard]] static Ref<NSString> create(std::string_view bytes,
                                             NSZone &zone = NSDefaultMallocZone());
+  // A new string that takes the bytes over without a copy. They must be in the default zone.
+  [[nodiscard]] static Ref<NSString> takingOver(std::pmr::string &&bytes);
 
   std::string_view bytes() const { return bytes_; }
   std::size_t length() const { return bytes_.size(); }
@@ -51,6 +53,7 @@ public:
 protected:
   friend NSObject;
   NSString(std::string_view bytes, NSZone &zone) : bytes_(bytes, &zone) {}
+  explicit NSString(std::pmr::string &&bytes) : bytes_(std::move(bytes)) {}
   std::pmr::string bytes_;
 };
 

@@ -25,9 +25,6 @@ inline constexpr kern_return_t BOOTSTRAP_UNKNOWN_SERVICE = 1102;
 // The name of the master's service.
 inline constexpr std::string_view kMasterServiceName = "Miniapp_boot_port";
 
-// The number of the name server's port. There is no socket behind it.
-[[nodiscard]] port_t bootstrap_port();
-
 // The directory that stands for the name space, from the environment as it is now.
 [[nodiscard]] std::string bootstrapDirectory();
 

@@ -18,8 +18,10 @@ using kern_return_t = int;
 inline constexpr port_t PORT_NULL = 0;
 inline constexpr kern_return_t KERN_SUCCESS = 0;
 
-// The number of the task itself. There is no socket behind it.
+// The numbers of the task itself and of its name server (Bootstrap.h). There is no socket behind
+// either.
 [[nodiscard]] port_t task_self();
+[[nodiscard]] port_t bootstrap_port();
 
 // Makes a new port with both rights and stores its number. The send right is for a message to
 // carry (Message.h). On failure answers the positive errno and stores nothing. EINVAL when the task

@@ -1,0 +1,65 @@
+#include "tool/TeskerTool.h"
+
+#include "platform/connection/NSRunLoop.h"
+#include "platform/foundation/NSLog.h"
+#include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/PropertyList.h"
+#include "platform/mach/Bootstrap.h"
+#include "tool/TKBootstrapTool.h"
+
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+
+namespace tesker {
+
+namespace {
+
+constexpr const char *kBuiltInDefaults =
+    "{rm = /bin/rm; tar = /usr/bin/gnutar; compress = /usr/bin/compress; "
+    "uncompress = /usr/bin/uncompress; AlwaysTarForCompress = Yes; }";
+
+constexpr int kMasterGoneStatus = -1; // the parent sees 255
+
+} // namespace
+
+TeskerTool *NSTool = nullptr;
+
+bool TeskerTool::init() {
+  const auto builtIn = as<NSDictionary>(propertyList(kBuiltInDefaults));
+  connection_ = newSlave();
+  if (!connection_)
+    return false;
+  connection_->setRootObject(*this);
+  NSTool = this;
+  NSUserDefaults &defaults = NSUserDefaults::standardUserDefaults();
+  const auto searchList = defaults.searchList()->mutableCopy();
+  searchList->insertObject(NSString::create("Tesker"), 0);
+  defaults.setSearchList(*searchList);
+  defaults.registerDefaults(*builtIn);
+  return true;
+}
+
+void TeskerTool::run() {
+  try {
+    NSRunLoop::currentRunLoop().run();
+  } catch (...) {
+    syslogError("TeskerTool [%d] exception", {std::to_string(::getpid())});
+  }
+}
+
+void TeskerTool::terminate(FinderClient &client) {
+  client.self();
+  std::exit(EXIT_SUCCESS);
+}
+
+void TeskerTool::checkMasterStillAlive() const {
+  port_t service = PORT_NULL;
+  const kern_return_t status = bootstrap_look_up(bootstrap_port(), kMasterServiceName, service);
+  if (status == BOOTSTRAP_SUCCESS)
+    return;
+  syslogError("Tool: bootstrap port died: %d; exiting", {std::to_string(status)});
+  std::exit(kMasterGoneStatus);
+}
+
+} // namespace tesker
