@@ -10,7 +10,9 @@ namespace tesker {
 // port takes its right out (NSConnection.h).
 class NSPort final : public NSObject {
 public:
-  [[nodiscard]] static Ref<NSPort> portWithMachPort(port_t machPort);
+  [[nodiscard]] static Ref<NSPort> portWithMachPort(port_t machPort) {
+    return allocate<NSPort>(NSDefaultMallocZone(), machPort);
+  }
   port_t machPort() const { return machPort_; }
 
 private:
