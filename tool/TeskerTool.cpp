@@ -2,8 +2,7 @@
 
 #include "platform/connection/NSRunLoop.h"
 #include "platform/foundation/NSLog.h"
-#include "platform/foundation/NSUserDefaults.h"
-#include "platform/foundation/PropertyList.h"
+#include "platform/foundation/TeskerDefaults.h"
 #include "platform/mach/Bootstrap.h"
 #include "tool/TKBootstrapTool.h"
 
@@ -15,10 +14,6 @@ namespace tesker {
 
 namespace {
 
-constexpr const char *kBuiltInDefaults =
-    "{rm = /bin/rm; tar = /usr/bin/gnutar; compress = /usr/bin/compress; "
-    "uncompress = /usr/bin/uncompress; AlwaysTarForCompress = Yes; }";
-
 constexpr int kMasterGoneStatus = -1; // the parent sees 255
 
 } // namespace
@@ -26,17 +21,12 @@ constexpr int kMasterGoneStatus = -1; // the parent sees 255
 TeskerTool *NSTool = nullptr;
 
 bool TeskerTool::init() {
-  const auto builtIn = as<NSDictionary>(propertyList(kBuiltInDefaults));
   connection_ = newSlave();
   if (!connection_)
     return false;
   connection_->setRootObject(*this);
   NSTool = this;
-  NSUserDefaults &defaults = NSUserDefaults::standardUserDefaults();
-  const auto searchList = defaults.searchList()->mutableCopy();
-  searchList->insertObject(NSString::create("Tesker"), 0);
-  defaults.setSearchList(*searchList);
-  defaults.registerDefaults(*builtIn);
+  registerTeskerDefaults();
   return true;
 }
 

@@ -115,6 +115,10 @@ void NSUserDefaults::registerDefaults(const NSDictionary &defaults) {
   domain(NSRegistrationDomain).addEntriesFromDictionary(defaults);
 }
 
+void NSUserDefaults::setVolatileDomain(const NSDictionary &pairs, std::string_view name) {
+  domains_.insert_or_assign(std::string(name), NSMutableDictionary::copyOf(pairs));
+}
+
 RefPtr<NSObject> NSUserDefaults::objectForKey(std::string_view key) {
   for (const auto &name : *searchList_) {
     const auto *string = as<NSString>(&*name);

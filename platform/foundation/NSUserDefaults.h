@@ -24,6 +24,8 @@ namespace tesker {
 // The domains that are in every search list at first, below the program's own.
 inline constexpr const char *NSGlobalDomain = "NSGlobalDomain";
 inline constexpr const char *NSRegistrationDomain = "NSRegistrationDomain";
+// The customary name of the domain that holds what a command line says.
+inline constexpr const char *NSArgumentDomain = "NSArgumentDomain";
 
 class NSUserDefaults final : public NSObject {
 public:
@@ -40,6 +42,10 @@ public:
 
   // Adds the pairs to the registration domain, in place of those of the same keys.
   void registerDefaults(const NSDictionary &defaults);
+
+  // Gives the domain just these pairs, in place of those that it had and of its files; nothing is
+  // written. It is asked only where the search list names it.
+  void setVolatileDomain(const NSDictionary &pairs, std::string_view name);
 
   // The value in the first domain of the search list that has the key; nil when none has it.
   [[nodiscard]] RefPtr<NSObject> objectForKey(std::string_view key);
