@@ -1,0 +1,38 @@
+// ChildSteps.h - what a child does between fork and exec.
+//
+// Other threads may have held any lock when the child was forked, so everything here makes
+// async-signal-safe calls only: no allocation, no lock, no stream. Whatever it works on was made
+// before the fork. Log lines go to standard error as NSLog writes them.
+#pragma once
+
+namespace tesker {
+
+class Command;
+
+// The text for the current errno. Safe in a child: it is neither made nor translated.
+const char *errorText();
+
+// The same open file as a descriptor beyond the three standard ones, close-on-exec, so that making
+// it a standard one cannot hit another that is still needed. The given one is closed if it was one
+// of the three. Negative stays negative; negative and errno on failure. Safe outside of children.
+int aboveStandardDescriptors(int descriptor);
+
+// Makes the descriptor the child's standard one of that number (STDIN_FILENO, STDOUT_FILENO).
+void useAsStandard(int descriptor, int standard);
+
+// False when the directory cannot be made the working one, logged as "Cannot chdir to %s: %s".
+[[nodiscard]] bool changeDirectory(const char *directory);
+// The same, and the child ends with status 127 on failure.
+void changeDirectoryOrEnd(const char *directory);
+
+// Opens a file for reading, or creates it (or empties it) for writing. On failure "cannot open '%s'
+// for reading:" or "cannot open '%s' for writing:" is logged, without the reason, and the child
+// ends with status 127.
+[[nodiscard]] int openInputOrEnd(const char *path);
+[[nodiscard]] int createOutputOrEnd(const char *path);
+
+// Executes the program. When it cannot be executed, logs "Cannot exec %s: %s" and ends the child
+// with status 127.
+[[noreturn]] void execute(const Command &command);
+
+} // namespace tesker

@@ -1,0 +1,41 @@
+#include "fileops/SourcePath.h"
+
+#include "fileops/ChildSteps.h"
+#include "platform/foundation/NSLog.h"
+
+#include <array>
+#include <unistd.h>
+
+namespace tesker {
+
+namespace {
+
+constexpr std::size_t kPathBufferSize = 1024;
+
+std::optional<SourcePath> inWorkingDirectory(std::string_view baseName) {
+  std::array<char, kPathBufferSize> directory{};
+  if (::getcwd(directory.data(), directory.size()) == nullptr) {
+    NSLog("Cannot find the working directory of '%s': %s", {baseName, errorText()});
+    return std::nullopt;
+  }
+  return SourcePath{directory.data(), std::string(baseName)};
+}
+
+} // namespace
+
+std::optional<SourcePath> splitSourcePath(std::string_view path, WithoutSlash withoutSlash) {
+  if (path.size() >= kPathBufferSize) {
+    NSLog("The source path is longer than 1023 bytes: '%s'", {path});
+    return std::nullopt;
+  }
+  const std::size_t slash = path.rfind('/');
+  if (slash != std::string_view::npos)
+    return SourcePath{std::string(slash == 0 ? "/" : path.substr(0, slash)),
+                      std::string(path.substr(slash + 1))};
+  if (withoutSlash == WithoutSlash::inWorkingDirectory)
+    return inWorkingDirectory(path);
+  NSLog("The source path has no directory before its name: '%s'", {path});
+  return std::nullopt;
+}
+
+} // namespace tesker

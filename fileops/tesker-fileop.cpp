@@ -1,0 +1,140 @@
+// tesker-fileop - the file operations as a command: one operation, exit status 0 when it was done,
+// 1 when it was not, 2 when the command line makes no sense.
+#include "fileops/FileOperations.h"
+#include "platform/foundation/NSLog.h"
+#include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/TeskerDefaults.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <exception>
+#include <string>
+#include <vector>
+
+namespace tesker {
+
+namespace {
+
+constexpr int kNotDone = 1;
+constexpr int kUsageError = 2;
+
+// An operation on two paths, as the command line names it.
+struct PairOperation {
+  bool (*run)(const char *from, const char *to);
+  const char *name;
+  const char *help;
+  const char *from;
+  const char *to;
+  const char *failure; // with both paths
+};
+
+constexpr std::array<PairOperation, 6> kPairOperations{{
+    {compressFile, "compress", "Pack and compress a file or directory", "SOURCE", "OUTPUT",
+     "Could not compress '%s' into '%s'."},
+    {uncompressFile, "uncompress", "Uncompress an archive and extract it in a directory", "ARCHIVE",
+     "DIRECTORY", "Could not uncompress '%s' in '%s'."},
+    {compressZFile, "zcompress", "Compress one file", "INPUT", "OUTPUT",
+     "Could not compress the file '%s' into '%s'."},
+    {uncompressZFile, "zuncompress", "Uncompress one file", "INPUT", "OUTPUT",
+     "Could not uncompress the file '%s' into '%s'."},
+    {archiveTarFile, "tar", "Pack a file or directory", "SOURCE", "ARCHIVE",
+     "Could not pack '%s' into '%s'."},
+    {unarchiveTarFile, "untar", "Extract an archive in a directory", "ARCHIVE", "DIRECTORY",
+     "Could not extract '%s' in '%s'."},
+}};
+
+struct Arguments {
+  std::vector<std::string> programs; // KEY=PATH
+  std::string from;
+  std::string to;
+};
+
+// Nothing to say when the text is KEY=PATH for a program that the operations run.
+std::string checkProgram(const std::string &text) {
+  const std::size_t sign = text.find('=');
+  const std::string key = text.substr(0, sign);
+  if (key != "rm" && key != "tar" && key != "compress" && key != "uncompress")
+    return "no program is called '" + key + "': it is rm, tar, compress or uncompress";
+  if (sign == std::string::npos || sign + 1 == text.size())
+    return "the path of '" + key + "' is missing: write " + key + "=/path";
+  return {};
+}
+
+// What the command line says goes before all other defaults.
+void usePrograms(const std::vector<std::string> &programs) {
+  auto chosen = NSMutableDictionary::create();
+  for (const std::string &text : programs) {
+    const std::size_t sign = text.find('=');
+    chosen->setObjectForKey(NSString::create(text.substr(sign + 1)),
+                            *NSString::create(text.substr(0, sign)));
+  }
+  NSUserDefaults &defaults = NSUserDefaults::standardUserDefaults();
+  defaults.setVolatileDomain(*chosen, NSArgumentDomain);
+  const auto searchList = defaults.searchList()->mutableCopy();
+  searchList->insertObject(NSString::create(NSArgumentDomain), 0);
+  defaults.setSearchList(*searchList);
+}
+
+int finish(bool done, const char *failure, const Arguments &arguments) {
+  if (done)
+    return 0;
+  NSLog("tesker-fileop: " + formatted(failure, {arguments.from, arguments.to}));
+  return kNotDone;
+}
+
+int runOperation(const CLI::App &command, const Arguments &arguments) {
+  for (const PairOperation &operation : kPairOperations)
+    if (command.got_subcommand(operation.name))
+      return finish(operation.run(arguments.from.c_str(), arguments.to.c_str()), operation.failure,
+                    arguments);
+  return finish(destroyFile(arguments.from.c_str()), "Could not remove '%s'.", arguments);
+}
+
+void describe(CLI::App &command, Arguments &arguments) {
+  command.set_version_flag("--version", "tesker-fileop " TESKER_VERSION);
+  command.require_subcommand(1);
+  command.fallthrough();
+  command
+      .add_option("--program", arguments.programs,
+                  "Run PATH as the program rm, tar, compress or uncompress, in place of what the "
+                  "defaults say; may be repeated")
+      ->type_name("KEY=PATH")
+      ->allow_extra_args(false)
+      ->check(checkProgram);
+  CLI::App *destroy = command.add_subcommand("destroy", "Remove a file or a whole directory");
+  destroy->add_option("PATH", arguments.from)->required();
+  for (const PairOperation &operation : kPairOperations) {
+    CLI::App *subcommand = command.add_subcommand(operation.name, operation.help);
+    subcommand->add_option(operation.from, arguments.from)->required();
+    subcommand->add_option(operation.to, arguments.to)->required();
+  }
+}
+
+int run(int count, const char *const *words) {
+  CLI::App command("Removes, packs and compresses files by the programs that the defaults name.",
+                   "tesker-fileop");
+  Arguments arguments;
+  describe(command, arguments);
+  try {
+    command.parse(count, words);
+  } catch (const CLI::ParseError &error) {
+    return command.exit(error) == 0 ? 0 : kUsageError;
+  }
+  registerTeskerDefaults();
+  usePrograms(arguments.programs);
+  return runOperation(command, arguments);
+}
+
+} // namespace
+
+} // namespace tesker
+
+int main(int count, char **words) {
+  try {
+    return tesker::run(count, words);
+  } catch (const std::exception &problem) {
+    tesker::NSLog("tesker-fileop: %s", {problem.what()});
+  }
+  return tesker::kNotDone;
+}
