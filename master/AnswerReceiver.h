@@ -1,0 +1,37 @@
+// AnswerReceiver.h - the client object of a master that asked for one answer.
+#pragma once
+
+#include "platform/connection/FinderProtocol.h"
+
+#include <string>
+
+namespace tesker {
+
+// Takes the tool's one answer and notes what it must not send. Threading: one thread.
+class AnswerReceiver final : public FinderClient {
+public:
+  // The key that the answer has to bring, and whether nil may be an answer.
+  [[nodiscard]] static Ref<AnswerReceiver> create(std::string key, bool hasPrevious);
+
+  void noteLines(const NSString *text, const NSString &key) override;
+  void self() override {}
+
+  bool answered() const { return answered_; }
+  // The answer's text; nil when it is unchanged.
+  const RefPtr<NSString> &text() const { return text_; }
+  // What was wrong about what the tool sent; empty when nothing was.
+  const std::string &complaint() const { return complaint_; }
+
+private:
+  friend NSObject;
+  AnswerReceiver(std::string key, bool hasPrevious)
+      : key_(std::move(key)), hasPrevious_(hasPrevious) {}
+
+  std::string key_;
+  bool hasPrevious_;
+  bool answered_ = false;
+  RefPtr<NSString> text_;
+  std::string complaint_;
+};
+
+} // namespace tesker

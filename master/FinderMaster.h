@@ -1,0 +1,56 @@
+// FinderMaster.h - the master's side of a search: start the tool, ask it once, take its answer.
+//
+//   tesker::FinderMaster master({.tool = "/usr/libexec/tesker/ToolFinder"});
+//   const tesker::SearchOutcome outcome = master.findAppsInSearchPath("/Applications", nullptr);
+//   if (const auto *answer = std::get_if<tesker::SearchAnswer>(&outcome.result))
+//     use(*answer->records);
+//
+// Every search starts a tool process of its own and offers it the service in a private bootstrap
+// directory, so that searches never meet one another or a running desktop. A search waits for the
+// tool, but never longer than the time-out: whatever the tool does, at that time it is killed. When
+// a search returns, the process is reaped and every descriptor and file it needed is gone.
+//
+// Threading: one thread, whose environment must not change meanwhile. A SIGCHLD handler that reaps
+// every child takes the tool's exit status away, which then counts as unknown; a process that
+// leaves SIGPIPE alone should ignore it.
+#pragma once
+
+#include "master/SearchOutcome.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace tesker {
+
+struct FinderMasterOptions {
+  // The tool's program, a path.
+  std::string tool;
+  // The processor to search for, as TESKER_HOST_CPU takes it; empty: as the environment says.
+  std::string cpu = {};
+  // For one search, from its beginning to the tool's end.
+  std::chrono::nanoseconds timeout = std::chrono::seconds(120);
+  // A descriptor that becomes readable when a search is to be given up; borrowed. -1: none.
+  int cancelDescriptor = -1;
+  // Called with each line (bytes, without line feed) of the tool's log as it comes; may be empty.
+  std::function<void(std::string_view)> onLogLine = {};
+};
+
+class FinderMaster {
+public:
+  explicit FinderMaster(FinderMasterOptions options) : options_(std::move(options)) {}
+
+  // The applications of one directory, or one application. The path goes to the tool as it is; it
+  // should be absolute. previous: the text of the last answer, nil when there is none.
+  [[nodiscard]] SearchOutcome findAppsInSearchPath(std::string_view path,
+                                                   const NSString *previous) const;
+  // The applications among absolute paths with one NUL byte between neighbours.
+  [[nodiscard]] SearchOutcome findAppsForDockPaths(std::string_view paths,
+                                                   const NSString *previous) const;
+
+private:
+  FinderMasterOptions options_;
+};
+
+} // namespace tesker

@@ -1,0 +1,51 @@
+// HandOver.h - how the tool finds the master.
+//
+// The master listens under the name "Miniapp_boot_port". The tool connects and sends message 78
+// with its own port; the master answers over that port with message 79 and a new port of its own.
+// The two ports make the connection. Nothing here waits. Threading: one thread.
+#pragma once
+
+#include "platform/connection/NSConnection.h"
+#include "platform/mach/Bootstrap.h"
+
+#include <memory>
+#include <poll.h>
+#include <string>
+#include <vector>
+
+namespace tesker {
+
+class HandOver {
+public:
+  // Listens in the directory. Answers 0, or the status of BootstrapService::checkIn.
+  kern_return_t listen(const std::string &directory);
+
+  // Appends what step() has to be called for.
+  void appendPollDescriptors(std::vector<pollfd> &descriptors) const;
+
+  enum class State {
+    waiting, // no tool has sent its port yet
+    done,    // connection() is there
+    lost,    // the one who connected has hung up
+    broken,  // what was sent is no message 78; reason() says more
+    failed,  // this side's system refused something; reason() says what
+  };
+  // Takes what has come: new connections always, a message until the hand-over is done.
+  State step();
+
+  // The connection to the tool; nil before the hand-over.
+  const RefPtr<NSConnection> &connection() const { return connection_; }
+  const std::string &reason() const { return reason_; }
+
+private:
+  State receive(port_t accepted);
+  State answer(port_t toolPort);
+  State end(State state, std::string reason);
+
+  std::unique_ptr<BootstrapService> service_;
+  std::vector<port_t> accepted_; // their rights are the service's
+  RefPtr<NSConnection> connection_;
+  std::string reason_;
+};
+
+} // namespace tesker

@@ -1,0 +1,33 @@
+#include "master/PrivateDirectory.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace tesker {
+
+PrivateDirectory::PrivateDirectory() {
+  const char *runtime = std::getenv("XDG_RUNTIME_DIR");
+  if (runtime == nullptr || runtime[0] != '/' || !makeUnder(runtime))
+    makeUnder("/tmp");
+}
+
+bool PrivateDirectory::makeUnder(const std::string &parent) {
+  std::string path = parent + "/tesker-XXXXXX";
+  if (::mkdtemp(path.data()) == nullptr) {
+    error_ = errno;
+    return false;
+  }
+  path_ = std::move(path);
+  error_ = 0;
+  return true;
+}
+
+PrivateDirectory::~PrivateDirectory() {
+  std::error_code ignored;
+  if (!path_.empty())
+    std::filesystem::remove_all(path_, ignored);
+}
+
+} // namespace tesker

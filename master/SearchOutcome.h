@@ -1,0 +1,71 @@
+// SearchOutcome.h - what became of one search.
+//
+// Plain values; they stay good after the master that made them has gone. Threading: objects in them
+// belong to the thread that searched.
+#pragma once
+
+#include "platform/foundation/NSArray.h"
+#include "platform/foundation/NSString.h"
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tesker {
+
+// How far a search had come.
+enum class SearchStage {
+  handOver, // the tool has not connected yet
+  search,   // the request is sent or on its way; no answer yet
+  end,      // the answer is here, the tool has not ended
+};
+
+// How a process ended.
+struct ToolEnd {
+  enum class Kind { exited, killed, unknown }; // unknown: somebody else took the status
+  Kind kind;
+  int value; // exit status or signal number
+};
+
+// The tool's answer.
+struct SearchAnswer {
+  Ref<NSString> text;          // the encoded records
+  Ref<NSMutableArray> records; // the same, decoded
+};
+
+// The answer equals the previous text that the request brought.
+struct SearchUnchanged {};
+
+struct SearchFailure {
+  enum class Kind {
+    cannotSearch,    // this side's system refused what a search needs, or the request is too long
+    toolMissing,     // the tool is not there or cannot be executed
+    noHandOver,      // the tool ended, by itself and without an error, before it connected
+    toolDied,        // it was killed, gave an exit status other than 0, or ended before its answer
+    timedOut,        // the deadline passed
+    protocolBroken,  // the tool sent something it must not send
+    malformedAnswer, // the answer is no encoded list of records
+    connectionLost,  // the connection ended while the tool lived on
+    cancelled,       // the caller's descriptor became readable
+  };
+  Kind kind;
+  SearchStage stage;
+  std::optional<ToolEnd> toolEnd; // when the tool ended by itself
+  std::string reason;             // a sentence without its full stop
+};
+
+struct SearchOutcome {
+  std::variant<SearchAnswer, SearchUnchanged, SearchFailure> result;
+  // The last lines that the tool wrote to its log (bytes, without line feeds), and how many it
+  // wrote in all.
+  std::vector<std::string> logLines;
+  std::size_t logLineCount = 0;
+};
+
+// "before the hand-over", "during the search", "after its answer".
+std::string describe(SearchStage stage);
+// "exit status 3", "signal 9 (Killed)".
+std::string describe(const ToolEnd &end);
+
+} // namespace tesker

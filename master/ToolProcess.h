@@ -1,0 +1,57 @@
+// ToolProcess.h - the tool as a child process.
+//
+// The child gets a clean start: nothing on standard input, standard output and error in one pipe,
+// no other descriptor of this process, no blocked or ignored signal, and a process group of its
+// own, so that a terminal's interrupt is this side's to handle and what the child may have started
+// ends with it. Nothing here waits, except for a child that has been killed. No SIGCHLD handler is
+// needed or touched. Threading: one thread.
+#pragma once
+
+#include "master/SearchOutcome.h"
+#include "platform/foundation/FileDescriptor.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+namespace tesker {
+
+class ToolProcess {
+public:
+  // Variables to set for the child on top of this process's own.
+  using Environment = std::vector<std::pair<std::string, std::string>>;
+
+  // Starts the program, which is a path and not searched for. Answers 0, or the errno: that of
+  // execve(2) when it is the program that cannot be executed (then nothing has been started).
+  static int start(const std::string &program, const Environment &environment,
+                   std::unique_ptr<ToolProcess> &process);
+  // Kills it if it still runs.
+  ~ToolProcess();
+  ToolProcess(const ToolProcess &) = delete;
+  ToolProcess &operator=(const ToolProcess &) = delete;
+
+  // Readable when the child has ended: for poll(2).
+  int endDescriptor() const { return pidfd_.get(); }
+  // The reading end of what it writes, non-blocking. It is the caller's; the second call gives
+  // none.
+  FileDescriptor takeLogPipe() { return std::move(logPipe_); }
+  // How it ended; nothing while it runs. After an answer the child is reaped.
+  std::optional<ToolEnd> end();
+  // Ends it and everything in its process group at once, and reaps it.
+  void kill();
+
+private:
+  ToolProcess(pid_t pid, FileDescriptor pidfd, FileDescriptor logPipe)
+      : pid_(pid), pidfd_(std::move(pidfd)), logPipe_(std::move(logPipe)) {}
+  std::optional<ToolEnd> reap(int options);
+
+  pid_t pid_;
+  FileDescriptor pidfd_;
+  FileDescriptor logPipe_;
+  std::optional<ToolEnd> end_;
+};
+
+} // namespace tesker

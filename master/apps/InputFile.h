@@ -1,0 +1,22 @@
+// InputFile.h - files named on the command line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tesker {
+
+// No answer is longer, so nothing longer is read.
+inline constexpr std::size_t kLongestInput = std::size_t{1} << 30;
+
+// All bytes of the file, which may be of any kind that can be read to an end; "-" is standard
+// input. Nothing and errno when it cannot be read; EFBIG when it is longer than kLongestInput.
+std::optional<std::string> readInput(const std::string &name);
+
+// Replaces the contents of a regular file (where the name is a link: of the file it leads to), or
+// makes a new one; readers see the old or the new contents. False and errno on failure; EINVAL when
+// the name stands for something other than a file, such as a device or a directory.
+[[nodiscard]] bool saveFile(const std::string &name, std::string_view bytes);
+
+} // namespace tesker

@@ -1,0 +1,30 @@
+// Interrupts.h - the signals that ask a search to stop.
+//
+// A search leaves nothing behind, so it is not to be ended half-way. While an object of this class
+// lives, SIGINT, SIGTERM and SIGHUP (those that are not ignored) wait in a descriptor; afterwards
+// they do what they always do. Threading: for the process's only thread.
+#pragma once
+
+#include "platform/foundation/FileDescriptor.h"
+
+#include <csignal>
+
+namespace tesker {
+
+class Interrupts {
+public:
+  Interrupts();
+  // Lets the signals through that have come.
+  ~Interrupts();
+  Interrupts(const Interrupts &) = delete;
+  Interrupts &operator=(const Interrupts &) = delete;
+
+  // Readable when one of the signals has come.
+  int descriptor() const { return descriptor_.get(); }
+
+private:
+  sigset_t before_;
+  FileDescriptor descriptor_;
+};
+
+} // namespace tesker

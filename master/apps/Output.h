@@ -1,0 +1,54 @@
+// Output.h - where the command writes: data to standard output, diagnostics to standard error.
+//
+// Nothing that fails to be written is passed over: the first error is kept and asked for at the
+// end. Threading: one thread. Descriptors are borrowed.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tesker {
+
+// Data, buffered. After an error everything further is dropped.
+class Output {
+public:
+  explicit Output(int descriptor) : descriptor_(descriptor) {}
+  ~Output() { flush(); }
+  Output(const Output &) = delete;
+  Output &operator=(const Output &) = delete;
+
+  void write(std::string_view bytes);
+  void flush();
+  // 0, or the errno of the first write that failed.
+  int error() const { return error_; }
+  // Columns of the terminal that is written to; 0 when it is no terminal or does not say.
+  std::size_t terminalColumns() const;
+
+private:
+  int descriptor_;
+  int error_ = 0;
+  std::string buffer_;
+};
+
+// What is said about the work, one line each. Names inside the texts have to be display texts.
+class Diagnostics {
+public:
+  enum class Level { quiet, normal, verbose };
+  Diagnostics(int descriptor, Level level) : descriptor_(descriptor), level_(level) {}
+
+  void setLevel(Level level) { level_ = level; }
+  // "tesker-apps: TEXT", always.
+  void error(std::string_view text);
+  // The same, unless quiet.
+  void note(std::string_view text);
+  // "ToolFinder: TEXT", one line (any bytes) of the tool's own log; only when verbose.
+  void toolLine(std::string_view bytes);
+  bool verbose() const { return level_ == Level::verbose; }
+
+private:
+  void line(std::string_view who, std::string_view text);
+  int descriptor_;
+  Level level_;
+};
+
+} // namespace tesker

@@ -1,0 +1,28 @@
+// SearchPath.h - paths from the command line, made ready for the tool.
+//
+// The tool takes absolute paths and refuses any that hold "..". It never says why a path gave
+// nothing, so that is found out here. Threading: one thread; the working directory is asked for.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tesker {
+
+// The path to send. An absolute path is sent as it is. A relative one is put behind the working
+// directory, less a leading "./"; where it holds "..", the part up to the last ".." becomes the
+// directory that the kernel finds there, links followed, and the rest is left alone. A path whose
+// ".." leads nowhere keeps it, and whyNotSearchable says so.
+std::string absoluteSearchPath(std::string_view path);
+
+// Why the tool cannot search the path, as a phrase that follows the path and a colon; nothing when
+// it can.
+std::optional<std::string> whyNotSearchable(const std::string &path);
+
+// The pieces of a list of paths with NULs between them. An empty piece after a last NUL, as
+// `find -print0` leaves it, is none.
+std::vector<std::string> piecesOfPathList(std::string_view list);
+
+} // namespace tesker

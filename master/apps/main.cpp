@@ -1,0 +1,40 @@
+// main.cpp - tesker-apps.
+#include "master/apps/Commands.h"
+
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// A descriptor that is missing must not become that of a file opened later. What is put in its
+// place refuses to be written, so that lost output is seen.
+void openMissingDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (::fcntl(descriptor, F_GETFD) < 0)
+      (void)::open("/dev/null", O_RDONLY);
+}
+
+} // namespace
+
+int main(int argumentCount, char **arguments) {
+  using namespace tesker;
+  openMissingDescriptors();
+  std::signal(SIGPIPE, SIG_IGN);
+  Output output(STDOUT_FILENO);
+  Diagnostics diagnostics(STDERR_FILENO, Diagnostics::Level::normal);
+
+  const auto parsed =
+      parseArguments(std::vector<std::string>(arguments + 1, arguments + argumentCount));
+  if (const auto *wanted = std::get_if<Arguments>(&parsed)) {
+    diagnostics.setLevel(wanted->level);
+    return runCommand(*wanted, output, diagnostics);
+  }
+  const Notice &notice = std::get<Notice>(parsed);
+  Output problems(STDERR_FILENO);
+  Output &place = notice.status == kDone ? output : problems;
+  place.write(notice.text);
+  place.flush();
+  return place.error() == 0 ? notice.status : kFailed;
+}
