@@ -1,0 +1,90 @@
+#include "filesystem/FileManagerUtils.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace tesker::test {
+namespace {
+
+std::string contents(const std::string &path) {
+  std::ostringstream bytes;
+  bytes << std::ifstream(path, std::ios::binary).rdbuf();
+  return bytes.str();
+}
+
+std::size_t entries(const TemporaryDirectory &directory) {
+  const std::filesystem::directory_iterator all(directory.path());
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+TEST(WriteStringToPath, WritesTheBytesAndLeavesNoOtherFile) {
+  const TemporaryDirectory directory;
+  const auto path = NSString::create(directory.path("file"));
+  EXPECT_TRUE(writeStringToPath(*path, *"\xff\0\n"_ns));
+  EXPECT_EQ(contents(directory.path("file")), std::string("\xff\0\n", 3));
+  EXPECT_TRUE(writeStringToPath(*path, *""_ns));
+  EXPECT_EQ(contents(directory.path("file")), "");
+  EXPECT_EQ(entries(directory), 1u);
+}
+
+TEST(WriteStringToPath, FailsWithoutTouchingWhatIsThere) {
+  const TemporaryDirectory directory;
+  const std::string inner = directory.makeDirectory("inner", 0755);
+  directory.writeFile("inner/file", "old");
+  ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
+  inChildAs(54321, 54321, [&] {
+    EXPECT_FALSE(writeStringToPath(*NSString::create(inner + "/file"), *"new"_ns));
+  });
+  EXPECT_EQ(contents(inner + "/file"), "old");
+  EXPECT_FALSE(writeStringToPath(*NSString::create(directory.path("no/such/file")), *"x"_ns));
+  EXPECT_FALSE(writeStringToPath(*NSString::create(inner), *"x"_ns)); // a directory
+  EXPECT_FALSE(writeStringToPath(*"/tmp/\0x"_ns, *"x"_ns));
+}
+
+TEST(ReadOldStylePList, ReadsAStringsFile) {
+  const TemporaryDirectory directory;
+  const auto path =
+      NSString::create(directory.writeFile("list", "a = b; \"c d\" = (e, f); alone;\n"));
+  const auto list = readOldStylePList(*path);
+  ASSERT_TRUE(list);
+  EXPECT_EQ(list->count(), 3u);
+  EXPECT_TRUE(isEqual(list->objectForKey("a").get(), &*"b"_ns));
+  EXPECT_TRUE(isEqual(list->objectForKey("c d").get(), &*arrayOf({"e", "f"})));
+  EXPECT_TRUE(isEqual(list->objectForKey("alone").get(), &*"alone"_ns));
+}
+
+TEST(ReadOldStylePList, IsNilForAFileThatCannotBeRead) {
+  const TemporaryDirectory directory;
+  EXPECT_FALSE(readOldStylePList(*NSString::create(directory.path("missing"))));
+  EXPECT_FALSE(readOldStylePList(*directory.string()));
+}
+
+TEST(ReadOldStylePList, IsNilForMalformedText) {
+  const TemporaryDirectory directory;
+  EXPECT_FALSE(readOldStylePList(*NSString::create(directory.writeFile("a", "a = ;"))));
+  EXPECT_FALSE(readOldStylePList(*NSString::create(directory.writeFile("b", "{ a = b; }"))));
+}
+
+TEST(WriteOldStylePList, WritesWhatReadsBackEqual) {
+  const TemporaryDirectory directory;
+  const auto path = NSString::create(directory.path("list"));
+  const auto list = NSMutableDictionary::create();
+  list->setObjectForKey("a \"quoted\"\nvalue \xff"_ns, *"a key;"_ns);
+  list->setObjectForKey(arrayOf({"", "x y"}), *"array"_ns);
+  ASSERT_TRUE(writeOldStylePList(*path, *list));
+  const auto back = readOldStylePList(*path);
+  ASSERT_TRUE(back);
+  EXPECT_TRUE(back->isEqual(&*list)) << contents(directory.path("list"));
+}
+
+TEST(WriteOldStylePList, FailsWhereTheFileCannotBeMade) {
+  EXPECT_FALSE(writeOldStylePList(*"/no/such/directory/list"_ns, *NSMutableDictionary::create()));
+}
+
+} // namespace
+} // namespace tesker::test
