@@ -104,9 +104,12 @@ bool isLocalStream(const FileDescriptor &socket) {
 // descriptors are closed at once.
 class Incoming {
 public:
-  // Takes what there is, at most up to the message's end; as recvmsg(2).
+  explicit Incoming(bool inPackets) : inPackets_(inPackets) {}
+
+  // Takes what there is, at most up to the message's end; as recvmsg(2). Of a stream the first byte
+  // is taken alone: the kernel would not say which of several bytes the descriptor came with.
   ssize_t receivePart(int socket) {
-    iovec part{bytes.data() + size_, bytes.size() - size_};
+    iovec part{bytes.data() + size_, inPackets_ || size_ > 0 ? bytes.size() - size_ : 1};
     msghdr header{};
     header.msg_iov = &part;
     header.msg_iovlen = 1;
@@ -123,6 +126,7 @@ public:
     return received;
   }
 
+  bool inPackets() const { return inPackets_; }
   bool isComplete() const { return size_ == bytes.size(); }
   bool isWellFormed() const { return isComplete() && !malformed_ && isLocalStream(right); }
 
@@ -151,13 +155,13 @@ private:
       right = std::move(descriptor);
   }
 
+  bool inPackets_;
   std::size_t size_ = 0;
   bool malformed_ = false;
 };
 
 // Answers 0 when a whole message, well formed, is in.
 int receiveWhole(int socket, const Waiting &waiting, Incoming &incoming) {
-  const bool inPackets = socketOption(socket, SO_TYPE) != SOCK_STREAM;
   do {
     const ssize_t received = incoming.receivePart(socket);
     if (received == 0)
@@ -169,7 +173,7 @@ int receiveWhole(int socket, const Waiting &waiting, Incoming &incoming) {
     }
     if (received < 0 && errno != EINTR)
       return errno;
-    if (received > 0 && inPackets)
+    if (received > 0 && incoming.inPackets())
       break;
   } while (!incoming.isComplete());
   return incoming.isWellFormed() ? 0 : EBADMSG;
@@ -234,7 +238,7 @@ int msg_receive(PortMessage &message, int option, int timeout) {
   const int socket = receiveDescriptor(port);
   if (socket < 0)
     return EBADF;
-  Incoming incoming;
+  Incoming incoming(socketOption(socket, SO_TYPE) != SOCK_STREAM);
   const Waiting waiting((option & kReceiveTimeout) != 0, timeout);
   if (const int error = receiveWhole(socket, waiting, incoming); error != 0)
     return error;

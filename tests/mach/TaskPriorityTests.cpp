@@ -1,0 +1,79 @@
+#include "platform/mach/TaskPriority.h"
+#include "tests/mach/RawSockets.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <mutex>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <thread>
+
+namespace tesker {
+namespace {
+
+using test::inChild;
+
+int niceOf(pid_t thread) { return ::getpriority(PRIO_PROCESS, static_cast<id_t>(thread)); }
+
+// The nice values of this thread and of another one after task_priority(5).
+std::pair<int, int> niceValuesAfterLowering(bool changeThreads) {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool started = false, ending = false;
+  pid_t other = 0;
+  std::thread thread([&] {
+    std::unique_lock lock(mutex);
+    other = static_cast<pid_t>(::syscall(SYS_gettid));
+    started = true;
+    changed.notify_all();
+    changed.wait(lock, [&] { return ending; });
+  });
+  std::unique_lock lock(mutex);
+  changed.wait(lock, [&] { return started; });
+  task_priority(task_self(), 5, changeThreads);
+  const std::pair<int, int> values{niceOf(0), niceOf(other)};
+  ending = true;
+  changed.notify_all();
+  lock.unlock();
+  thread.join();
+  return values;
+}
+
+TEST(TaskPriority, TenIsNiceZeroAndEachStepDownOneMore) {
+  EXPECT_EQ(inChild([] { return task_priority(task_self(), 3, true) == 0 ? niceOf(0) : 99; }), 7);
+}
+
+TEST(TaskPriority, ChangesEveryThread) {
+  EXPECT_EQ(inChild([] { return niceValuesAfterLowering(true) == std::pair(5, 5) ? 0 : 1; }), 0);
+}
+
+TEST(TaskPriority, WithoutTheFlagChangesTheCallingThreadOnly) {
+  EXPECT_EQ(inChild([] { return niceValuesAfterLowering(false) == std::pair(5, 0) ? 0 : 1; }), 0);
+}
+
+TEST(TaskPriority, BeyondWhatTheSystemKnowsIsTheLowest) {
+  EXPECT_EQ(inChild([] {
+              return task_priority(task_self(), -2147483647 - 1, true) == 0 ? niceOf(0) : 99;
+            }),
+            19);
+}
+
+TEST(TaskPriority, WhereItIsNotPermittedNothingChanges) {
+  EXPECT_EQ(inChild([] {
+              const rlimit none{0, 0};
+              if (::setrlimit(RLIMIT_NICE, &none) < 0 || !test::becomeUser(54321))
+                return 1;
+              const kern_return_t status = task_priority(task_self(), 16, true);
+              return (status == EACCES || status == EPERM) && niceOf(0) == 0 ? 0 : 2;
+            }),
+            0);
+}
+
+TEST(TaskPriority, OfAnotherTaskIsRefused) {
+  EXPECT_EQ(task_priority(task_self() + 1000, 16, true), EINVAL);
+}
+
+} // namespace
+} // namespace tesker
