@@ -21,15 +21,16 @@ int openRegularFile(const char *path, struct stat &status) {
   return file.release();
 }
 
-std::optional<std::string> contentsOfFile(const NSString &path) {
+std::optional<std::string> contentsOfFile(const NSString &path, std::size_t limit) {
   struct stat status {};
   const FileDescriptor file(openRegularFile(path.fileSystemRepresentation(), status));
   if (!file)
     return std::nullopt;
-  // Grows with what has been read: the announced size of a hostile file is no reason to allocate.
+  // Grows with what has been read: the announced size of a hostile file is no reason to allocate,
+  // but it is one to give up before reading.
   constexpr std::size_t kChunk = std::size_t{64} * 1024;
   std::string bytes;
-  for (;;) {
+  while (std::cmp_less_equal(status.st_size, limit) && bytes.size() <= limit) {
     const std::size_t before = bytes.size();
     bytes.resize(before + std::max(kChunk, before));
     const ssize_t got = OperatingSystem::current().readAt(
@@ -40,6 +41,8 @@ std::optional<std::string> contentsOfFile(const NSString &path) {
     if (got == 0)
       return bytes;
   }
+  errno = EFBIG;
+  return std::nullopt;
 }
 
 namespace {
@@ -48,17 +51,31 @@ bool writeAll(int descriptor, std::string_view bytes) {
   OperatingSystem &system = OperatingSystem::current();
   while (!bytes.empty()) {
     const ssize_t written = system.write(descriptor, bytes.data(), bytes.size());
-    if (written < 0)
+    if (written <= 0) {
+      if (written == 0)
+        errno = EIO;
       return false;
+    }
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return system.synchronize(descriptor) == 0;
 }
 
-// A name that no other writer uses at the same time; whatever a crashed one left is not reused.
-std::string temporaryNameFor(const std::string &path) {
+// Makes a new file in the path's folder and stores its name, which is short so that it fits
+// wherever the path's own does. What a crashed process left under such a name is not reused, only
+// passed over. Negative and errno when there is no making one.
+int makeTemporaryFileFor(const std::string &path, std::string &name) {
   static unsigned counter = 0;
-  return path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(++counter);
+  constexpr int kMostAttempts = 100;
+  int descriptor = -1;
+  for (int attempt = 0; attempt < kMostAttempts && descriptor < 0; ++attempt) {
+    name = path.substr(0, path.rfind('/') + 1) + ".tmp-" + std::to_string(::getpid()) + "-" +
+           std::to_string(++counter);
+    descriptor = OperatingSystem::current().open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
+    if (descriptor < 0 && errno != EEXIST)
+      break;
+  }
+  return descriptor;
 }
 
 } // namespace
@@ -70,8 +87,8 @@ bool writeFileAtomically(const NSString &path, std::string_view bytes) {
     errno = ENOENT;
     return false;
   }
-  const std::string temporary = temporaryNameFor(target);
-  FileDescriptor file(system.open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666));
+  std::string temporary;
+  FileDescriptor file(makeTemporaryFileFor(target, temporary));
   if (!file)
     return false;
   const bool written = writeAll(file.get(), bytes);

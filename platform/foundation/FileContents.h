@@ -15,9 +15,15 @@ namespace tesker {
 // regular file. The caller owns the descriptor. The status is that of the opened file.
 [[nodiscard]] int openRegularFile(const char *path, struct stat &status);
 
-// The bytes of a regular file; nothing when it cannot be opened or read, or is no regular file
-// (errno says why). A file that shrinks meanwhile gives what there was to read.
-[[nodiscard]] std::optional<std::string> contentsOfFile(const NSString &path);
+// The most bytes that contentsOfFile takes from a file unless told otherwise: what the largest text
+// that travels to a master has.
+inline constexpr std::size_t kLargestContents = std::size_t{1} << 30;
+
+// The bytes of a regular file; nothing when it cannot be opened or read, is no regular file, or
+// holds more than the limit (errno says why; EFBIG for the last). A file that shrinks or grows
+// meanwhile gives what there was to read.
+[[nodiscard]] std::optional<std::string> contentsOfFile(const NSString &path,
+                                                        std::size_t limit = kLargestContents);
 
 // Writes the bytes to a new file beside the path and renames it over the path, so that readers
 // see the old or the new contents, never a part. Mode 0666 less the umask. False and errno on

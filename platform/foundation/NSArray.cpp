@@ -43,8 +43,13 @@ Ref<NSMutableArray> NSArray::mutableCopy() const {
   return made;
 }
 
-// The count is enough to tell most arrays apart, and equal arrays have equal counts.
-std::size_t NSArray::hash() const { return count(); }
+// Takes in every element: the arrays of a hostile file must not all have one hash.
+std::size_t NSArray::hash() const {
+  std::size_t hash = count();
+  for (const auto &item : items_)
+    hash = hash * 31 + item->hash();
+  return hash;
+}
 
 bool NSArray::isEqual(const NSObject *other) const {
   const auto *array = as<NSArray>(other);
@@ -70,9 +75,7 @@ void NSMutableArray::addObject(RefPtr<NSObject> object) {
 void NSMutableArray::addObjectsFromArray(const NSArray *other) {
   if (other == nullptr)
     return;
-  const std::size_t added = other->count();
-  items_.reserve(
-      std::max(items_.size() + added, std::min(items_.capacity() * 2, items_.max_size())));
+  const std::size_t added = other->count(); // as it is now: the other may be the receiver
   for (std::size_t i = 0; i < added; ++i)
     items_.push_back(other->objectAtIndex(i));
 }
@@ -88,7 +91,8 @@ void NSMutableArray::removeLastObject() {
 }
 
 void NSMutableArray::insertObject(Ref<NSObject> object, std::size_t index) {
-  checkIndex(index, count() + 1);
+  if (index != count())
+    checkIndex(index, count());
   items_.insert(items_.begin() + static_cast<std::ptrdiff_t>(index), std::move(object));
 }
 

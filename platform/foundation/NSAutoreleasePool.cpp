@@ -26,8 +26,11 @@ void NSAutoreleasePool::addObject(Ref<NSObject> object) {
 NSAutoreleasePool::NSAutoreleasePool() { pools().push_back(this); }
 
 NSAutoreleasePool::~NSAutoreleasePool() {
-  while (!objects_.empty())
+  while (!objects_.empty()) {
+    // Taken out first: whatever goes with it may add further objects.
+    const Ref<NSObject> last = std::move(objects_.back());
     objects_.pop_back();
+  }
   std::erase(pools(), this);
 }
 

@@ -12,7 +12,7 @@ std::size_t NSDate::hash() const { return std::hash<double>()(seconds_); }
 
 bool NSDate::isEqual(const NSObject *other) const {
   const auto *date = as<NSDate>(other);
-  return date != nullptr && !(date->seconds_ < seconds_) && !(date->seconds_ > seconds_);
+  return date != nullptr && date->seconds_ == seconds_;
 }
 
 } // namespace tesker

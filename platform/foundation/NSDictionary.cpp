@@ -3,9 +3,9 @@
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyList.h"
 
+#include <map>
 #include <memory_resource>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 namespace tesker {
@@ -89,7 +89,8 @@ private:
 
   std::pmr::vector<Pair> pairs_;
   // The index's keys are the bytes of the strings in pairs_, which do not move.
-  std::optional<std::pmr::unordered_map<std::string_view, std::size_t>> index_;
+  // Ordered, because keys that a hostile file chose could all have one hash.
+  std::optional<std::pmr::map<std::string_view, std::size_t>> index_;
 };
 
 } // namespace
@@ -108,7 +109,14 @@ Ref<NSMutableArray> NSDictionary::allKeys() const {
   return keys;
 }
 
-std::size_t NSDictionary::hash() const { return count(); }
+// A sum, so that the order does not matter; each pair is mixed so that who belongs to whom does.
+std::size_t NSDictionary::hash() const {
+  std::size_t hash = count();
+  auto enumerator = keyEnumerator();
+  while (auto key = enumerator.nextObject())
+    hash += (key->hash() * 31) ^ objectForKey(key->bytes())->hash();
+  return hash;
+}
 
 bool NSDictionary::isEqual(const NSObject *other) const {
   const auto *dictionary = as<NSDictionary>(other);

@@ -1,6 +1,8 @@
 #include "platform/foundation/OperatingSystem.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
@@ -134,7 +136,17 @@ std::int64_t OperatingSystem::currentTime() {
 }
 
 int OperatingSystem::poll(struct pollfd *descriptors, nfds_t count, int timeoutMilliseconds) {
-  return ::poll(descriptors, count, timeoutMilliseconds);
+  using std::chrono::milliseconds;
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + milliseconds(timeoutMilliseconds);
+  auto left = milliseconds(timeoutMilliseconds);
+  return resumed([&] {
+    const int ready = ::poll(descriptors, count, static_cast<int>(left.count()));
+    if (ready < 0 && timeoutMilliseconds > 0)
+      left = std::clamp(std::chrono::ceil<milliseconds>(end - steady_clock::now()), milliseconds(0),
+                        left);
+    return ready;
+  });
 }
 
 uid_t OperatingSystem::userId() { return ::getuid(); }
@@ -179,7 +191,8 @@ void *OperatingSystem::allocatePages(std::size_t size) {
 }
 
 OperatingSystem &OperatingSystem::current() {
-  static OperatingSystem real;
+  // Never destroyed: descriptors may be closed after everything else.
+  static OperatingSystem &real = *new OperatingSystem;
   return replacementInForce != nullptr ? *replacementInForce : real;
 }
 

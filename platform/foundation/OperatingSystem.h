@@ -64,6 +64,7 @@ public:
 
   // Whole seconds since 1970; the fraction is dropped.
   virtual std::int64_t currentTime();
+  // Resumed after a signal, it waits for the rest of its time.
   virtual int poll(struct pollfd *descriptors, nfds_t count, int timeoutMilliseconds);
 
   virtual uid_t userId();

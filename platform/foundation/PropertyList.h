@@ -10,9 +10,11 @@
 //   data         <0fbd77>                hexadecimal, an even number of digits, blanks between
 //
 // Blanks are bytes 9-13 and 32. Comments, "//" to the end of the line and "/*" to "*/", may stand
-// where a token could begin. In quoted strings: \a \b \f \n \r \t \v \\ \" ; one to three octal
-// digits, the character of that code modulo 256; \U and up to four hexadecimal digits, a UTF-16
-// unit (surrogate pairs join, a lone one becomes U+FFFD); any other character stands for itself.
+// where a token could begin: not right behind an unquoted string, for "/" is part of it.
+//
+// In quoted strings: \a \b \f \n \r \t \v \\ \" ; one to three octal digits, the character of that
+// code modulo 256; \U and up to four hexadecimal digits, a UTF-16 unit (surrogate pairs join, a
+// lone one becomes U+FFFD; without a digit it is "U"); any other character stands for itself.
 // Characters above 127 are written as UTF-8; all other bytes are taken as they are.
 //
 // Malformed text (empty text, junk after the value, nesting deeper than 512, an end too early)

@@ -1,0 +1,144 @@
+#include "platform/foundation/NSLog.h"
+
+#include "platform/foundation/FileDescriptor.h"
+#include "tests/support/LogCapture.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+namespace tesker {
+namespace {
+
+using namespace std::string_view_literals;
+using test::LogCapture;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// What the action writes to the process's real standard error, read through a pipe.
+template <class Action> std::string writtenToStandardError(Action action) {
+  int ends[2];
+  EXPECT_EQ(::pipe(ends), 0);
+  FileDescriptor in(ends[0]);
+  FileDescriptor out(ends[1]);
+  FileDescriptor former(::dup(STDERR_FILENO));
+  ::dup2(out.get(), STDERR_FILENO);
+  out.reset();
+  std::string text;
+  // Reads meanwhile, so that a text larger than the pipe comes through.
+  std::thread reader([&] {
+    char buffer[4096];
+    for (ssize_t got; (got = ::read(in.get(), buffer, sizeof buffer)) > 0;)
+      text.append(buffer, static_cast<std::size_t>(got));
+  });
+  action();
+  ::dup2(former.get(), STDERR_FILENO);
+  reader.join();
+  return text;
+}
+
+TEST(FormattedTest, PlaceholdersTakeTheArgumentsInOrder) {
+  EXPECT_EQ(formatted("%s is %d of %@", {"a", "7", "b"}), "a is 7 of b");
+  EXPECT_EQ(formatted("no placeholder", {}), "no placeholder");
+  EXPECT_EQ(formatted("", {}), "");
+}
+
+TEST(FormattedTest, AByteStringEndsAtItsNulAndAnObjectsTextDoesNot) {
+  EXPECT_EQ(formatted("[%s][%@]", {"a\0b"sv, "a\0b"sv}), "[a][a\0b]"sv);
+}
+
+TEST(FormattedTest, TwoPercentSignsAreOne) {
+  EXPECT_EQ(formatted("100%% %s", {"x"}), "100% x");
+  EXPECT_EQ(formatted("%%s", {"x"}), "%s");
+}
+
+TEST(FormattedTest, APlaceholderWithoutArgumentStaysAsItIs) {
+  EXPECT_EQ(formatted("%s and %s, %d", {"a"}), "a and %s, %d");
+}
+
+TEST(FormattedTest, OtherPercentSignsStayAsTheyAre) {
+  EXPECT_EQ(formatted("%x 5% %", {"a"}), "%x 5% %");
+}
+
+TEST(FormattedTest, PlaceholdersInsideArgumentsAreNotReplaced) {
+  EXPECT_EQ(formatted("%s %s", {"%s%%", "b"}), "%s%% b");
+}
+
+TEST(FormattedTest, SurplusArgumentsAreDropped) { EXPECT_EQ(formatted("%s", {"a", "b"}), "a"); }
+
+TEST(LogTest, NSLogWritesTheTextAndALineFeedToStandardErrorWithoutPrefix) {
+  EXPECT_EQ(writtenToStandardError([] { NSLog("*** 100%s\xFF"); }), "*** 100%s\xFF\n");
+  EXPECT_EQ(writtenToStandardError([] {
+              NSLog("Cannot exec %s: %s", {"/bin/x", "why"});
+            }),
+            "Cannot exec /bin/x: why\n");
+}
+
+TEST(LogTest, NSLogWritesATextLargerThanAPipe) {
+  const std::string text(std::size_t{1} << 20, 'x');
+  EXPECT_EQ(writtenToStandardError([&] { NSLog(text); }), text + "\n");
+}
+
+TEST(LogTest, SyslogLinesAreKeptFromStandardErrorUnlessAskedFor) {
+  for (const char *value : {"0", "", "11"}) {
+    ::setenv("TESKER_LOG_STDERR", value, 1);
+    EXPECT_EQ(writtenToStandardError([] { syslogError("line"); }), "") << value;
+  }
+  ::unsetenv("TESKER_LOG_STDERR");
+  EXPECT_EQ(writtenToStandardError([] { syslogError("line"); }), "");
+}
+
+TEST(LogTest, SyslogLinesGoToStandardErrorTooWhenAskedFor) {
+  ::setenv("TESKER_LOG_STDERR", "1", 1);
+  EXPECT_EQ(writtenToStandardError([] {
+              syslogError("Tool: %d; 100%", {"5"});
+              syslogError("%s as it is");
+            }),
+            "Tool: 5; 100%\n%s as it is\n");
+  ::unsetenv("TESKER_LOG_STDERR");
+}
+
+TEST(LogTest, ACaptureKeepsTheTwoChannelsApartInPlaceOfWriting) {
+  ::setenv("TESKER_LOG_STDERR", "1", 1);
+  EXPECT_EQ(writtenToStandardError([] {
+              const LogCapture capture;
+              NSLog("a %s", {"b"});
+              syslogError("c");
+              EXPECT_THAT(capture.logged, ElementsAre("a b"));
+              EXPECT_THAT(capture.syslogged, ElementsAre("c"));
+            }),
+            "");
+  ::unsetenv("TESKER_LOG_STDERR");
+}
+
+TEST(LogTest, TheFormerSinkIsInForceAgainAfterTheInnerOne) {
+  const LogCapture outer;
+  {
+    const LogCapture inner;
+    NSLog("inner");
+    EXPECT_THAT(outer.logged, IsEmpty());
+  }
+  NSLog("outer");
+  EXPECT_THAT(outer.logged, ElementsAre("outer"));
+}
+
+TEST(LogTest, LoggingLeavesErrnoAlone) {
+  writtenToStandardError([] {
+    // Writing fails here, and that must not be seen.
+    ::close(STDERR_FILENO);
+    ::setenv("TESKER_LOG_STDERR", "1", 1);
+    errno = ENOTDIR;
+    NSLog("x");
+    EXPECT_EQ(errno, ENOTDIR);
+    syslogError("x");
+    EXPECT_EQ(errno, ENOTDIR);
+    ::unsetenv("TESKER_LOG_STDERR");
+  });
+}
+
+} // namespace
+} // namespace tesker

@@ -1,0 +1,278 @@
+#include "platform/foundation/OperatingSystem.h"
+
+#include "platform/foundation/FileDescriptor.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <pwd.h>
+#include <string>
+#include <sys/time.h>
+#include <unistd.h>
+#include <vector>
+
+namespace tesker {
+namespace {
+
+using test::TemporaryDirectory;
+using testing::UnorderedElementsAre;
+
+OperatingSystem &real() { return OperatingSystem::current(); }
+
+class FixedTime final : public OperatingSystem {
+public:
+  explicit FixedTime(std::int64_t time) : time_(time) {}
+  std::int64_t currentTime() override { return time_; }
+
+private:
+  std::int64_t time_;
+};
+
+TEST(OperatingSystemTest, AReplacementIsInForceForAsLongAsItsScopeLives) {
+  OperatingSystem &before = real();
+  FixedTime outer(1);
+  FixedTime inner(2);
+  {
+    const ScopedOperatingSystem first(outer);
+    EXPECT_EQ(real().currentTime(), 1);
+    {
+      const ScopedOperatingSystem second(inner);
+      EXPECT_EQ(real().currentTime(), 2);
+    }
+    EXPECT_EQ(real().currentTime(), 1);
+  }
+  EXPECT_EQ(&real(), &before);
+}
+
+TEST(OperatingSystemTest, WhatAReplacementDoesNotReplaceIsReal) {
+  FixedTime system(1);
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(real().userId(), ::getuid());
+}
+
+TEST(OperatingSystemTest, StatusIsThatOfTheLinkOrOfWhatItLeadsTo) {
+  const TemporaryDirectory directory;
+  directory.writeFile("f", "12345");
+  directory.makeLink("l", "f");
+  const FileDescriptor folder(real().open(directory.path().c_str(), O_RDONLY | O_DIRECTORY));
+  struct stat status {};
+  ASSERT_EQ(real().statAt(folder.get(), "l", true, status), 0);
+  EXPECT_TRUE(S_ISREG(status.st_mode));
+  ASSERT_EQ(real().statAt(folder.get(), "l", false, status), 0);
+  EXPECT_TRUE(S_ISLNK(status.st_mode));
+  EXPECT_EQ(real().statAt(AT_FDCWD, directory.path("none").c_str(), true, status), -1);
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(OperatingSystemTest, OpenedFilesAreCloseOnExecAndReadAtAnyPlace) {
+  const TemporaryDirectory directory;
+  const FileDescriptor file(
+      real().open(directory.path("f").c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
+  ASSERT_TRUE(file);
+  EXPECT_NE(::fcntl(file.get(), F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_EQ(real().write(file.get(), "abcdef", 6), 6);
+  EXPECT_EQ(real().synchronize(file.get()), 0);
+  char buffer[8] = {};
+  EXPECT_EQ(real().readAt(file.get(), buffer, sizeof buffer, 2), 4);
+  EXPECT_STREQ(buffer, "cdef");
+  struct stat status {};
+  ASSERT_EQ(real().statDescriptor(file.get(), status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST(OperatingSystemTest, FilesAreChangedAsTheCallsSay) {
+  const TemporaryDirectory directory;
+  const std::string made = directory.path("d");
+  EXPECT_EQ(real().makeDirectory(made.c_str(), 0700), 0);
+  EXPECT_EQ(real().makeDirectory(made.c_str(), 0700), -1);
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_EQ(real().changeMode(made.c_str(), 0500), 0);
+  EXPECT_EQ(real().access(made.c_str(), R_OK), 0);
+  EXPECT_EQ(real().rename(made.c_str(), directory.path("e").c_str()), 0);
+  EXPECT_EQ(real().access(made.c_str(), F_OK), -1);
+  const std::string file = directory.writeFile("f", "");
+  EXPECT_EQ(real().unlink(file.c_str()), 0);
+  EXPECT_EQ(real().access(file.c_str(), F_OK), -1);
+}
+
+TEST(OperatingSystemTest, ADirectoryIsListedWithItsDots) {
+  const TemporaryDirectory directory;
+  directory.writeFile("\xFF", "");
+  directory.writeFile("b", "");
+  const auto stream = real().openDirectory(directory.path().c_str());
+  ASSERT_NE(stream, nullptr);
+  EXPECT_NE(::fcntl(stream->descriptor(), F_GETFD) & FD_CLOEXEC, 0);
+  std::vector<std::string> names;
+  for (std::string_view name; stream->next(name);)
+    names.emplace_back(name);
+  EXPECT_THAT(names, UnorderedElementsAre(".", "..", "\xFF", "b"));
+  std::string_view name;
+  EXPECT_FALSE(stream->next(name));
+}
+
+TEST(OperatingSystemTest, ADirectoryThatCannotBeOpenedIsNil) {
+  const TemporaryDirectory directory;
+  EXPECT_EQ(real().openDirectory(directory.path("none").c_str()), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(real().openDirectory(directory.writeFile("f", "").c_str()), nullptr);
+  EXPECT_EQ(errno, ENOTDIR);
+}
+
+TEST(OperatingSystemTest, AClosedDirectoryLeavesNoDescriptor) {
+  const TemporaryDirectory directory;
+  int descriptor = -1;
+  {
+    const auto stream = real().openDirectory(directory.path().c_str());
+    descriptor = stream->descriptor();
+  }
+  EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
+}
+
+TEST(OperatingSystemTest, TheTimeIsWholeSecondsSince1970) {
+  const std::int64_t before = ::time(nullptr);
+  const std::int64_t now = real().currentTime();
+  EXPECT_GE(now, before - 1); // time(2) may lag a tick behind
+  EXPECT_LE(now, ::time(nullptr) + 1);
+}
+
+TEST(OperatingSystemTest, TheProgramPathIsTheRunningProgramsFile) {
+  const auto path = real().programPath();
+  ASSERT_TRUE(path);
+  EXPECT_TRUE(std::filesystem::equivalent(*path, "/proc/self/exe"));
+  EXPECT_EQ(std::filesystem::path(*path).filename(), "foundation-tests");
+}
+
+TEST(OperatingSystemTest, AKnownUserHasNameGroupAndHome) {
+  const auto root = real().userWithId(0);
+  ASSERT_TRUE(root);
+  EXPECT_EQ(root->name, "root");
+  EXPECT_EQ(root->uid, 0U);
+  EXPECT_EQ(root->gid, 0U);
+  EXPECT_EQ(root->home, std::string(::getpwuid(0)->pw_dir));
+  const auto byName = real().userWithName("root");
+  ASSERT_TRUE(byName);
+  EXPECT_EQ(byName->uid, 0U);
+  EXPECT_EQ(real().groupNameWithId(0), "root");
+}
+
+TEST(OperatingSystemTest, UnknownUsersAndGroupsAreNothing) {
+  EXPECT_FALSE(real().userWithId(3999999999U));
+  EXPECT_FALSE(real().userWithName("no such user"));
+  EXPECT_FALSE(real().groupNameWithId(3999999999U));
+}
+
+TEST(OperatingSystemTest, SupplementaryGroupsAreCountedAndStored) {
+  const int count = real().supplementaryGroups(nullptr, 0);
+  ASSERT_GE(count, 0);
+  std::vector<gid_t> groups(static_cast<std::size_t>(count) + 1);
+  std::vector<gid_t> expected(groups.size());
+  EXPECT_EQ(real().supplementaryGroups(groups.data(), count), count);
+  EXPECT_EQ(::getgroups(count, expected.data()), count);
+  EXPECT_EQ(groups, expected);
+}
+
+TEST(OperatingSystemTest, AllocatedPagesAreZeroAndCanBeWritten) {
+  auto *pages = static_cast<unsigned char *>(real().allocatePages(8192));
+  ASSERT_NE(pages, nullptr);
+  EXPECT_EQ(pages[0], 0U);
+  EXPECT_EQ(pages[8191], 0U);
+  pages[8191] = 1;
+  EXPECT_EQ(real().allocatePages(0), nullptr);
+}
+
+TEST(OperatingSystemTest, PollTellsWhatIsReady) {
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  const FileDescriptor in(ends[0]);
+  const FileDescriptor out(ends[1]);
+  pollfd waiting{in.get(), POLLIN, 0};
+  EXPECT_EQ(real().poll(&waiting, 1, 0), 0);
+  ASSERT_EQ(::write(out.get(), "x", 1), 1);
+  EXPECT_EQ(real().poll(&waiting, 1, -1), 1);
+  EXPECT_NE(waiting.revents & POLLIN, 0);
+}
+
+// A signal that writes a byte into a pipe the third time it comes.
+int signalPipe = -1;
+volatile std::sig_atomic_t signals = 0;
+void onAlarm(int) {
+  signals = signals + 1;
+  if (signals == 3)
+    (void)!::write(signalPipe, "x", 1);
+}
+
+// Interrupts system calls again and again while it lives.
+class AlarmClock {
+public:
+  explicit AlarmClock(int pipe) {
+    signalPipe = pipe;
+    signals = 0;
+    struct sigaction action {};
+    action.sa_handler = onAlarm; // without SA_RESTART
+    ::sigaction(SIGALRM, &action, &before_);
+    const itimerval often{{0, 2000}, {0, 2000}};
+    ::setitimer(ITIMER_REAL, &often, nullptr);
+  }
+  ~AlarmClock() {
+    const itimerval never{};
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::sigaction(SIGALRM, &before_, nullptr);
+  }
+  AlarmClock(const AlarmClock &) = delete;
+  AlarmClock &operator=(const AlarmClock &) = delete;
+
+private:
+  struct sigaction before_ {};
+};
+
+TEST(OperatingSystemTest, APollInterruptedByASignalIsResumed) {
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  const FileDescriptor in(ends[0]);
+  const FileDescriptor out(ends[1]);
+  const AlarmClock clock(out.get());
+  pollfd waiting{in.get(), POLLIN, 0};
+  EXPECT_EQ(real().poll(&waiting, 1, -1), 1);
+  EXPECT_GE(signals, 3);
+}
+
+TEST(OperatingSystemTest, SignalsDoNotKeepAPollFromEndingInTime) {
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  const FileDescriptor in(ends[0]);
+  const FileDescriptor out(ends[1]);
+  // The alarm comes every 2 ms, so a poll that began its 50 ms anew each time would never end.
+  const AlarmClock clock(-1);
+  pollfd waiting{in.get(), POLLIN, 0};
+  EXPECT_EQ(real().poll(&waiting, 1, 50), 0);
+}
+
+TEST(OperatingSystemTest, OpeningAFifoInterruptedByASignalIsResumed) {
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.path("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  const FileDescriptor in(ends[0]);
+  const FileDescriptor out(ends[1]);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    char byte;
+    // Opens the other end only when signals have come.
+    ::_exit(::read(in.get(), &byte, 1) == 1 && ::open(fifo.c_str(), O_WRONLY) >= 0 ? 0 : 1);
+  }
+  ASSERT_GT(child, 0);
+  const AlarmClock clock(out.get());
+  const FileDescriptor opened(real().open(fifo.c_str(), O_RDONLY));
+  EXPECT_TRUE(opened);
+  EXPECT_GE(signals, 3);
+}
+
+} // namespace
+} // namespace tesker

@@ -1,0 +1,80 @@
+#include "platform/foundation/NSException.h"
+#include "platform/foundation/PropertyList.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace tesker {
+namespace {
+
+std::string described(std::string_view text) {
+  return std::string(propertyListFromStringsFileFormat(text)->description()->bytes());
+}
+
+std::string problem(std::string_view text) {
+  try {
+    return "read as " + described(text);
+  } catch (const NSException &exception) {
+    EXPECT_EQ(exception.name(), "NSParseErrorException");
+    return exception.reason();
+  }
+}
+
+TEST(StringsFileTest, PairsStandOneAfterTheOtherWithoutBraces) {
+  EXPECT_EQ(described("\"a b\" = \"c d\";\ne = f;g=h;"), "{\"a b\" = \"c d\"; e = f; g = h; }");
+}
+
+TEST(StringsFileTest, AKeyAloneIsItsOwnValue) {
+  EXPECT_EQ(described("a;\n\"b c\" ;"), "{a = a; \"b c\" = \"b c\"; }");
+}
+
+TEST(StringsFileTest, ValuesMayBeOfAnyKind) {
+  EXPECT_EQ(described("a = (b, c); d = {e = f; }; g = <00>;"),
+            "{a = (b, c); d = {e = f; }; g = <00>; }");
+}
+
+TEST(StringsFileTest, AnEmptyFileIsAnEmptyDictionary) {
+  for (const char *text : {"", " \n", "/* only a comment */", "// only a comment"})
+    EXPECT_EQ(described(text), "{}") << text;
+}
+
+TEST(StringsFileTest, CommentsMayStandWhereATokenCouldBegin) {
+  EXPECT_EQ(described("/* header */\n// line\na /* key */ = /* value */ b /* end */; // done"),
+            "{a = b; }");
+}
+
+TEST(StringsFileTest, TheLastOfTwoEqualKeysWinsInTheFirstOnesPlace) {
+  EXPECT_EQ(described("a = 1; b = 2; a = 3; b;"), "{a = 3; b = b; }");
+}
+
+TEST(StringsFileTest, AMissingSemicolonIsMalformed) {
+  EXPECT_EQ(problem("a = b"), "expected \";\" after a pair at line 1, column 6");
+  EXPECT_EQ(problem("a"), "expected \";\" after a pair at line 1, column 2");
+  EXPECT_EQ(problem("a = b\nc = d;"), "expected \";\" after a pair at line 2, column 1");
+}
+
+TEST(StringsFileTest, BracesAroundThePairsAreMalformed) {
+  EXPECT_EQ(problem("{a = b;}"), "expected a key at line 1, column 1");
+  EXPECT_EQ(problem("a = b;}"), "expected a key at line 1, column 7");
+}
+
+TEST(StringsFileTest, AKeyAloneInsideBracesIsMalformed) {
+  EXPECT_EQ(problem("a = {b;};"), "expected \"=\" after a key at line 1, column 7");
+}
+
+TEST(StringsFileTest, AValueMayNest512DeepAndNoDeeper) {
+  const std::string deepest = std::string(512, '(') + std::string(512, ')');
+  EXPECT_EQ(described("a = " + deepest + ";"), "{a = " + deepest + "; }");
+  EXPECT_EQ(problem("a = (" + deepest + ");"), "nesting too deep at line 1, column 518");
+}
+
+TEST(StringsFileTest, ADictionaryIsWrittenOnePairALine) {
+  const auto dictionary = propertyListFromStringsFileFormat("a = b; \"c d\" = (e, {f = g; });");
+  EXPECT_EQ(descriptionInStringsFileFormat(*dictionary)->bytes(),
+            "a = b;\n\"c d\" = (e, {f = g; });\n");
+  EXPECT_EQ(descriptionInStringsFileFormat(*NSMutableDictionary::create())->bytes(), "");
+}
+
+} // namespace
+} // namespace tesker
