@@ -2,14 +2,17 @@
 //
 // Everything that looks into an executable reads through this: nothing is mapped, and nothing is
 // read that was not asked for. A file that has become shorter than it was gives short reads.
+// Threading: one thread for each source.
 #pragma once
 
 #include "platform/foundation/FileDescriptor.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <type_traits>
 
 namespace tesker {
 
@@ -24,6 +27,11 @@ public:
 
   // True when the whole buffer could be filled.
   bool readExactly(std::uint64_t offset, std::span<std::byte> buffer);
+  // True when the whole structure could be copied from the offset.
+  template <class Structure> bool readStructure(std::uint64_t offset, Structure &structure) {
+    static_assert(std::is_trivially_copyable_v<Structure>);
+    return readExactly(offset, std::as_writable_bytes(std::span(&structure, 1)));
+  }
 };
 
 // An image in memory, borrowed.
@@ -37,18 +45,33 @@ private:
   std::span<const std::byte> bytes_;
 };
 
-// An open regular file, owned. Its first bytes are kept, since every question begins with them.
+// An open regular file, owned. Two pieces of it are kept: its first bytes, since every question
+// begins with them, and the piece that was read last, since headers are read in small steps.
 class FileImage final : public ImageSource {
 public:
   // Nothing when the file cannot be opened or examined, or is no regular file.
   [[nodiscard]] static std::optional<FileImage> open(const char *path);
+  // A file that is already open for reading, with its length.
+  FileImage(FileDescriptor file, std::uint64_t size);
+
   std::uint64_t size() const override { return size_; }
   std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) override;
 
 private:
-  FileImage(FileDescriptor file, std::uint64_t size) : file_(std::move(file)), size_(size) {}
+  struct Piece {
+    std::uint64_t offset = 0;
+    std::size_t length = 0;
+    std::array<std::byte, 4096> bytes;
+
+    std::size_t copy(std::uint64_t from, std::span<std::byte> buffer) const;
+  };
+  std::size_t readFile(std::uint64_t offset, std::span<std::byte> buffer);
+  void load(Piece &piece, std::uint64_t offset);
+
   FileDescriptor file_;
   std::uint64_t size_;
+  Piece first_;
+  Piece last_;
 };
 
 } // namespace tesker
