@@ -4,27 +4,33 @@
 //   0  suitable, or nothing to object to: no Mach-O or fat file, or too short to tell
 //   1  not suitable: no architecture for this processor, or the chosen one lies beyond the end of
 //      the file or is for another processor by its own header
-//   2  cannot tell: the file cannot be opened or examined, is no regular file, or its fat header
-//      announces more architectures than the file holds
-// No messages are logged here.
+//   2  cannot tell: the file cannot be opened, examined or read, is no regular file, or its fat
+//      header announces more architectures than the file holds
+// No messages are logged here. Threading: one thread.
 #pragma once
 
 #include "platform/foundation/NSString.h"
 #include "platform/macho/ImageSource.h"
+#include "platform/macho/MachO.h"
 
 namespace tesker {
 
 enum class Suitability : unsigned { kSuitable = 0, kNotSuitable = 1, kCannotTell = 2 };
 
+// Turns a header as it stood in the file into host order, and answers whether it is the header of a
+// Mach-O image for this machine's processor type. The subtype is not compared.
+[[nodiscard]] bool swapHeaderAndCheck(mach_header &header);
+
 [[nodiscard]] Suitability isSuitableArchitecture(ImageSource &image);
 
-// The code for the file dir/file on disk (NUL-terminated byte strings; a nil file means dir).
-[[nodiscard]] Suitability TKIsProperExecutable(const char *dir, const char *file);
+// The code for the file on disk that the pair names (PathFunctions.h; a nil file means dir itself).
+[[nodiscard]] Suitability TKIsProperExecutable(const NSString *dir, const NSString *file);
 
 // The descriptions of the architectures of an image, in file order, joined with ", "; unknown ones
 // are left out. "" when there are none, nil when a fat header announces more than the file holds.
 [[nodiscard]] RefPtr<NSString> getArchNamesInternal(ImageSource &image);
-// The same for a file; "" when it cannot be opened or examined.
+// The same for a file; "" when it cannot be opened or examined. In a file that can be opened and
+// then proves not to be examinable, the descriptor stays open.
 [[nodiscard]] RefPtr<NSString> getArchNames(const NSString &path);
 
 } // namespace tesker

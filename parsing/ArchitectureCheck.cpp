@@ -1,0 +1,102 @@
+#include "parsing/ArchitectureCheck.h"
+
+#include "paths/PathFunctions.h"
+#include "platform/foundation/OperatingSystem.h"
+#include "platform/macho/FatArch.h"
+#include "platform/macho/HostArchitecture.h"
+#include "platform/macho/MachOImage.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <string>
+
+namespace tesker {
+
+namespace {
+
+Suitability suitabilityIf(bool suitable) {
+  return suitable ? Suitability::kSuitable : Suitability::kNotSuitable;
+}
+
+Suitability suitabilityOfFatFile(ImageSource &image, const fat_header &header) {
+  if (!holdsAllRecords(image, header))
+    return Suitability::kCannotTell;
+  const auto best = bestFatArch(FatArchReader(image, header));
+  if (!best || !holdsImageOf(image, *best))
+    return Suitability::kNotSuitable;
+  // What an image shorter than a header lacks of it is 0.
+  mach_header chosen{};
+  const auto bytes = std::as_writable_bytes(std::span(&chosen, 1));
+  const bool read =
+      image.readExactly(best->offset, bytes.first(std::min<std::size_t>(best->size, bytes.size())));
+  return suitabilityIf(read && swapHeaderAndCheck(chosen));
+}
+
+void appendDescription(std::string &names, cpu_type_t type, cpu_subtype_t subtype) {
+  const QXArchInfo *info = QXGetArchInfoFromCpuType(type, subtype);
+  if (info == nullptr)
+    return;
+  if (!names.empty())
+    names += ", ";
+  names += info->description;
+}
+
+} // namespace
+
+bool swapHeaderAndCheck(mach_header &header) {
+  return toHostOrder(header) && isHostCpuType(header.cputype);
+}
+
+Suitability isSuitableArchitecture(ImageSource &image) {
+  if (const auto fat = fatHeaderOf(image))
+    return suitabilityOfFatFile(image, *fat);
+  // Anything that is no executable image, a script for instance, is deliberately not objected to:
+  // others decide what to make of it.
+  mach_header header{};
+  if (image.size() < sizeof(header))
+    return Suitability::kSuitable;
+  if (!image.readStructure(0, header))
+    return Suitability::kCannotTell;
+  if (header.magic != MH_MAGIC && header.magic != MH_CIGAM)
+    return Suitability::kSuitable;
+  return suitabilityIf(swapHeaderAndCheck(header));
+}
+
+Suitability TKIsProperExecutable(const NSString *dir, const NSString *file) {
+  PathBuffer path;
+  TeskerSetCPath(path, dir, file);
+  auto image = FileImage::open(path);
+  return image ? isSuitableArchitecture(*image) : Suitability::kCannotTell;
+}
+
+RefPtr<NSString> getArchNamesInternal(ImageSource &image) {
+  std::string names;
+  mach_header header{};
+  if (const auto fat = fatHeaderOf(image)) {
+    if (!holdsAllRecords(image, *fat))
+      return nullptr;
+    FatArchReader records(image, *fat);
+    fat_arch record;
+    while (records.next(record))
+      appendDescription(names, record.cputype, record.cpusubtype);
+  } else if (image.readStructure(0, header) && toHostOrder(header)) {
+    appendDescription(names, header.cputype, header.cpusubtype);
+  }
+  return NSString::create(names);
+}
+
+RefPtr<NSString> getArchNames(const NSString &path) {
+  OperatingSystem &system = OperatingSystem::current();
+  const int file = system.open(path.fileSystemRepresentation(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (file < 0)
+    return NSString::create("");
+  // Deliberate: a file that opens and then proves not to be examinable leaves its descriptor open,
+  // where TKIsProperExecutable always closes. Users of this function have always had it like that.
+  struct stat status {};
+  if (system.statDescriptor(file, status) != 0 || !S_ISREG(status.st_mode))
+    return NSString::create("");
+  FileImage image(FileDescriptor(file), static_cast<std::uint64_t>(status.st_size));
+  return getArchNamesInternal(image);
+}
+
+} // namespace tesker
