@@ -1,0 +1,25 @@
+// Everything that is asked of an executable file, asked of any bytes.
+#include "parsing/ArchitectureCheck.h"
+#include "platform/macho/SectionStream.h"
+
+#include <cstdlib>
+
+using namespace tesker;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+  MemoryImage image(std::as_bytes(std::span(data, size)));
+  const Suitability suitability = isSuitableArchitecture(image);
+  const RefPtr<NSString> names = getArchNamesInternal(image);
+  // A fat file that announces too much is found out by both.
+  if (!names && suitability != Suitability::kCannotTell)
+    std::abort();
+  for (const char *section : {"__services", "__request", "__header"}) {
+    auto stream = QXGetStreamOnSectionForBestArchitecture(image, "__ICON", section);
+    std::size_t length = 0;
+    while (stream && stream->next() != SectionStream::kEnd)
+      ++length;
+    if (length > size)
+      std::abort();
+  }
+  return 0;
+}
