@@ -58,8 +58,8 @@ bool NSFileManager::fileCanBeWriteExecutedAtPath(const NSString &path) {
 bool NSFileManager::fileCanBeReadWritedExecutedAtPath(const NSString &path) {
   if (deviceTeller != nullptr && !deviceTeller->isWritableDeviceFor(path))
     return false;
-  // The plain byte string, in which the path is not converted: what is asked here comes from the
-  // system itself. It would end at a NUL inside, and another file would answer for this one.
+  // This predicate alone takes the plain byte string. Its bytes are those of the file-system
+  // representation, but it would end at a NUL inside, and another file would answer for this one.
   if (path.bytes().find('\0') != std::string_view::npos)
     return false;
   return OperatingSystem::current().access(path.cString(), R_OK | W_OK | X_OK) == 0;

@@ -106,6 +106,10 @@ public:
     return std::make_unique<CountedStream>(*this, std::move(stream));
   }
 
+  std::optional<std::string> programPath() override {
+    note("programPath");
+    return OperatingSystem::programPath();
+  }
   std::int64_t currentTime() override {
     note("currentTime");
     return OperatingSystem::currentTime();
