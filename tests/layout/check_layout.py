@@ -3,9 +3,10 @@
 
   includes   every include stays in its own folder or in one that the folder's tesker_layer() USES,
              directly or through another; headers include each other without a circle
-  map        docs/architecture.md names every source file, and nothing that is not there
+  map        the source map of docs/architecture.md has one line for every source file: what its
+             opening comment says first (a header speaks for the source beside it)
 
-usage: check_layout.py includes|map REPOSITORY
+usage: check_layout.py includes|map|update-map REPOSITORY      update-map writes the source map anew
 """
 import pathlib
 import re
@@ -75,19 +76,54 @@ def check_includes(top):
     return len(graph), problems
 
 
+def opening(path):
+    """What the file's first comment says, up to the end of the sentence; None when it has none."""
+    comment = []
+    for line in path.read_text(errors="replace").splitlines():
+        if not line.startswith("//") or (comment and line == "//"):
+            break
+        comment.append(line[2:].strip())
+    text = re.sub(rf"^(?:{re.escape(path.name)}|{re.escape(path.stem)}) - ", "", " ".join(comment))
+    sentence = re.match(r"(.*?)\.(?:\s|$)", text)
+    return (sentence.group(1) if sentence else text) or None
+
+
+def source_map(top):
+    lines, problems, folder = [], [], None
+    paths = [path for path in sources(top) if path.parts[0] not in ("tests", "fuzz", "benchmarks")]
+    for path in sorted(paths, key=lambda path: (str(path.parent), path.name)):
+        if path.suffix == ".cpp" and path.with_suffix(".h") in paths:
+            continue
+        if path.parent != folder:
+            folder = path.parent
+            lines += ["", f"**{folder}/**", "", "| file | |", "|---|---|"]
+        text = opening(top / path)
+        if text is None:
+            problems.append(f"{path}: begins with no comment that says what it is for")
+        lines.append(f"| `{path.name}` | {text} |")
+    return "\n".join(lines).strip() + "\n", problems
+
+
+MAP = re.compile(r"(?<=<!-- source map -->\n).*(?=<!-- end of source map -->)", re.S)
+
+
 def check_map(top):
-    text = (top / "docs/architecture.md").read_text()
-    named = set(re.findall(r"^\| `([^`]+\.(?:h|cpp))` \|", text, re.M))
-    # A header and the source that implements it share a line.
-    there = {str(path) for path in sources(top) if path.parts[0] not in ("tests", "fuzz", "benchmarks")}
-    lines = {str(pathlib.Path(path).with_suffix(".h")) if str(pathlib.Path(path).with_suffix(".h")) in there else path for path in there}
-    problems = [f"docs/architecture.md does not name {path}" for path in sorted(lines - named)]
-    problems += [f"docs/architecture.md names {path}, which is not there" for path in sorted(named - lines)]
-    return len(lines), problems
+    wanted, problems = source_map(top)
+    found = MAP.search((top / "docs/architecture.md").read_text())
+    if found is None or found.group(0) != wanted:
+        problems.append("the source map of docs/architecture.md is out of date: run tests/layout/check_layout.py update-map .")
+    return wanted.count("| `"), problems
+
+
+def update_map(top):
+    wanted, problems = source_map(top)
+    document = top / "docs/architecture.md"
+    document.write_text(MAP.sub(lambda _: wanted, document.read_text()))
+    return wanted.count("| `"), problems
 
 
 def main():
-    check = {"includes": check_includes, "map": check_map}.get(sys.argv[1] if len(sys.argv) == 3 else "")
+    check = {"includes": check_includes, "map": check_map, "update-map": update_map}.get(sys.argv[1] if len(sys.argv) == 3 else "")
     if check is None:
         sys.exit(__doc__)
     count, problems = check(pathlib.Path(sys.argv[2]).resolve())

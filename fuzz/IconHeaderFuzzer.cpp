@@ -1,0 +1,47 @@
+// Parses an executable whose icon header is the input, for this processor or another.
+
+#include "examples/MachOWriter.h"
+#include "parsing/AppParsing.h"
+#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/NSLog.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class NoLog final : public tesker::LogSink {
+  void log(std::string_view) override {}
+  void syslog(std::string_view) override {}
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+  using namespace tesker;
+  static NoLog noLog;
+  setLogSink(&noLog);
+  const std::string_view header(reinterpret_cast<const char *>(data), size);
+  const bool other = size % 2 == 1;
+  const std::string image = examples::MachOWriter(other ? examples::kSparc : examples::kI386)
+                                .addSection("__ICON", "__header", header)
+                                .bytes();
+  // A file in memory, which has a path like any other.
+  const FileDescriptor file(::memfd_create("executable", MFD_CLOEXEC));
+  if (!file || ::fchmod(file.get(), 0755) != 0 ||
+      ::write(file.get(), image.data(), image.size()) != static_cast<ssize_t>(image.size()))
+    std::abort();
+  const auto records =
+      parseApp(NSFileManager::classObject(), *NSString::create("/proc/self/fd"),
+               &*NSString::create(std::to_string(file.get())), NSDefaultMallocZone());
+  if (!records)
+    std::abort(); // an executable regular file is always examined
+  for (const auto &record : *records)
+    if (!as<NSDictionary>(&*record)->objectForKey("path"))
+      std::abort();
+  return 0;
+}
