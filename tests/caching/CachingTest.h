@@ -1,0 +1,68 @@
+// CachingTest.h - the caches, empty, over a fake disk.
+#pragma once
+
+#include "caching/CachingFileManager.h"
+#include "caching/GlobalStatCache.h"
+#include "tests/caching/Peers.h"
+#include "tests/support/FakeDisk.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Texts.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace tesker::test {
+
+class CachingTest : public ::testing::Test {
+protected:
+  using Calls = std::vector<std::string>;
+
+  CachingTest() : inForce_(disk) { forgetAll(); }
+  ~CachingTest() override { forgetAll(); }
+
+  // Empties the caches and every memory of a last directory or file. Validates, too.
+  void forgetAll() {
+    disk.failNone();
+    manager().reset();
+    manager().validate(7);
+    globalStatState().lastCacheDir = nullptr;
+    globalStatState().lastCachedStat = nullptr;
+    disk.takeAllCalls();
+  }
+
+  // A validation of everything in a later second.
+  void validateLater(std::int64_t seconds = 10) {
+    disk.tick(seconds);
+    manager().validate(7);
+  }
+
+  // Asks for another directory, which takes the place of the one remembered as the last.
+  void displaceLastDirectory() {
+    static_cast<void>(globalStat("/"));
+    disk.takeAllCalls();
+  }
+
+  static CachingFileManager &manager() { return CachingFileManager::classObject(); }
+
+  static RefPtr<NSFileAttributes> globalStat(std::string_view path, bool follow = false) {
+    RefPtr<NSFileAttributes> result;
+    globalCachedDirStat(&*NSString::create(path), result, follow);
+    return result;
+  }
+
+  FakeDisk disk;
+  LogCapture log;
+
+private:
+  ScopedOperatingSystem inForce_;
+};
+
+// The inode of the record, 0 for none.
+inline ino_t inodeOf(const RefPtr<NSFileAttributes> &info) {
+  DirFileUID identity;
+  if (info)
+    info->buildDirFileUID(identity);
+  return identity.inode;
+}
+
+} // namespace tesker::test

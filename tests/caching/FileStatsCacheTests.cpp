@@ -1,0 +1,376 @@
+#include "caching/DirFileStatEntry.h"
+#include "caching/DirFileStatsCache.h"
+#include "platform/foundation/NSException.h"
+#include "tests/caching/CachingTest.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+namespace tesker::test {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class FileStatsCacheTest : public CachingTest {
+protected:
+  FileStatsCacheTest() {
+    disk.addDirectory("/a");
+    disk.addDirectory("/a/sub");
+    disk.addFile("/a/f");
+    disk.addFile("/a/g");
+    disk.addLink("/a/link", "f");
+    disk.tick(100);
+    forgetAll();
+  }
+
+  RefPtr<NSFileAttributes> lstat(std::string_view file) {
+    return cache.lstatDir(*"/a"_ns, *NSString::create(file));
+  }
+  RefPtr<NSFileAttributes> stat(std::string_view file) {
+    return cache.statDir(*"/a"_ns, *NSString::create(file));
+  }
+  ino_t inode(std::string_view path) { return disk.peek(path, false)->inode; }
+
+  DirFileStatsCache &cache = CachingFileManagerPeer::stats();
+};
+
+TEST_F(FileStatsCacheTest, TheFirstLookUpAsksOnceAndTheSecondNot) {
+  EXPECT_EQ(inodeOf(lstat("f")), inode("/a/f"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a", "lstat /a/f"));
+  EXPECT_EQ(inodeOf(lstat("g")), inode("/a/g"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a/g"));
+  EXPECT_EQ(inodeOf(lstat("f")), inode("/a/f")) << "out of the table";
+  EXPECT_EQ(inodeOf(lstat("f")), inode("/a/f")) << "out of the memory";
+  EXPECT_EQ(inodeOf(stat("g")), inode("/a/g")) << "no link, so nothing to follow";
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(FileStatsCacheTest, AValidationIsFollowedByOneStatForEachFile) {
+  static_cast<void>(lstat("f"));
+  static_cast<void>(lstat("g"));
+  disk.setMode("/a/f", 0600);
+  validateLater();
+  disk.takeAllCalls();
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a/f"));
+  static_cast<void>(lstat("g"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a/g"));
+}
+
+TEST_F(FileStatsCacheTest, AChangeInTheValidationsSecondGoesUnseenUntilTheNext) {
+  static_cast<void>(lstat("f"));
+  disk.setMode("/a/f", 0600);
+  manager().validate(7);
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0644);
+  manager().bumpGeneration();
+  manager().validate(7);
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600) << "the generation tells them apart";
+}
+
+TEST_F(FileStatsCacheTest, AFailureIsRememberedUntilTheNextValidation) {
+  EXPECT_FALSE(lstat("late"));
+  static_cast<void>(lstat("f"));
+  disk.addFile("/a/late");
+  disk.takeAllCalls();
+  EXPECT_FALSE(lstat("late"));
+  EXPECT_FALSE(stat("late"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+  validateLater();
+  EXPECT_TRUE(lstat("late"));
+}
+
+TEST_F(FileStatsCacheTest, ADirectoryThatChangedLosesAllItsEntries) {
+  const auto f = lstat("f");
+  static_cast<void>(lstat("g"));
+  disk.tick();
+  disk.addFile("/a/new");
+  static_cast<void>(cache.lstatDir(*"/"_ns, *"a"_ns));
+  static_cast<void>(cache.lstatDir(*"/"_ns, *"b"_ns));
+  validateLater();
+  static_cast<void>(lstat("g"));
+  EXPECT_EQ(f->retainCount(), 1U);
+}
+
+TEST_F(FileStatsCacheTest, ASubdirectoryAlsoFillsTheGlobalStatCacheWithTheSameStamp) {
+  disk.tick(5);
+  const auto info = lstat("sub");
+  ASSERT_NE(globalEntry("/a/sub"), nullptr);
+  EXPECT_EQ(globalEntry("/a/sub")->statInfo.get(), info.get());
+  EXPECT_EQ(globalEntry("/a/sub")->lastCheck, (FilerTS{1105, generation}));
+  disk.takeAllCalls();
+  EXPECT_EQ(globalStat("/a/sub").get(), info.get());
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(FileStatsCacheTest, FilesAndLinksDoNotFillTheGlobalStatCache) {
+  static_cast<void>(lstat("f"));
+  static_cast<void>(lstat("link"));
+  EXPECT_EQ(globalEntry("/a/f"), nullptr);
+  EXPECT_EQ(globalEntry("/a/link"), nullptr);
+}
+
+TEST_F(FileStatsCacheTest, ALinkIsFollowedAnewOnEveryCall) {
+  EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
+  disk.takeAllCalls();
+  EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("stat /a/link"));
+  EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("stat /a/link"));
+  EXPECT_EQ(inodeOf(lstat("link")), inode("/a/link"));
+  EXPECT_THAT(disk.takeCalls(), IsEmpty());
+  EXPECT_THAT(log.logged, IsEmpty());
+}
+
+TEST_F(FileStatsCacheTest, AFollowedRecordLivesAsLongAsItsEntry) {
+  const auto followed = stat("link");
+  EXPECT_EQ(followed->retainCount(), 2U);
+  static_cast<void>(stat("link"));
+  EXPECT_EQ(followed->retainCount(), 1U) << "replaced by a newer one";
+  const auto newer = stat("link");
+  manager().reset();
+  EXPECT_EQ(newer->retainCount(), 1U);
+}
+
+TEST_F(FileStatsCacheTest, ANewLinkRecordForgetsTheFollowedOne) {
+  const auto followed = stat("link");
+  validateLater();
+  static_cast<void>(lstat("link"));
+  EXPECT_EQ(followed->retainCount(), 1U);
+}
+
+TEST_F(FileStatsCacheTest, TheLastFileIsForgottenByAValidationOfAnyMask) {
+  static_cast<void>(lstat("f"));
+  EXPECT_TRUE(isEqual(DirFileStatsCachePeer::lastFile(), "f"));
+  cache.validate(0);
+  EXPECT_EQ(DirFileStatsCachePeer::lastDir(), nullptr);
+  EXPECT_EQ(DirFileStatsCachePeer::lastFile(), nullptr);
+  EXPECT_EQ(DirFileStatsCachePeer::lastInfo(), nullptr);
+}
+
+TEST_F(FileStatsCacheTest, TheLastFileSurvivesResetAndFlushes) {
+  const auto last = lstat("f");
+  disk.setMode("/a/f", 0600);
+  manager().reset();
+  manager().flushDir(*"/a"_ns);
+  disk.takeAllCalls();
+  EXPECT_EQ(lstat("f").get(), last.get());
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+  static_cast<void>(lstat("g"));
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
+}
+
+TEST_F(FileStatsCacheTest, TheLastFileIsKnownByItsBytes) {
+  const auto dir = NSMutableString::create("/a");
+  const auto file = NSMutableString::create("f");
+  static_cast<void>(cache.lstatDir(*dir, *file));
+  file->setString("g");
+  EXPECT_EQ(inodeOf(cache.lstatDir(*dir, *file)), inode("/a/g"));
+  disk.addDirectory("/b");
+  dir->setString("/b");
+  EXPECT_FALSE(cache.lstatDir(*dir, *file));
+}
+
+TEST_F(FileStatsCacheTest, Inconsistency1IsReportedForALinkWhoseDirectoryWasFlushed) {
+  static_cast<void>(lstat("link"));
+  manager().flushDir(*"/a"_ns);
+  EXPECT_EQ(inodeOf(stat("link")), inode("/a/f")) << "answered all the same";
+  EXPECT_THAT(log.logged, ElementsAre("statDir: Inconsistency 1 /a/link"));
+}
+
+TEST_F(FileStatsCacheTest, Inconsistency2IsReportedForALinkWhoseEntryIsMissing) {
+  static_cast<void>(lstat("link"));
+  manager().reset();
+  // Brings the table back without the link, and then the link as the last file.
+  static_cast<void>(lstat("f"));
+  const auto other = DirFileStatsCache::initValidateWhen(1);
+  static_cast<void>(other->lstatDir(*"/a"_ns, *"link"_ns));
+  EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
+  EXPECT_THAT(log.logged, ElementsAre("statDir: Inconsistency 2 /a/link"));
+}
+
+TEST_F(FileStatsCacheTest, FilesInADirectoryThatCannotBeExaminedAreAskedForEveryTime) {
+  const auto dir = "/nothing"_ns;
+  EXPECT_FALSE(cache.lstatDir(*dir, *"f"_ns));
+  EXPECT_FALSE(cache.lstatDir(*dir, *"g"_ns));
+  disk.takeAllCalls();
+  EXPECT_FALSE(cache.lstatDir(*dir, *"f"_ns));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /nothing/f"));
+  EXPECT_EQ(FilerCachePeer::count(cache), 0U);
+}
+
+TEST_F(FileStatsCacheTest, MissesAreCountedAndResetZeroesThem) {
+  static_cast<void>(lstat("f"));
+  static_cast<void>(lstat("f"));
+  static_cast<void>(stat("link"));
+  EXPECT_EQ(FilerCachePeer::statistics(cache), 3) << "two files and a link followed";
+  manager().reset();
+  EXPECT_EQ(FilerCachePeer::statistics(cache), 0);
+}
+
+// Entries and their pages.
+
+class FileStatEntryTest : public FileStatsCacheTest {
+protected:
+  // Uses up what is on the free list, so that the next entry takes a page.
+  FileStatEntryTest() {
+    disk.takeAllCalls();
+    while (disk.takeAllCalls().empty())
+      taken.push_back(newDirFileStatEntry());
+    for (std::size_t i = 1; i < perPage; ++i)
+      taken.push_back(newDirFileStatEntry());
+  }
+  ~FileStatEntryTest() override {
+    for (const auto handle : taken)
+      freeDirFileStatEntry(handle);
+  }
+
+  const std::size_t pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t perPage = pageSize / 20;
+  std::vector<DirFileStatHandle> taken;
+};
+
+TEST_F(FileStatEntryTest, APageOf4096BytesGives204EntriesOf20Bytes) {
+  EXPECT_EQ(sizeof(DirFileStatEntry), 20U);
+  EXPECT_EQ(std::size_t{4096} / sizeof(DirFileStatEntry), 204U);
+  const auto pages = nbDirFileStatEntryPages;
+  for (std::size_t i = 0; i < perPage; ++i)
+    taken.push_back(newDirFileStatEntry());
+  EXPECT_EQ(nbDirFileStatEntryPages, pages + 1);
+  EXPECT_THAT(disk.takeAllCalls(), ElementsAre("mmap " + std::to_string(pageSize)));
+  taken.push_back(newDirFileStatEntry());
+  EXPECT_EQ(nbDirFileStatEntryPages, pages + 2);
+}
+
+TEST_F(FileStatEntryTest, TheEntryCarvedLastIsHandedOutFirst) {
+  const auto first = newDirFileStatEntry();
+  const auto second = newDirFileStatEntry();
+  taken.insert(taken.end(), {first, second});
+  EXPECT_EQ(first - second, 20U);
+  EXPECT_EQ(first % pageSize, (perPage - 1) * 20);
+}
+
+TEST_F(FileStatEntryTest, AFreedEntryIsHandedOutNextAndCleared) {
+  const auto handle = newDirFileStatEntry();
+  const auto info = NSFileManager::classObject()._privateLstatDir(*"/a"_ns, nullptr);
+  dirFileStatEntry(handle).lstatInfo = RecordHandle(info);
+  dirFileStatEntry(handle).statInfo = RecordHandle(info);
+  EXPECT_EQ(info->retainCount(), 3U);
+  freeDirFileStatEntry(handle);
+  EXPECT_EQ(info->retainCount(), 1U);
+  taken.push_back(newDirFileStatEntry());
+  EXPECT_EQ(taken.back(), handle);
+  EXPECT_EQ(dirFileStatEntry(handle).lstatInfo.get(), nullptr);
+  EXPECT_EQ(dirFileStatEntry(handle).statInfo.get(), nullptr);
+}
+
+TEST_F(FileStatEntryTest, NoMemoryIsReportedAsNewDirFileStatEntry1And2) {
+  disk.failCall(1, FakeDisk::Fault::Error, ENOMEM);
+  EXPECT_EQ(newDirFileStatEntry(), 0U);
+  EXPECT_THAT(log.logged, ElementsAre("newDirFileStatEntry 1", "newDirFileStatEntry 2"));
+  taken.push_back(newDirFileStatEntry());
+  EXPECT_NE(taken.back(), 0U) << "it is tried again";
+}
+
+TEST_F(FileStatEntryTest, WithoutMemoryForAnEntryTheAnswerIsGivenAndNotKept) {
+  static_cast<void>(globalStat("/a"));
+  disk.takeAllCalls();
+  disk.failCall(3, FakeDisk::Fault::Error, ENOMEM); // after the clock and the stat
+  EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
+  EXPECT_THAT(log.logged, ElementsAre("newDirFileStatEntry 1", "newDirFileStatEntry 2",
+                                      "statDir: Inconsistency 2 /a/link"));
+  static_cast<void>(lstat("g"));
+  disk.takeAllCalls();
+  EXPECT_EQ(inodeOf(lstat("link")), inode("/a/link"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a/link"));
+}
+
+TEST_F(FileStatEntryTest, APageThatRaisesLeavesNoEntryForTheFile) {
+  for (const auto fault : {FakeDisk::Fault::Raise, FakeDisk::Fault::BadAlloc}) {
+    static_cast<void>(globalStat("/a"));
+    disk.takeAllCalls();
+    disk.failCall(3, fault);
+    EXPECT_ANY_THROW(static_cast<void>(lstat("f")));
+    EXPECT_TRUE(disk.failed());
+    disk.takeAllCalls();
+  }
+  EXPECT_EQ(inodeOf(lstat("f")), inode("/a/f"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a/f", "mmap " + std::to_string(pageSize)));
+}
+
+TEST_F(FileStatEntryTest, HandlesOfRecordsAreGivenToTheNextOnes) {
+  const auto info = NSFileManager::classObject()._privateLstatDir(*"/a"_ns, nullptr);
+  RecordHandle nil;
+  EXPECT_EQ(nil.get(), nullptr);
+  EXPECT_EQ(RecordHandle(nullptr).get(), nullptr);
+  RecordHandle first(info);
+  RecordHandle second(info);
+  EXPECT_EQ(first.get(), &*info);
+  EXPECT_EQ(info->retainCount(), 3U);
+  first = RecordHandle();
+  EXPECT_EQ(info->retainCount(), 2U);
+  RecordHandle third(std::move(second));
+  EXPECT_EQ(third.get(), &*info);
+  EXPECT_EQ(info->retainCount(), 2U);
+}
+
+class CacheMemoryTest : public CachingTest {
+protected:
+  CacheMemoryTest() {
+    for (int d = 0; d < 3; ++d) {
+      const std::string dir = "/d" + std::to_string(d);
+      disk.addDirectory(dir);
+      disk.addDirectory(dir + "/sub");
+      for (int f = 0; f < 300; ++f)
+        disk.addFile(dir + "/file" + std::to_string(f));
+    }
+    disk.tick(100);
+    forgetAll();
+  }
+
+  void fill() {
+    for (int d = 0; d < 3; ++d) {
+      const auto dir = NSString::create("/d" + std::to_string(d));
+      const auto names = manager().childrenForDirPath(*dir);
+      for (const auto &name : *names) {
+        const auto *file = as<NSString>(&*name);
+        static_cast<void>(manager()._privateStatDir(*dir, file));
+        static_cast<void>(manager().getFilerTypeDir(*dir, file));
+      }
+    }
+  }
+};
+
+TEST_F(CacheMemoryTest, MemoryReturnsToItsLevelAfterAReset) {
+  // Once for what stays for the life of the process, joined paths for example.
+  fill();
+  forgetAll();
+  const auto level = filerZone().bytesInUse();
+  for (int i = 0; i < 3; ++i) {
+    fill();
+    EXPECT_GT(filerZone().bytesInUse(), level + 900U * 20U);
+    forgetAll();
+    EXPECT_EQ(filerZone().bytesInUse(), level);
+  }
+}
+
+TEST_F(CacheMemoryTest, PagesOfEntriesAreUsedAgain) {
+  fill();
+  const auto pages = nbDirFileStatEntryPages;
+  EXPECT_GE(pages, 5) << "900 entries at 204 to a page";
+  for (int i = 0; i < 3; ++i) {
+    forgetAll();
+    fill();
+    EXPECT_EQ(nbDirFileStatEntryPages, pages);
+  }
+}
+
+TEST_F(CacheMemoryTest, WarmLookUpsMakeNoSystemCall) {
+  fill();
+  disk.takeAllCalls();
+  fill();
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+} // namespace tesker::test

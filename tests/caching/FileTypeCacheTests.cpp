@@ -1,0 +1,232 @@
+#include "caching/ChildrenNamesCache.h"
+#include "caching/FileTypeCache.h"
+#include "platform/foundation/NSException.h"
+#include "tests/caching/CachingTest.h"
+
+namespace tesker::test {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class FileTypeCacheTest : public CachingTest {
+protected:
+  FileTypeCacheTest() {
+    disk.addDirectory("/a");
+    disk.addDirectory("/a/sub");
+    disk.addFile("/a/f");
+    disk.addSpecial("/a/char", S_IFCHR);
+    disk.addSpecial("/a/block", S_IFBLK);
+    disk.addSpecial("/a/fifo", S_IFIFO);
+    disk.addSpecial("/a/socket", S_IFSOCK);
+    disk.addDirectory("/a/mount");
+    disk.mountOn("/a/mount", 77);
+    disk.addLink("/a/toSub", "sub");
+    disk.addLink("/a/toFile", "f");
+    disk.addLink("/a/toChar", "char");
+    disk.addLink("/a/toFifo", "fifo");
+    disk.addLink("/a/dangling", "nothing");
+    disk.addLink("/a/magic", "nothing", 01777);
+    disk.tick(100);
+    forgetAll();
+  }
+
+  std::string type(std::string_view file) {
+    return textOf(cache.getInternalFileType(*"/a"_ns, *NSString::create(file)));
+  }
+  int number(std::string_view file) {
+    return cache.getFilerTypeDir(*"/a"_ns, &*NSString::create(file));
+  }
+
+  FileTypeCache &cache = CachingFileManagerPeer::types();
+};
+
+TEST_F(FileTypeCacheTest, TypesOfFilesThemselves) {
+  const std::vector<std::tuple<const char *, const char *, int>> expected = {
+      {"f", "Regular", 3},           {"char", "UnixDev", 4}, {"block", "UnixDev", 4},
+      {"fifo", "Other", 4},          {"socket", "Other", 4}, {"nothing", "Other", 4},
+      {"sub", "DirectorySameDev", 1}};
+  for (const auto &[file, name, code] : expected) {
+    EXPECT_EQ(type(file), name) << file;
+    EXPECT_EQ(number(file), code) << file;
+    disk.takeAllCalls();
+    EXPECT_EQ(number(file), code) << file;
+    EXPECT_THAT(disk.takeAllCalls(), IsEmpty()) << file;
+  }
+}
+
+TEST_F(FileTypeCacheTest, AMountPointIsDirectoryChangeDevAndASubdirectoryDirectorySameDev) {
+  EXPECT_EQ(type("mount"), "DirectoryChangeDev");
+  EXPECT_EQ(number("mount"), 2);
+  EXPECT_EQ(type("sub"), "DirectorySameDev");
+  EXPECT_EQ(number("sub"), 1);
+}
+
+TEST_F(FileTypeCacheTest, ADanglingLinkIsOtherAndALinkToADirectoryIsDirectory) {
+  EXPECT_EQ(type("dangling"), "Other");
+  EXPECT_EQ(number("dangling"), 4);
+  EXPECT_EQ(type("toSub"), "Directory");
+  EXPECT_EQ(number("toSub"), 0);
+}
+
+TEST_F(FileTypeCacheTest, ALinkIsOfTheTypeOfItsTarget) {
+  EXPECT_EQ(type("toFile"), "Regular");
+  EXPECT_EQ(number("toChar"), 4);
+  EXPECT_EQ(type("toChar"), "UnixDev");
+  EXPECT_EQ(type("toFifo"), "Other");
+}
+
+TEST_F(FileTypeCacheTest, TypesOfLinksAreFoundOutAnewEachTime) {
+  EXPECT_EQ(type("toSub"), "Directory");
+  disk.takeAllCalls();
+  EXPECT_EQ(type("toSub"), "Directory");
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("stat /a/toSub"));
+  disk.remove("/a/sub");
+  EXPECT_EQ(type("toSub"), "Other");
+}
+
+TEST_F(FileTypeCacheTest, AMagicDirectoryIsDirectoryAndNotEntered) {
+  EXPECT_EQ(type("magic"), "Directory");
+  EXPECT_EQ(number("magic"), 0);
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a", "lstat /a/magic"));
+}
+
+TEST_F(FileTypeCacheTest, NoFileOrDotIsTheDirectoryItselfAndDoesNotTouchTheCache) {
+  EXPECT_EQ(cache.getFilerTypeDir(*"/a"_ns, nullptr), 0);
+  EXPECT_EQ(cache.getFilerTypeDir(*"/nothing"_ns, &*"."_ns), 0);
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+  EXPECT_EQ(FilerCachePeer::count(cache), 0U);
+}
+
+TEST_F(FileTypeCacheTest, ABrokenPairIsLogged) {
+  EXPECT_EQ(cache.getFilerTypeDir(*"/a"_ns, &*"sub/f"_ns), 4);
+  EXPECT_THAT(log.syslogged, ElementsAre("*** checkDirFile invariant broken for '/a','sub/f'"));
+}
+
+TEST_F(FileTypeCacheTest, ATypeOutlivesAValidationAsLongAsTheDirectoryIsUnchanged) {
+  static_cast<void>(type("f"));
+  displaceLastDirectory();
+  validateLater();
+  static_cast<void>(cache.getInternalFileType(*"/"_ns, *"a"_ns));
+  disk.takeAllCalls();
+  EXPECT_EQ(type("f"), "Regular");
+  EXPECT_THAT(disk.takeCalls(), IsEmpty()) << "the directory was looked at a moment ago";
+}
+
+TEST_F(FileTypeCacheTest, ATypeGoesWhenTheDirectoryChanges) {
+  EXPECT_EQ(type("f"), "Regular");
+  disk.tick();
+  disk.remove("/a/f");
+  disk.addDirectory("/a/f");
+  EXPECT_EQ(type("f"), "Regular");
+  static_cast<void>(cache.getInternalFileType(*"/"_ns, *"a"_ns));
+  static_cast<void>(cache.getInternalFileType(*"/"_ns, *"a"_ns));
+  validateLater();
+  EXPECT_EQ(type("f"), "DirectorySameDev");
+}
+
+TEST_F(FileTypeCacheTest, AnExceptionWhileALinkIsFollowedMakesItOther) {
+  static_cast<void>(manager()._privateLstatDir(*"/a"_ns, &*"toFile"_ns));
+  disk.takeAllCalls();
+  disk.failCall(1, FakeDisk::Fault::Raise);
+  EXPECT_EQ(type("toFile"), "Other");
+  EXPECT_EQ(type("toFile"), "Regular") << "not kept";
+}
+
+TEST_F(FileTypeCacheTest, AnExceptionWhileTheDirectorysDeviceIsReadMakesItAMountPoint) {
+  static_cast<void>(manager()._privateLstatDir(*"/a"_ns, &*"sub"_ns));
+  cache.insertDir(*"/a"_ns, nullptr);
+  static_cast<void>(type("f")); // the cache's own memory finds the directory from here on
+  displaceLastDirectory();
+  emptyGlobalTable();
+  disk.failCall(2, FakeDisk::Fault::Raise);
+  EXPECT_EQ(type("sub"), "DirectoryChangeDev");
+  EXPECT_TRUE(disk.failed());
+}
+
+TEST_F(FileTypeCacheTest, AnExceptionWhileTheFileIsExaminedPassesAndNothingIsKept) {
+  static_cast<void>(type("f"));
+  disk.takeAllCalls();
+  disk.failCall(2, FakeDisk::Fault::Raise);
+  EXPECT_THROW(static_cast<void>(type("sub")), NSException);
+  EXPECT_EQ(type("sub"), "DirectorySameDev");
+}
+
+TEST_F(FileTypeCacheTest, AnExceptionWhileTheTableIsStoredPasses) {
+  disk.failCall(2, FakeDisk::Fault::Raise);
+  EXPECT_THROW(static_cast<void>(type("f")), NSException);
+  EXPECT_EQ(FilerCachePeer::count(cache), 0U);
+  EXPECT_EQ(type("f"), "Regular");
+}
+
+TEST_F(FileTypeCacheTest, MissesAreCounted) {
+  static_cast<void>(type("f"));
+  static_cast<void>(type("f"));
+  static_cast<void>(type("toFile"));
+  static_cast<void>(type("toFile"));
+  EXPECT_EQ(FilerCachePeer::statistics(cache), 3);
+}
+
+class ChildrenNamesCacheTest : public CachingTest {
+protected:
+  ChildrenNamesCacheTest() {
+    disk.addDirectory("/a");
+    disk.addFile("/a/one");
+    disk.addFile("/a/two");
+    disk.addLink("/link", "/a");
+    disk.tick(100);
+    forgetAll();
+  }
+  std::vector<std::string> names(std::string_view path) {
+    return textsOf(cache.childrenNamesFor(*NSString::create(path)));
+  }
+  ChildrenNamesCache &cache = CachingFileManagerPeer::listings();
+};
+
+TEST_F(ChildrenNamesCacheTest, ADirectoryIsListedOnce) {
+  EXPECT_THAT(names("/a"), ElementsAre("one", "two"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("opendir /a", "lstat /a"));
+  EXPECT_THAT(names("/a"), ElementsAre("one", "two"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+  EXPECT_EQ(FilerCachePeer::statistics(cache), 1);
+}
+
+TEST_F(ChildrenNamesCacheTest, TheSameArrayIsGivenAgain) {
+  const auto first = cache.childrenNamesFor(*"/a"_ns);
+  EXPECT_EQ(cache.childrenNamesFor(*"/a"_ns).get(), first.get());
+  EXPECT_NE(cache.childrenNamesFor(*"/link"_ns).get(), first.get()) << "known by path";
+}
+
+TEST_F(ChildrenNamesCacheTest, AChangedDirectoryIsListedAgainAfterAValidation) {
+  EXPECT_THAT(names("/a"), ElementsAre("one", "two"));
+  displaceLastDirectory();
+  disk.tick();
+  disk.addFile("/a/three");
+  EXPECT_THAT(names("/a"), ElementsAre("one", "two"));
+  validateLater();
+  EXPECT_THAT(names("/a"), ElementsAre("one", "two", "three"));
+}
+
+TEST_F(ChildrenNamesCacheTest, AnUnchangedDirectoryCostsOneStatAfterAValidation) {
+  static_cast<void>(names("/a"));
+  displaceLastDirectory();
+  validateLater();
+  disk.takeAllCalls();
+  EXPECT_THAT(names("/a"), ElementsAre("one", "two"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a"));
+}
+
+TEST_F(ChildrenNamesCacheTest, ADirectoryThatCannotBeListedIsAskedForEveryTime) {
+  EXPECT_THAT(names("/nothing"), ElementsAre("(nil)"));
+  disk.takeAllCalls();
+  EXPECT_THAT(names("/nothing"), ElementsAre("(nil)"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("opendir /nothing"));
+}
+
+TEST_F(ChildrenNamesCacheTest, TheCallsOfAFirstListing) {
+  static_cast<void>(names("/a"));
+  EXPECT_THAT(disk.takeAllCalls(),
+              ElementsAre("opendir /a", "readdir /a", "readdir /a", "readdir /a", "readdir /a",
+                          "readdir /a", "time", "lstat /a"));
+}
+
+} // namespace tesker::test

@@ -1,0 +1,276 @@
+#include "tests/caching/CachingTest.h"
+
+#include <cerrno>
+#include <climits>
+
+namespace tesker::test {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class GlobalStatCacheTest : public CachingTest {
+protected:
+  GlobalStatCacheTest() {
+    disk.addDirectory("/a");
+    disk.addDirectory("/b");
+    disk.addLink("/link", "/a");
+  }
+};
+
+TEST_F(GlobalStatCacheTest, NilDirIsReportedAndAnsweredWithNothing) {
+  RefPtr<NSFileAttributes> result = globalStat("/a");
+  disk.takeAllCalls();
+  globalCachedDirStat(nullptr, result, true);
+  EXPECT_FALSE(result);
+  EXPECT_THAT(log.logged, ElementsAre("globalCachedDirStat: nil dir"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, TheFirstLookUpAsksOnceAndTheSecondNot) {
+  EXPECT_EQ(inodeOf(globalStat("/a")), disk.peek("/a", false)->inode);
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a"));
+  EXPECT_EQ(inodeOf(globalStat("/b")), disk.peek("/b", false)->inode);
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /b"));
+  EXPECT_EQ(inodeOf(globalStat("/a")), disk.peek("/a", false)->inode) << "out of the table";
+  EXPECT_EQ(inodeOf(globalStat("/a")), disk.peek("/a", false)->inode) << "out of the memory";
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, FollowingALinkCostsOneMoreCallOnce) {
+  EXPECT_EQ(inodeOf(globalStat("/link", true)), disk.peek("/a", false)->inode);
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /link", "stat /link"));
+  displaceLastDirectory();
+  EXPECT_EQ(inodeOf(globalStat("/link", true)), disk.peek("/a", false)->inode);
+  displaceLastDirectory();
+  EXPECT_EQ(inodeOf(globalStat("/link", false)), disk.peek("/link", false)->inode);
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, UnfollowedThenFollowedBothGiveTheUnfollowedRecord) {
+  const auto unfollowed = globalStat("/link", false);
+  disk.takeAllCalls();
+  const auto followed = globalStat("/link", true);
+  EXPECT_EQ(followed.get(), unfollowed.get());
+  EXPECT_TRUE(followed->isLink());
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, FollowedThenUnfollowedBothGiveTheFollowedRecord) {
+  const auto followed = globalStat("/link", true);
+  EXPECT_EQ(globalStat("/link", false).get(), followed.get());
+  EXPECT_TRUE(followed->isDirectory());
+}
+
+TEST_F(GlobalStatCacheTest, AValidationLeavesTheLastDirectoryAloneAndNoOther) {
+  static_cast<void>(globalStat("/b"));
+  const auto last = globalStat("/a");
+  disk.tick();
+  disk.setMode("/a", 0700);
+  disk.setMode("/b", 0700);
+  validateLater();
+  disk.takeAllCalls();
+  EXPECT_EQ(globalStat("/a").get(), last.get());
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+  EXPECT_EQ(globalStat("/b")->fullPermissions(), S_IFDIR | 0700);
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /b"));
+}
+
+TEST_F(GlobalStatCacheTest, ResetAndFlushesLeaveTheLastDirectoryAlone) {
+  const auto last = globalStat("/a");
+  disk.takeAllCalls();
+  manager().reset();
+  manager().flushDir(*"/a"_ns);
+  manager().flushVeryOld(0);
+  disk.takeAllCalls();
+  EXPECT_EQ(globalStat("/a").get(), last.get());
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, TheLastDirectoryIsKnownByItsBytes) {
+  const auto path = NSMutableString::create("/a");
+  RefPtr<NSFileAttributes> result;
+  globalCachedDirStat(&*path, result, false);
+  path->setString("/b");
+  globalCachedDirStat(&*path, result, false);
+  EXPECT_EQ(inodeOf(result), disk.peek("/b", false)->inode)
+      << "the caller changed its string, not what is remembered";
+}
+
+TEST_F(GlobalStatCacheTest, AnEntryOfTheValidationsSecondAndGenerationIsValid) {
+  static_cast<void>(globalStat("/a"));
+  displaceLastDirectory();
+  disk.setMode("/a", 0700);
+  manager().validate(0);
+  disk.takeAllCalls();
+  EXPECT_EQ(globalStat("/a")->fullPermissions(), S_IFDIR | 0755) << "the change goes unseen";
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, AnEntryOfTheValidationsSecondWithASmallerGenerationIsStale) {
+  static_cast<void>(globalStat("/a"));
+  displaceLastDirectory();
+  manager().bumpGeneration();
+  manager().validate(0);
+  disk.takeAllCalls();
+  static_cast<void>(globalStat("/a"));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /a"));
+}
+
+TEST_F(GlobalStatCacheTest, ANewGenerationAloneMakesNothingStale) {
+  static_cast<void>(globalStat("/a"));
+  displaceLastDirectory();
+  manager().bumpGeneration();
+  static_cast<void>(globalStat("/a"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, AnEntryIsAsOldAsTheMomentBeforeItsStatCall) {
+  disk.tick(5);
+  static_cast<void>(globalStat("/a"));
+  EXPECT_THAT(disk.takeAllCalls(), ElementsAre("time", "lstat /a"));
+  EXPECT_EQ(globalEntry("/a")->lastCheck, (FilerTS{1005, generation}));
+}
+
+TEST_F(GlobalStatCacheTest, AFailureIsRememberedUntilTheNextValidation) {
+  EXPECT_FALSE(globalStat("/late"));
+  displaceLastDirectory();
+  disk.addDirectory("/late");
+  EXPECT_FALSE(globalStat("/late"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+  displaceLastDirectory();
+  validateLater();
+  EXPECT_TRUE(globalStat("/late"));
+}
+
+TEST_F(GlobalStatCacheTest, ARefreshForgetsWhereALinkLed) {
+  static_cast<void>(globalStat("/link", true));
+  displaceLastDirectory();
+  disk.remove("/link");
+  disk.addLink("/link", "/b");
+  validateLater();
+  EXPECT_EQ(inodeOf(globalStat("/link", true)), disk.peek("/b", false)->inode);
+}
+
+TEST_F(GlobalStatCacheTest, CannotFollowLinkIsLoggedForALinkThatLeadsNowhere) {
+  disk.addLink("/dangling", "/nothing");
+  EXPECT_FALSE(globalStat("/dangling", true));
+  EXPECT_THAT(log.logged, ElementsAre("Cannot follow link: /dangling"));
+}
+
+TEST_F(GlobalStatCacheTest, CannotFollowLinkIsLoggedForALinkToAFileAndTheRecordIsKept) {
+  disk.addFile("/file");
+  disk.addLink("/toFile", "/file");
+  EXPECT_TRUE(globalStat("/toFile", true)->isRegular());
+  displaceLastDirectory();
+  EXPECT_TRUE(globalStat("/toFile", true)->isRegular());
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+  EXPECT_THAT(log.logged, ElementsAre("Cannot follow link: /toFile"));
+}
+
+TEST_F(GlobalStatCacheTest, NothingIsLoggedForALinkToADirectoryOrAnUnfollowedOne) {
+  disk.addLink("/dangling", "/nothing");
+  EXPECT_TRUE(globalStat("/dangling", false)->isLink());
+  static_cast<void>(globalStat("/link", true));
+  EXPECT_THAT(log.logged, IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, RealStatCallsAreCounted) {
+  const auto before = globalStatState().globalNbStats;
+  static_cast<void>(globalStat("/link", true));
+  displaceLastDirectory();
+  static_cast<void>(globalStat("/link", true));
+  EXPECT_EQ(globalStatState().globalNbStats - before, 3) << "one of them for the root";
+}
+
+TEST_F(GlobalStatCacheTest, ARefreshThatRaisesLeavesNoEntry) {
+  static_cast<void>(globalStat("/a"));
+  displaceLastDirectory();
+  const auto remembered = globalStatState().lastCachedStat;
+  validateLater();
+  disk.failCall(2, FakeDisk::Fault::Raise);
+  try {
+    static_cast<void>(globalStat("/a"));
+    ADD_FAILURE() << "nothing was raised";
+  } catch (const NSException &exception) {
+    EXPECT_EQ(exception.name(), FakeDisk::kRaisedName);
+    EXPECT_EQ(exception.reason(), "lstat /a");
+  }
+  EXPECT_EQ(globalEntry("/a"), nullptr);
+  EXPECT_EQ(globalStatState().lastCachedStat.get(), remembered.get()) << "the memory is untouched";
+  EXPECT_TRUE(isEqual(globalStatState().lastCacheDir.get(), "/"));
+}
+
+TEST_F(GlobalStatCacheTest, FollowingAValidEntryThatRaisesRemovesIt) {
+  static_cast<void>(globalStat("/link", false));
+  displaceLastDirectory();
+  disk.failCall(1, FakeDisk::Fault::Raise);
+  EXPECT_THROW(static_cast<void>(globalStat("/link", true)), NSException);
+  EXPECT_EQ(globalEntry("/link"), nullptr);
+}
+
+TEST_F(GlobalStatCacheTest, FillMakesAnEntryWithTheGivenStamp) {
+  const auto offered = NSFileManager::classObject()._privateLstatDir(*"/a"_ns, nullptr);
+  disk.takeAllCalls();
+  fillGlobalCachedDirLStat(*"/a"_ns, offered, FilerTS{1000, generation});
+  EXPECT_EQ(globalStat("/a").get(), offered.get());
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(GlobalStatCacheTest, FillReplacesAnEntryThatLedNowhereYet) {
+  static_cast<void>(globalStat("/link", false));
+  displaceLastDirectory();
+  const auto offered = NSFileManager::classObject()._privateLstatDir(*"/link"_ns, nullptr);
+  fillGlobalCachedDirLStat(*"/link"_ns, offered, FilerTS{1003, 9});
+  EXPECT_EQ(globalEntry("/link")->statInfo.get(), offered.get());
+  EXPECT_EQ(globalEntry("/link")->lastCheck, (FilerTS{1003, 9}));
+}
+
+TEST_F(GlobalStatCacheTest, FillChangesNothingWhereTheLinksTargetIsKnown) {
+  static_cast<void>(globalStat("/link", true));
+  const auto *entry = globalEntry("/link");
+  const auto statInfo = entry->statInfo;
+  const auto stamp = entry->lastCheck;
+  const auto offered = NSFileManager::classObject()._privateLstatDir(*"/link"_ns, nullptr);
+  fillGlobalCachedDirLStat(*"/link"_ns, offered, FilerTS{2000, 9});
+  EXPECT_EQ(entry->statInfo.get(), statInfo.get());
+  EXPECT_EQ(entry->lastCheck, stamp) << "not even the stamp";
+}
+
+TEST_F(GlobalStatCacheTest, FlushVeryOldOfAnEmptyTableRemovesNothing) {
+  EXPECT_EQ(flushVeryOldGlobal(0), 0);
+}
+
+TEST_F(GlobalStatCacheTest, FlushVeryOldZeroKeepsTheNewestSecondOnly) {
+  static_cast<void>(globalStat("/link"));
+  disk.tick();
+  static_cast<void>(globalStat("/a"));
+  static_cast<void>(globalStat("/b"));
+  disk.tick(1000);
+  EXPECT_EQ(flushVeryOldGlobal(0), 1) << "measured against the newest entry, not the clock";
+  EXPECT_EQ(globalEntry("/link"), nullptr);
+  EXPECT_NE(globalEntry("/a"), nullptr);
+  EXPECT_NE(globalEntry("/b"), nullptr);
+}
+
+TEST_F(GlobalStatCacheTest, AnEntryJustAsOldAsTheAgeStays) {
+  static_cast<void>(globalStat("/a"));
+  disk.tick(30);
+  static_cast<void>(globalStat("/b"));
+  EXPECT_EQ(flushVeryOldGlobal(30), 0);
+  EXPECT_EQ(flushVeryOldGlobal(29), 1);
+  EXPECT_EQ(globalEntry("/a"), nullptr);
+}
+
+TEST_F(GlobalStatCacheTest, AgesAndTimesAtTheEndsOfTheirRangeDoNotWrap) {
+  static_cast<void>(globalStat("/a"));
+  fillGlobalCachedDirLStat(*"/past"_ns, nullptr, FilerTS{INT_MIN, 0});
+  EXPECT_EQ(flushVeryOldGlobal(INT_MAX), 1);
+  EXPECT_EQ(flushVeryOldGlobal(INT_MIN), 1) << "nothing is younger than that";
+}
+
+TEST_F(GlobalStatCacheTest, APathWithANulNamesNothing) {
+  EXPECT_FALSE(globalStat(std::string_view("/a\0", 3)));
+  EXPECT_TRUE(globalStat("/a"));
+}
+
+} // namespace tesker::test
