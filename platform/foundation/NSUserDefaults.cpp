@@ -34,7 +34,7 @@ std::optional<std::string> homeDirectory() {
 }
 
 std::optional<std::string> userConfigurationDirectory() {
-  const auto given = environmentValue("XDG_CONFIG_HOME");
+  auto given = environmentValue("XDG_CONFIG_HOME");
   if (given && isAbsolute(*given))
     return given;
   const auto home = homeDirectory();

@@ -163,9 +163,12 @@ TEST(PropertyListReadingTest, AShortCommentEndsWithTheLineOrTheText) {
 TEST(PropertyListReadingTest, ANestingOf512IsTheDeepest) {
   const std::string text = std::string(512, '(') + std::string(512, ')');
   EXPECT_EQ(described(text), text);
-  std::string dictionaries = "x";
+  std::string dictionaries;
   for (int i = 0; i < 512; ++i)
-    dictionaries = "{k = " + dictionaries + "; }";
+    dictionaries += "{k = ";
+  dictionaries += "x";
+  for (int i = 0; i < 512; ++i)
+    dictionaries += "; }";
   EXPECT_EQ(described(dictionaries), dictionaries);
 }
 

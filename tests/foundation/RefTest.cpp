@@ -128,7 +128,7 @@ TEST_F(RefTest, AReferenceThatMayBeNilCanBeMadeOfAPointerOrAReference) {
   const auto first = born("a");
   const RefPtr<Witness> ofReference = first;
   const RefPtr<Witness> ofPointer(&first.get());
-  const RefPtr<Witness> copied = ofPointer;
+  const RefPtr<Witness> copied = ofPointer; // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_THAT(noted(), ElementsAre("a retained", "a retained", "a retained"));
 }
 
