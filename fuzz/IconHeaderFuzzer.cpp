@@ -1,9 +1,9 @@
 // Parses an executable whose icon header is the input, for this processor or another.
 
 #include "examples/MachOWriter.h"
+#include "fuzz/Silence.h"
 #include "parsing/AppParsing.h"
 #include "platform/foundation/FileDescriptor.h"
-#include "platform/foundation/NSLog.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -12,19 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
-
-class NoLog final : public tesker::LogSink {
-  void log(std::string_view) override {}
-  void syslog(std::string_view) override {}
-};
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   using namespace tesker;
-  static NoLog noLog;
-  setLogSink(&noLog);
+  silenceLogs();
   const std::string_view header(reinterpret_cast<const char *>(data), size);
   const bool other = size % 2 == 1;
   const std::string image = examples::MachOWriter(other ? examples::kSparc : examples::kI386)

@@ -1,25 +1,15 @@
 // Decodes the input as an answer text. What decodes must come back equal when it is encoded and
 // decoded again.
 
+#include "fuzz/Silence.h"
 #include "parsing/RecordEncoding.h"
-#include "platform/foundation/NSLog.h"
 
 #include <cstdint>
 #include <cstdlib>
 
-namespace {
-
-class NoLog final : public tesker::LogSink {
-  void log(std::string_view) override {}
-  void syslog(std::string_view) override {}
-};
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   using namespace tesker;
-  static NoLog noLog;
-  setLogSink(&noLog);
+  silenceLogs();
   NSZone &zone = NSDefaultMallocZone();
   const auto text = NSString::create({reinterpret_cast<const char *>(data), size});
   const auto records = decodeParsedApp(*text, zone);
