@@ -14,7 +14,7 @@ constexpr std::uint32_t kMasterPortMessage = 79;
 
 bool isReadable(int descriptor) {
   pollfd waiting{descriptor, POLLIN, 0};
-  return descriptor >= 0 && ::poll(&waiting, 1, 0) == 1;
+  return ::poll(&waiting, 1, 0) == 1;
 }
 
 } // namespace
@@ -37,9 +37,13 @@ HandOver::State HandOver::step() {
   // The service keeps the sockets open, as the tool's check for a living master needs them.
   if (connection_)
     return State::done;
-  for (const port_t port : accepted_)
-    if (isReadable(receiveDescriptor(port)))
+  for (const port_t port : accepted_) {
+    const int descriptor = receiveDescriptor(port);
+    if (descriptor < 0)
+      return State::lost; // the service has seen the end first
+    if (isReadable(descriptor))
       return receive(port);
+  }
   return State::waiting;
 }
 
@@ -76,8 +80,8 @@ HandOver::State HandOver::answer(port_t toolPort) {
     return State::lost;
   connection_ =
       NSConnection::initWithReceivePort(receivePort, sendPort, NSConnection::Side::Server);
-  return connection_ ? State::done
-                     : end(State::failed, "no connection can be made over the tool's port");
+  // It is refused at once when the tool has hung up already.
+  return connection_ ? State::done : State::lost;
 }
 
 HandOver::State HandOver::end(State state, std::string reason) {

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tesker {
@@ -43,7 +44,7 @@ std::string knownCpus() {
 std::string checkCpu(const std::string &text) {
   if (processorFromText(text))
     return {};
-  return "unknown processor '" + displayText(text) + "'; known are " + knownCpus() +
+  return "unknown processor '" + text + "'; known are " + knownCpus() +
          ", and TYPE/SUBTYPE in decimal";
 }
 
@@ -66,12 +67,13 @@ public:
   std::variant<Arguments, Notice> parse(const std::vector<std::string> &words);
 
 private:
+  CLI::App *addCommand(const char *name, const char *description);
+  CLI::Option *addPaths(CLI::App &command, const char *description);
+  CLI::Option *addFile(CLI::App &command, const char *name, std::string &file,
+                       const char *description);
+  void addFormat(CLI::App &command, bool raw);
   void addSearchOptions(CLI::App &command);
-  void addFormat(CLI::App &command, std::vector<std::string> names);
-  CLI::Option *addFile(CLI::App &command, const std::string &name, std::string &file,
-                       const std::string &text);
   void finish();
-  std::vector<std::string> &pathsOf(const CLI::App &command);
 
   Arguments arguments_;
   CLI::App app_{"Lists the applications that live in some directories."};
@@ -84,65 +86,82 @@ private:
 Parser::Parser() {
   app_.name("tesker-apps");
   app_.footer(kFooter);
-  app_.set_version_flag("--version", "tesker-apps " TESKER_VERSION);
+  app_.set_version_flag("--version", "tesker-apps " TESKER_VERSION, "Print the version and exit");
   app_.require_subcommand(1);
   app_.fallthrough();
   CLI::Option *verbose =
       app_.add_flag("-v,--verbose", verbose_, "Print the tool's log lines, as they come");
-  app_.add_flag("-q,--quiet", quiet_, "Print no diagnostics but errors")->excludes(verbose);
+  CLI::Option *quiet = app_.add_flag("-q,--quiet", quiet_, "Print no diagnostics but errors");
+  verbose->option_text(" ");
+  quiet->excludes(verbose)->option_text(" ");
 
-  list_ = app_.add_subcommand("list", "List the applications in directories");
-  listPaths_ = list_
-                   ->add_option("PATH", "Directories or applications; without any: the setting\n"
-                                        "ApplicationPaths of domain Tesker, or else\n"
-                                        "~/Applications, /usr/local/Applications and\n"
-                                        "/Applications")
-                   ->expected(-1);
-  dock_ = app_.add_subcommand("dock", "Look at single applications, with one request for all");
-  dockPaths_ = dock_->add_option("PATH", "Applications or directories")->expected(-1);
+  list_ = addCommand("list", "List the applications in directories");
+  listPaths_ = addPaths(*list_, "Directories or applications; without any: the setting\n"
+                                "ApplicationPaths of domain Tesker, or else ~/Applications,\n"
+                                "/usr/local/Applications and /Applications");
+  dock_ = addCommand("dock", "Look at single applications, with one request for all");
+  dockPaths_ = addPaths(*dock_, "Applications or directories");
   addFile(*dock_, "--paths0-from", arguments_.pathListFile,
-          "Read the paths from FILE (- is standard input), with NUL characters between them; "
-          "they are sent as they are")
+          "Read the paths from FILE (- is standard input), with NUL\n"
+          "characters between them; they are sent as they are")
       ->excludes(dockPaths_);
   for (CLI::App *command : {list_, dock_}) {
-    addFormat(*command, {"table", "json", "jsonl", "raw"});
+    addFormat(*command, true);
     addSearchOptions(*command);
   }
-  decode_ = app_.add_subcommand("decode", "Print the records of an encoded text");
-  addFormat(*decode_, {"table", "json", "jsonl"});
-  encode_ = app_.add_subcommand("encode", "Encode records that decode --format json has printed");
+  decode_ = addCommand("decode", "Print the records of an encoded text");
+  addFormat(*decode_, false);
+  encode_ = addCommand("encode", "Encode records that decode --format json has printed");
   for (CLI::App *command : {decode_, encode_})
     addFile(*command, "FILE", arguments_.input, "The file to read; - is standard input")
-        ->required();
+        ->required()
+        ->option_text(" ");
 }
 
-CLI::Option *Parser::addFile(CLI::App &command, const std::string &name, std::string &file,
-                             const std::string &text) {
-  return command.add_option(name, file, text)
+CLI::App *Parser::addCommand(const char *name, const char *description) {
+  CLI::App *command = app_.add_subcommand(name, description);
+  command->footer("The options -v and -q can stand here, too. Examples and exit statuses are in\n"
+                  "tesker-apps --help.\n");
+  return command;
+}
+
+CLI::Option *Parser::addPaths(CLI::App &command, const char *description) {
+  return command.add_option("PATH", arguments_.paths, description)->option_text(" ");
+}
+
+CLI::Option *Parser::addFile(CLI::App &command, const char *name, std::string &file,
+                             const char *description) {
+  return command.add_option(name, file, description)
       ->check(CLI::Validator(checkNotEmpty, "FILE"))
-      ->option_text(name.starts_with('-') ? "FILE" : " ");
+      ->option_text("FILE");
 }
 
-void Parser::addFormat(CLI::App &command, std::vector<std::string> names) {
+void Parser::addFormat(CLI::App &command, bool raw) {
   static const std::map<std::string, Format> formats{{"table", Format::table},
                                                      {"json", Format::json},
                                                      {"jsonl", Format::jsonl},
                                                      {"raw", Format::raw}};
+  std::vector<std::string> names{"table", "json", "jsonl"};
+  std::string description = "table (for people; the default), json (one document),\n"
+                            "jsonl (one record a line)";
+  if (raw) {
+    names.emplace_back("raw");
+    description += ", raw (the encoded text, byte for byte)";
+  }
   command
       .add_option_function<std::string>(
           "--format", [this](const std::string &name) { arguments_.format = formats.at(name); },
-          "table (for people; the default), json (one document), jsonl (one record a line)" +
-              std::string(names.back() == "raw" ? " or raw (the encoded text, byte for byte)" : ""))
-      ->check(CLI::IsMember(std::move(names)))
+          description)
+      ->check(CLI::IsMember(names))
       ->option_text("FORMAT");
 }
 
 void Parser::addSearchOptions(CLI::App &command) {
   addFile(command, "--previous", arguments_.previousFile,
-          "The last answer; when nothing has changed, the tool says only so");
+          "The last answer; when nothing has changed, the tool says\nonly so");
   addFile(command, "--save", arguments_.saveFile, "Write the answer's encoded text to FILE, too");
   command
-      .add_option("--cpu", arguments_.cpu, "Search as for this processor, by NAME or TYPE/SUBTYPE")
+      .add_option("--cpu", arguments_.cpu, "Search as for this processor (a name or TYPE/SUBTYPE)")
       ->check(CLI::Validator(checkCpu, "NAME"))
       ->option_text("NAME");
   command.add_option("--timeout", seconds_, "Give up a search after this time (120)")
@@ -151,10 +170,23 @@ void Parser::addSearchOptions(CLI::App &command) {
   addFile(command, "--tool", arguments_.tool, "The tool's program")->option_text("PATH");
 }
 
-// The option library takes "[a,b]" for a list and "{}" for an empty one. A path that looks so is
-// named in another way.
-std::string protectedWord(const std::string &word) {
-  return word.starts_with('[') || word.starts_with('{') ? "./" + word : word;
+// The words in the reverse order, as the option library takes them. It has meanings of its own for
+// words such as "[a,b]", "{}" and "++", and does not take "--" at its word when paths stand before
+// it; a path that looks so is named in another way.
+std::vector<std::string> protectedWords(const std::vector<std::string> &words) {
+  std::vector<std::string> reversed;
+  bool onlyPaths = false;
+  for (const std::string &word : words) {
+    if (word == "--" && !onlyPaths) {
+      onlyPaths = true;
+      continue;
+    }
+    const bool looksLikeOption = onlyPaths && word.starts_with('-') && word != "-";
+    const bool isSpecial = word.starts_with('[') || word.starts_with('{') || word == "++";
+    reversed.push_back(looksLikeOption || isSpecial ? "./" + word : word);
+  }
+  std::reverse(reversed.begin(), reversed.end());
+  return reversed;
 }
 
 void Parser::finish() {
@@ -179,11 +211,8 @@ void Parser::finish() {
 }
 
 std::variant<Arguments, Notice> Parser::parse(const std::vector<std::string> &words) {
-  std::vector<std::string> reversed;
-  for (auto word = words.rbegin(); word != words.rend(); ++word)
-    reversed.push_back(protectedWord(*word));
   try {
-    app_.parse(std::move(reversed));
+    app_.parse(protectedWords(words));
     finish();
     return arguments_;
   } catch (const CLI::ParseError &error) {
@@ -191,7 +220,7 @@ std::variant<Arguments, Notice> Parser::parse(const std::vector<std::string> &wo
     if (app_.exit(error, out, problems) == 0)
       return Notice{kDone, out.str()};
     return Notice{kUsage,
-                  "tesker-apps: " + std::string(error.what()) + "\nTry 'tesker-apps --help'.\n"};
+                  "tesker-apps: " + displayText(error.what()) + "\nTry 'tesker-apps --help'.\n"};
   }
 }
 

@@ -13,8 +13,11 @@ ExitStatus searchCommand(const Arguments &arguments, Output &output, Diagnostics
 ExitStatus decodeCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics);
 ExitStatus encodeCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics);
 
-// The command that the arguments ask for, its output flushed. An output that cannot be written is
-// an error, and makes the status of a command that went well kFailed.
+// The command that the arguments ask for.
 ExitStatus runCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics);
+
+// The status once the output is flushed: an output that cannot be written is an error, and makes
+// the status of what went well kFailed.
+ExitStatus statusWithOutput(ExitStatus status, Output &output, Diagnostics &diagnostics);
 
 } // namespace tesker

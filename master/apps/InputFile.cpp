@@ -1,5 +1,6 @@
 #include "master/apps/InputFile.h"
 
+#include "master/apps/DisplayText.h"
 #include "platform/foundation/FileContents.h"
 #include "platform/foundation/FileDescriptor.h"
 
@@ -14,7 +15,7 @@ namespace tesker {
 
 namespace {
 
-std::optional<std::string> readToEnd(int descriptor) {
+std::optional<std::string> readToEnd(int descriptor, std::size_t longest) {
   std::string bytes;
   std::array<char, 65536> piece;
   for (;;) {
@@ -25,7 +26,7 @@ std::optional<std::string> readToEnd(int descriptor) {
       return std::nullopt;
     if (count == 0)
       return bytes;
-    if (bytes.size() + static_cast<std::size_t>(count) > kLongestInput) {
+    if (bytes.size() + static_cast<std::size_t>(count) > longest) {
       errno = EFBIG;
       return std::nullopt;
     }
@@ -35,13 +36,17 @@ std::optional<std::string> readToEnd(int descriptor) {
 
 } // namespace
 
-std::optional<std::string> readInput(const std::string &name) {
+std::optional<std::string> readInput(const std::string &name, std::size_t longest) {
   if (name == "-")
-    return readToEnd(STDIN_FILENO);
+    return readToEnd(STDIN_FILENO, longest);
   const FileDescriptor file(OperatingSystem::current().open(name.c_str(), O_RDONLY | O_NOCTTY));
   if (!file)
     return std::nullopt;
-  return readToEnd(file.get());
+  return readToEnd(file.get(), longest);
+}
+
+std::string inputName(const std::string &name) {
+  return name == "-" ? "standard input" : displayText(name);
 }
 
 bool saveFile(const std::string &name, std::string_view bytes) {

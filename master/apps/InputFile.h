@@ -11,8 +11,11 @@ namespace tesker {
 inline constexpr std::size_t kLongestInput = std::size_t{1} << 30;
 
 // All bytes of the file, which may be of any kind that can be read to an end; "-" is standard
-// input. Nothing and errno when it cannot be read; EFBIG when it is longer than kLongestInput.
-std::optional<std::string> readInput(const std::string &name);
+// input. Nothing and errno when it cannot be read; EFBIG when it has more than `longest` bytes.
+std::optional<std::string> readInput(const std::string &name, std::size_t longest = kLongestInput);
+
+// The same name as a person is told it: a display text, or "standard input".
+std::string inputName(const std::string &name);
 
 // Replaces the contents of a regular file (where the name is a link: of the file it leads to), or
 // makes a new one; readers see the old or the new contents. False and errno on failure; EINVAL when

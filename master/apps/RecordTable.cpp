@@ -201,12 +201,19 @@ std::size_t extensionsWidthFor(const Widths &natural, std::size_t terminalColumn
   return terminalColumns > others + kNarrowestList ? terminalColumns - others : kNarrowestList;
 }
 
+// What was searched, as a person is told it.
+std::string placeOf(const SearchResult &result) {
+  if (result.request == "dock")
+    return "the dock";
+  return result.key->length() == 0 ? "''" : displayText(result.key->bytes());
+}
+
 std::string headline(const std::vector<Program> &programs, const SearchResult &result) {
   const std::size_t count = programs.size();
   std::string text = count == 0 ? "no" : std::to_string(count);
   text += count == 1 ? " application found" : " applications found";
   if (result.key)
-    text += " in " + displayText(result.key->bytes());
+    text += " in " + placeOf(result);
   const auto unsuitable = std::count_if(programs.begin(), programs.end(),
                                         [](const Program &program) { return !program.suitable; });
   if (unsuitable != 0)
@@ -218,7 +225,7 @@ std::string headline(const std::vector<Program> &programs, const SearchResult &r
 
 void writeTable(Output &output, const SearchResult &result, std::size_t terminalColumns) {
   if (!result.records) {
-    output.write(displayText(result.key->bytes()) + ": unchanged since the previous answer\n");
+    output.write(placeOf(result) + ": unchanged since the previous answer\n");
     return;
   }
   const std::vector<Program> programs = programsOf(*result.records);

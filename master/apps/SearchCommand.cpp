@@ -1,3 +1,4 @@
+// SearchCommand.cpp - list and dock: ask the tool, print its answers.
 #include "master/FinderMaster.h"
 #include "master/apps/Commands.h"
 #include "master/apps/DefaultSearchPaths.h"
@@ -40,7 +41,7 @@ private:
   void take(const Request &request, const SearchAnswer &answer);
   void take(const Request &request, const SearchUnchanged &unchanged);
   void take(const Request &request, const SearchFailure &failure);
-  void reportLog(const SearchOutcome &outcome);
+  void reportLog(const Request &request, const SearchOutcome &outcome);
   void save(const NSString &text);
   void fail(ExitStatus status, const std::string &text);
 
@@ -58,8 +59,11 @@ void SearchRun::fail(ExitStatus status, const std::string &text) {
   diagnostics_.error(text);
 }
 
+// A path as an error message names it.
+std::string named(const std::string &path) { return path.empty() ? "''" : displayText(path); }
+
 std::string nameOf(const Request &request) {
-  return request.isDock ? "dock" : displayText(request.argument);
+  return request.isDock ? "dock" : named(request.argument);
 }
 
 // The request is sent all the same: what can be searched of it will be.
@@ -67,7 +71,7 @@ void SearchRun::addRequest(bool isDock, std::string argument,
                            const std::vector<std::string> &paths) {
   for (const std::string &path : paths)
     if (const std::optional<std::string> why = whyNotSearchable(path))
-      fail(kFailed, displayText(path) + ": " + *why);
+      fail(kFailed, named(path) + ": " + *why);
   requests_.push_back({isDock, std::move(argument)});
 }
 
@@ -76,8 +80,9 @@ bool SearchRun::prepareList() {
   if (paths.empty())
     paths = defaultSearchPaths(NSUserDefaults::standardUserDefaults());
   if (paths.empty()) {
-    fail(kFailed, "no directory to search: there is no ~/Applications, /usr/local/Applications or "
-                  "/Applications; name one, or set ApplicationPaths in domain Tesker");
+    fail(kFailed,
+         "no directory to search: name one, set ApplicationPaths in domain Tesker, or make "
+         "~/Applications, /usr/local/Applications or /Applications");
     return false;
   }
   for (const std::string &path : paths) {
@@ -92,7 +97,7 @@ bool SearchRun::prepareDock() {
   if (!arguments_.pathListFile.empty()) {
     std::optional<std::string> bytes = readInput(arguments_.pathListFile);
     if (!bytes) {
-      fail(kFailed, displayText(arguments_.pathListFile) + ": " + std::strerror(errno));
+      fail(kFailed, inputName(arguments_.pathListFile) + ": " + std::strerror(errno));
       return false;
     }
     list = std::move(*bytes);
@@ -121,7 +126,7 @@ bool SearchRun::readPrevious() {
     return true;
   const std::optional<std::string> bytes = readInput(arguments_.previousFile);
   if (!bytes) {
-    fail(kFailed, displayText(arguments_.previousFile) + ": " + std::strerror(errno));
+    fail(kFailed, inputName(arguments_.previousFile) + ": " + std::strerror(errno));
     return false;
   }
   previous_ = NSString::create(*bytes);
@@ -159,7 +164,7 @@ void SearchRun::searchAll() {
   for (const Request &request : requests_) {
     const SearchOutcome outcome = ask(request);
     std::visit([&](const auto &result) { take(request, result); }, outcome.result);
-    reportLog(outcome);
+    reportLog(request, outcome);
     // Without a tool the next request has no better chance.
     const auto *failure = std::get_if<SearchFailure>(&outcome.result);
     if (failure != nullptr && failure->kind == SearchFailure::Kind::toolMissing)
@@ -191,13 +196,13 @@ void SearchRun::take(const Request &request, const SearchFailure &failure) {
 }
 
 // Without -v the tool's lines are only counted, unless they may explain a failure.
-void SearchRun::reportLog(const SearchOutcome &outcome) {
+void SearchRun::reportLog(const Request &request, const SearchOutcome &outcome) {
   constexpr std::size_t most = 5;
   if (diagnostics_.verbose() || outcome.logLineCount == 0)
     return;
   if (!std::holds_alternative<SearchFailure>(outcome.result)) {
     diagnostics_.note(
-        "the tool has logged " + std::to_string(outcome.logLineCount) +
+        nameOf(request) + ": the tool has logged " + std::to_string(outcome.logLineCount) +
         (outcome.logLineCount == 1 ? " line; -v prints it" : " lines; -v prints them"));
     return;
   }
@@ -209,7 +214,8 @@ void SearchRun::reportLog(const SearchOutcome &outcome) {
 
 void SearchRun::save(const NSString &text) {
   if (!arguments_.saveFile.empty() && !saveFile(arguments_.saveFile, text.bytes()))
-    fail(kFailed, displayText(arguments_.saveFile) + ": " + std::strerror(errno));
+    fail(kFailed, displayText(arguments_.saveFile) + ": " +
+                      (errno == EINVAL ? "not a regular file" : std::strerror(errno)));
 }
 
 } // namespace

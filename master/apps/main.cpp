@@ -29,12 +29,12 @@ int main(int argumentCount, char **arguments) {
       parseArguments(std::vector<std::string>(arguments + 1, arguments + argumentCount));
   if (const auto *wanted = std::get_if<Arguments>(&parsed)) {
     diagnostics.setLevel(wanted->level);
-    return runCommand(*wanted, output, diagnostics);
+    return statusWithOutput(runCommand(*wanted, output, diagnostics), output, diagnostics);
   }
   const Notice &notice = std::get<Notice>(parsed);
-  Output problems(STDERR_FILENO);
-  Output &place = notice.status == kDone ? output : problems;
-  place.write(notice.text);
-  place.flush();
-  return place.error() == 0 ? notice.status : kFailed;
+  if (notice.status == kDone)
+    output.write(notice.text);
+  else
+    Output(STDERR_FILENO).write(notice.text);
+  return statusWithOutput(notice.status, output, diagnostics);
 }

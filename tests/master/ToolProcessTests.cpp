@@ -1,0 +1,55 @@
+#include "master/ToolProcess.h"
+
+#include <cerrno>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+namespace tesker::test {
+namespace {
+
+std::unique_ptr<ToolProcess> started(const std::string &program) {
+  std::unique_ptr<ToolProcess> process;
+  EXPECT_EQ(ToolProcess::start(program, {}, process), 0);
+  return process;
+}
+
+std::optional<ToolEnd> endOf(ToolProcess &process) {
+  pollfd end{process.endDescriptor(), POLLIN, 0};
+  EXPECT_EQ(::poll(&end, 1, -1), 1);
+  return process.end();
+}
+
+TEST(ToolProcess, TellsTheExitStatus) {
+  const std::unique_ptr<ToolProcess> process = started("/bin/false");
+  const std::optional<ToolEnd> end = endOf(*process);
+  ASSERT_TRUE(end);
+  EXPECT_EQ(end->kind, ToolEnd::Kind::exited);
+  EXPECT_EQ(end->value, 1);
+  EXPECT_EQ(describe(*end), "exit status 1");
+}
+
+TEST(ToolProcess, SaysNothingWhileTheChildRuns) {
+  // It writes until its log pipe is full, and then waits for a reader.
+  const std::unique_ptr<ToolProcess> process = started("/usr/bin/yes");
+  EXPECT_FALSE(process->end());
+  process->kill();
+  ASSERT_TRUE(process->end());
+  EXPECT_EQ(process->end()->kind, ToolEnd::Kind::killed);
+  EXPECT_EQ(process->end()->value, SIGKILL);
+}
+
+TEST(ToolProcess, AnswersWhyAProgramCannotBeExecuted) {
+  std::unique_ptr<ToolProcess> process;
+  EXPECT_EQ(ToolProcess::start("/missing/tool", {}, process), ENOENT);
+  EXPECT_EQ(process, nullptr);
+}
+
+TEST(ToolProcess, GivesTheLogPipeAwayOnce) {
+  const std::unique_ptr<ToolProcess> process = started("/bin/true");
+  EXPECT_TRUE(process->takeLogPipe());
+  EXPECT_FALSE(process->takeLogPipe());
+}
+
+} // namespace
+} // namespace tesker::test

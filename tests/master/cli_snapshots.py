@@ -1,0 +1,455 @@
+#!/usr/bin/env python3
+"""Runs tesker-apps with the real tool and with tools that misbehave, and compares all that it
+prints with the transcripts in snapshots/.
+
+  cli_snapshots.py --programs DIR [--update] [NAME...]
+
+DIR holds tesker-apps, ToolFinder, tesker-fake-tool and tesker-make-sample. --update writes the
+transcripts anew; look at the difference before it is committed. Each transcript has a temporary
+directory of its own, which appears as @TMP@, and leaves its runtime directory empty.
+"""
+
+import argparse
+import difflib
+import fcntl
+import os
+import pathlib
+import pty
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import termios
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+SNAPSHOTS = HERE / "snapshots"
+
+
+class Session:
+    """One transcript: a directory, an environment and the commands run in it."""
+
+    def __init__(self, programs, directory):
+        self.programs = programs
+        self.tmp = directory
+        self.lines = []
+        (self.tmp / "run").mkdir(mode=0o700)
+        (self.tmp / "home").mkdir()
+        self.environment = {
+            "PATH": "/usr/bin:/bin",
+            "HOME": str(self.tmp / "home"),
+            "XDG_RUNTIME_DIR": str(self.tmp / "run"),
+            "XDG_CONFIG_DIRS": str(self.tmp / "no-config"),
+        }
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+            if name in os.environ:
+                self.environment[name] = os.environ[name]
+
+    # ---- what the commands work on ----
+
+    def write(self, name, data="", mode=0o644):
+        path = self.tmp / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(data if isinstance(data, bytes) else data.encode())
+        path.chmod(mode)
+        return path
+
+    def wrapper(self, name, description):
+        """An application that is described by a property list only: one way to read it."""
+        self.write(f"{name}/Resources/Info-quorvale.plist", description)
+
+    def sample(self, name="sample"):
+        subprocess.run([self.programs / "tesker-make-sample", self.tmp / name], check=True,
+                       stdout=subprocess.DEVNULL)
+
+    # ---- the transcript ----
+
+    def shown(self, data):
+        tmp = os.fsencode(self.tmp)
+        data = data.replace(tmp, b"@TMP@").replace(tmp.hex().encode(), b"@TMP in hex@")
+        text = data.decode("utf-8", "backslashreplace")
+        return "".join(c if c == "\n" or c.isprintable() else f"\\x{ord(c):02x}" for c in text)
+
+    def record(self, title, text):
+        if text:
+            ending = "" if text.endswith("\n") else "\n[no line feed]\n"
+            self.lines.append(f"--- {title}\n{text}{ending}")
+
+    def note(self, text):
+        self.lines.append(f"# {text}\n")
+
+    def command(self, arguments):
+        return [self.programs / "tesker-apps", *arguments]
+
+    def begin(self, arguments, **settings):
+        words = " ".join([f"{k}={v}" for k, v in settings.items()] + ["tesker-apps"] +
+                         [self.shown(os.fsencode(a)) or "''" for a in arguments])
+        self.lines.append(f"$ {words}\n")
+
+    def end(self, code):
+        self.lines.append(f"--- signal {-code}\n\n" if code < 0 else f"--- exit {code}\n\n")
+
+    def run(self, *arguments, stdin=b"", cwd=None, quiet_stdout=False, **settings):
+        arguments = [a.replace("@TMP@", str(self.tmp)) for a in arguments]
+        self.begin(arguments, **settings)
+        done = subprocess.run(self.command(arguments), input=stdin, cwd=cwd or self.tmp,
+                              env=self.environment | settings, capture_output=True, timeout=120,
+                              check=False)
+        if not quiet_stdout:
+            self.record("stdout", self.shown(done.stdout))
+        self.record("stderr", self.shown(done.stderr))
+        self.end(done.returncode)
+        return done.stdout
+
+    def fake(self, way, *arguments):
+        """A search with the tool that misbehaves so."""
+        self.run("list", "--tool", str(self.programs / "tesker-fake-tool"), "@TMP@", *arguments,
+                 FAKE_TOOL=way)
+
+    def run_into(self, descriptor, *arguments):
+        """With standard output in the descriptor, or closed where that is negative."""
+        arguments = [a.replace("@TMP@", str(self.tmp)) for a in arguments]
+        self.begin(arguments)
+        done = subprocess.run(self.command(arguments), stdin=subprocess.DEVNULL, cwd=self.tmp,
+                              stdout=None if descriptor < 0 else descriptor,
+                              stderr=subprocess.PIPE, env=self.environment, timeout=120,
+                              preexec_fn=(lambda: os.close(1)) if descriptor < 0 else None,
+                              check=False)
+        self.record("stderr", self.shown(done.stderr))
+        self.end(done.returncode)
+
+    def run_in_terminal(self, columns, *arguments):
+        arguments = [a.replace("@TMP@", str(self.tmp)) for a in arguments]
+        self.begin(arguments)
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        with subprocess.Popen(self.command(arguments), stdin=subprocess.DEVNULL, stdout=theirs,
+                              stderr=subprocess.DEVNULL, cwd=self.tmp,
+                              env=self.environment) as process:
+            os.close(theirs)
+            output = b""
+            while True:
+                try:
+                    piece = os.read(ours, 65536)
+                except OSError:  # the terminal has no user any more
+                    break
+                output += piece
+        os.close(ours)
+        self.record(f"terminal of {columns} columns", self.shown(output.replace(b"\r\n", b"\n")))
+        self.end(process.returncode)
+
+    def run_and_interrupt(self, number):
+        """Interrupts a search that would never end, once it has begun."""
+        arguments = ["list", str(self.tmp), "--tool", str(self.programs / "tesker-fake-tool")]
+        self.begin([], FAKE_TOOL="never-connect")
+        with subprocess.Popen(self.command(arguments), stderr=subprocess.PIPE, cwd=self.tmp,
+                              env=self.environment | {"FAKE_TOOL": "never-connect"},
+                              stdout=subprocess.DEVNULL) as process:
+            children = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children")
+            while not children.read_text().strip():
+                time.sleep(0.01)
+            child = int(children.read_text().split()[0])
+            process.send_signal(number)
+            errors = process.communicate(timeout=120)[1]
+        self.record("stderr", self.shown(errors))
+        self.end(process.returncode)
+        if pathlib.Path(f"/proc/{child}").exists():
+            self.note("the tool was left running")
+
+    def transcript(self):
+        left = sorted(p.name for p in (self.tmp / "run").iterdir())
+        if left:
+            self.note(f"left in the runtime directory: {left}")
+        return "".join(self.lines)
+
+
+EDIT = """{
+  NSExecutable = Edit; NSIcon = edit; NSServices = ({});
+  NSTypes = ({NSExtensions = (txt, rtf); NSIcon = page; });
+}
+"""
+DRAW = "{ NSExecutable = Draw; NSExtensions = { draw = {}; eps = {}; }; }\n"
+
+
+def usage(s):
+    s.run()
+    s.run("--version")
+    s.run("--help")
+    s.run("list", "--help")
+    s.run("dock", "--help")
+    s.run("decode", "--help")
+    s.run("encode", "--help")
+    s.run("find")
+    s.run("list", "--colour")
+    s.run("list", "--format", "xml")
+    s.run("list", "--timeout", "0")
+    s.run("list", "--cpu", "abacus")
+    s.run("list", "-v", "-q")
+    s.run("dock")
+    s.run("dock", "/a", "--paths0-from", "-")
+    s.run("decode")
+    s.note("what takes one PATH")
+    s.run("list", "--format", "raw", "/a", "/b")
+    s.run("list", "--save", "s", "/a", "/b")
+    s.run("list", "--previous", "p", "/a", "/b")
+
+
+def formats(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.run("list", "Apps")
+    s.run("list", "Apps", "--format", "json")
+    s.run("list", "Apps", "--format", "jsonl")
+    raw = s.run("list", "Apps", "--format", "raw")
+    if s.run("list", "Apps", "--format", "raw", quiet_stdout=True) != raw:
+        s.note("the second raw answer differs from the first")
+    s.note("an empty result")
+    s.write("none/plain", "")
+    for form in ("table", "json", "jsonl", "raw"):
+        s.run("list", "none", "--format", form)
+    s.note("several requests")
+    s.wrapper("Other/Draw.app", DRAW)
+    s.run("list", "Apps", "Other", "none")
+    s.run("list", "Apps", "Other", "none", "--format", "json")
+    s.run("list", "Apps", "Other", "none", "--format", "jsonl")
+    s.note("in a terminal")
+    names = [f"ext{i}" for i in range(10, 20)]
+    pool = ["path", "/Apps/Edit", "type", "extension", "name", *names]
+    indexes = "".join(f",3,0,1,2,3,4,{5 + i:x}" for i in range(len(names)))
+    s.write("many", "\0".join([*pool, f"({len(names):x}{indexes})"]))
+    s.run_in_terminal(60, "decode", "many")
+    s.run_in_terminal(200, "decode", "many")
+
+
+def sample(s):
+    s.sample()
+    s.run("list", "sample")
+    s.run("list", "sample", "--cpu", "m68k", "-q")
+    s.run("list", "sample", "--cpu", "7/3", "-q")
+    s.run("dock", "sample/Applications/Edit.app", "sample/Tools/define", "-q")
+
+
+def previous(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.run("list", "Apps", "--save", "answer", quiet_stdout=True)
+    s.run("list", "Apps", "--format", "raw", "--save", "raw-answer", quiet_stdout=True)
+    s.run("list", "Apps", "--previous", "answer")
+    s.run("list", "Apps", "--previous", "answer", "--format", "json")
+    s.run("list", "Apps", "--previous", "answer", "--format", "jsonl")
+    s.run("list", "Apps", "--previous", "answer", "--format", "raw")
+    s.run("list", "Apps", "--previous", "answer", "--format", "raw", "-q")
+    s.note("an unchanged answer is saved too")
+    s.run("list", "Apps", "--previous", "answer", "--save", "again")
+    answer = (s.tmp / "answer").read_bytes()
+    if not (tmp_bytes(s, "raw-answer") == tmp_bytes(s, "again") == answer):
+        s.note("the saved answers differ")
+    s.note("a changed tree")
+    s.wrapper("Apps/Edit.app", EDIT.replace("rtf", "html"))
+    s.run("list", "Apps", "--previous", "answer", "--save", "answer")
+    s.run("list", "Apps", "--previous", "answer")
+    s.note("of the dock")
+    s.run("dock", "Apps/Edit.app", "--save", "dock", quiet_stdout=True)
+    s.run("dock", "Apps/Edit.app", "--previous", "dock")
+    s.note("files that are not there, or are no files")
+    s.run("list", "Apps", "--previous", "missing")
+    s.run("list", "Apps", "--save", "missing/answer")
+    s.run("list", "Apps", "--save", "/dev/null")
+
+
+def tmp_bytes(s, name):
+    return (s.tmp / name).read_bytes()
+
+
+def paths(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.run("list", ".", cwd=s.tmp / "Apps")
+    s.run("list", "..", cwd=s.tmp / "Apps/Edit.app")
+    s.run("list", "Apps/../Apps/.")
+    s.run("list", "@TMP@//Apps/./Edit.app/")
+    (s.tmp / "link").symlink_to("Apps/Edit.app")
+    s.note("the parent of what a link leads to")
+    s.run("list", "link/..")
+    s.note("names that look special")
+    s.wrapper("[a,b]/Edit.app", EDIT)
+    s.wrapper("-x/Edit.app", EDIT)
+    s.run("list", "[a,b]")
+    s.run("list", "Apps", "--", "-x")
+    s.note("names that are no text")
+    evil = os.fsdecode(b"evil/\xff\x1b[2J\n.app")
+    s.wrapper(evil, EDIT)
+    s.run("list", "evil")
+    s.run("list", "evil", "--format", "json")
+    s.run("list", evil, "--format", "jsonl")
+
+
+def unsearchable(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.run("list", "Apps", "missing", "@TMP@/Apps/../Apps", "")
+    s.run("list", "missing/../Apps")
+    s.run("list", "/")
+    s.write("plain", "")
+    s.run("list", "plain")
+    (s.tmp / "shut").mkdir()
+    (s.tmp / "shut").chmod(0o600)
+    s.run("list", "shut", "--format", "json")
+    s.run("list", "missing", "--format", "raw")
+    s.run("dock", "Apps/Edit.app", "missing")
+
+
+def dock_lists(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.wrapper("Other/Draw.app", DRAW)
+    a, b = os.fsencode(s.tmp / "Apps/Edit.app"), os.fsencode(s.tmp / "Other/Draw.app")
+    s.run("dock", "Apps/Edit.app", "Other/Draw.app")
+    s.run("dock", "--paths0-from", "-", stdin=a + b"\0" + b)
+    s.note("as find -print0 writes them; the tool sees one empty path more")
+    s.run("dock", "--paths0-from", "-", "-v", stdin=a + b"\0" + b + b"\0")
+    s.note("sent as they are")
+    s.write("list", b"Apps/Edit.app\0" + a + b"\0\0" + b)
+    s.run("dock", "--paths0-from", "list")
+    s.run("dock", "--paths0-from", "missing")
+
+
+def defaults(s):
+    home = "home/Applications"
+    s.wrapper(f"{home}/Edit.app", EDIT)
+    s.note("/Applications and /usr/local/Applications are the machine's own affair")
+    if not any(os.path.exists(p) for p in ("/Applications", "/usr/local/Applications")):
+        s.run("list")
+        (s.tmp / "home").rename(s.tmp / "elsewhere")
+        s.run("list")
+        (s.tmp / "elsewhere").rename(s.tmp / "home")
+    s.wrapper("Other/Draw.app", DRAW)
+    setting = "home/.config/tesker/defaults/Tesker.plist"
+    s.write(setting, '{ ApplicationPaths = ("~/Applications", "%s"); }' % (s.tmp / "Other"))
+    s.run("list")
+    s.write(setting, '{ ApplicationPaths = "~/Applications"; }')
+    s.run("list", "--format", "raw")
+    s.write(setting, "{ ApplicationPaths = (); }")
+    s.run("list")
+
+
+def logs(s):
+    s.write("Apps/Bad.app/Resources/Info-quorvale.plist", "{ broken")
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.run("list", "Apps")
+    s.run("list", "Apps", "-q")
+    s.run("-v", "list", "Apps")
+
+
+def codec(s):
+    hostile = b"type|app|path|/a\xff\x1b|name|\xc3\xa4\"\\|b\xfe|(2,3,0,1,2,3,4,5,2,6,1,2,6)"
+    hostile = hostile.replace(b"|", b"\0")
+    s.write("text", hostile)
+    s.run("decode", "text")
+    s.run("decode", "text", "--format", "jsonl")
+    document = s.run("decode", "-", "--format", "json", stdin=hostile)
+    if s.run("encode", "-", stdin=document, quiet_stdout=True) == hostile:
+        s.note("encoding gives the same text again")
+    s.note("lists without records")
+    s.run("decode", "-", stdin=b"")
+    s.run("decode", "-", stdin=b"(0)", )
+    s.run("encode", "-", stdin=b'{"schema":1,"results":[{"records":[]}]}')
+    s.note("malformed")
+    s.run("decode", "-", stdin=b"(1")
+    s.run("decode", "-", stdin=b"a\0(1,1,0,1)")
+    s.run("encode", "-", stdin=b"{")
+    s.run("encode", "-", stdin=b'{"schema":2,"results":[]}')
+    s.run("encode", "-", stdin=b'{"schema":1,"results":[{"records":[{"pairs":{"a":"\\u0000"}}]}]}')
+    s.run("decode", "missing")
+    s.run("encode", "@TMP@")
+
+
+def output_errors(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    full = os.open("/dev/full", os.O_WRONLY)
+    for arguments in (["list", "Apps"], ["list", "Apps", "--format", "raw"], ["--help"],
+                      ["decode", "/dev/null"]):
+        s.run_into(full, *arguments)
+    os.close(full)
+    s.note("nobody reads")
+    reading, writing = os.pipe()
+    os.close(reading)
+    s.run_into(writing, "list", "Apps", "--format", "json")
+    os.close(writing)
+    s.note("no standard output")
+    s.run_into(-1, "list", "Apps")
+
+
+def failing_tools(s):
+    s.run("list", "@TMP@", "--tool", "missing/tool")
+    s.write("plain", "")
+    s.run("list", "@TMP@", "@TMP@/home", "--tool", "plain")
+    s.write("script", "#!/bin/sh\necho it went wrong >&2\nexit 3\n", 0o755)
+    s.run("list", "@TMP@", "--tool", "./script")
+    s.run("list", "@TMP@", "--tool", "./script", "-v")
+    s.run("list", "@TMP@", "--tool", "./script", "-q", "--format", "json")
+    for way in ("exit-0", "kill-itself", "connect-and-close", "send-31-bytes",
+                "send-no-descriptor", "send-two-descriptors", "send-number-80", "garbage-bus",
+                "no-answer", "crash-in-search", "garbage-answer", "wrong-key", "always-unchanged",
+                "answer-twice", "exit-9-after-answer", "log-much"):
+        s.fake(way)
+    s.note("the next request is tried all the same")
+    s.fake("exit-3", "@TMP@/home")
+
+
+def hanging_tools(s):
+    s.write("sleeper", "#!/bin/sh\nsleep 1000\n", 0o755)
+    s.run("list", "@TMP@", "--tool", "./sleeper", "--timeout", "0.2")
+    s.fake("never-connect", "--timeout", "0.2")
+    for way in ("hang-after-hand-over", "hang-in-search", "hang-after-answer"):
+        s.fake(way, "--timeout", "3")
+
+
+def interrupted(s):
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        s.run_and_interrupt(number)
+
+
+SESSIONS = [usage, formats, sample, previous, paths, unsearchable, dock_lists, defaults, logs, codec,
+            output_errors, failing_tools, hanging_tools, interrupted]
+
+
+def transcript_of(session, programs):
+    with tempfile.TemporaryDirectory(prefix="tesker-cli-") as directory:
+        made = Session(programs, pathlib.Path(directory).resolve())
+        try:
+            session(made)
+        finally:
+            for path in made.tmp.rglob("*"):
+                if path.is_dir() and not path.is_symlink():
+                    path.chmod(0o700)
+        return made.transcript()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", required=True, type=pathlib.Path)
+    parser.add_argument("--update", action="store_true")
+    parser.add_argument("names", nargs="*")
+    options = parser.parse_args()
+    os.umask(0o022)
+    failed = 0
+    for session in SESSIONS:
+        name = session.__name__.replace("_", "-")
+        if options.names and name not in options.names:
+            continue
+        actual = transcript_of(session, options.programs.resolve())
+        actual = actual.replace(str(options.programs.resolve()), "@BIN@")
+        snapshot = SNAPSHOTS / f"{name}.txt"
+        if options.update:
+            snapshot.write_text(actual)
+            continue
+        expected = snapshot.read_text() if snapshot.exists() else ""
+        if actual != expected:
+            failed += 1
+            sys.stdout.writelines(difflib.unified_diff(
+                expected.splitlines(True), actual.splitlines(True), str(snapshot), "now"))
+    if not options.update:
+        print(f"{failed} transcripts differ" if failed else "all transcripts are as they were")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
