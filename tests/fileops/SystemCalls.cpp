@@ -1,0 +1,59 @@
+#include "tests/fileops/SystemCalls.h"
+
+#include <cerrno>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using tesker::test::SystemCalls;
+
+SystemCalls &SystemCalls::current() {
+  static SystemCalls calls;
+  return calls;
+}
+
+// The linker's names for the calls as the code makes them (__wrap) and the real ones (__real).
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+pid_t __real_fork();
+pid_t __real_wait4(pid_t id, int *status, int options, struct rusage *usage);
+int __real_pipe2(int *ends, int flags);
+
+pid_t __wrap_fork();
+pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage);
+int __wrap_pipe2(int *ends, int flags);
+
+pid_t __wrap_fork() {
+  SystemCalls &calls = SystemCalls::current();
+  if (calls.failedFork > 0 && --calls.failedFork == 0) {
+    errno = EAGAIN;
+    return -1;
+  }
+  const pid_t id = __real_fork();
+  if (id > 0)
+    calls.forked.push_back(id);
+  return id;
+}
+
+pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage) {
+  SystemCalls &calls = SystemCalls::current();
+  if (calls.interruptedWaits > 0) {
+    --calls.interruptedWaits;
+    errno = EINTR;
+    return -1;
+  }
+  calls.waited.push_back(id);
+  if (calls.beforeWait)
+    calls.beforeWait(id);
+  return __real_wait4(id, status, options, usage);
+}
+
+int __wrap_pipe2(int *ends, int flags) {
+  const int failure = SystemCalls::current().pipeError;
+  if (failure == 0)
+    return __real_pipe2(ends, flags);
+  errno = failure;
+  return -1;
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
