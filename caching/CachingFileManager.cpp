@@ -19,24 +19,26 @@ constexpr int kWrite = 2;
 
 bool isDirectoryItself(const NSString *file) { return file == nullptr || isEqual(file, "."); }
 
-// The permission bits (4 read, 2 write, 1 execute) that the process's user has.
-int permittedBits(const NSFileAttributes &info) {
+// The super-user reads and writes everything, and executes what anybody may execute.
+bool isPermittedToSuperUser(int mode, const NSFileAttributes &info) {
+  if ((mode & kExecute) == 0)
+    return true;
   const int permissions = info.fullPermissions();
-  // Owner and group are the narrow, signed numbers of the attributes: an id above 32767 never
-  // matches, and its user is judged by the bits of the others.
-  if (info._getUID() == cachedGetUID())
-    return permissions >> 6;
-  if (isGIDInUserGroups(info._getGID()))
-    return permissions >> 3;
-  return permissions;
+  return ((permissions >> 6 | permissions >> 3 | permissions) & kExecute) != 0;
 }
 
 bool isPermitted(int mode, const NSFileAttributes &info) {
-  if (cachedGetUID() != 0)
-    return (mode & 7 & ~permittedBits(info)) == 0;
-  const int permissions = info.fullPermissions();
-  const int anybody = permissions >> 6 | permissions >> 3 | permissions;
-  return (mode & kExecute & ~anybody) == 0;
+  const std::int32_t user = cachedGetUID();
+  if (user == 0)
+    return isPermittedToSuperUser(mode, info);
+  // One triplet counts. Owner and group are the narrow, signed numbers of the attributes: an id
+  // above 32767 never matches, and its user is judged by the bits of the others.
+  int permitted = info.fullPermissions();
+  if (info._getUID() == user)
+    permitted >>= 6;
+  else if (isGIDInUserGroups(info._getGID()))
+    permitted >>= 3;
+  return (mode & 7 & ~permitted) == 0;
 }
 
 } // namespace
@@ -93,15 +95,18 @@ RefPtr<NSFileAttributes> CachingFileManager::_privateStatDir(const NSString &dir
 
 bool CachingFileManager::isAccessible(int mode, const NSString &dir, const NSString *file) {
   auto info = _privateLstatDir(dir, file);
-  if (info && info->isMagicDirectory())
-    return true;
-  if (info && info->isLink())
+  if (info && info->isLink()) {
+    if (info->isMagicDirectory())
+      return true;
     info = _privateStatDir(dir, file);
+  }
   if (mode == 0)
     return true;
-  IsWritableDeviceTeller *teller = isWritableDeviceTeller();
-  if ((mode & kWrite) != 0 && teller != nullptr && !teller->isWritableDeviceForDir(dir, file))
-    return false;
+  if ((mode & kWrite) != 0) {
+    IsWritableDeviceTeller *teller = isWritableDeviceTeller();
+    if (teller != nullptr && !teller->isWritableDeviceForDir(dir, file))
+      return false;
+  }
   return info && isPermitted(mode, *info);
 }
 

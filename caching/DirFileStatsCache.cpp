@@ -14,9 +14,9 @@ Ref<DirFileStatsTable> DirFileStatsTable::create(NSZone &zone) {
   return allocate<DirFileStatsTable>(zone, zone);
 }
 
-DirFileStatEntry *DirFileStatsTable::find(const NSString &file) const {
-  const auto found = entries_.find(file.bytes());
-  return found != entries_.end() ? &*found->second : nullptr;
+DirFileStatEntry *DirFileStatsTable::find(const NSString &file) {
+  const OwnedDirFileStatEntry *found = entries_.find(file);
+  return found != nullptr ? &**found : nullptr;
 }
 
 void DirFileStatsTable::set(const NSString &file, const FilerTS &stamp,
@@ -28,7 +28,7 @@ void DirFileStatsTable::set(const NSString &file, const FilerTS &stamp,
     if (!made)
       return;
     entry = &*made;
-    entries_.emplace(file.copy(zone()), std::move(made));
+    entries_.insert(file, std::move(made));
   }
   entry->stamp = stamp;
   entry->lstatInfo = std::move(record);
@@ -53,10 +53,10 @@ bool DirFileStatsCache::LastFile::isFor(const NSString &dir, const NSString &fil
 void DirFileStatsCache::LastFile::remember(const NSString &dir, const NSString &file,
                                            RefPtr<NSFileAttributes> info) {
   // Copies, so that a caller who changes its strings does not change what is remembered; an
-  // immutable string is its own copy.
-  auto ownDir = dir.copy(dir.zone());
+  // immutable string is its own copy. In a walk the directory is the one already held.
   auto ownFile = file.copy(file.zone());
-  LSlastDir = std::move(ownDir);
+  if (LSlastDir.get() != &dir)
+    LSlastDir = dir.copy(dir.zone());
   LSlastFile = std::move(ownFile);
   LSlastInfo = std::move(info);
 }

@@ -1,10 +1,8 @@
 #include "caching/FileTypeCache.h"
 
 #include "caching/CachingFileManager.h"
+#include "caching/NameTable.h"
 #include "paths/PathFunctions.h"
-
-#include <memory_resource>
-#include <unordered_map>
 
 namespace tesker {
 
@@ -23,18 +21,11 @@ public:
     return allocate<FileTypeTable>(zone, zone);
   }
 
-  RefPtr<NSString> typeOf(const NSString &file) const {
-    const auto found = entries_.find(file.bytes());
-    return found != entries_.end() ? RefPtr<NSString>(found->second) : nullptr;
-  }
-  void set(const NSString &file, const Ref<NSString> &type) {
-    entries_.insert_or_assign(file.copy(zone()), type);
-  }
+  NameTable<Ref<NSString>> entries;
 
 private:
   friend NSObject;
-  explicit FileTypeTable(NSZone &zone) : entries_(&zone) {}
-  std::pmr::unordered_map<Ref<NSString>, Ref<NSString>, StringKeyHash, StringKeyEqual> entries_;
+  explicit FileTypeTable(NSZone &zone) : entries(zone) {}
 };
 
 // The type strings, each one object for all files.
@@ -95,8 +86,8 @@ Ref<FileTypeCache> FileTypeCache::initValidateWhen(std::int32_t mask, NSZone &zo
 
 Ref<NSString> FileTypeCache::getInternalFileType(const NSString &dir, const NSString &file) {
   const auto table = ensureTable<FileTypeTable>(dir);
-  if (const auto known = table->typeOf(file))
-    return known.toRef();
+  if (const Ref<NSString> *known = table->entries.find(file))
+    return *known;
   countMiss();
   const auto info = CachingFileManager::classObject()._privateLstatDir(dir, &file);
   if (info && info->isMagicDirectory())
@@ -105,7 +96,7 @@ Ref<NSString> FileTypeCache::getInternalFileType(const NSString &dir, const NSSt
     return typeBehindLink(dir, file);
   auto type =
       info && info->isDirectory() ? typeOfDirectory(dir, *info) : typeOfFile(typeBits(info));
-  table->set(file, type);
+  table->entries.insert(file, type);
   return type;
 }
 

@@ -29,3 +29,12 @@ if(TESKER_TESTS)
       "or configure with -DTESKER_TESTS=OFF")
   endif()
 endif()
+
+if(TESKER_BENCHMARKS)
+  find_package(benchmark CONFIG QUIET)
+  if(NOT benchmark_FOUND)
+    message(FATAL_ERROR
+      "Google Benchmark is missing: install libbenchmark-dev, "
+      "or configure with -DTESKER_BENCHMARKS=OFF")
+  endif()
+endif()
