@@ -60,14 +60,14 @@ RefPtr<NSConnection> newSlave() {
     return nullptr;
   if (hasFailed(port_allocate(task_self(), newPort), "TeskerTool: Cannot allocate new port : %d"))
     return nullptr;
+  const auto receivePort = NSPort::portWithMachPort(newPort); // closed if a further step fails
   if (hasFailed(tellPortList(newPort, serverPort),
                 "TeskerTool: Cannot send port listening on : %d"))
     return nullptr;
   if (hasFailed(receiveReplyPort(newPort, mastersPort),
                 "TeskerTool: Cannot receive port for replies : %d"))
     return nullptr;
-  const auto sendPort = NSPort::portWithMachPort(mastersPort);
-  return NSConnection::initWithReceivePort(NSPort::portWithMachPort(newPort), sendPort);
+  return NSConnection::initWithReceivePort(receivePort, NSPort::portWithMachPort(mastersPort));
 }
 
 } // namespace tesker

@@ -64,9 +64,11 @@ bool BusConnection::start(FileDescriptor input, FileDescriptor output, Side side
     return false;
   input_ = input.release();
   output_ = output.release();
-  return sd_bus_add_object_vtable(bus, nullptr, bus_names::kRootPath,
-                                  bus_names::kConnectionInterface, connectionTable(), this) >= 0 &&
-         sd_bus_start(bus) >= 0;
+  if (sd_bus_add_object_vtable(bus, nullptr, bus_names::kRootPath, bus_names::kConnectionInterface,
+                               connectionTable(), this) < 0 ||
+      sd_bus_start(bus) < 0)
+    end(); // as when the far side leaves a moment later
+  return true;
 }
 
 BusConnection::~BusConnection() {

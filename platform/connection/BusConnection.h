@@ -15,7 +15,7 @@ namespace tesker {
 
 class BusConnection final : public NSConnection, private FinderRequests {
 public:
-  // Gives the bus its sockets and starts the authentication. False when the library refuses.
+  // Gives the bus its sockets and starts the authentication. False when the library refuses them.
   [[nodiscard]] bool start(FileDescriptor input, FileDescriptor output, Side side);
 
   void setRootObject(FinderRequests &root) override;

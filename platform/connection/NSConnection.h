@@ -43,8 +43,9 @@ public:
   // What D-Bus admits for one array, and so for a path or a list of paths.
   static constexpr std::size_t kLargestArgument = std::size_t{64} << 20;
 
-  // A connection over the two ports, whose rights it takes out of them and owns from now on. Nil
-  // when a right is missing or the bus library refuses. carryLimit: as kLargestCarriedText.
+  // A connection over the two ports, whose rights it takes out of them and owns from now on; it has
+  // ended already when the far side has. Nil when a right is missing or the bus library refuses the
+  // sockets. carryLimit: as kLargestCarriedText.
   [[nodiscard]] static RefPtr<NSConnection>
   initWithReceivePort(Ref<NSPort> receivePort, Ref<NSPort> sendPort, Side side = Side::Client,
                       std::size_t carryLimit = kLargestCarriedText);

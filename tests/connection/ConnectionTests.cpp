@@ -196,6 +196,18 @@ TEST(ConnectionOverPorts, WithoutBothRightsIsNil) {
   EXPECT_EQ(test::openDescriptorCount(), before - 2);
 }
 
+TEST(ConnectionOverPorts, ThatTheFarSideHasLeftHasEnded) {
+  Channels channels;
+  channels.toTool.far.reset();
+  channels.toMaster.near.reset();
+  RecordingRoot root;
+  const auto connection = channels.toolSide();
+  ASSERT_TRUE(connection);
+  EXPECT_FALSE(connection->isValid());
+  connection->setRootObject(root);
+  EXPECT_FALSE(connection->dispatch());
+}
+
 // A limit just below one piece tells how texts are cut.
 class ConnectionCarryingLessThanAPiece : public Connection {
 protected:

@@ -6,12 +6,12 @@
 
 #include <cerrno>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 namespace tesker {
 namespace {
 
 using test::boundSocket;
-using test::inChild;
 using test::openDescriptorCount;
 
 constexpr uid_t kOtherUser = 54321;
@@ -146,7 +146,7 @@ TEST_F(BootstrapServiceTest, TurnsAnotherUsersProcessesAway) {
   FileDescriptor writing(ready[1]);
   const pid_t stranger = ::fork();
   if (stranger == 0) {
-    const bool connected = test::becomeUser(kOtherUser) && [&] {
+    const bool connected = ::setresuid(kOtherUser, kOtherUser, kOtherUser) == 0 && [&] {
       const FileDescriptor socket = connect();
       (void)!::write(writing.get(), socket ? "y" : "n", 1);
       return socket && test::receiveRaw(socket.get()).first.empty(); // the end

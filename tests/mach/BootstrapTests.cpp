@@ -1,5 +1,6 @@
 #include "platform/mach/Bootstrap.h"
 #include "tests/mach/RawSockets.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,7 @@ namespace tesker {
 namespace {
 
 using test::boundSocket;
-using test::inChild;
+using test::inChildAs;
 using test::openDescriptorCount;
 
 constexpr uid_t kOtherUser = 54321;
@@ -115,10 +116,7 @@ TEST_F(BootstrapLookUp, RefusesALinkOrAFileInTheDirectorysPlace) {
 // The listening socket belongs to whoever made it listen.
 TEST_F(BootstrapLookUp, RefusesAServiceOfAnotherUser) {
   const FileDescriptor listener = boundSocket(path_ + "/Miniapp_boot_port");
-  ASSERT_EQ(inChild([&] {
-              return test::becomeUser(kOtherUser) && ::listen(listener.get(), 1) == 0 ? 0 : 1;
-            }),
-            0);
+  inChildAs(kOtherUser, kOtherUser, [&] { EXPECT_EQ(::listen(listener.get(), 1), 0); });
   EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED);
 }
 
@@ -127,7 +125,7 @@ TEST_F(BootstrapLookUp, AcceptsAServiceOfRoot) {
   ASSERT_EQ(::chown(path_.c_str(), kOtherUser, kOtherUser), 0);
   ASSERT_EQ(::chmod((path_ + "/Miniapp_boot_port").c_str(), 0777), 0);
   ASSERT_EQ(::chmod(temporary_.path().c_str(), 0755), 0);
-  EXPECT_EQ(inChild([&] { return test::becomeUser(kOtherUser) ? lookUp() : 1; }), 0);
+  inChildAs(kOtherUser, kOtherUser, [] { EXPECT_EQ(lookUp(), BOOTSTRAP_SUCCESS); });
 }
 
 TEST_F(BootstrapLookUp, RefusesASocketThatItMayNotConnectTo) {
@@ -135,10 +133,7 @@ TEST_F(BootstrapLookUp, RefusesASocketThatItMayNotConnectTo) {
   ASSERT_EQ(::chown(path_.c_str(), kOtherUser, kOtherUser), 0);
   ASSERT_EQ(::chmod((path_ + "/Miniapp_boot_port").c_str(), 0700), 0);
   ASSERT_EQ(::chmod(temporary_.path().c_str(), 0755), 0);
-  EXPECT_EQ(inChild([&] {
-              return test::becomeUser(kOtherUser) && lookUp() == BOOTSTRAP_NOT_PRIVILEGED ? 0 : 1;
-            }),
-            0);
+  inChildAs(kOtherUser, kOtherUser, [] { EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED); });
 }
 
 TEST_F(BootstrapLookUp, WorksInADirectoryTooFarDownForASocketAddress) {
@@ -243,19 +238,15 @@ TEST_F(BootstrapDirectoryName, AnEmptyVariableCountsAsUnset) {
 TEST_F(BootstrapDirectoryName, InTmpTheParentMustBeTheUsersOwn) {
   const std::string parent = "/tmp/tesker-" + std::to_string(kOtherUser);
   std::filesystem::remove_all(parent);
-  EXPECT_EQ(inChild([&] {
-              port_t port = PORT_NULL;
-              std::unique_ptr<BootstrapService> service;
-              if (!test::becomeUser(kOtherUser) ||
-                  BootstrapService::checkIn(bootstrapDirectory(), "name", service) != 0)
-                return 1;
-              ::chmod(parent.c_str(), 0770);
-              if (bootstrap_look_up(bootstrap_port(), "name", port) != BOOTSTRAP_NOT_PRIVILEGED)
-                return 2;
-              ::chmod(parent.c_str(), 0700);
-              return bootstrap_look_up(bootstrap_port(), "name", port) == 0 ? 0 : 3;
-            }),
-            0);
+  inChildAs(kOtherUser, kOtherUser, [&] {
+    std::unique_ptr<BootstrapService> service;
+    port_t port = PORT_NULL;
+    ASSERT_EQ(BootstrapService::checkIn(bootstrapDirectory(), "name", service), 0);
+    ASSERT_EQ(::chmod(parent.c_str(), 0770), 0);
+    EXPECT_EQ(bootstrap_look_up(bootstrap_port(), "name", port), BOOTSTRAP_NOT_PRIVILEGED);
+    ASSERT_EQ(::chmod(parent.c_str(), 0700), 0);
+    EXPECT_EQ(bootstrap_look_up(bootstrap_port(), "name", port), BOOTSTRAP_SUCCESS);
+  });
   std::filesystem::remove_all(parent);
 }
 

@@ -1,5 +1,6 @@
 #include "platform/mach/Port.h"
 #include "tests/mach/RawSockets.h"
+#include "tests/support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -90,14 +91,13 @@ TEST(Ports, AllocatingForAnotherTaskIsRefused) {
 }
 
 TEST(Ports, AllocatingWithoutDescriptorsGivesTheErrorAndStoresNothing) {
-  EXPECT_EQ(inChild([] {
-              const rlimit none{3, 3};
-              ::setrlimit(RLIMIT_NOFILE, &none);
-              port_t port = 4711;
-              const kern_return_t status = port_allocate(task_self(), port);
-              return status == EMFILE && port == 4711 ? 0 : 1;
-            }),
-            0);
+  inChild([] {
+    const rlimit none{3, 3};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    port_t port = 4711;
+    EXPECT_EQ(port_allocate(task_self(), port), EMFILE);
+    EXPECT_EQ(port, 4711U);
+  });
 }
 
 } // namespace

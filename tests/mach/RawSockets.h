@@ -1,4 +1,4 @@
-// RawSockets.h - the far side of a port, byte by byte, and processes of other users.
+// RawSockets.h - the far side of a port, byte by byte.
 #pragma once
 
 #include "platform/foundation/FileDescriptor.h"
@@ -11,7 +11,6 @@
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -85,22 +84,6 @@ inline std::string messageText(std::uint32_t id) {
   message.msg_id = id;
   const MessageBytes bytes = encode(message);
   return {bytes.begin(), bytes.end()};
-}
-
-// What the function answers, 0 to 255, called in a forked child; -1 when the child was killed.
-template <class Function> int inChild(Function function) {
-  const pid_t child = ::fork();
-  if (child == 0)
-    ::_exit(function());
-  int status = 0;
-  if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status))
-    return -1;
-  return WEXITSTATUS(status);
-}
-
-// Makes the process one of the other user for good.
-inline bool becomeUser(uid_t user) {
-  return ::setresgid(user, user, user) == 0 && ::setresuid(user, user, user) == 0;
 }
 
 inline sockaddr_un addressOf(const std::string &path) {

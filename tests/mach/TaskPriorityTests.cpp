@@ -1,10 +1,12 @@
 #include "platform/mach/TaskPriority.h"
-#include "tests/mach/RawSockets.h"
+#include "tests/support/ChildProcess.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <condition_variable>
+#include <limits>
 #include <mutex>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -42,33 +44,36 @@ std::pair<int, int> niceValuesAfterLowering(bool changeThreads) {
 }
 
 TEST(TaskPriority, TenIsNiceZeroAndEachStepDownOneMore) {
-  EXPECT_EQ(inChild([] { return task_priority(task_self(), 3, true) == 0 ? niceOf(0) : 99; }), 7);
+  inChild([] {
+    EXPECT_EQ(task_priority(task_self(), 3, true), 0);
+    EXPECT_EQ(niceOf(0), 7);
+  });
 }
 
 TEST(TaskPriority, ChangesEveryThread) {
-  EXPECT_EQ(inChild([] { return niceValuesAfterLowering(true) == std::pair(5, 5) ? 0 : 1; }), 0);
+  inChild([] { EXPECT_EQ(niceValuesAfterLowering(true), std::pair(5, 5)); });
 }
 
 TEST(TaskPriority, WithoutTheFlagChangesTheCallingThreadOnly) {
-  EXPECT_EQ(inChild([] { return niceValuesAfterLowering(false) == std::pair(5, 0) ? 0 : 1; }), 0);
+  inChild([] { EXPECT_EQ(niceValuesAfterLowering(false), std::pair(5, 0)); });
 }
 
 TEST(TaskPriority, BeyondWhatTheSystemKnowsIsTheLowest) {
-  EXPECT_EQ(inChild([] {
-              return task_priority(task_self(), -2147483647 - 1, true) == 0 ? niceOf(0) : 99;
-            }),
-            19);
+  inChild([] {
+    EXPECT_EQ(task_priority(task_self(), std::numeric_limits<int>::min(), true), 0);
+    EXPECT_EQ(niceOf(0), 19);
+  });
 }
 
 TEST(TaskPriority, WhereItIsNotPermittedNothingChanges) {
-  EXPECT_EQ(inChild([] {
-              const rlimit none{0, 0};
-              if (::setrlimit(RLIMIT_NICE, &none) < 0 || !test::becomeUser(54321))
-                return 1;
-              const kern_return_t status = task_priority(task_self(), 16, true);
-              return (status == EACCES || status == EPERM) && niceOf(0) == 0 ? 0 : 2;
-            }),
-            0);
+  const rlimit none{0, 0};
+  inChild([&] {
+    ASSERT_EQ(::setrlimit(RLIMIT_NICE, &none), 0);
+    test::inChildAs(54321, 54321, [] {
+      EXPECT_THAT(task_priority(task_self(), 16, true), testing::AnyOf(EACCES, EPERM));
+      EXPECT_EQ(niceOf(0), 0);
+    });
+  });
 }
 
 TEST(TaskPriority, OfAnotherTaskIsRefused) {
