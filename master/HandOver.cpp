@@ -32,9 +32,10 @@ void HandOver::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
 }
 
 HandOver::State HandOver::step() {
-  while (const port_t port = service_->acceptConnection())
-    accepted_.push_back(port);
   // The service keeps the sockets open, as the tool's check for a living master needs them.
+  while (const port_t port = service_->acceptConnection())
+    if (!connection_)
+      accepted_.push_back(port);
   if (connection_)
     return State::done;
   for (const port_t port : accepted_) {

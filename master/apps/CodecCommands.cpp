@@ -5,7 +5,6 @@
 #include "parsing/RecordEncoding.h"
 
 #include <cerrno>
-#include <cstring>
 
 namespace tesker {
 
@@ -15,7 +14,7 @@ namespace {
 std::optional<std::string> inputOf(const Arguments &arguments, Diagnostics &diagnostics) {
   std::optional<std::string> bytes = readInput(arguments.input);
   if (!bytes)
-    diagnostics.error(inputName(arguments.input) + ": " + std::strerror(errno));
+    diagnostics.error(fileError(arguments.input, errno));
   return bytes;
 }
 

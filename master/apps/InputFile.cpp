@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
@@ -47,6 +48,10 @@ std::optional<std::string> readInput(const std::string &name, std::size_t longes
 
 std::string inputName(const std::string &name) {
   return name == "-" ? "standard input" : displayText(name);
+}
+
+std::string fileError(const std::string &name, int error) {
+  return inputName(name) + ": " + (error == EINVAL ? "not a regular file" : std::strerror(error));
 }
 
 bool saveFile(const std::string &name, std::string_view bytes) {

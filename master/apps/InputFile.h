@@ -1,4 +1,4 @@
-// InputFile.h - files named on the command line.
+// InputFile.h - files named on the command line, read and written whole.
 #pragma once
 
 #include <optional>
@@ -16,6 +16,8 @@ std::optional<std::string> readInput(const std::string &name, std::size_t longes
 
 // The same name as a person is told it: a display text, or "standard input".
 std::string inputName(const std::string &name);
+// "NAME: REASON" for an errno of the two functions here.
+std::string fileError(const std::string &name, int error);
 
 // Replaces the contents of a regular file (where the name is a link: of the file it leads to), or
 // makes a new one; readers see the old or the new contents. False and errno on failure; EINVAL when

@@ -20,6 +20,7 @@ namespace {
 struct Request {
   bool isDock;
   std::string argument;
+  std::vector<std::string> paths; // in the argument
 };
 
 class SearchRun {
@@ -33,7 +34,7 @@ public:
 private:
   bool prepareList();
   bool prepareDock();
-  void addRequest(bool isDock, std::string argument, const std::vector<std::string> &paths);
+  void nameUnsearchablePaths();
   bool takesOneRequest();
   bool readPrevious();
   void searchAll();
@@ -67,12 +68,11 @@ std::string nameOf(const Request &request) {
 }
 
 // The request is sent all the same: what can be searched of it will be.
-void SearchRun::addRequest(bool isDock, std::string argument,
-                           const std::vector<std::string> &paths) {
-  for (const std::string &path : paths)
-    if (const std::optional<std::string> why = whyNotSearchable(path))
-      fail(kFailed, named(path) + ": " + *why);
-  requests_.push_back({isDock, std::move(argument)});
+void SearchRun::nameUnsearchablePaths() {
+  for (const Request &request : requests_)
+    for (const std::string &path : request.paths)
+      if (const std::optional<std::string> why = whyNotSearchable(path))
+        fail(kFailed, named(path) + ": " + *why);
 }
 
 bool SearchRun::prepareList() {
@@ -87,7 +87,7 @@ bool SearchRun::prepareList() {
   }
   for (const std::string &path : paths) {
     const std::string absolute = absoluteSearchPath(path);
-    addRequest(false, absolute, {absolute});
+    requests_.push_back({false, absolute, {absolute}});
   }
   return true;
 }
@@ -97,7 +97,7 @@ bool SearchRun::prepareDock() {
   if (!arguments_.pathListFile.empty()) {
     std::optional<std::string> bytes = readInput(arguments_.pathListFile);
     if (!bytes) {
-      fail(kFailed, inputName(arguments_.pathListFile) + ": " + std::strerror(errno));
+      fail(kFailed, fileError(arguments_.pathListFile, errno));
       return false;
     }
     list = std::move(*bytes);
@@ -105,8 +105,7 @@ bool SearchRun::prepareDock() {
   for (const std::string &path : arguments_.paths)
     list +=
         (&path == &arguments_.paths.front() ? "" : std::string(1, '\0')) + absoluteSearchPath(path);
-  const std::vector<std::string> pieces = piecesOfPathList(list);
-  addRequest(true, std::move(list), pieces);
+  requests_.push_back({true, list, piecesOfPathList(list)});
   return true;
 }
 
@@ -126,7 +125,7 @@ bool SearchRun::readPrevious() {
     return true;
   const std::optional<std::string> bytes = readInput(arguments_.previousFile);
   if (!bytes) {
-    fail(kFailed, inputName(arguments_.previousFile) + ": " + std::strerror(errno));
+    fail(kFailed, fileError(arguments_.previousFile, errno));
     return false;
   }
   previous_ = NSString::create(*bytes);
@@ -141,6 +140,7 @@ ExitStatus SearchRun::run() {
     return kUsage;
   if (!readPrevious())
     return status_;
+  nameUnsearchablePaths();
   writer_->begin();
   searchAll();
   writer_->end();
@@ -214,8 +214,7 @@ void SearchRun::reportLog(const Request &request, const SearchOutcome &outcome) 
 
 void SearchRun::save(const NSString &text) {
   if (!arguments_.saveFile.empty() && !saveFile(arguments_.saveFile, text.bytes()))
-    fail(kFailed, displayText(arguments_.saveFile) + ": " +
-                      (errno == EINVAL ? "not a regular file" : std::strerror(errno)));
+    fail(kFailed, fileError(arguments_.saveFile, errno));
 }
 
 } // namespace

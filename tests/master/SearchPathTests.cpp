@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,7 +29,8 @@ protected:
     EXPECT_EQ(::pipe(ends.data()), 0);
     const pid_t child = ::fork();
     if (child == 0) {
-      if (::geteuid() == 0 && ::setresuid(65534, 65534, 65534) != 0)
+      if (::geteuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 ||
+                               ::setresuid(65534, 65534, 65534) != 0))
         ::_exit(1);
       const std::string why = whyNotSearchable(path).value_or("searchable");
       (void)!::write(ends[1], why.data(), why.size());
@@ -135,9 +137,10 @@ TEST_F(SearchPath, SaysThatAPathIsTooLong) {
 }
 
 TEST_F(SearchPath, SaysThatTheUserMayNotSearchOrRead) {
-  EXPECT_EQ(whyNotForNobody(directory.makeDirectory("private", 0700)), "Permission denied");
-  EXPECT_EQ(whyNotForNobody(directory.makeDirectory("unlisted", 0711)), "Permission denied");
-  EXPECT_EQ(whyNotForNobody(directory.writeFile("unreadable", "x", 0711)), "Permission denied");
+  // Modes that keep out both the owner and strangers.
+  EXPECT_EQ(whyNotForNobody(directory.makeDirectory("private", 0010)), "Permission denied");
+  EXPECT_EQ(whyNotForNobody(directory.makeDirectory("unlisted", 0111)), "Permission denied");
+  EXPECT_EQ(whyNotForNobody(directory.writeFile("unreadable", "x", 0111)), "Permission denied");
   EXPECT_EQ(whyNotForNobody(directory.path("private/inside")), "Permission denied");
   EXPECT_EQ(whyNotForNobody(directory.makeDirectory("open", 0755)), "searchable");
 }
