@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <unistd.h>
 
 namespace tesker {
 
@@ -25,9 +26,11 @@ bool PrivateDirectory::makeUnder(const std::string &parent) {
 }
 
 PrivateDirectory::~PrivateDirectory() {
+  // As a rule it is empty, and removing it then needs no descriptor, of which there may be none.
+  if (path_.empty() || ::rmdir(path_.c_str()) == 0)
+    return;
   std::error_code ignored;
-  if (!path_.empty())
-    std::filesystem::remove_all(path_, ignored);
+  std::filesystem::remove_all(path_, ignored);
 }
 
 } // namespace tesker

@@ -164,7 +164,9 @@ TEST(FinderMaster, RefusesARequestThatNoMessageCanHold) {
   EXPECT_EQ(failure.reason, "the request is longer than a message can be");
 }
 
-TEST(FinderMaster, SaysThatThereAreNoDescriptorsLeft) {
+TEST(FinderMaster, FailsAndLeavesNothingWhereThereAreNoDescriptorsLeft) {
+  const TemporaryDirectory runtime;
+  const ScopedVariable variable("XDG_RUNTIME_DIR", runtime.path());
   struct rlimit before {};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   const struct rlimit few { 3, before.rlim_max };
@@ -172,6 +174,18 @@ TEST(FinderMaster, SaysThatThereAreNoDescriptorsLeft) {
   const SearchOutcome outcome = searchWithFakeTool("empty-answer");
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
   EXPECT_EQ(failureOf(outcome).kind, Kind::cannotSearch);
+  EXPECT_TRUE(std::filesystem::is_empty(runtime.path()));
+}
+
+TEST(FinderMaster, RemovesWhatTheToolHasPutIntoThePrivateDirectory) {
+  const TemporaryDirectory runtime;
+  const ScopedVariable variable("XDG_RUNTIME_DIR", runtime.path());
+  const std::string tool = runtime.writeFile(
+      "tool", "#!/bin/sh\nmkdir \"$TESKER_BOOTSTRAP_DIR/left\"; echo done\n", 0755);
+  EXPECT_THAT(FinderMaster({.tool = tool}).findAppsInSearchPath("/tmp", nullptr).logLines,
+              ElementsAre("done"));
+  std::filesystem::remove(tool);
+  EXPECT_TRUE(std::filesystem::is_empty(runtime.path()));
 }
 
 TEST(FinderMaster, BringsTheAnswerOfTheRealTool) {
