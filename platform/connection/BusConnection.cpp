@@ -13,6 +13,7 @@ namespace tesker {
 namespace {
 
 constexpr std::uint64_t kNoTimeLimit = UINT64_MAX;
+constexpr std::uint64_t kMostUnreadMessages = 1000;
 
 std::uint64_t monotonicMicroseconds() {
   timespec now{};
@@ -86,9 +87,7 @@ void BusConnection::setRootObject(FinderRequests &root) {
 }
 
 bool BusConnection::hasUnsent() const {
-  std::uint64_t queued = 0;
-  return isValid() && (!outbox_.isEmpty() ||
-                       (sd_bus_get_n_queued_write(bus_.get(), &queued) >= 0 && queued > 0));
+  return isValid() && (!outbox_.isEmpty() || queuedInBus(bus_.get()) > 0);
 }
 
 void BusConnection::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
@@ -137,7 +136,7 @@ bool BusConnection::step() {
   const int processed = sd_bus_process(bus_.get(), nullptr);
   if (raised_)
     std::rethrow_exception(std::exchange(raised_, nullptr));
-  if (processed < 0 || carriedTooMuch_ || sd_bus_is_open(bus_.get()) <= 0) {
+  if (processed < 0 || carriedTooMuch_ || hasTooMuchUnread() || sd_bus_is_open(bus_.get()) <= 0) {
     end();
     return false;
   }
@@ -150,6 +149,11 @@ bool BusConnection::step() {
   if (processed == 0 && outputHasHungUp())
     end();
   return processed > 0;
+}
+
+// The outbox waits for the library's queue, so what grows there are replies.
+bool BusConnection::hasTooMuchUnread() const {
+  return queuedInBus(bus_.get()) > kMostUnreadMessages;
 }
 
 void BusConnection::stepOrWait() {

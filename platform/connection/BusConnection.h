@@ -1,4 +1,4 @@
-// BusConnection.h - NSConnection over the bus library.
+// BusConnection.h - NSConnection over the bus library. Internal to the connection.
 //
 // The library calls back while it processes a message; a callback only decodes the message into a
 // call, and the call is made after the library has returned, so that no exception passes through
@@ -75,6 +75,7 @@ private:
   bool step();
   void stepOrWait();
   bool outputHasHungUp() const;
+  bool hasTooMuchUnread() const;
   void end();
 
   BusPtr<sd_bus> bus_;

@@ -1,4 +1,4 @@
-// BusMessage.h - texts in and out of D-Bus messages.
+// BusMessage.h - texts in and out of D-Bus messages. Internal to the connection.
 //
 // A string is an array of bytes without a terminator; one that may be nil is an array of none or
 // one of those. Functions that can fail answer as the bus library does: negative errno.

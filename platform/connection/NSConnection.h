@@ -14,11 +14,13 @@
 //     connection->dispatch();
 //   }
 //
-// It ends (isValid() becomes false, both sockets are closed) when either socket hangs up, the other
-// side breaks the protocol, does not authenticate within 90 seconds, or carries more than the
-// limit. From then on nothing is sent and nothing arrives; nothing is logged. Threading: one
-// thread. Lifetime: proxies keep their connection alive; the connection keeps the clients that it
-// has handed out alive, but not its root object.
+// It ends (isValid() becomes false, both sockets are closed) when either socket hangs up, or the
+// other side breaks the protocol, does not authenticate within 90 seconds, carries more than the
+// limit, or leaves more than a thousand replies unread. From then on nothing is sent and nothing
+// arrives; nothing is logged.
+//
+// Threading: one thread. Lifetime: proxies keep their connection alive; the connection keeps the
+// clients that it has handed out alive, but not its root object.
 #pragma once
 
 #include "platform/connection/FinderProtocol.h"

@@ -15,9 +15,9 @@ int sendWithoutReply(sd_bus *bus, const BusPtr<sd_bus_message> &message) {
 
 } // namespace
 
-bool Outbox::canSend(sd_bus *bus) const {
+std::uint64_t queuedInBus(sd_bus *bus) {
   std::uint64_t queued = 0;
-  return !isEmpty() && sd_bus_get_n_queued_write(bus, &queued) >= 0 && queued == 0;
+  return sd_bus_get_n_queued_write(bus, &queued) >= 0 ? queued : 0;
 }
 
 int Outbox::sendNext(sd_bus *bus) {

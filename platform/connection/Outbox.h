@@ -1,4 +1,4 @@
-// Outbox.h - calls that wait to be sent.
+// Outbox.h - calls that wait to be sent. Internal to the connection.
 //
 // The bus library queues what is not written yet in memory, so it is given one message at a time:
 // the next when its queue is empty. A long text goes ahead of its call in pieces.
@@ -7,11 +7,15 @@
 
 #include "platform/connection/BusMessage.h"
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <string>
 
 namespace tesker {
+
+// How many messages the library holds that are not written yet.
+[[nodiscard]] std::uint64_t queuedInBus(sd_bus *bus);
 
 // A one-way call with one text that may be nil and may be long.
 struct OutgoingCall {
@@ -29,7 +33,7 @@ public:
   void clear() { calls_.clear(); }
   bool isEmpty() const { return calls_.empty(); }
   // True when there is a message to send and the library's queue is empty.
-  bool canSend(sd_bus *bus) const;
+  bool canSend(sd_bus *bus) const { return !isEmpty() && queuedInBus(bus) == 0; }
 
   // Sends the next message. Precondition: canSend(). Negative errno on failure.
   [[nodiscard]] int sendNext(sd_bus *bus);

@@ -93,6 +93,17 @@ TEST_F(ConnectionEnd, GarbageAfterTheAuthenticationEndsTheRunLoop) {
   EXPECT_FALSE(tool->isValid());
 }
 
+TEST_F(ConnectionEnd, AMasterThatAsksAndReadsNothingEndsTheConnection) {
+  BusPeer master(channels);
+  master.ask(master.request("one"));
+  ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
+  for (int i = 0; i < 100000 && tool->isValid(); ++i) {
+    master.ask(master.call("org.freedesktop.DBus.Peer", "Ping"));
+    (void)tool->dispatch();
+  }
+  EXPECT_FALSE(tool->isValid());
+}
+
 TEST_F(ConnectionEnd, WhatArrivedBeforeAHangUpIsStillServed) {
   BusPeer master(channels);
   master.ask(master.request("first"));
