@@ -1,4 +1,4 @@
-// ChildProcess.h - a program running as a child of this process.
+// ChildProcess.h - a program running as a child of this process. Internal to the operations.
 //
 // Threading: one thread. A child that was started has to be waited for, or it stays a zombie.
 #pragma once

@@ -1,4 +1,4 @@
-// ChildSteps.h - what a child does between fork and exec.
+// ChildSteps.h - what a child does between fork and exec. Internal to the operations.
 //
 // Other threads may have held any lock when the child was forked, so everything here makes
 // async-signal-safe calls only: no allocation, no lock, no stream. Whatever it works on was made

@@ -1,4 +1,5 @@
 // Command.h - a program with its arguments, made ready before a child is started.
+// Internal to the operations.
 //
 // Threading: none of its own; immutable.
 #pragma once

@@ -1,4 +1,5 @@
 // SourcePath.h - where to run tar, and what to give it, for the path of a source.
+// Internal to the operations.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,4 @@
-// Deadline.h - the end of all waiting, on a clock that only goes forward.
+// Deadline.h - the end of all waiting, on a clock that only goes forward. Internal to the master.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// LogLines.h - the lines that come out of a pipe, kept within bounds.
+// LogLines.h - the lines that come out of a pipe, kept within bounds. Internal to the master.
 #pragma once
 
 #include "platform/foundation/FileDescriptor.h"

@@ -1,4 +1,5 @@
 // PrivateDirectory.h - a directory of one's own for as long as it is needed.
+// Internal to the master.
 #pragma once
 
 #include <string>

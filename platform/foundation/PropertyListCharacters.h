@@ -1,4 +1,5 @@
 // PropertyListCharacters.h - what reader and writer of property lists have to agree on.
+// Internal to them.
 #pragma once
 
 namespace tesker {

@@ -1,4 +1,5 @@
 // BootstrapDirectory.h - the directory and the sockets behind Bootstrap.h, as both sides see them.
+// Internal to Bootstrap.h.
 //
 // Threading: one thread. Nothing is logged.
 #pragma once
