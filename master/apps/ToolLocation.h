@@ -5,8 +5,9 @@
 
 namespace tesker {
 
-// ../libexec/tesker/ToolFinder beside the running program's folder, as they are installed; where
-// there is none, ToolFinder in that folder, as they are built.
+// Where it is installed as seen from the running program's folder (../libexec/tesker/ToolFinder,
+// unless the build was told of other folders), so that all can be moved together; where there is
+// none, ToolFinder in that folder, as they are built.
 std::string toolBesideThisProgram();
 
 } // namespace tesker

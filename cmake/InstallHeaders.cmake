@@ -1,0 +1,37 @@
+# Run when the project is installed: copies the headers of FOLDERS, which are relative to SOURCE, to
+# DESTINATION. Headers whose opening comment says that they are internal stay behind, unless one of
+# the others includes them.
+cmake_minimum_required(VERSION 3.21)
+
+set(public)
+set(internal)
+foreach(folder ${FOLDERS})
+  file(GLOB headers RELATIVE ${SOURCE} ${SOURCE}/${folder}/*.h)
+  foreach(header ${headers})
+    file(READ ${SOURCE}/${header} text)
+    string(REGEX REPLACE "#pragma once.*" "" comment "${text}")
+    if(comment MATCHES "Internal to ")
+      list(APPEND internal ${header})
+    else()
+      list(APPEND public ${header})
+    endif()
+  endforeach()
+endforeach()
+
+set(unread ${public})
+while(unread)
+  list(POP_FRONT unread header)
+  file(STRINGS ${SOURCE}/${header} includes REGEX "^#include \"")
+  list(TRANSFORM includes REPLACE "^#include \"(.*)\".*" "\\1")
+  foreach(included ${includes})
+    if(included IN_LIST internal AND NOT included IN_LIST public)
+      list(APPEND public ${included})
+      list(APPEND unread ${included})
+    endif()
+  endforeach()
+endwhile()
+
+foreach(header ${public})
+  cmake_path(GET header PARENT_PATH folder)
+  file(INSTALL ${SOURCE}/${header} DESTINATION ${DESTINATION}/${folder})
+endforeach()

@@ -1,0 +1,86 @@
+# What is installed: the tool, the commands, and libtesker, one static library of all layers below
+# the programs, with its headers, its CMake package and its pkg-config file.
+include(CMakePackageConfigHelpers)
+
+option(TESKER_DEBIAN_DEFAULTS "Install defaults that name the programs as Debian has them" OFF)
+
+set(TESKER_LIBRARY_LAYERS
+  foundation mach macho connection paths filesystem caching parsing fileops master)
+
+# libtesker
+add_library(tesker STATIC)
+add_library(tesker::tesker ALIAS tesker)
+set_target_properties(tesker PROPERTIES LINKER_LANGUAGE CXX)
+set(folders)
+foreach(layer ${TESKER_LIBRARY_LAYERS})
+  target_sources(tesker PRIVATE $<TARGET_OBJECTS:tesker_${layer}>)
+  get_target_property(folder tesker_${layer} SOURCE_DIR)
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${folder})
+  list(APPEND folders ${folder})
+endforeach()
+target_compile_features(tesker PUBLIC cxx_std_20)
+target_include_directories(tesker INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tesker>)
+# The package looks for the library under a name of its own (tesker-config.cmake.in).
+target_link_libraries(tesker INTERFACE
+  $<BUILD_INTERFACE:PkgConfig::SYSTEMD>
+  $<INSTALL_INTERFACE:$<LINK_ONLY:PkgConfig::TESKER_SYSTEMD>>)
+
+install(CODE "
+  set(SOURCE \"${PROJECT_SOURCE_DIR}\")
+  set(FOLDERS \"${folders}\")
+  set(DESTINATION \"${CMAKE_INSTALL_INCLUDEDIR}/tesker\")
+  cmake_path(ABSOLUTE_PATH DESTINATION BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")")
+install(SCRIPT cmake/InstallHeaders.cmake)
+
+# Programs. tesker-apps looks for the tool from its own folder on (TESKER_TOOL_FROM_PROGRAMS).
+install(TARGETS tesker-apps tesker-fileop RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS ToolFinder EXPORT tesker-targets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tesker)
+install(TARGETS tesker EXPORT tesker-targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+# CMake package and pkg-config file. Both find the rest from where they lie, so that the tree can
+# be moved.
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/tesker)
+install(EXPORT tesker-targets NAMESPACE tesker:: DESTINATION ${package_folder})
+configure_package_config_file(cmake/tesker-config.cmake.in ${CMAKE_BINARY_DIR}/tesker-config.cmake
+  INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/tesker-config-version.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/tesker-config.cmake ${CMAKE_BINARY_DIR}/tesker-config-version.cmake
+  DESTINATION ${package_folder})
+
+set(TESKER_PREFIX_FROM_PKGCONFIG ${CMAKE_INSTALL_PREFIX})
+cmake_path(RELATIVE_PATH TESKER_PREFIX_FROM_PKGCONFIG
+  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+foreach(folder LIBDIR INCLUDEDIR LIBEXECDIR)
+  set(TESKER_PC_${folder} \${prefix})
+  cmake_path(APPEND TESKER_PC_${folder} ${CMAKE_INSTALL_${folder}}) # as it is when it is absolute
+endforeach()
+configure_file(cmake/tesker.pc.in ${CMAKE_BINARY_DIR}/tesker.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/tesker.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Documents and completions
+install(FILES docs/Tesker.ToolFinder.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/tesker)
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
+install(FILES README.md ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES docs/man/tesker-apps.1 docs/man/tesker-fileop.1
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES docs/man/ToolFinder.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+foreach(program tesker-apps tesker-fileop)
+  set(completion packaging/completions/${program})
+  install(FILES ${completion}.bash RENAME ${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${completion}.zsh RENAME _${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  install(FILES ${completion}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endforeach()
+
+# Where tar and compress are elsewhere than built in, the site's defaults have to say so.
+if(TESKER_DEBIAN_DEFAULTS)
+  install(CODE "
+    set(SOURCE \"${PROJECT_SOURCE_DIR}\")
+    set(FOLDER \"${CMAKE_INSTALL_SYSCONFDIR}\")")
+  install(SCRIPT cmake/InstallDefaults.cmake)
+endif()
