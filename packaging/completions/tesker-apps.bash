@@ -1,0 +1,43 @@
+# Completion of tesker-apps for bash.
+# shellcheck shell=bash
+
+_tesker_apps() {
+  local processors='
+    vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800
+    uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5
+    pentium4 x86_64 mips mipsR2300 mipsR2600 mipsR2800 mipsR2000a mipsR2000 mipsR3000a
+    mipsR3000 m98k m98601 hppa hppa7100LC arm armv4t armv6 armv5 xscale armv7 arm64 arm64v8
+    m88k m88100 m88110 sparc i860 i860XR ppc ppc601 ppc602 ppc603 ppc603e ppc603ev ppc604
+    ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64'
+  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]} command='' words='' word
+  # In --format=json bash takes "=" for a word of its own.
+  if [[ $cur == = ]]; then
+    cur=''
+  elif [[ $prev == = ]]; then
+    prev=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    if [[ $word != -* ]]; then
+      command=$word
+      break
+    fi
+  done
+
+  local always='-h --help -v --verbose -q --quiet'
+  local searching='--format --previous --save --cpu --timeout --tool'
+  case $prev:$command:$cur in
+    --format:decode:*) words='table json jsonl' ;;
+    --format:*) words='table json jsonl raw' ;;
+    --cpu:*) words=$processors ;;
+    --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:*) ;;
+    *::*) words="$always --version list dock decode encode" ;;
+    *:list:-*) words="$always $searching" ;;
+    *:dock:-*) words="$always --paths0-from $searching" ;;
+    *:decode:-*) words="$always --format" ;;
+    *:encode:-*) words=$always ;;
+  esac
+  # Where this finds nothing, bash offers file names.
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
+}
+
+complete -o bashdefault -o default -F _tesker_apps tesker-apps

@@ -1,0 +1,33 @@
+# Completion of tesker-apps for fish.
+
+set -l commands list dock decode encode
+set -l before "not __fish_seen_subcommand_from $commands"
+set -l searching '__fish_seen_subcommand_from list dock'
+set -l processors \
+    vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800 \
+    uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5 \
+    pentium4 x86_64 mips mipsR2300 mipsR2600 mipsR2800 mipsR2000a mipsR2000 mipsR3000a \
+    mipsR3000 m98k m98601 hppa hppa7100LC arm armv4t armv6 armv5 xscale armv7 arm64 arm64v8 \
+    m88k m88100 m88110 sparc i860 i860XR ppc ppc601 ppc602 ppc603 ppc603e ppc603ev ppc604 \
+    ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64
+
+complete -c tesker-apps -s h -l help -d 'Print a help message'
+complete -c tesker-apps -s v -l verbose -d "Print the tool's log lines"
+complete -c tesker-apps -s q -l quiet -d 'Print no diagnostics but errors'
+
+complete -c tesker-apps -n $before -f -l version -d 'Print the version'
+complete -c tesker-apps -n $before -f -a list -d 'List the applications in directories'
+complete -c tesker-apps -n $before -f -a dock -d 'Look at single applications'
+complete -c tesker-apps -n $before -f -a decode -d 'Print the records of an encoded text'
+complete -c tesker-apps -n $before -f -a encode -d 'Encode records printed as JSON'
+
+complete -c tesker-apps -n $searching -x -l format -a 'table json jsonl raw' -d 'Form of the answer'
+complete -c tesker-apps -n $searching -r -l previous -d 'The last answer'
+complete -c tesker-apps -n $searching -r -l save -d "Write the answer's encoded text to a file"
+complete -c tesker-apps -n $searching -x -l cpu -a "$processors" -d 'Search as for this processor'
+complete -c tesker-apps -n $searching -x -l timeout -d 'Give up a search after so many seconds'
+complete -c tesker-apps -n $searching -r -l tool -d "The tool's program"
+complete -c tesker-apps -n '__fish_seen_subcommand_from dock' -r -l paths0-from \
+    -d 'Read the paths from a file'
+complete -c tesker-apps -n '__fish_seen_subcommand_from decode' -x -l format -a 'table json jsonl' \
+    -d 'Form of the records'

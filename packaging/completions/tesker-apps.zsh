@@ -1,0 +1,57 @@
+#compdef tesker-apps
+# Completion of tesker-apps for zsh.
+
+_tesker-apps() {
+  local curcontext=$curcontext state line
+  typeset -A opt_args
+  local -a processors always searching commands
+  processors=(
+    vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800
+    uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5
+    pentium4 x86_64 mips mipsR2300 mipsR2600 mipsR2800 mipsR2000a mipsR2000 mipsR3000a
+    mipsR3000 m98k m98601 hppa hppa7100LC arm armv4t armv6 armv5 xscale armv7 arm64 arm64v8
+    m88k m88100 m88110 sparc i860 i860XR ppc ppc601 ppc602 ppc603 ppc603e ppc603ev ppc604
+    ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64
+  )
+  always=(
+    '(- *)'{-h,--help}'[print a help message]'
+    '(-v --verbose -q --quiet)'{-v,--verbose}"[print the tool's log lines]"
+    '(-v --verbose -q --quiet)'{-q,--quiet}'[print no diagnostics but errors]'
+  )
+  searching=(
+    '--format=[form of the answer]:form:(table json jsonl raw)'
+    '--previous=[the last answer]:answer:_files'
+    "--save=[write the answer's encoded text to a file]:answer:_files"
+    "--cpu=[search as for this processor]:processor:($processors)"
+    '--timeout=[give up a search after this time]:seconds:'
+    "--tool=[the tool's program]:program:_files"
+  )
+  commands=(
+    'list:list the applications in directories'
+    'dock:look at single applications, with one request for all'
+    'decode:print the records of an encoded text'
+    'encode:encode records that decode --format json has printed'
+  )
+  _arguments -C $always '(- *)--version[print the version]' \
+    '1:command:->command' '*::argument:->argument'
+  case $state in
+    command) _describe command commands ;;
+    argument)
+      curcontext="${curcontext%:*:*}:tesker-apps-$words[1]:"
+      case $words[1] in
+        list) _arguments $always $searching '*:application or directory:_files' ;;
+        dock)
+          _arguments $always $searching '*:application or directory:_files' \
+            '--paths0-from=[read the paths from a file]:list of paths:_files'
+          ;;
+        decode)
+          _arguments $always '--format=[form of the records]:form:(table json jsonl)' \
+            '1:encoded text:_files'
+          ;;
+        encode) _arguments $always '1:JSON document:_files' ;;
+      esac
+      ;;
+  esac
+}
+
+_tesker-apps "$@"
