@@ -124,6 +124,12 @@ int ToolProcess::start(const std::string &program, const Environment &environmen
   FileDescriptor pidfd(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
   const int error = pidfd ? 0 : errno;
   process.reset(new ToolProcess(pid, std::move(pidfd), std::move(log.reading)));
+  if (error == ESRCH) {
+    // A child that ends at once is gone by now where the host ignores SIGCHLD; the end of its pipe
+    // wakes whoever waits.
+    process->end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
+    return 0;
+  }
   if (error != 0)
     process.reset();
   return error;

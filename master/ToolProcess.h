@@ -33,7 +33,8 @@ public:
   ToolProcess(const ToolProcess &) = delete;
   ToolProcess &operator=(const ToolProcess &) = delete;
 
-  // Readable when the child has ended: for poll(2).
+  // Readable when the child has ended: for poll(2). Negative, as poll(2) ignores it, when it had
+  // ended and was reaped by somebody else before it could be watched.
   int endDescriptor() const { return pidfd_.get(); }
   // The reading end of what it writes, non-blocking. It is the caller's; the second call gives
   // none.

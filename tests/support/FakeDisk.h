@@ -60,6 +60,7 @@ public:
   ino_t addHardLink(std::string_view path, std::string_view newPath);
   // Another device, beginning with the directory.
   void mountOn(std::string_view path, dev_t device);
+  using OperatingSystem::write;
   void write(std::string_view path); // new contents: mtime and ctime
   void setMode(std::string_view path, mode_t permissions);
   void setOwner(std::string_view path, uid_t user, gid_t group);

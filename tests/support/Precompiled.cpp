@@ -1,0 +1,2 @@
+// See CMakeLists.txt: holds the precompiled headers of the tests.
+int main() {}
