@@ -1,3 +1,5 @@
+// The text that objects are described by: one line of property list, or a strings file.
+
 #include "platform/foundation/PropertyList.h"
 
 #include "platform/foundation/NSData.h"

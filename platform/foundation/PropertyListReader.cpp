@@ -1,3 +1,5 @@
+// Reads property lists and strings files, in one pass and with bounded nesting.
+
 #include "platform/foundation/PropertyList.h"
 
 #include "platform/foundation/FileContents.h"

@@ -1,3 +1,5 @@
+// The service side of the bootstrap names: listening under a name and accepting who looks it up.
+
 #include "platform/mach/Bootstrap.h"
 #include "platform/mach/BootstrapDirectory.h"
 
