@@ -74,7 +74,9 @@ public:
 
   // Begins a new epoch: what was remembered before is checked at its next use.
   void validate(std::int32_t mask);
-  // Forgets everything but the memories of the last directory and the last file.
+  // Forgets everything but the memories of the last directory and the last file. Best followed by
+  // a validate(): until then a directory last changed in the second of the validation before is
+  // found changed at every use and not cached (FilerCache.h).
   void reset();
   // Forgets what is cached for the directory, and all of the global stat cache: other paths may
   // lead to the same directory or through it, and the table cannot tell which.

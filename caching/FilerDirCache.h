@@ -3,6 +3,8 @@
 
 #include "caching/FilerCache.h"
 
+#include <typeinfo>
+
 namespace tesker {
 
 class FilerDirCache : public FilerCache {
@@ -25,8 +27,13 @@ protected:
   // The directory's value as a Table, a new empty one where there is none. It is not kept when the
   // directory cannot be examined.
   template <class Table> Ref<Table> ensureTable(const NSString &dir) {
-    if (const auto table = as<Table>(getDir(dir)))
-      return table.toRef();
+    const DirEntry *entry = getDirEntry(dir, true);
+    if (entry != nullptr && entry->data) {
+      // Tables are of just this class; the comparison is all that a warm look-up can afford.
+      NSObject &data = *entry->data;
+      if (typeid(data) == typeid(Table))
+        return Ref<Table>(static_cast<Table &>(data));
+    }
     auto table = Table::create(zone());
     insertDir(dir, table);
     return table;

@@ -82,7 +82,7 @@ TEST_F(CachingFileManagerTest, InheritedRequestsAreCachedToo) {
 TEST_F(CachingFileManagerTest, FiltersDropDotNamesAndNamesThatEndInATilde) {
   for (const auto *name : {"/b/.hidden", "/b/notes~", "/b/~x", "/b/a.b", "/b/.both~"})
     disk.addFile(name);
-  const auto names = [this](bool dots, bool backups) {
+  const auto names = [](bool dots, bool backups) {
     return textsOf(manager().childrenForDirPath(*"/b"_ns, dots, backups));
   };
   EXPECT_THAT(names(false, false), ElementsAre(".hidden", "notes~", "~x", "a.b", ".both~"));
@@ -244,7 +244,7 @@ TEST_F(CachingFileManagerTest, TheSuperUserMayReadAFileOfMode000) {
 TEST_F(CachingFileManagerTest, TheSuperUserMayExecuteOnlyWhereATripletHasIt) {
   EXPECT_FALSE(may(1, "f"));
   EXPECT_FALSE(may(5, "f"));
-  for (const mode_t mode : {0100, 0010, 0001}) {
+  for (const mode_t mode : {0100U, 0010U, 0001U}) {
     disk.setMode("/a/f", mode);
     forgetAll();
     EXPECT_TRUE(may(1, "f")) << mode;

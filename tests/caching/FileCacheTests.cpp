@@ -158,11 +158,11 @@ TEST_F(FileCacheTest, NothingIsKeptInADirectoryThatCannotBeExamined) {
 }
 
 TEST_F(FileCacheTest, NamesAreCopied) {
-  const auto name = NSMutableString::create("f");
+  const auto name = NSMutableString::create("some name");
   cache->insertDir(*"/a"_ns, *name, "one"_ns);
-  name->setString("g");
-  EXPECT_EQ(text("/a", "f"), "one");
-  EXPECT_EQ(text("/a", "g"), "(nil)");
+  name->setString("another name");
+  EXPECT_EQ(text("/a", "some name"), "one");
+  EXPECT_EQ(text("/a", "another name"), "(nil)");
 }
 
 } // namespace tesker::test

@@ -5,11 +5,18 @@
 #include "caching/FilerNameDirCache.h"
 #include "caching/GlobalTable.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tesker {
+
+// What an entry goes by when it is looked at again; nothing for no entry.
+struct EntryDates {
+  FilerTS stamp;
+  std::optional<double> changed; // seconds since 1970
+};
 
 struct FilerCachePeer {
   static FilerTS lastValidateDate(const FilerCache &cache) { return cache.lastValidateDate_; }
@@ -27,6 +34,18 @@ struct FilerCachePeer {
       result.push_back(entry->data.get());
     return result;
   }
+  static std::optional<EntryDates> dates(const FilerCache &cache, const DirFileUID &identity) {
+    for (const auto *entry : cache.dirs_)
+      if (entry->identity == identity)
+        return datesOf(*entry);
+    return std::nullopt;
+  }
+  template <class Entry> static EntryDates datesOf(const Entry &entry) {
+    EntryDates dates{entry.stamp, std::nullopt};
+    if (entry.changeDate)
+      dates.changed = entry.changeDate->timeIntervalSince1970();
+    return dates;
+  }
   static std::size_t count(const FilerCache &cache) { return identities(cache).size(); }
   // The one-entry memory: its path, nil when it holds nothing, and the identity of its entry.
   static const NSString *lastName(const FilerCache &cache) {
@@ -42,6 +61,12 @@ struct FilerCachePeer {
 };
 
 struct FilerNameDirCachePeer {
+  static std::optional<EntryDates> dates(const FilerNameDirCache &cache, std::string_view path) {
+    for (const auto *entry : cache.paths_)
+      if (entry->key->bytes() == path)
+        return FilerCachePeer::datesOf(*entry);
+    return std::nullopt;
+  }
   static std::size_t count(const FilerNameDirCache &cache) { return data(cache).size(); }
   static std::vector<const NSObject *> data(const FilerNameDirCache &cache) {
     std::vector<const NSObject *> result;
