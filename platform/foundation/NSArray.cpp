@@ -1,5 +1,6 @@
 #include "platform/foundation/NSArray.h"
 
+#include "platform/foundation/KeyedHash.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSString.h"
 #include "platform/foundation/PropertyList.h"
@@ -47,7 +48,7 @@ Ref<NSMutableArray> NSArray::mutableCopy() const {
 std::size_t NSArray::hash() const {
   std::size_t hash = count();
   for (const auto &item : items_)
-    hash = hash * 31 + item->hash();
+    hash = keyedHash(hash, item->hash());
   return hash;
 }
 

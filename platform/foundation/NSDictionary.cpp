@@ -1,5 +1,6 @@
 #include "platform/foundation/NSDictionary.h"
 
+#include "platform/foundation/KeyedHash.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyList.h"
 
@@ -114,7 +115,7 @@ std::size_t NSDictionary::hash() const {
   std::size_t hash = count();
   auto enumerator = keyEnumerator();
   while (auto key = enumerator.nextObject())
-    hash += (key->hash() * 31) ^ objectForKey(key->bytes())->hash();
+    hash += keyedHash(key->hash(), objectForKey(key->bytes())->hash());
   return hash;
 }
 

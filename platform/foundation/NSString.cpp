@@ -1,8 +1,7 @@
 #include "platform/foundation/NSString.h"
 
+#include "platform/foundation/KeyedHash.h"
 #include "platform/foundation/NSArray.h"
-
-#include <functional>
 
 namespace tesker {
 
@@ -78,8 +77,6 @@ bool isEqual(const NSString *string, std::string_view bytes) {
   return string != nullptr && string->bytes() == bytes;
 }
 
-std::size_t StringKeyHash::operator()(std::string_view bytes) const {
-  return std::hash<std::string_view>()(bytes);
-}
+std::size_t StringKeyHash::operator()(std::string_view bytes) const { return keyedHash(bytes); }
 
 } // namespace tesker
