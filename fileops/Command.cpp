@@ -20,6 +20,12 @@ std::string operand(std::string_view name) {
   return std::string(name.starts_with('-') ? "./" : "").append(name);
 }
 
+std::string archiveOperand(std::string_view name) {
+  const bool isStream = name == "-";
+  const bool isElsewhere = name.find(':') < name.find('/');
+  return std::string(isStream || isElsewhere ? "./" : "").append(name);
+}
+
 Command::Command(std::string program, std::initializer_list<std::string_view> arguments) {
   words_.reserve(arguments.size() + 1);
   words_.push_back(std::move(program));

@@ -19,6 +19,9 @@ namespace tesker {
 // which names the same file.
 [[nodiscard]] std::string operand(std::string_view name);
 
+// The same for a tar archive: "-" is no stream, and "host:file" no file of another machine.
+[[nodiscard]] std::string archiveOperand(std::string_view name);
+
 class Command {
 public:
   // The program's path is its argument zero as well.

@@ -27,13 +27,13 @@ bool archiveTarFile(const char *sourcePath, const char *archive) {
   const auto source = splitSourcePath(sourcePath, WithoutSlash::inWorkingDirectory);
   if (!source)
     return false;
-  const Command tar(programPath("tar"), {"cf", archive, operand(source->baseName)});
+  const Command tar(programPath("tar"), {"cf", archiveOperand(archive), operand(source->baseName)});
   const auto steps = [&] { changeDirectoryOrEnd(source->directory.c_str()); };
   return ChildProcess::start(tar, steps).waitForSuccess();
 }
 
 bool unarchiveTarFile(const char *archive, const char *targetDirectory) {
-  const Command tar(programPath("tar"), {"xpf", archive});
+  const Command tar(programPath("tar"), {"xpf", archiveOperand(archive)});
   const auto steps = [&] { changeDirectoryOrEnd(targetDirectory); };
   return ChildProcess::start(tar, steps).waitForSuccess();
 }

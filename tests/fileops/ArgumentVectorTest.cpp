@@ -173,6 +173,27 @@ TEST_F(ArgumentVectors, namesThatBeginWithADashAreNoOptions) {
   EXPECT_THAT(runs("tar")[1].arguments, ElementsAre("cf", "-", "./-Tnames"));
 }
 
+TEST_F(ArgumentVectors, archivesAreFilesOfThatNameAndNeitherStreamsNorFilesElsewhere) {
+  useProgram("tar", "/usr/bin/tar");
+  directory_.writeFile("in/name", "bytes");
+  for (const std::string archive : {"-", "host:file", "user@host:dir/file"}) {
+    directory_.makeDirectory("in/user@host:dir");
+    EXPECT_TRUE(archiveTarFile(path("in/name").c_str(), archive.c_str())) << archive;
+    EXPECT_TRUE(exists(path("in/" + archive))) << archive;
+    directory_.writeFile("in/name", "changed");
+    EXPECT_TRUE(unarchiveTarFile(archive.c_str(), path("in").c_str())) << archive;
+    EXPECT_EQ(contents(path("in/name")), "bytes") << archive;
+  }
+}
+
+TEST_F(ArgumentVectors, otherArchivesAreGivenAsTheyAre) {
+  for (const char *archive : {"a", "./host:file", "/a:b", "dir/a:b", "", "a-"}) {
+    ::unlink((fake("tar") + ".record").c_str());
+    EXPECT_TRUE(archiveTarFile(path("name").c_str(), archive));
+    EXPECT_THAT(onlyRun("tar").arguments, ElementsAre("cf", archive, "name"));
+  }
+}
+
 TEST_F(ArgumentVectors, everyCallReadsTheProgramsAnew) {
   EXPECT_TRUE(destroyFile("/a"));
   useProgram("rm", fake("tar"));
