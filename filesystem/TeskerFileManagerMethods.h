@@ -41,7 +41,7 @@ public:
                                                               bool traverseLink);
   [[nodiscard]] bool fileExistsAtPath(const NSString &path);
 
-  // Access by the effective rules of access(2), full paths.
+  // What access(2) grants to the real user; full paths.
   bool _fileCanBeReadAtPath(const NSString &path);
   bool _fileCanBeExecutedAtPath(const NSString &path);
   bool fileCanBeReadExecutedAtPath(const NSString &path);
