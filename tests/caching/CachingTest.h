@@ -2,6 +2,7 @@
 #pragma once
 
 #include "caching/CachingFileManager.h"
+#include "caching/DirFileStatEntry.h"
 #include "caching/GlobalStatCache.h"
 #include "tests/caching/Peers.h"
 #include "tests/support/FakeDisk.h"
@@ -17,7 +18,12 @@ class CachingTest : public ::testing::Test {
 protected:
   using Calls = std::vector<std::string>;
 
-  CachingTest() : inForce_(disk) { forgetAll(); }
+  CachingTest() : inForce_(disk) {
+    // The first entry of a process takes a page. Taken here, so that the calls of a test do not
+    // depend on the tests that ran before it.
+    freeDirFileStatEntry(newDirFileStatEntry());
+    forgetAll();
+  }
   ~CachingTest() override { forgetAll(); }
 
   // Empties the caches and every memory of a last directory or file. Validates, too.
