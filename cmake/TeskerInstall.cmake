@@ -2,7 +2,6 @@
 # the programs, with its headers, its CMake package and its pkg-config file.
 include(CMakePackageConfigHelpers)
 
-option(TESKER_DEBIAN_DEFAULTS "Install defaults that name the programs as Debian has them" OFF)
 
 set(TESKER_LIBRARY_LAYERS
   foundation mach macho connection paths filesystem caching parsing fileops master)
