@@ -33,8 +33,12 @@ TEST(CachedGetUID, IsTheProcesssUserFetchedOnce) {
   });
 }
 
-TEST(CachedGetUID, IsTheRealUserOfTheProcess) {
-  inChildAs(54321, 54321, [] { EXPECT_EQ(cachedGetUID(), static_cast<int>(::getuid())); });
+TEST(CachedGetUID, IsTheRealUserOfTheProcessAndNotTheEffectiveOne) {
+  const uid_t other = ::geteuid() == 0 ? 54321 : ::getuid();
+  inChild([other] {
+    ASSERT_EQ(::setresuid(other, static_cast<uid_t>(-1), static_cast<uid_t>(-1)), 0);
+    EXPECT_EQ(cachedGetUID(), static_cast<int>(other));
+  });
 }
 
 TEST(CachedGetGID, IsThePrimaryGroupOfTheDatabaseFetchedOnce) {
