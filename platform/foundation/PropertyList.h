@@ -1,6 +1,6 @@
 // PropertyList.h - old-style property lists: reading and describing.
 //
-// The text form of the OpenStep foundation (strings, arrays, dictionaries and data; no XML, no
+// The old-style text form (strings, arrays, dictionaries and data; no XML, no
 // binary form). Values are NSString, NSArray, NSDictionary and NSData objects.
 //
 //   string       unquoted: letters, digits and _ $ / : . -   or quoted: "any \"text\""
