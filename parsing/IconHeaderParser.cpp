@@ -98,7 +98,7 @@ private:
     const bool complete = current_ == '}' && length <= kLongestBraceBody;
     RefPtr<TKLine> record;
     if (length <= kLongestBraceBody)
-      record = TKLine::initWithString(zone_, text + " }");
+      record = TKLine::initWithString(zone_, text += " }");
     if (!record || !complete) {
       // Reading goes on at the "}" itself, so the rest of the line is reported as malformed too.
       syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});

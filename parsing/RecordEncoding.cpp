@@ -76,16 +76,17 @@ public:
 
   std::uint32_t number() { return decodeHexInt(token()->bytes()); }
 
-  // An index below the limit; any other is logged and raises.
-  std::size_t indexBelow(std::size_t limit) {
-    const Ref<NSString> digits = token();
-    const std::uint32_t value = decodeHexInt(digits->bytes());
-    if (value >= limit) {
-      syslogError("==== Applications Finder: '%s' yielded %d",
-                  {digits->bytes(), std::to_string(static_cast<std::int32_t>(value))});
-      throw NSException(NSGenericException, std::string(text_.bytes()));
-    }
-    return value;
+  struct Pair {
+    std::size_t key;
+    std::size_t value;
+  };
+  // The indexes of one pair, both read before either is tested. One that is not below the limit is
+  // logged and raises.
+  Pair pairBelow(std::size_t limit) {
+    const Ref<NSString> key = token();
+    const Ref<NSString> value = token();
+    const std::size_t keyIndex = indexBelow(limit, *key);
+    return {keyIndex, indexBelow(limit, *value)};
   }
 
   std::size_t left() const { return tokens_->count() - position_; }
@@ -96,6 +97,16 @@ private:
     if (!string)
       throw NSException(NSInvalidArgumentException, "the index list holds something else");
     return string.toRef();
+  }
+
+  std::size_t indexBelow(std::size_t limit, const NSString &digits) const {
+    const std::uint32_t value = decodeHexInt(digits.bytes());
+    if (value >= limit) {
+      syslogError("==== Applications Finder: '%s' yielded %d",
+                  {digits.bytes(), std::to_string(static_cast<std::int32_t>(value))});
+      throw NSException(NSGenericException, std::string(text_.bytes()));
+    }
+    return value;
   }
 
   Ref<NSArray> tokens_;
@@ -109,8 +120,7 @@ Ref<TKLine> decodeRecord(IndexReader &indexes, const NSArray &components, NSZone
   auto record = TKLine::create(std::min(pairs, indexes.left() / 2), zone);
   const std::size_t poolSize = components.count() - 1;
   for (std::size_t pair = 0; pair < pairs; ++pair) {
-    const std::size_t key = indexes.indexBelow(poolSize);
-    const std::size_t value = indexes.indexBelow(poolSize);
+    const auto [key, value] = indexes.pairBelow(poolSize);
     record->setObjectForKey(components.objectAtIndex(value),
                             *as<NSString>(components.objectAtIndex(key)));
   }

@@ -181,6 +181,13 @@ TEST(DecodeParsedApp, OnlyTheFirstBadIndexIsLogged) {
   EXPECT_EQ(log.syslogged.size(), 1U);
 }
 
+TEST(DecodeParsedApp, APairIsReadWholeBeforeItsIndexesAreTested) {
+  test::LogCapture log;
+  EXPECT_EQ(described("a|b|(1,1,9)"), "(nil)") << "ends in a value's place";
+  EXPECT_EQ(described("a|b|(1,1,9,(0))"), "(nil)") << "a value token that is no string";
+  EXPECT_THAT(log.syslogged, IsEmpty());
+}
+
 TEST(DecodeParsedApp, AListWithoutAPoolHasNoValidIndex) {
   test::LogCapture log;
   EXPECT_EQ(described("(1,1,0,0)"), "(nil)");
