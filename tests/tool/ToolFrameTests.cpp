@@ -1,5 +1,6 @@
 // The tool process from its start to its end, against a master that takes every step itself.
 
+#include "examples/MachOWriter.h"
 #include "platform/mach/TaskPriority.h"
 #include "tests/connection/ConnectionPair.h"
 #include "tests/mach/RawSockets.h"
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <linux/filter.h>
@@ -30,7 +32,10 @@ using test::serve;
 using test::TemporaryDirectory;
 using test::ToolUnderTest;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
 
 class ToolProcess : public testing::Test {
 protected:
@@ -56,9 +61,14 @@ TEST(ToolProcessAlone, WithoutAServiceLogsOneLineAndExitsWithStatusZero) {
 
 TEST(ToolProcessAlone, WithADirectoryNotToBeTrustedLogsThatAndExitsWithStatusZero) {
   const TemporaryDirectory temporary;
-  ToolUnderTest tool(temporary.makeDirectory("names", 0770));
-  EXPECT_THAT(tool.logLines(), ElementsAre("TeskerTool: Cannot get bootstrap port : 1100"));
-  EXPECT_EQ(tool.exitStatus(), 0);
+  const std::string groupWritable = temporary.makeDirectory("names", 0770);
+  const std::string strangers = temporary.makeDirectory("strangers", 0700);
+  ASSERT_EQ(::chown(strangers.c_str(), 54321, 54321), 0);
+  for (const std::string &directory : {groupWritable, strangers}) {
+    ToolUnderTest tool(directory);
+    EXPECT_THAT(tool.logLines(), ElementsAre("TeskerTool: Cannot get bootstrap port : 1100"));
+    EXPECT_EQ(tool.exitStatus(), 0);
+  }
 }
 
 TEST(ToolProcessAlone, TakesNoNoticeOfArguments) {
@@ -137,11 +147,45 @@ TEST_F(ToolProcess, AMessageThatComesInPartsIsWaitedFor) {
 }
 
 TEST_F(ToolProcess, AMalformedMessageIsLoggedAndTheStatusIsZero) {
+  const test::SocketPair pair(SOCK_STREAM);
+  const FileDescriptor file(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  for (const std::vector<int> &carried :
+       {std::vector<int>{}, {pair.near.get(), pair.far.get()}, {file.get()}}) {
+    ToolUnderTest tool(master.directory());
+    master.sendBytes(master.receivePort().port, messageText(79), carried);
+    EXPECT_THAT(tool.logLines(), ElementsAre("TeskerTool: Cannot receive port for replies : " +
+                                             std::to_string(EBADMSG)));
+    EXPECT_EQ(tool.exitStatus(), 0);
+  }
+}
+
+TEST_F(ToolProcess, AMessageThatEndsBeforeItsLastByteIsLoggedAndTheStatusIsZero) {
+  const test::SocketPair pair(SOCK_STREAM);
   ToolUnderTest tool(master.directory());
-  master.sendBytes(master.receivePort().port, messageText(79)); // carries nothing
+  const port_t toTool = master.receivePort().port;
+  master.sendBytes(toTool, messageText(79).substr(0, 31), {pair.far.get()});
+  port_deallocate(toTool);
   EXPECT_THAT(tool.logLines(), ElementsAre("TeskerTool: Cannot receive port for replies : " +
-                                           std::to_string(EBADMSG)));
+                                           std::to_string(ECONNRESET)));
   EXPECT_EQ(tool.exitStatus(), 0);
+}
+
+TEST_F(ToolProcess, APortThatLeadsNowhereEndsItWithStatusZero) {
+  const FileDescriptor unconnected(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  ToolUnderTest tool(master.directory());
+  master.sendBytes(master.receivePort().port, messageText(79), {unconnected.get()});
+  EXPECT_EQ(tool.exitStatus(), 0);
+  EXPECT_THAT(tool.logLines(), IsEmpty());
+}
+
+TEST_F(ToolProcess, AMasterThatSpeaksNoBusEndsItWithStatusZero) {
+  ToolUnderTest tool(master.directory());
+  const port_t toTool = master.receivePort().port;
+  const port_t fromTool = master.sendPort(toTool, 79);
+  master.sendBytes(toTool, "garbage\r\n" + std::string(1000, '\0'));
+  EXPECT_EQ(tool.exitStatus(), 0);
+  EXPECT_THAT(tool.logLines(), IsEmpty());
+  port_deallocate(fromTool);
 }
 
 TEST_F(ToolProcess, AMasterThatGoesBeforeItsMessageIsLoggedAndTheStatusIsZero) {
@@ -202,6 +246,73 @@ TEST_F(ToolProcess, AMasterThatIsGoneWhenTheWalkBeginsEndsItWithStatus255) {
   EXPECT_THAT(tool.logLines(), ElementsAre("Tool: bootstrap port died: 1102; exiting"));
   EXPECT_THAT(client->keys, IsEmpty());
 }
+
+// Every directory of the tree makes the tool log a long line, and all lines together are more than
+// the pipe holds: the walk cannot have ended when the first one is read.
+TEST_F(ToolProcess, AMasterThatGoesDuringTheWalkEndsItWithStatus255) {
+  const TemporaryDirectory tree;
+  constexpr std::size_t kDirectories = 100;
+  for (std::size_t i = 0; i < kDirectories; ++i)
+    tree.writeFile(std::string(200, 'd') + std::to_string(i) + "/Bad.app/registry.table", "");
+  ToolUnderTest tool(master.directory(), [] { ::fcntl(STDERR_FILENO, F_SETPIPE_SZ, 4096); });
+  auto connection = master.connect();
+  request(*connection, tree.path());
+  ASSERT_TRUE(serve(*connection, [&] { return !connection->hasUnsent(); }));
+  EXPECT_THAT(tool.nextLogLine(), StartsWith("*** Applications Finder: error parsing "));
+  master.goAway();
+  connection = nullptr;
+  const auto lines = tool.logLines();
+  EXPECT_EQ(tool.exitStatus(), 255);
+  EXPECT_LT(lines.size(), kDirectories - 1);
+  ASSERT_THAT(lines, Not(IsEmpty()));
+  EXPECT_EQ(lines.back(), "Tool: bootstrap port died: 1102; exiting");
+}
+
+#ifndef __SANITIZE_ADDRESS__ // which ends a process that gets no memory, and needs much itself
+// An application that describes itself at such length that the tool gets no memory for it.
+class ToolProcessWithLittleMemory : public ToolProcess {
+protected:
+  ToolProcessWithLittleMemory() {
+    const std::string header = '{' + std::string(std::size_t{18} << 20, 'x');
+    tree.writeFile("huge", executable(header), 0755);
+    tree.writeFile("small", executable("F\tSmall\tSmall\ticon\n"), 0755);
+  }
+
+  static std::string executable(const std::string &header) {
+    return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
+  }
+  static void allowLittleMemory() {
+    const struct rlimit little { std::size_t{48} << 20, std::size_t{48} << 20 };
+    ::setrlimit(RLIMIT_AS, &little);
+    ::setenv("TESKER_HOST_CPU", "i386", 1);
+  }
+
+  TemporaryDirectory tree;
+  ToolUnderTest tool{master.directory(), allowLittleMemory};
+};
+
+TEST_F(ToolProcessWithLittleMemory, AnExceptionForAPathOfTheRequestIsLoggedAndNothingIsAnswered) {
+  const auto connection = master.connect();
+  request(*connection, tree.path("huge"));
+  serveToTheEnd(*connection);
+  EXPECT_THAT(tool.logLines(),
+              ElementsAre("TeskerTool [" + std::to_string(tool.process()) + "] exception"));
+  EXPECT_EQ(tool.exitStatus(), 0);
+  EXPECT_THAT(client->keys, IsEmpty());
+  EXPECT_EQ(client->selfCalls, 0);
+}
+
+TEST_F(ToolProcessWithLittleMemory, AnExceptionForAnEntrySkipsThatEntryOnly) {
+  const auto connection = master.connect();
+  request(*connection, tree.path());
+  serveToTheEnd(*connection);
+  ASSERT_EQ(client->texts.size(), 1U);
+  EXPECT_THAT(client->texts[0], HasSubstr(tree.path("small")));
+  EXPECT_THAT(client->texts[0], Not(HasSubstr(tree.path("huge"))));
+  EXPECT_THAT(tool.logLines(), IsEmpty());
+  EXPECT_EQ(tool.exitStatus(), 0);
+}
+#endif
 
 TEST_F(ToolProcess, WithoutStandardDescriptorsOpensTheNullDeviceInTheirPlace) {
   ToolUnderTest tool(master.directory(), [] {
