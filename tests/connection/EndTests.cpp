@@ -93,6 +93,29 @@ TEST_F(ConnectionEnd, GarbageAfterTheAuthenticationEndsTheRunLoop) {
   EXPECT_FALSE(tool->isValid());
 }
 
+TEST_F(ConnectionEnd, ADescriptorWithTheAuthenticationIsClosedAndEndsTheRunLoop) {
+  test::SocketPair uninvited(SOCK_STREAM);
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "O", {uninvited.far.get()}));
+  uninvited.far.reset();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+  pollfd end{uninvited.near.get(), 0, 0};
+  EXPECT_EQ(::poll(&end, 1, 0), 1);
+}
+
+TEST_F(ConnectionEnd, ADescriptorWithAMessageIsClosedAndEndsTheRunLoop) {
+  test::SocketPair uninvited(SOCK_STREAM);
+  BusPeer master(channels);
+  master.ask(master.request("one"));
+  ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
+  ASSERT_TRUE(test::sendRaw(master.output(), "l", {uninvited.far.get()}));
+  uninvited.far.reset();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+  pollfd end{uninvited.near.get(), 0, 0};
+  EXPECT_EQ(::poll(&end, 1, 0), 1);
+}
+
 TEST_F(ConnectionEnd, AMasterThatAsksAndReadsNothingEndsTheConnection) {
   BusPeer master(channels);
   master.ask(master.request("one"));
