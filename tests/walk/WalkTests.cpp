@@ -154,6 +154,7 @@ TEST_F(Walk, DirectoryThatCannotBeListedIsSkippedForAnOrdinaryUser) {
                              .findAppsInSearchPath(directory_.path("tree"), nullptr);
     if (::geteuid() != 0) {
       EXPECT_THAT(found(outcome), ElementsAre(record("tree/open/one", "One")));
+      EXPECT_THAT(outcome.logLines, IsEmpty());
     }
   });
 }
@@ -206,7 +207,11 @@ TEST_F(Walk, PathWithParentOrRelativePathIsLoggedAndEmpty) {
   EXPECT_EQ(search("").logLineCount, 4U);
 }
 
-TEST_F(Walk, RootDirectoryIsNotSearched) { EXPECT_THAT(found(search("/")), IsEmpty()); }
+TEST_F(Walk, RootDirectoryIsNotSearched) {
+  const auto outcome = search("/");
+  EXPECT_THAT(found(outcome), IsEmpty());
+  EXPECT_THAT(outcome.logLines, IsEmpty());
+}
 
 TEST_F(Walk, SearchPathWithDoubledSlashesAndDotsIsWalkedAndRecordsNameCleanPaths) {
   addExecutable("tree/one", "One");
