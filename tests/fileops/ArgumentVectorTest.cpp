@@ -203,7 +203,7 @@ TEST_F(ArgumentVectors, everyCallReadsTheProgramsAnew) {
 }
 
 TEST_F(ArgumentVectors, outputFilesAreEmptiedFirstAndGetTheModeThatTheUmaskLeaves) {
-  const mode_t before = ::umask(027);
+  const mode_t before = ::umask(007);
   useFake("tar", "print new");
   useFake("compress", "copy");
   const std::string input = directory_.writeFile("input", "new");
@@ -219,7 +219,7 @@ TEST_F(ArgumentVectors, outputFilesAreEmptiedFirstAndGetTheModeThatTheUmaskLeave
   for (const char *name : {"one", "two"}) {
     struct stat status {};
     ASSERT_EQ(::stat(path(name).c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0640u) << name;
+    EXPECT_EQ(status.st_mode & 07777, 0660u) << name;
   }
 }
 

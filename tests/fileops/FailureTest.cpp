@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace tesker;
@@ -79,6 +80,27 @@ TEST_F(Failures, aMissingProgramIsSaidByTheChildOfEveryOperation) {
                                        "Error while executing /nowhere/compress",
                                        "Error while executing /nowhere/uncompress",
                                        "Error while executing /nowhere/tar"));
+}
+
+TEST_F(Failures, aChildThatCannotDoItsPartEndsWithStatus127) {
+  const auto statuses = [this](PairFunction operation, const std::string &from,
+                               const std::string &to) {
+    SystemCalls::current() = {};
+    EXPECT_FALSE(quietly(operation, from.c_str(), to.c_str()));
+    std::vector<int> ended;
+    for (const int status : SystemCalls::current().statuses)
+      ended.push_back(WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+    return ended;
+  };
+  const std::string missing = path("missing");
+  EXPECT_THAT(statuses(compressZFile, missing, output_), ElementsAre(127));
+  EXPECT_THAT(statuses(compressZFile, source_, missing + "/output"), ElementsAre(127));
+  EXPECT_THAT(statuses(archiveTarFile, missing + "/name", "/archive"), ElementsAre(127));
+  EXPECT_THAT(statuses(unarchiveTarFile, "/archive", missing), ElementsAre(127));
+  EXPECT_THAT(statuses(uncompressFile, archive_, missing), ElementsAre(0, 127));
+  useProgram("tar", missing);
+  useProgram("compress", missing);
+  EXPECT_THAT(statuses(compressFile, source_, output_), ElementsAre(127, 127));
 }
 
 TEST_F(Failures, aProgramThatMayNotBeExecutedIsSaidWithTheSystemsReason) {

@@ -45,7 +45,9 @@ pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage) {
   calls.waited.push_back(id);
   if (calls.beforeWait)
     calls.beforeWait(id);
-  return __real_wait4(id, status, options, usage);
+  const pid_t ended = __real_wait4(id, status, options, usage);
+  calls.statuses.push_back(*status);
+  return ended;
 }
 
 int __wrap_pipe2(int *ends, int flags) {

@@ -12,6 +12,7 @@ namespace tesker::test {
 struct SystemCalls {
   std::vector<pid_t> forked; // the children, in order
   std::vector<pid_t> waited; // those that were waited for, in order; without interrupted waits
+  std::vector<int> statuses; // what each of these waits told
   std::function<void(pid_t)> beforeWait; // called as the code begins to wait for the child
   int failedFork = 0;                    // which fork fails with EAGAIN, counted from 1
   int pipeError = 0;                     // the errno that pipe2 fails with
