@@ -4,6 +4,7 @@
 #include "master/FinderMaster.h"
 #include "tests/parsing/RecordTexts.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace tesker {
@@ -253,6 +255,10 @@ TEST_F(Walk, BrokenEntriesHideNoOthers) {
   directory_.writeFile("tree/Worse.app/registry.table", std::string(100000, '('));
   ASSERT_EQ(::mkfifo(directory_.path("tree/fifo").c_str(), 0755), 0);
   ASSERT_EQ(::mkfifo(directory_.path("tree/Bad.app/registry.table").c_str(), 0755), 0);
+  test::makeSocket(directory_.path("tree/socket"));
+  ASSERT_EQ(::chmod(directory_.path("tree/socket").c_str(), 0755), 0);
+  // A terminal, which waits for its reader; where making one is permitted.
+  (void)!::mknod(directory_.path("tree/device").c_str(), S_IFCHR | 0755, makedev(5, 0));
   EXPECT_THAT(foundBelow("tree"),
               UnorderedElementsAre(record("tree/good", "Good"), record("tree/huge", "Huge")));
 }
