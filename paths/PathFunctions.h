@@ -55,7 +55,7 @@ void TeskerNormalizePathIntoDirFile(const NSString &path, RefPtr<NSString> &dir,
 [[nodiscard]] RefPtr<NSMutableArray> TeskerSplitDirFileIntoCleanComponents(const NSString &dir,
                                                                            const NSString *file);
 
-// The path of clean components; "/" for one element.
+// The path of clean components: "/" for one element, "" for none.
 [[nodiscard]] Ref<NSString> TeskerJoinComponents(const NSArray &components);
 
 // The pair's two halves. Both log "*** Incorrect components: %s" and give nil for nil or no

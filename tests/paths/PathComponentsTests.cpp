@@ -131,6 +131,10 @@ TEST(TeskerJoinComponents, IsTheWayBack) {
   EXPECT_EQ(TeskerJoinComponents(*arrayOf({"", "a", "b"}))->bytes(), "/a/b");
 }
 
+TEST(TeskerJoinComponents, OfNoComponentsIsTheEmptyString) {
+  EXPECT_EQ(TeskerJoinComponents(*arrayOf({}))->bytes(), "");
+}
+
 TEST(TeskerDirForCleanComponents, IsAllButTheLast) {
   EXPECT_EQ(textOf(TeskerDirForCleanComponents(&*arrayOf({""}))), "/");
   EXPECT_EQ(textOf(TeskerDirForCleanComponents(&*arrayOf({"", "a"}))), "/");
