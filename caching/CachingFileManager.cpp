@@ -38,7 +38,7 @@ bool isPermitted(int mode, const NSFileAttributes &info) {
     permitted >>= 6;
   else if (isGIDInUserGroups(info._getGID()))
     permitted >>= 3;
-  return (mode & 7 & ~permitted) == 0;
+  return (mode & ~(permitted & 7)) == 0;
 }
 
 } // namespace

@@ -63,6 +63,17 @@ TEST_F(AccessAsUserTest, OwnersAreComparedBySixteenBits) {
   EXPECT_FALSE(may(4, 0004, 66536, kStrangers));
 }
 
+// And so are groups.
+TEST_F(AccessAsUserTest, GroupsAreComparedBySixteenBits) {
+  EXPECT_TRUE(may(4, 0040, kOther, 65536 + kOwnGroup));
+  EXPECT_FALSE(may(4, 0004, kOther, 65536 + kOwnGroup));
+}
+
+TEST_F(AccessAsUserTest, AModeWithABitThatNoTripletHasIsRefused) {
+  EXPECT_FALSE(may(8, 0777, kSelf, kOwnGroup));
+  EXPECT_FALSE(may(8 | 4, 07777, kOther, kStrangers));
+}
+
 TEST_F(AccessAsUserTest, AMissingFileIsRefusedExceptForModeZero) {
   EXPECT_FALSE(manager().access(4, *"/"_ns, &*"nothing"_ns));
   EXPECT_TRUE(manager().access(0, *"/"_ns, &*"nothing"_ns));
