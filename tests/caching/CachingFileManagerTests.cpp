@@ -195,6 +195,32 @@ TEST_F(CachingFileManagerTest, FlushVeryOldAddsUpAllCaches) {
   EXPECT_EQ(manager().flushVeryOld(50), 0);
 }
 
+// Says when it is flushed.
+class FlushNoted final : public FilerDirCache {
+public:
+  static Ref<FlushNoted> create(std::vector<const FilerCache *> &flushed) {
+    return allocate<FlushNoted>(NSDefaultMallocZone(), flushed);
+  }
+  std::int32_t flushVeryOld(std::int32_t age) override {
+    flushed_.push_back(this);
+    return age;
+  }
+
+private:
+  friend NSObject;
+  explicit FlushNoted(std::vector<const FilerCache *> &flushed)
+      : FilerDirCache(1, NSDefaultMallocZone()), flushed_(flushed) {}
+  std::vector<const FilerCache *> &flushed_;
+};
+
+TEST_F(CachingFileManagerTest, FlushVeryOldGoesFromTheNewestCacheToTheOldest) {
+  std::vector<const FilerCache *> flushed;
+  const auto first = FlushNoted::create(flushed);
+  const auto second = FlushNoted::create(flushed);
+  EXPECT_EQ(manager().flushVeryOld(30), 60);
+  EXPECT_THAT(flushed, ElementsAre(&*second, &*first));
+}
+
 TEST_F(CachingFileManagerTest, FlushVeryOldForgetsTheHomeDirectories) {
   disk.users.push_back({"joe", 4711, 100, "/a"});
   const DirFileUID home{1, inode("/a")};
@@ -256,6 +282,15 @@ TEST_F(CachingFileManagerTest, AccessFollowsLinks) {
   EXPECT_TRUE(may(1, "toSub"));
   disk.addLink("/a/dangling", "nowhere");
   EXPECT_FALSE(may(4, "dangling"));
+}
+
+// The memory of the last directory answers the second question of the two, unfollowed.
+TEST_F(CachingFileManagerTest, AccessToALinkThatIsTheDirectoryItselfIsJudgedByTheLink) {
+  disk.setMode("/a", 0600);
+  static_cast<void>(cachedGetUID()); // asked for once in a process
+  disk.takeAllCalls();
+  EXPECT_TRUE(manager().access(1, *"/link"_ns, nullptr));
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /link"));
 }
 
 TEST_F(CachingFileManagerTest, AMagicDirectoryMayAlwaysBeUsed) {

@@ -331,6 +331,14 @@ TEST_F(VeryOldDirsTest, AFlushForgetsTheLastDirectory) {
   EXPECT_EQ(FilerCachePeer::lastName(*cache), nullptr);
 }
 
+// The newest time is sought from 0 upwards.
+TEST_F(VeryOldDirsTest, AgesOfEntriesFromBefore1970CountFrom1970) {
+  validateLater((std::int64_t{1} << 32) - 50 - disk.now());
+  insert("/a", "value"_ns);
+  EXPECT_EQ(cache->flushVeryOld(50), 0);
+  EXPECT_EQ(cache->flushVeryOld(49), 1);
+}
+
 TEST_F(VeryOldDirsTest, AgesAtTheEndsOfTheirRangeDoNotWrap) {
   makeOldEntries();
   EXPECT_EQ(cache->flushVeryOld(INT_MAX), 0);

@@ -24,6 +24,16 @@ protected:
   std::string text(std::string_view dir, std::string_view file) {
     return textOf(as<NSString>(cache->getDir(*NSString::create(dir), *NSString::create(file))));
   }
+  // The dates of the entry of /a.
+  EntryDates datesOfDirectory() {
+    return FilerCachePeer::dates(*cache, {1, disk.peek("/a", false)->inode}).value_or(EntryDates{});
+  }
+  // And of the one of /a/f, the only one of the only directory.
+  EntryDates datesOfFile() {
+    const auto *table = as<DirectoryTable>(FilerCachePeer::data(*cache).at(0));
+    const NamedEntry *entry = table->entryFor(*"f"_ns);
+    return entry != nullptr ? FilerCachePeer::datesOf(*entry) : EntryDates{};
+  }
   // Makes the caches forget which directory and file were the last.
   void displaceLast() {
     insert("/", "link", "elsewhere");
@@ -72,6 +82,42 @@ TEST_F(FileCacheTest, AFileChangedSinceIsDroppedAndTheOthersOfTheDirectoryAreNot
   validateLater();
   EXPECT_EQ(text("/a", "f"), "(nil)");
   EXPECT_EQ(text("/a", "g"), "two");
+}
+
+TEST_F(FileCacheTest, InsertingIntoAChangedDirectoryLeavesTheOtherFiles) {
+  insert("/a", "g", "two");
+  displaceLast();
+  disk.tick();
+  disk.addFile("/a/new");
+  validateLater();
+  insert("/a", "f", "one");
+  EXPECT_EQ(text("/a", "g"), "two");
+}
+
+TEST_F(FileCacheTest, TheEntryOfAChangedDirectoryGetsTheNewDate) {
+  insert("/a", "f", "one");
+  displaceLast();
+  disk.tick(5);
+  disk.addFile("/a/new");
+  validateLater();
+  static_cast<void>(text("/a", "f"));
+  EXPECT_EQ(datesOfDirectory().stamp, globalLastValidateDate);
+  EXPECT_EQ(datesOfDirectory().changed, 1105);
+}
+
+TEST_F(FileCacheTest, EntriesAreStampedWithTheLastValidation) {
+  disk.tick(5);
+  insert("/a", "f", "one");
+  EXPECT_EQ(datesOfFile().stamp, globalLastValidateDate) << "inserted";
+  EXPECT_EQ(datesOfFile().changed, 1000);
+  cache->reset();
+  forgetAll();
+  insert("/a", "f", "one");
+  globalStatState().lastCacheDir = nullptr;
+  validateLater();
+  disk.tick(5);
+  EXPECT_EQ(text("/a", "f"), "one");
+  EXPECT_EQ(datesOfFile().stamp, globalLastValidateDate) << "confirmed";
 }
 
 TEST_F(FileCacheTest, AFileChangedInTheStampsSecondCountsAsChanged) {

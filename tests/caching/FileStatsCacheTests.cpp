@@ -99,7 +99,7 @@ TEST_F(FileStatsCacheTest, ASubdirectoryAlsoFillsTheGlobalStatCacheWithTheSameSt
   ASSERT_NE(globalEntry("/a/sub"), nullptr);
   EXPECT_EQ(globalEntry("/a/sub")->statInfo.get(), info.get());
   EXPECT_EQ(globalEntry("/a/sub")->lastCheck, (FilerTS{1105, generation}));
-  disk.takeAllCalls();
+  EXPECT_THAT(disk.takeAllCalls(), ElementsAre("time", "lstat /a", "time", "lstat /a/sub"));
   EXPECT_EQ(globalStat("/a/sub").get(), info.get());
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
@@ -313,6 +313,10 @@ TEST_F(FileStatEntryTest, HandlesOfRecordsAreGivenToTheNextOnes) {
   RecordHandle third(std::move(second));
   EXPECT_EQ(third.get(), &*info);
   EXPECT_EQ(info->retainCount(), 2U);
+  const auto level = NSDefaultMallocZone().bytesInUse();
+  for (int i = 0; i < 10'000; ++i)
+    EXPECT_EQ(RecordHandle(info).get(), &*info);
+  EXPECT_EQ(NSDefaultMallocZone().bytesInUse(), level);
 }
 
 class CacheMemoryTest : public CachingTest {

@@ -164,6 +164,8 @@ TEST_F(FileTypeCacheTest, MissesAreCounted) {
   static_cast<void>(type("toFile"));
   static_cast<void>(type("toFile"));
   EXPECT_EQ(FilerCachePeer::statistics(cache), 3);
+  EXPECT_EQ(FilerCachePeer::statistics(CachingFileManagerPeer::stats()), 4)
+      << "it asks the attribute cache: about two files, and twice where the link leads";
 }
 
 class ChildrenNamesCacheTest : public CachingTest {

@@ -86,6 +86,14 @@ TEST_F(GlobalStatCacheTest, ResetAndFlushesLeaveTheLastDirectoryAlone) {
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
 
+TEST_F(GlobalStatCacheTest, AnAnswerOutOfTheTableIsRememberedAsTheLastToo) {
+  const auto info = globalStat("/a");
+  displaceLastDirectory();
+  static_cast<void>(globalStat("/a"));
+  EXPECT_TRUE(isEqual(globalStatState().lastCacheDir.get(), "/a"));
+  EXPECT_EQ(globalStatState().lastCachedStat.get(), info.get());
+}
+
 TEST_F(GlobalStatCacheTest, TheLastDirectoryIsKnownByItsBytes) {
   const auto path = NSMutableString::create("/a");
   RefPtr<NSFileAttributes> result;
@@ -266,6 +274,13 @@ TEST_F(GlobalStatCacheTest, AgesAndTimesAtTheEndsOfTheirRangeDoNotWrap) {
   fillGlobalCachedDirLStat(*"/past"_ns, nullptr, FilerTS{INT_MIN, 0});
   EXPECT_EQ(flushVeryOldGlobal(INT_MAX), 1);
   EXPECT_EQ(flushVeryOldGlobal(INT_MIN), 1) << "nothing is younger than that";
+}
+
+// The newest time is sought from 0 upwards.
+TEST_F(GlobalStatCacheTest, AgesOfEntriesFromBefore1970CountFrom1970) {
+  fillGlobalCachedDirLStat(*"/past"_ns, nullptr, FilerTS{-50, 0});
+  EXPECT_EQ(flushVeryOldGlobal(50), 0);
+  EXPECT_EQ(flushVeryOldGlobal(49), 1);
 }
 
 TEST_F(GlobalStatCacheTest, APathWithANulNamesNothing) {

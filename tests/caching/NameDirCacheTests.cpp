@@ -67,6 +67,26 @@ TEST_F(NameDirCacheTest, AnUnchangedDirectoryIsConfirmedByOneStatAndAChangedOneD
   EXPECT_EQ(FilerNameDirCachePeer::count(*cache), 1U);
 }
 
+TEST_F(NameDirCacheTest, EntriesAreStampedWithTheLastValidation) {
+  disk.tick(5);
+  insert("/a", "one");
+  EXPECT_EQ(FilerNameDirCachePeer::dates(*cache, "/a")->stamp, globalLastValidateDate);
+  EXPECT_EQ(FilerNameDirCachePeer::dates(*cache, "/a")->changed, 1000);
+  validateLater();
+  disk.tick(5);
+  EXPECT_EQ(text("/a"), "one");
+  EXPECT_EQ(FilerNameDirCachePeer::dates(*cache, "/a")->stamp, globalLastValidateDate);
+}
+
+TEST_F(NameDirCacheTest, TheDirectoryIsExaminedBehindALink) {
+  insert("/link", "one");
+  displaceLastDirectory();
+  disk.tick();
+  disk.addFile("/a/new");
+  validateLater();
+  EXPECT_EQ(text("/link"), "(nil)");
+}
+
 TEST_F(NameDirCacheTest, ADirectoryLastChangedInTheStampsSecondCountsAsChanged) {
   disk.addFile("/a/new");
   forgetAll();
