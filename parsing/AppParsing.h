@@ -5,8 +5,9 @@
 // Foo.app, that hold an executable and "Resources/Info-quorvale.plist" or "registry.table".
 //
 // Files are hostile input: whatever cannot be read yields no records and at most a line in the
-// system log. The attributes that decide come from `fileManagerClass`, as a rule
-// NSFileManager::classObject(). New records are made in `zone`; the arrays hold TKLines.
+// system log. A description of more than kLargestPropertyListFile bytes cannot be read. The
+// attributes that decide come from `fileManagerClass`, as a rule NSFileManager::classObject(). New
+// records are made in `zone`; the arrays hold TKLines.
 #pragma once
 
 #include "filesystem/TeskerFileManagerMethods.h"

@@ -26,9 +26,9 @@ namespace {
 
 constexpr std::string_view kIconSegment = "__ICON";
 constexpr std::size_t kLongestWord = 1024;
-// A brace line's body is kept whole, so a hostile file must not be able to fill the memory: a
-// longer one is a failed brace line.
-constexpr std::size_t kLongestBraceBody = std::size_t{256} << 20;
+// A brace line's body is kept whole, and its values take up to fifty times its size, so a hostile
+// file must not be able to fill the memory: a longer one is a failed brace line.
+constexpr std::size_t kLongestBraceBody = std::size_t{16} << 20;
 
 // Document types whose icon is the file browser's own business.
 constexpr std::array<std::string_view, 15> kExtensionsWithoutIcon = {

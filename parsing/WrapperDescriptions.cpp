@@ -110,7 +110,7 @@ void parseResourceFileDict(const NSDictionary &extensions, NSMutableArray &resul
 
 RefPtr<NSMutableArray> parseNewStyle(const NSString &executablePath, const NSString *baseName,
                                      const NSString &listPath) {
-  const std::optional<std::string> text = contentsOfFile(listPath);
+  const std::optional<std::string> text = contentsOfFile(listPath, kLargestPropertyListFile);
   const RefPtr<NSDictionary> list = parsedOrLogged(listPath, [&]() -> RefPtr<NSObject> {
     if (text)
       return propertyList(*text);
@@ -137,7 +137,7 @@ RefPtr<NSMutableArray> parseNewStyle(const NSString &executablePath, const NSStr
 
 RefPtr<NSMutableArray> parseOldNewStyle(const NSString &executablePath, const NSString *baseName,
                                         const NSString &registryPath) {
-  const std::optional<std::string> text = contentsOfFile(registryPath);
+  const std::optional<std::string> text = contentsOfFile(registryPath, kLargestPropertyListFile);
   if (!text) {
     syslogError("*** Applications Finder: cannot read file %s", {registryPath.bytes()});
     return nullptr;

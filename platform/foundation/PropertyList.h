@@ -23,9 +23,14 @@
 
 #include "platform/foundation/NSDictionary.h"
 
+#include <cstddef>
 #include <string_view>
 
 namespace tesker {
+
+// The most bytes of a file that is read as a property list. Values take up to fifty times the size
+// of their text, so a hostile file much smaller than the memory could fill it.
+inline constexpr std::size_t kLargestPropertyListFile = std::size_t{16} << 20;
 
 // The value that the text holds.
 [[nodiscard]] Ref<NSObject> propertyList(std::string_view text);
@@ -42,8 +47,9 @@ namespace tesker {
 // The dictionary as a strings file, one `key = value;` a line, that reads back equal.
 [[nodiscard]] Ref<NSString> descriptionInStringsFileFormat(const NSDictionary &dictionary);
 
-// Reads the file as a property list. Nil when it cannot be read, is no regular file, or holds a
-// value that is no dictionary; raises NSParseErrorException when its text is malformed.
+// Reads the file as a property list. Nil when it cannot be read, is no regular file, is larger than
+// kLargestPropertyListFile, or holds a value that is no dictionary; raises NSParseErrorException
+// when its text is malformed.
 [[nodiscard]] RefPtr<NSDictionary> dictionaryWithContentsOfFile(const NSString &path);
 
 } // namespace tesker

@@ -281,7 +281,7 @@ Ref<NSMutableDictionary> propertyListFromStringsFileFormat(std::string_view text
 }
 
 RefPtr<NSDictionary> dictionaryWithContentsOfFile(const NSString &path) {
-  const auto text = contentsOfFile(path);
+  const auto text = contentsOfFile(path, kLargestPropertyListFile);
   if (!text)
     return nullptr;
   return as<NSDictionary>(propertyList(*text));

@@ -212,6 +212,16 @@ TEST(DictionaryWithContentsOfFileTest, AnUnreadableFileIsNil) {
   EXPECT_FALSE(dictionaryWithContentsOfFile(*NSString::create("")));
 }
 
+TEST(DictionaryWithContentsOfFileTest, AFileOfMoreThan16MebibytesIsNil) {
+  const test::TemporaryDirectory directory;
+  const std::string limit = "{}" + std::string((std::size_t{16} << 20) - 2, ' ');
+  const auto read = [&](const std::string &text) {
+    return dictionaryWithContentsOfFile(*NSString::create(directory.writeFile("f", text)));
+  };
+  EXPECT_TRUE(read(limit));
+  EXPECT_FALSE(read(limit + " "));
+}
+
 TEST(DictionaryWithContentsOfFileTest, AnotherKindOfValueIsNil) {
   const test::TemporaryDirectory directory;
   for (const char *text : {"(a)", "a", "\"{}\"", "<00>"})

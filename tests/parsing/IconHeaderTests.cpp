@@ -5,6 +5,7 @@
 #include "platform/foundation/NSException.h"
 #include "tests/parsing/RecordTexts.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/MachOBuilder.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <cstdlib>
@@ -106,6 +107,17 @@ TEST_F(IconHeader, AllIconsAreTakenBelowATeskerDirectory) {
                           "path = \"@/a/Tesker.app/Foo\"; }"));
 }
 
+TEST_F(IconHeader, OtherNamesLikeATeskerDirectorysKeepNoIgnoredIcon) {
+  for (const char *dir : {"a/MyTesker.app", "a/Tesker", "a/Teskerapp", "plain"})
+    for (const char *file : {"Foo", "Tesker.bin"}) {
+      const std::string path = dir + "/"s + file;
+      directory_.writeFile(path, imageWith("__header", "S\ttiff\tEdit\ttiffdoc\n"), 0755);
+      EXPECT_THAT(parse(directory_.path(dir), file),
+                  ElementsAre("{type = extension; name = tiff; appName = Edit; path = \"@/" + path +
+                              "\"; }"));
+    }
+}
+
 TEST_F(IconHeader, SeveralTabsSeparateLikeOne) {
   EXPECT_THAT(parseHeader("F\t\tEdit\t\t\tEditor\t\tedit\n"), ElementsAre(kEditRecord));
   EXPECT_THAT(parseHeader("F\tEdit\tEditor\tedit\t\t\n"), ElementsAre(kEditRecord))
@@ -204,6 +216,23 @@ TEST_F(IconHeader, BraceLineThatDoesNotParseIsReportedTwiceAndDropped) {
 
 TEST_F(IconHeader, BraceLeftOpenAtTheEndIsReportedAndGivesNoRecord) {
   EXPECT_THAT(parseHeader("F\tEdit\tEditor\tedit\n{ a = b; "), ElementsAre(kEditRecord));
+  EXPECT_THAT(log_.syslogged, ElementsAre(badCommand()));
+}
+
+TEST_F(IconHeader, BraceBodyOfMoreThan16MebibytesIsDroppedWithoutBeingParsed) {
+  // The header is "{" and a hole behind it, which fills the section up to its announced size.
+  constexpr std::uint32_t kSize = (std::uint32_t{16} << 20) + 2;
+  const std::string image =
+      test::MachOBuilder(examples::kI386)
+          .section("__ICON", "__header", "{")
+          .word(test::at::kFirstCommand + test::at::kFirstSection + test::at::kSectionSize, kSize)
+          .bytes();
+  directory_.writeFile("Foo", image, 0755);
+  ASSERT_EQ(
+      ::truncate(directory_.path("Foo").c_str(), static_cast<off_t>(image.size()) + off_t{kSize}),
+      0);
+  EXPECT_THAT(parse(directory_.path(), "Foo"), IsEmpty());
+  EXPECT_THAT(log_.logged, IsEmpty());
   EXPECT_THAT(log_.syslogged, ElementsAre(badCommand()));
 }
 

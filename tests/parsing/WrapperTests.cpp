@@ -7,6 +7,7 @@
 #include "tests/support/OrderedListings.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -67,6 +68,29 @@ TEST_F(Wrapper, WhoseAttributesRaiseIsNil) {
   RaisingFileManager raising;
   EXPECT_FALSE(parseAppWrapper(raising, *directory_.string(), &*NSString::create("Foo.app"),
                                NSDefaultMallocZone()));
+}
+
+TEST_F(Wrapper, WhoseEntriesCannotBeListedHasNone) {
+  class NoListings final : public OperatingSystem {
+  public:
+    explicit NoListings(bool raises) : raises_(raises) {}
+    std::unique_ptr<DirectoryStream> openDirectory(const char *) override {
+      if (raises_)
+        throw NSException("Test", "no listing");
+      errno = EACCES;
+      return nullptr;
+    }
+
+  private:
+    bool raises_;
+  };
+  write("Foo.app", "/registry.table", "{}");
+  for (const bool raises : {false, true}) {
+    NoListings system(raises);
+    const ScopedOperatingSystem scope(system);
+    EXPECT_FALSE(parseAppWrapper(NSFileManager::classObject(), *directory_.string(),
+                                 &*NSString::create("Foo.app"), NSDefaultMallocZone()));
+  }
 }
 
 TEST_F(Wrapper, ThatIsAPlainExecutableGoesToTheIconHeaderParser) {
@@ -130,9 +154,14 @@ TEST_F(Wrapper, TypesArrayWinsOverExtensionsDictionary) {
 }
 
 TEST_F(Wrapper, ServicesThatAreNoArrayGiveNoServicesRecord) {
-  write("Foo.app", kInfo, "{ NSServices = yes; NSExecutable = (a, b); }");
-  EXPECT_THAT(parse("Foo.app"),
-              ElementsAre("{path = \"@/Foo.app/Foo\"; type = app; name = (a, b); }"));
+  write("Foo.app", kInfo, "{ NSServices = yes; }");
+  EXPECT_THAT(parse("Foo.app"), ElementsAre("{path = \"@/Foo.app/Foo\"; type = app; }"));
+}
+
+TEST_F(Wrapper, NewStyleNameAndIconOfTheApplicationAreTakenWhateverTheirKind) {
+  write("Foo.app", kInfo, "{ NSExecutable = (a, b); NSIcon = { c = d; }; }");
+  EXPECT_THAT(parse("Foo.app"), ElementsAre("{path = \"@/Foo.app/Foo\"; type = app; "
+                                            "name = (a, b); icon = {c = d; }; }"));
 }
 
 TEST_F(Wrapper, MalformedNewStyleListIsLoggedAndGivesNoRecords) {
@@ -206,6 +235,19 @@ TEST_F(Wrapper, RegistryGivesTypesInspectorsAndApplicationWithTheFixedIcon) {
                   "icon = NSApplicationIcon; }"));
 }
 
+TEST_F(Wrapper, DescriptionOfMoreThan16MebibytesCannotBeRead) {
+  const std::string limit = "{}" + std::string((std::size_t{16} << 20) - 2, ' ');
+  write("Foo.app", kInfo, limit);
+  write("Foo.app", "/registry.table", limit);
+  EXPECT_EQ(parse("Foo.app").size(), 2U);
+  EXPECT_THAT(log_.syslogged, IsEmpty());
+  write("Foo.app", kInfo, limit + " ");
+  write("Foo.app", "/registry.table", limit + " ");
+  EXPECT_THAT(parse("Foo.app"), IsEmpty());
+  EXPECT_THAT(log_.syslogged, ElementsAre("*** Applications Finder: cannot read file " +
+                                          at("Foo.app/registry.table")));
+}
+
 TEST_F(Wrapper, RegistryThatCannotBeReadIsLogged) {
   directory_.makeDirectory("Foo.app/registry.table");
   EXPECT_THAT(parse("Foo.app"), IsEmpty());
@@ -255,6 +297,41 @@ TEST_F(Wrapper, OnlyAnExecutableOfTheWrappersBaseNameIsParsed) {
       << "a wrapper without a suffix has no base name";
 }
 
+TEST_F(Wrapper, ExecutableIsNotParsedAfterTheResourcesWereMet) {
+  write("Foo.app", kInfo, "{ NSExecutable = Foo; }");
+  directory_.writeFile("Foo.app/Foo",
+                       examples::MachOWriter(examples::kI386)
+                           .addSection("__ICON", "__header", "S\tc\tFoo\n")
+                           .bytes(),
+                       0755);
+  write("Foo.app", "/services", "");
+  const std::string fromList = "{path = \"@/Foo.app/Foo\"; type = app; name = Foo; }";
+  // Entries are visited from the last to the first.
+  EXPECT_THAT(parse("Foo.app", OrderedListings::Order::Ascending),
+              ElementsAre("{path = \"@/Foo.app/Foo\"; type = services; }", fromList));
+  EXPECT_THAT(parse("Foo.app", OrderedListings::Order::Descending),
+              ElementsAre("{type = extension; name = c; appName = Foo; path = \"@/Foo.app/Foo\"; }",
+                          fromList));
+}
+
+TEST_F(Wrapper, ExecutableWithASuffixOfItsOwnIsNotParsed) {
+  directory_.writeFile("Foo.x.app/Foo.x",
+                       examples::MachOWriter(examples::kI386)
+                           .addSection("__ICON", "__header", "S\tc\tFoo\n")
+                           .bytes(),
+                       0755);
+  EXPECT_THAT(parse("Foo.x.app"), ElementsAre("(nil)"));
+}
+
+TEST_F(Wrapper, NamesTravelUnchangedWhateverTheirBytes) {
+  write("F\xff\xe9 .app", "/registry.table", "{ NSDocumentTypes = { \"\xfe\" = {}; }; }");
+  EXPECT_THAT(parse("F\xff\xe9 .app"),
+              ElementsAre("{path = \"@/F\xff\xe9 .app/F\xff\xe9 \"; type = extension; "
+                          "name = \"\xfe\"; appName = \"F\xff\xe9 \"; }",
+                          "{path = \"@/F\xff\xe9 .app/F\xff\xe9 \"; type = app; "
+                          "name = \"F\xff\xe9 \"; icon = NSApplicationIcon; }"));
+}
+
 TEST_F(Wrapper, ExecutableOfADebugOrProfileWrapperIsParsedToo) {
   const std::string image = examples::MachOWriter(examples::kI386)
                                 .addSection("__ICON", "__header", "S\tc\tFoo\n")
@@ -284,6 +361,13 @@ TEST_F(Wrapper, NamedTeskerHasItsResourcesParsedOnceMoreAsAWrapper) {
                           "{path = \"@/FooTesker.app/Resources\"; type = app; "
                           "icon = NSApplicationIcon; }"));
   EXPECT_EQ(parse("Foo.app").size(), 1U);
+}
+
+TEST_F(Wrapper, NamedTeskerHasOnlyItsResourcesParsedOnceMore) {
+  write("FooTesker.app", "/Info-quorvale.plist/registry.table", "{}");
+  EXPECT_THAT(parse("FooTesker.app"),
+              ElementsAre("{path = \"@/FooTesker.app/FooTesker\"; type = app; name = FooTesker; "
+                          "icon = NSApplicationIcon; }"));
 }
 
 TEST_F(Wrapper, NestedToolsAndBundlesComeLastInDescendingOrder) {
