@@ -66,11 +66,12 @@ public:
 
   // Appends the records, in text order, to the result.
   void parse(NSMutableArray &result, const NSString &path, bool suitable) {
+    const Ref<NSString> ownPath = path.copy(zone_); // one object for all records
     advance();
     while (!atEnd()) {
       const RefPtr<TKLine> record = current_ == '{' ? braceLine() : wordLine();
       if (record) {
-        record->setObjectForKey(path.copy(), *pathKey_);
+        record->set("path", ownPath);
         if (!suitable)
           record->set("suitable", "no");
         result.addObject(record);
@@ -162,7 +163,6 @@ private:
   NSZone &zone_;
   const char *bytePath_;
   const bool keepsAllIcons_;
-  const Ref<NSString> pathKey_ = NSString::create("path");
   int current_ = SectionStream::kEnd;
 };
 

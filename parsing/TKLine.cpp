@@ -2,9 +2,24 @@
 
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/NSSet.h"
 #include "platform/foundation/PropertyList.h"
 
 namespace tesker {
+
+namespace {
+
+// The one string object for a key of the parsers' own, of which there are few and many records.
+Ref<NSString> sharedKey(std::string_view key) {
+  static NSMutableSet &keys = *NSMutableSet::create().leak();
+  if (const auto known = keys.member(key))
+    return known.toRef();
+  auto made = NSString::create(key);
+  keys.addObject(made);
+  return made;
+}
+
+} // namespace
 
 Ref<TKLine> TKLine::create(std::size_t capacity, NSZone &zone) {
   return allocate<TKLine>(zone, NSMutableDictionary::create(capacity, zone));
@@ -37,7 +52,7 @@ void TKLine::setObjectForKey(RefPtr<NSObject> object, const NSString &key) {
 
 void TKLine::set(std::string_view key, RefPtr<NSObject> object) {
   if (object)
-    mdict_->setObjectForKey(std::move(object), *NSString::create(key, zone()));
+    mdict_->setObjectForKey(std::move(object), *sharedKey(key));
 }
 
 void TKLine::set(std::string_view key, std::string_view text) {

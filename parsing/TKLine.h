@@ -31,7 +31,7 @@ public:
   [[nodiscard]] NSKeyEnumerator keyEnumerator() const override;
   // A nil object is ignored, so that optional values can be set without testing them.
   void setObjectForKey(RefPtr<NSObject> object, const NSString &key) override;
-  // The same for the parsers' own texts.
+  // The same for the parsers' own few keys, whose string objects are kept and shared.
   void set(std::string_view key, RefPtr<NSObject> object);
   void set(std::string_view key, std::string_view text);
   void removeObjectForKey(std::string_view key) override;
