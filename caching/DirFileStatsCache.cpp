@@ -46,8 +46,7 @@ DirFileStatsCache::LastFile &DirFileStatsCache::lastFile() {
 
 bool DirFileStatsCache::LastFile::isFor(const NSString &dir, const NSString &file) const {
   // The file first: over one directory it is what differs.
-  return LSlastFile && (LSlastFile.get() == &file || LSlastFile->bytes() == file.bytes()) &&
-         (LSlastDir.get() == &dir || LSlastDir->bytes() == dir.bytes());
+  return LSlastFile && LSlastFile->isEqualToString(file) && LSlastDir->isEqualToString(dir);
 }
 
 void DirFileStatsCache::LastFile::remember(const NSString &dir, const NSString &file,

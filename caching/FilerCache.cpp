@@ -55,8 +55,7 @@ std::int32_t FilerCache::flushVeryOld(std::int32_t age) {
 bool FilerCache::isLastCached(const NSString &dir) const {
   if (!staticCacheEnabled || lastCachedItem_ == nullptr)
     return false;
-  const NSString *last = lastCachedDirName_.get();
-  return last == &dir || last->bytes() == dir.bytes();
+  return lastCachedDirName_->isEqualToString(dir);
 }
 
 void FilerCache::remember(const NSString &dir, DirEntry &entry) {

@@ -19,8 +19,7 @@ GlobalStatState &globalStatState() {
 namespace {
 
 bool isLastAsked(const GlobalStatState &state, const NSString &dir) {
-  const NSString *last = state.lastCacheDir.get();
-  return last != nullptr && (last == &dir || last->bytes() == dir.bytes());
+  return state.lastCacheDir && state.lastCacheDir->isEqualToString(dir);
 }
 
 void remember(GlobalStatState &state, const NSString &dir, const RefPtr<NSFileAttributes> &answer) {
@@ -48,7 +47,7 @@ RefPtr<NSFileAttributes> answerOf(GlobalEntry &entry, const NSString &dir, bool 
 }
 
 Ref<GlobalEntry> ensureEntry(GlobalTable &table, const NSString &path) {
-  const auto found = table.find(path.bytes());
+  const auto found = table.find(path);
   if (found != table.end())
     return found->second;
   auto entry = GlobalEntry::create(filerZone());
@@ -57,7 +56,7 @@ Ref<GlobalEntry> ensureEntry(GlobalTable &table, const NSString &path) {
 }
 
 void removeEntry(GlobalTable &table, const NSString &path) {
-  const auto found = table.find(path.bytes());
+  const auto found = table.find(path);
   if (found != table.end())
     table.erase(found);
 }
@@ -80,7 +79,7 @@ RefPtr<NSFileAttributes> refresh(GlobalStatState &state, const NSString &dir, bo
 }
 
 RefPtr<NSFileAttributes> lookUp(GlobalStatState &state, const NSString &dir, bool follow) {
-  const auto found = state.globalTable.find(dir.bytes());
+  const auto found = state.globalTable.find(dir);
   if (found == state.globalTable.end() || found->second->lastCheck < globalLastValidateDate)
     return refresh(state, dir, follow);
   auto answer = answerOf(*found->second, dir, follow);

@@ -23,8 +23,8 @@ public:
 
   // The name's value; null when there is none.
   Value *find(const NSString &name) {
-    if (expected_ == nullptr || !isNamed(*expected_, name)) {
-      const auto found = entries_.find(name.bytes());
+    if (expected_ == nullptr || !expected_->first->isEqualToString(name)) {
+      const auto found = entries_.find(name);
       if (found == entries_.end())
         return nullptr;
       expected_ = &*found;
@@ -49,11 +49,6 @@ private:
     Value value;
     Entry *following; // the entry that was made next; null for the newest
   };
-
-  static bool isNamed(const Entry &entry, const NSString &name) {
-    const NSString &key = *entry.first;
-    return &key == &name || key.bytes() == name.bytes();
-  }
 
   NSZone &zone_;
   std::pmr::unordered_map<Ref<NSString>, Slot, StringKeyHash, StringKeyEqual> entries_;

@@ -82,7 +82,7 @@ struct hashStringKey {
 };
 struct isEqualStringKey {
   template <class Record> bool operator()(const Record *a, const Record *b) const {
-    return a->key->isEqual(&*b->key);
+    return a->key->isEqualToString(*b->key);
   }
 };
 

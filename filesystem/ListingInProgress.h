@@ -35,7 +35,7 @@ public:
   static std::optional<int> descriptorFor(const NSString &dir, const NSString *file);
 
 private:
-  bool isOf(const NSString &dir) const { return dir_.bytes() == dir.bytes(); }
+  bool isOf(const NSString &dir) const { return dir_.isEqualToString(dir); }
 
   const NSString &dir_;
   std::unique_ptr<DirectoryStream> stream_;

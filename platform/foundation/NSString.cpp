@@ -22,13 +22,15 @@ std::strong_ordering NSString::compare(const NSString &other) const {
   return bytes().compare(other.bytes()) <=> 0;
 }
 
-std::size_t NSString::hash() const { return StringKeyHash()(bytes()); }
+std::size_t NSString::hash() const {
+  if (hash_ == 0)
+    hash_ = keyedHash(bytes());
+  return hash_;
+}
 
 bool NSString::isEqual(const NSObject *other) const {
-  if (this == other)
-    return true;
   const auto *string = as<NSString>(other);
-  return string != nullptr && string->bytes() == bytes();
+  return string != nullptr && isEqualToString(*string);
 }
 
 Ref<NSString> NSString::description() const { return copy(); }
@@ -70,6 +72,8 @@ Ref<NSString> NSString::stringByAppendingPathComponent(std::string_view name) co
 Ref<NSMutableString> NSMutableString::create(std::string_view bytes, NSZone &zone) {
   return allocate<NSMutableString>(zone, bytes, zone);
 }
+
+std::size_t NSMutableString::hash() const { return keyedHash(bytes()); }
 
 Ref<NSString> NSMutableString::copy(NSZone &zone) const { return NSString::create(bytes(), zone); }
 

@@ -35,8 +35,16 @@ public:
 
   // Order of the bytes, unsigned.
   std::strong_ordering compare(const NSString &other) const;
+  // Made from the bytes at the first call and kept, for names are looked up again and again.
   std::size_t hash() const override;
   bool isEqual(const NSObject *other) const override;
+  bool isEqualToString(const NSString &other) const {
+    if (this == &other)
+      return true;
+    if (hash_ != other.hash_ && hash_ != 0 && other.hash_ != 0)
+      return false;
+    return bytes_ == other.bytes_;
+  }
   Ref<NSString> description() const override;
 
   // An immutable string with the same bytes in the zone; the receiver itself where it is one.
@@ -55,6 +63,9 @@ protected:
   NSString(std::string_view bytes, NSZone &zone) : bytes_(bytes, &zone) {}
   explicit NSString(std::pmr::string &&bytes) : bytes_(std::move(bytes)) {}
   std::pmr::string bytes_;
+
+private:
+  mutable std::size_t hash_ = 0; // 0 while it is not known, which in one that changes is always
 };
 
 class NSMutableString final : public NSString {
@@ -63,6 +74,7 @@ public:
                                                    NSZone &zone = NSDefaultMallocZone());
   void setString(std::string_view bytes) { bytes_ = bytes; }
   void appendString(std::string_view bytes) { bytes_ += bytes; }
+  std::size_t hash() const override; // not kept
   [[nodiscard]] Ref<NSString> copy(NSZone &zone = NSDefaultMallocZone()) const override;
 
 private:
@@ -74,15 +86,17 @@ private:
 bool isEqual(const NSString *string, std::string_view bytes);
 
 // Hash and equality of strings by their bytes for standard tables keyed by owned strings, with
-// look-up by bytes alone.
+// look-up by any string or by bytes alone.
 struct StringKeyHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view bytes) const;
-  std::size_t operator()(const Ref<NSString> &key) const { return (*this)(key->bytes()); }
+  std::size_t operator()(const NSString &key) const { return key.hash(); }
+  std::size_t operator()(const Ref<NSString> &key) const { return key->hash(); }
 };
 struct StringKeyEqual {
   using is_transparent = void;
   static std::string_view bytesOf(std::string_view bytes) { return bytes; }
+  static std::string_view bytesOf(const NSString &key) { return key.bytes(); }
   static std::string_view bytesOf(const Ref<NSString> &key) { return key->bytes(); }
   template <class A, class B> bool operator()(const A &a, const B &b) const {
     return bytesOf(a) == bytesOf(b);

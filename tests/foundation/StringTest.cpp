@@ -105,6 +105,38 @@ TEST(StringTest, ACopyOfAMutableStringDoesNotChangeWithIt) {
   EXPECT_EQ(string->bytes(), "c\0d"sv);
 }
 
+TEST(StringTest, HashAndEqualityFollowTheBytesOfAMutableString) {
+  const auto fixed = NSString::create("abc");
+  const auto changing = NSMutableString::create("xyz");
+  const auto equal = [&] {
+    return fixed->isEqualToString(*changing) && changing->isEqualToString(*fixed);
+  };
+  EXPECT_NE(fixed->hash(), changing->hash());
+  EXPECT_FALSE(equal());
+  changing->setString("ab");
+  changing->appendString("c");
+  EXPECT_EQ(fixed->hash(), changing->hash());
+  EXPECT_TRUE(equal());
+  changing->appendString("d");
+  EXPECT_NE(fixed->hash(), changing->hash());
+  EXPECT_FALSE(equal());
+}
+
+TEST(StringTest, StringsAreEqualWhetherOrNotTheirHashesWereAskedFor) {
+  const auto one = NSString::create("abc");
+  const auto same = NSString::create("abc");
+  const auto other = NSString::create("abd");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_TRUE(one->isEqualToString(*one));
+    EXPECT_TRUE(one->isEqualToString(*same));
+    EXPECT_FALSE(one->isEqualToString(*other));
+    (round == 0 ? one : same)->hash();
+    EXPECT_TRUE(same->isEqualToString(*one));
+    EXPECT_FALSE(other->isEqualToString(*one));
+    other->hash();
+  }
+}
+
 TEST(StringTest, AMutableStringCanBeAppendedToItself) {
   const auto string = NSMutableString::create("0123456789");
   for (int i = 0; i < 5; ++i)
