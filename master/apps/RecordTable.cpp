@@ -2,6 +2,7 @@
 
 #include "master/apps/DisplayText.h"
 #include "platform/foundation/NSDictionary.h"
+#include "platform/foundation/NSString.h"
 
 #include <algorithm>
 #include <array>
@@ -37,7 +38,7 @@ public:
 
 private:
   std::vector<std::string> list_;
-  std::unordered_set<std::string> known_;
+  std::unordered_set<std::string, StringKeyHash> known_;
 };
 
 // What the records of one path say.
@@ -84,7 +85,7 @@ void finish(Program &program, const std::string &path) {
 std::vector<Program> programsOf(const NSArray &records) {
   std::vector<Program> programs;
   std::vector<std::string> paths;
-  std::unordered_map<std::string, std::size_t> places;
+  std::unordered_map<std::string, std::size_t, StringKeyHash> places;
   for (const Ref<NSObject> &object : records) {
     const auto &record = *as<NSDictionary>(&object.get());
     const std::string path = valueOf(record, "path");
