@@ -48,10 +48,10 @@ TEST(AccessPredicates, FollowThePermissionBits) {
   const auto file = [&](const char *name, mode_t mode) {
     return directory.writeFile(name, "", mode);
   };
-  const auto all = file("all", 0777), none = file("none", 0700), read = file("read", 0744),
-             write = file("write", 0722), execute = file("execute", 0711),
-             readExecute = file("read-execute", 0755), writeExecute = file("write-execute", 0733);
-  inChildAs(54321, 54321, [&] {
+  const auto all = file("all", 0777), none = file("none", 0), read = file("read", 0444),
+             write = file("write", 0222), execute = file("execute", 0111),
+             readExecute = file("read-execute", 0555), writeExecute = file("write-execute", 0333);
+  inOrdinaryUsersChild([&] {
     EXPECT_EQ(access(all), " r x rx wx rwx");
     EXPECT_EQ(access(none), "");
     EXPECT_EQ(access(read), " r");

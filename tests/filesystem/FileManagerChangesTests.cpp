@@ -60,17 +60,20 @@ TEST(ChangePermissions, SetsTheMode) {
 TEST(ChangePermissions, FailsWhereTheSystemRefuses) {
   const TemporaryDirectory directory;
   const std::string file = directory.writeFile("file", "", 0644);
-  ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
   EXPECT_FALSE(manager().changePermissions(0600, *NSString::create(directory.path("missing"))));
   EXPECT_FALSE(manager().changePermissions(0600, *NSString::create(file + std::string(1, '\0'))));
-  if (::geteuid() == 0) {
-    inChildAs(54321, 54321, [&] {
-      EXPECT_FALSE(manager().changePermissions(0600, *NSString::create(file)));
-      EXPECT_FALSE(
-          manager().changePermissions(0600, 0777, *NSString::create(file), 0100644, false));
-    });
-    EXPECT_EQ(modeOf(file), mode_t{S_IFREG | 0644});
-  }
+}
+
+TEST(ChangePermissions, FailsForAFileOfAnotherUser) {
+  TESKER_SKIP_UNLESS_ROOT();
+  const TemporaryDirectory directory;
+  const std::string file = directory.writeFile("file", "", 0644);
+  ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
+  inOrdinaryUsersChild([&] {
+    EXPECT_FALSE(manager().changePermissions(0600, *NSString::create(file)));
+    EXPECT_FALSE(manager().changePermissions(0600, 0777, *NSString::create(file), 0100644, false));
+  });
+  EXPECT_EQ(modeOf(file), mode_t{S_IFREG | 0644});
 }
 
 TEST(MaskedChangePermissions, ChangesTheBitsOfTheMaskOnly) {

@@ -134,10 +134,10 @@ TEST_F(Children, AreNilAndReportedWhereTheDirectoryCannotBeOpened) {
 }
 
 TEST_F(Children, AreNilForADirectoryThatMayNotBeRead) {
-  const std::string inner = directory_.makeDirectory("inner", 0711);
+  const std::string inner = directory_.makeDirectory("inner", 0111);
   ASSERT_EQ(::chmod(directory_.path().c_str(), 0755), 0);
-  inChildAs(54321, 54321,
-            [&] { EXPECT_FALSE(manager().childrenForDirPath(*NSString::create(inner))); });
+  inOrdinaryUsersChild(
+      [&] { EXPECT_FALSE(manager().childrenForDirPath(*NSString::create(inner))); });
 }
 
 TEST_F(Children, OfAnIrregularDirectoryAreReturnedAndReported) {

@@ -87,8 +87,8 @@ TEST_F(Status, IsNilForAPathWithANul) {
 
 TEST_F(Status, IsNilWhereTheDirectoryMayNotBeSearched) {
   ASSERT_EQ(::chmod(directory_.path().c_str(), 0755), 0);
-  ASSERT_EQ(::chmod(directory_.path("d").c_str(), 0744), 0);
-  inChildAs(54321, 54321, [&] { EXPECT_FALSE(manager()._privateLstatDir(*dir_, &*"file"_ns)); });
+  ASSERT_EQ(::chmod(directory_.path("d").c_str(), 0444), 0);
+  inOrdinaryUsersChild([&] { EXPECT_FALSE(manager()._privateLstatDir(*dir_, &*"file"_ns)); });
 }
 
 TEST_F(Status, GivesTheDeviceNumber) {

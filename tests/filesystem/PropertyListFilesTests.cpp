@@ -37,9 +37,9 @@ TEST(WriteStringToPath, FailsWithoutTouchingWhatIsThere) {
   const std::string inner = directory.makeDirectory("inner", 0755);
   directory.writeFile("inner/file", "old");
   ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
-  inChildAs(54321, 54321, [&] {
-    EXPECT_FALSE(writeStringToPath(*NSString::create(inner + "/file"), *"new"_ns));
-  });
+  ASSERT_EQ(::chmod(inner.c_str(), 0555), 0);
+  inOrdinaryUsersChild(
+      [&] { EXPECT_FALSE(writeStringToPath(*NSString::create(inner + "/file"), *"new"_ns)); });
   EXPECT_EQ(contents(inner + "/file"), "old");
   EXPECT_FALSE(writeStringToPath(*NSString::create(directory.path("no/such/file")), *"x"_ns));
   EXPECT_FALSE(writeStringToPath(*NSString::create(inner), *"x"_ns)); // a directory

@@ -34,7 +34,7 @@ TEST(CachedGetUID, IsTheProcesssUserFetchedOnce) {
 }
 
 TEST(CachedGetUID, IsTheRealUserOfTheProcessAndNotTheEffectiveOne) {
-  const uid_t other = ::geteuid() == 0 ? 54321 : ::getuid();
+  const uid_t other = ::geteuid() == 0 ? test::kOtherUser : ::getuid();
   inChild([other] {
     ASSERT_EQ(::setresuid(other, static_cast<uid_t>(-1), static_cast<uid_t>(-1)), 0);
     EXPECT_EQ(cachedGetUID(), static_cast<int>(other));

@@ -1,5 +1,6 @@
 #include "platform/mach/Bootstrap.h"
 #include "tests/mach/RawSockets.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -13,8 +14,6 @@ namespace {
 
 using test::boundSocket;
 using test::openDescriptorCount;
-
-constexpr uid_t kOtherUser = 54321;
 
 class BootstrapServiceTest : public testing::Test {
 protected:
@@ -137,6 +136,7 @@ TEST_F(BootstrapServiceTest, GivesUpConnectionsThatHaveEnded) {
 }
 
 TEST_F(BootstrapServiceTest, TurnsAnotherUsersProcessesAway) {
+  TESKER_SKIP_UNLESS_ROOT();
   const auto service = checkedIn();
   for (const std::string &path : {temporary_.path(), directory_, name_})
     ASSERT_EQ(::chmod(path.c_str(), 0777), 0);
@@ -146,13 +146,15 @@ TEST_F(BootstrapServiceTest, TurnsAnotherUsersProcessesAway) {
   FileDescriptor writing(ready[1]);
   const pid_t stranger = ::fork();
   if (stranger == 0) {
-    const bool connected = ::setresuid(kOtherUser, kOtherUser, kOtherUser) == 0 && [&] {
-      const FileDescriptor socket = connect();
-      (void)!::write(writing.get(), socket ? "y" : "n", 1);
-      return socket && test::receiveRaw(socket.get()).first.empty(); // the end
-    }();
+    const bool connected =
+        ::setresuid(test::kOtherUser, test::kOtherUser, test::kOtherUser) == 0 && [&] {
+          const FileDescriptor socket = connect();
+          (void)!::write(writing.get(), socket ? "y" : "n", 1);
+          return socket && test::receiveRaw(socket.get()).first.empty(); // the end
+        }();
     ::_exit(connected ? 0 : 1);
   }
+  writing.reset();
   char connected = 0;
   ASSERT_EQ(::read(reading.get(), &connected, 1), 1);
   EXPECT_EQ(connected, 'y');

@@ -69,7 +69,7 @@ TEST(TaskPriority, WhereItIsNotPermittedNothingChanges) {
   const rlimit none{0, 0};
   inChild([&] {
     ASSERT_EQ(::setrlimit(RLIMIT_NICE, &none), 0);
-    test::inChildAs(54321, 54321, [] {
+    test::inOrdinaryUsersChild([] {
       EXPECT_THAT(task_priority(task_self(), 16, true), testing::AnyOf(EACCES, EPERM));
       EXPECT_EQ(niceOf(0), 0);
     });

@@ -20,10 +20,13 @@ protected:
   // The executable files of the tree that begin like a Mach-O or fat file, by their paths in it.
   std::vector<std::string> images() const {
     std::vector<std::string> paths;
-    for (const auto &entry : fs::recursive_directory_iterator(top()))
+    for (const auto &entry :
+         fs::recursive_directory_iterator(top(), fs::directory_options::skip_permission_denied))
       if (!entry.is_symlink() && entry.is_regular_file()) {
         auto image = FileImage::open(entry.path().c_str());
         mach_header header{};
+        if (!image) // one that its owner may not read
+          continue;
         if (fatHeaderOf(*image) || (image->readStructure(0, header) &&
                                     (header.magic == MH_MAGIC || header.magic == MH_CIGAM)))
           paths.push_back(entry.path().string());

@@ -1,11 +1,10 @@
 #include "master/apps/SearchPath.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>
-#include <grp.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace tesker::test {
@@ -21,28 +20,6 @@ protected:
     std::filesystem::current_path(real_);
   }
   ~SearchPath() override { std::filesystem::current_path("/"); }
-
-  // Why a user without privileges cannot search the path.
-  std::string whyNotForNobody(const std::string &path) {
-    ::chmod(directory.path().c_str(), 0755);
-    std::array<int, 2> ends{};
-    EXPECT_EQ(::pipe(ends.data()), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-      if (::geteuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 ||
-                               ::setresuid(65534, 65534, 65534) != 0))
-        ::_exit(1);
-      const std::string why = whyNotSearchable(path).value_or("searchable");
-      (void)!::write(ends[1], why.data(), why.size());
-      ::_exit(0);
-    }
-    ::close(ends[1]);
-    std::string why(200, '\0');
-    why.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(ends[0], why.data(), 200), 0)));
-    ::close(ends[0]);
-    ::waitpid(child, nullptr, 0);
-    return why;
-  }
 
   const TemporaryDirectory directory;
   std::string real_;
@@ -138,11 +115,18 @@ TEST_F(SearchPath, SaysThatAPathIsTooLong) {
 
 TEST_F(SearchPath, SaysThatTheUserMayNotSearchOrRead) {
   // Modes that keep out both the owner and strangers.
-  EXPECT_EQ(whyNotForNobody(directory.makeDirectory("private", 0010)), "Permission denied");
-  EXPECT_EQ(whyNotForNobody(directory.makeDirectory("unlisted", 0111)), "Permission denied");
-  EXPECT_EQ(whyNotForNobody(directory.writeFile("unreadable", "x", 0111)), "Permission denied");
-  EXPECT_EQ(whyNotForNobody(directory.path("private/inside")), "Permission denied");
-  EXPECT_EQ(whyNotForNobody(directory.makeDirectory("open", 0755)), "searchable");
+  const std::string closed = directory.makeDirectory("private", 0010);
+  const std::string unlisted = directory.makeDirectory("unlisted", 0111);
+  const std::string unreadable = directory.writeFile("unreadable", "x", 0111);
+  const std::string open = directory.makeDirectory("open", 0755);
+  ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
+  inOrdinaryUsersChild([&] {
+    EXPECT_THAT(whyNotSearchable(closed), Optional<std::string>("Permission denied"));
+    EXPECT_THAT(whyNotSearchable(unlisted), Optional<std::string>("Permission denied"));
+    EXPECT_THAT(whyNotSearchable(unreadable), Optional<std::string>("Permission denied"));
+    EXPECT_THAT(whyNotSearchable(closed + "/inside"), Optional<std::string>("Permission denied"));
+    EXPECT_EQ(whyNotSearchable(open), std::nullopt);
+  });
 }
 
 TEST(PathList, IsSplitAtNulsAndEndsWithOrWithoutOne) {

@@ -33,17 +33,25 @@ inline void inChild(const std::function<void()> &body) {
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child process failed";
 }
 
-// The same, in a child that gave up the super-user's rights for the user's, if it had them, and is
-// in that one group only.
-inline void inChildAs(uid_t user, gid_t group, const std::function<void()> &body) {
+// A user and a group that nobody is in and nothing belongs to.
+inline constexpr uid_t kOtherUser = 54321;
+
+// The same, in a child without the super-user's rights: where the tests are run by root, one of
+// kOtherUser, in no other group than that; else one of the very user.
+inline void inOrdinaryUsersChild(const std::function<void()> &body) {
   inChild([&] {
     if (::geteuid() == 0) {
       ASSERT_EQ(::setgroups(0, nullptr), 0);
-      ASSERT_EQ(::setresgid(group, group, group), 0);
-      ASSERT_EQ(::setresuid(user, user, user), 0);
+      ASSERT_EQ(::setresgid(kOtherUser, kOtherUser, kOtherUser), 0);
+      ASSERT_EQ(::setresuid(kOtherUser, kOtherUser, kOtherUser), 0);
     }
     body();
   });
 }
 
 } // namespace tesker::test
+
+// For tests with files or processes of two users, which only root can make.
+#define TESKER_SKIP_UNLESS_ROOT()                                                                  \
+  if (::geteuid() != 0)                                                                            \
+  GTEST_SKIP() << "only root can do as another user"

@@ -146,11 +146,11 @@ TEST_F(Walk, DirectoryWithoutSearchPermissionAndFileWithoutExecutePermissionYiel
 TEST_F(Walk, DirectoryThatCannotBeListedIsSkippedForAnOrdinaryUser) {
   addExecutable("tree/open/one", "One");
   addExecutable("tree/unlisted/two", "Two");
-  directory_.makeDirectory("tree/unlisted", 0711);
+  directory_.makeDirectory("tree/unlisted", 0111);
   std::filesystem::copy_file(TESKER_TOOL, directory_.path("tool"));
   ASSERT_EQ(::chmod(directory_.path().c_str(), 0755), 0);
   ASSERT_EQ(::chmod(directory_.path("tool").c_str(), 0755), 0);
-  test::inChildAs(65534, 65534, [&] {
+  test::inOrdinaryUsersChild([&] {
     ::unsetenv("XDG_RUNTIME_DIR"); // which is the super-user's
     const auto outcome = FinderMaster(options(directory_.path("tool")))
                              .findAppsInSearchPath(directory_.path("tree"), nullptr);
