@@ -21,10 +21,7 @@ Ref<NSString> NSObject::description() const {
   return NSString::create("<" + std::string(status == 0 ? name.get() : typeid(*this).name()) + ">");
 }
 
-void NSObject::release() const {
-  assert(retainCount_ > 0);
-  if (--retainCount_ != 0)
-    return;
+void NSObject::destroy() const {
   NSZone &zone = *zone_;
   const std::size_t size = size_;
   // Every class has NSObject as its first and only object base, so the block starts here.

@@ -9,6 +9,7 @@
 #include "platform/foundation/NSZone.h"
 #include "platform/foundation/Ref.h"
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -34,7 +35,11 @@ public:
 
   // Reference counting, used by Ref and RefPtr.
   void retain() const { ++retainCount_; }
-  void release() const;
+  void release() const {
+    assert(retainCount_ > 0);
+    if (--retainCount_ == 0)
+      destroy();
+  }
   unsigned retainCount() const { return retainCount_; }
 
 protected:
@@ -46,6 +51,8 @@ protected:
   static Ref<T> allocate(NSZone &zone, Arguments &&...arguments);
 
 private:
+  void destroy() const;
+
   mutable std::uint32_t retainCount_ = 1;
   std::uint32_t size_ = 0;
   NSZone *zone_ = nullptr;
