@@ -127,7 +127,7 @@ Ref<NSMutableDictionary> recordOf(const JSON &json, const std::string &where) {
 JSON parsed(std::string_view document) {
   try {
     return JSON::parse(document);
-  } catch (const JSON::parse_error &error) {
+  } catch (const JSON::exception &error) {
     // The library begins every message with its own name in brackets.
     const std::string_view what = error.what();
     const std::size_t bracket = what.find("] ");

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <unistd.h>
 
 namespace {
@@ -29,7 +30,13 @@ int main(int argumentCount, char **arguments) {
       parseArguments(std::vector<std::string>(arguments + 1, arguments + argumentCount));
   if (const auto *wanted = std::get_if<Arguments>(&parsed)) {
     diagnostics.setLevel(wanted->level);
-    return statusWithOutput(runCommand(*wanted, output, diagnostics), output, diagnostics);
+    ExitStatus status = kFailed;
+    try {
+      status = runCommand(*wanted, output, diagnostics);
+    } catch (const std::bad_alloc &) {
+      diagnostics.error("there is not enough memory");
+    }
+    return statusWithOutput(status, output, diagnostics);
   }
   const Notice &notice = std::get<Notice>(parsed);
   if (notice.status == kDone)

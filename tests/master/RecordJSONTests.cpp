@@ -208,6 +208,10 @@ TEST(RecordJSON, SaysWhereTheTextIsNoJSON) {
   EXPECT_THAT(problemOf("\"\xFF\""), HasSubstr("UTF-8"));
 }
 
+TEST(RecordJSON, SaysThatANumberIsOutOfRange) {
+  EXPECT_THAT(problemOf(R"({"schema":1e999,"results":[]})"), HasSubstr("number overflow"));
+}
+
 TEST(RecordJSON, SurvivesDeepNesting) {
   EXPECT_NE(problemOf(std::string(100000, '[')), "no problem");
   EXPECT_EQ(problemOf(std::string(100000, '[') + std::string(100000, ']')),
