@@ -4,6 +4,7 @@
 #include "platform/foundation/OperatingSystem.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -18,6 +19,12 @@ int writeAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written =
         OperatingSystem::current().write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EAGAIN) {
+      // Another program has made the terminal or pipe that is shared with it non-blocking.
+      pollfd room{descriptor, POLLOUT, 0};
+      (void)OperatingSystem::current().poll(&room, 1, -1);
+      continue;
+    }
     if (written < 0)
       return errno;
     bytes.remove_prefix(static_cast<std::size_t>(written));

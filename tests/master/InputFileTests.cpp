@@ -10,7 +10,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace tesker::test {
@@ -81,6 +83,30 @@ TEST(Output, SeesAReaderThatIsGone) {
   Output output(writing.get());
   output.write(std::string(1 << 20, 'x'));
   EXPECT_EQ(output.error(), EPIPE);
+}
+
+TEST(Output, WaitsForTheReaderOfAPipeThatDoesNotBlock) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+  const FileDescriptor reading(ends[0]);
+  const FileDescriptor writing(ends[1]);
+  const std::string text(1 << 20, 'x'); // more than a pipe holds
+  std::thread reader([&] {
+    std::array<char, 4096> piece{};
+    for (std::size_t left = text.size(); left > 0;) {
+      pollfd descriptor{reading.get(), POLLIN, 0};
+      ASSERT_EQ(::poll(&descriptor, 1, -1), 1);
+      const ssize_t length = ::read(reading.get(), piece.data(), piece.size());
+      ASSERT_GT(length, 0);
+      left -= static_cast<std::size_t>(length);
+    }
+  });
+  Output output(writing.get());
+  output.write(text);
+  EXPECT_EQ(output.error(), 0);
+  if (output.error() != 0)
+    std::exit(1); // the reader would wait for ever
+  reader.join();
 }
 
 TEST(Output, HasNoColumnsWhereThereIsNoTerminal) {
