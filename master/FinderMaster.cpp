@@ -17,6 +17,8 @@ namespace {
 
 // How long a tool whose connection has ended gets to end too, so that its exit status can be told.
 constexpr std::chrono::seconds kTimeToEnd{2};
+// A tool that never stops sending must not keep the master from seeing everything else.
+constexpr int kDispatchesInARow = 1000;
 
 enum class Request { searchPath, dockPaths };
 
@@ -68,6 +70,7 @@ private:
   std::unique_ptr<ToolProcess> tool_;
   bool connectionLost_ = false;
   bool cancelled_ = false;
+  bool moreToDispatch_ = false; // what has come is not all taken yet
 };
 
 SearchStage Search::stage() const {
@@ -135,7 +138,7 @@ Search::Result Search::serve() {
     stepConnection();
     if (!receiver_->complaint().empty())
       return failure(Kind::protocolBroken, receiver_->complaint());
-    if (end)
+    if (end && !moreToDispatch_)
       return judge(*end);
     if (std::optional<SearchFailure> failed = whatEndsTheWaiting())
       return std::move(*failed);
@@ -146,7 +149,7 @@ void Search::wait() {
   std::vector<pollfd> descriptors{{tool_->endDescriptor(), POLLIN, 0},
                                   {log_->descriptor(), POLLIN, 0},
                                   {options_.cancelDescriptor, POLLIN, 0}};
-  int timeout = deadline_.pollTimeout();
+  int timeout = moreToDispatch_ ? 0 : deadline_.pollTimeout();
   if (!connectionLost_)
     handOver_.appendPollDescriptors(descriptors);
   if (const RefPtr<NSConnection> &connection = handOver_.connection()) {
@@ -190,11 +193,13 @@ void Search::sendRequest() {
 }
 
 void Search::stepConnection() {
+  moreToDispatch_ = false;
   const RefPtr<NSConnection> &connection = handOver_.connection();
   if (!connection || connectionLost_)
     return;
-  while (connection->dispatch() && receiver_->complaint().empty() && !deadline_.passed())
-    ;
+  moreToDispatch_ = true;
+  for (int i = 0; i < kDispatchesInARow && moreToDispatch_ && receiver_->complaint().empty(); ++i)
+    moreToDispatch_ = connection->dispatch();
   if (!connection->isValid())
     connectionHasEnded();
 }

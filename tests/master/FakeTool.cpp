@@ -7,8 +7,11 @@
 #include "platform/mach/Message.h"
 
 #include <array>
+#include <bit>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -193,20 +196,71 @@ void report() {
 
 void killItself() { ::raise(SIGKILL); }
 
-void garbageBus() {
+void say(port_t masterPort, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t said = ::write(sendDescriptor(masterPort), bytes.data(), bytes.size());
+    if (said < 0)
+      std::exit(25);
+    bytes.remove_prefix(static_cast<std::size_t>(said));
+  }
+}
+
+// Authenticates, so that the connection stands; answers the master's port.
+port_t beginBus() {
   port_t newPort = PORT_NULL;
   const port_t masterPort = handOver(newPort);
-  // A good beginning, so that the connection stands.
-  const auto say = [&](std::string_view bytes) {
-    if (::write(sendDescriptor(masterPort), bytes.data(), bytes.size()) < 0)
-      std::exit(25);
-  };
-  say(std::string_view("\0AUTH ANONYMOUS\r\n", 17));
+  say(masterPort, std::string_view("\0AUTH ANONYMOUS\r\n", 17));
   std::array<char, 512> answer;
   if (::read(receiveDescriptor(newPort), answer.data(), answer.size()) <= 0)
     std::exit(26);
-  say("BEGIN\r\n" + std::string(4096, '\xFE'));
+  say(masterPort, "BEGIN\r\n");
+  return masterPort;
+}
+
+void garbageBus() {
+  say(beginBus(), std::string(4096, '\xFE'));
   hang();
+}
+
+// An empty piece of a text, as it travels: a method call that wants no reply.
+std::string emptyCarryMessage() {
+  const auto number = [](std::size_t value) {
+    const auto word = static_cast<std::uint32_t>(value);
+    return std::string(reinterpret_cast<const char *>(&word), sizeof word);
+  };
+  const auto pad = [](std::string &text) { text.resize((text.size() + 7) / 8 * 8); };
+  std::string fields;
+  const auto field = [&](char code, char type, std::string_view value) {
+    pad(fields);
+    fields += {code, 1, type, 0};
+    fields += type == 'g' ? std::string(1, static_cast<char>(value.size())) : number(value.size());
+    fields += std::string(value) + '\0';
+  };
+  field(1, 'o', "/");
+  field(2, 's', "Tesker.Connection");
+  field(3, 's', "carry");
+  field(8, 'g', "ay");
+  const char order = std::endian::native == std::endian::little ? 'l' : 'B';
+  std::string message{order, 1, 1, 1}; // call, no reply expected, version
+  message += number(sizeof(std::uint32_t)) + number(7) + number(fields.size()) + fields;
+  pad(message);
+  return message + number(0);
+}
+
+// Sends without end, and says so once the master has begun to read.
+void flood() {
+  const port_t masterPort = beginBus();
+  const int descriptor = sendDescriptor(masterPort);
+  ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+  const std::string message = emptyCarryMessage();
+  std::string messages;
+  while (messages.size() < (1U << 20))
+    messages += message;
+  for (bool begun = false;; begun = true) {
+    if (begun)
+      std::cerr << "flooding" << std::endl;
+    say(masterPort, messages);
+  }
 }
 
 void logMuch() {
@@ -253,6 +307,7 @@ const std::map<std::string, std::function<void()>> &ways() {
          hang();
        }},
       {"garbage-bus", garbageBus},
+      {"flood", flood},
       {"close-and-hang",
        [] {
          port_t port = PORT_NULL;

@@ -269,6 +269,17 @@ TEST(FinderMaster, GivesASearchUpWhenTheCancelDescriptorIsReadable) {
             Kind::cancelled);
 }
 
+TEST(FinderMaster, GivesASearchUpEvenWhileTheToolNeverStopsSending) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  const FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
+  FinderMasterOptions options = fakeTool();
+  options.cancelDescriptor = reading.get();
+  options.onLogLine = [&](std::string_view) { writing.reset(); };
+  EXPECT_EQ(failureOf(searchWithFakeTool("flood", std::move(options))).kind, Kind::cancelled);
+}
+
 TEST(FinderMaster, ToleratesAProcessThatIgnoresTheEndOfItsChildren) {
   ::signal(SIGCHLD, SIG_IGN);
   EXPECT_TRUE(std::holds_alternative<SearchAnswer>(searchWithFakeTool("empty-answer").result));
