@@ -43,7 +43,8 @@ public:
   // Listens under the name in the directory, which is made with mode 0700 if it is missing, with
   // all that is missing above it. A socket that nobody listens on any more is replaced. Stores the
   // service and answers 0; 1100 when the directory is not to be trusted; 1101 when something is
-  // there under the name: a service that lives, or no socket at all; or else the positive errno.
+  // there under the name: a service that lives, or no socket at all; or else the positive errno,
+  // EWOULDBLOCK when the directory stayed locked (flock(2)) for two seconds.
   [[nodiscard]] static kern_return_t checkIn(const std::string &directory, std::string_view name,
                                              std::unique_ptr<BootstrapService> &service);
   ~BootstrapService();

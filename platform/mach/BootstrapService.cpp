@@ -23,19 +23,30 @@ void makeDirectories(const std::string &path) {
   OperatingSystem::current().makeDirectory(path.c_str(), 0700);
 }
 
-// Keeps other services out of the directory while a name is taken or given up.
+// Keeps other services out of the directory while a name is taken. They hold the lock for a few
+// system calls; who holds it for longer is none of them and is not waited for.
 class DirectoryLock {
 public:
   explicit DirectoryLock(const FileDescriptor &directory) : directory_(directory.get()) {
-    while (::flock(directory_, LOCK_EX) < 0 && errno == EINTR) {
+    for (int tries = 0; tries < kTries && !isHeld_; ++tries) {
+      isHeld_ = ::flock(directory_, LOCK_EX | LOCK_NB) == 0;
+      if (!isHeld_)
+        (void)::poll(nullptr, 0, kMillisecondsBetween);
     }
   }
-  ~DirectoryLock() { ::flock(directory_, LOCK_UN); }
+  ~DirectoryLock() {
+    if (isHeld_)
+      ::flock(directory_, LOCK_UN);
+  }
+  bool isHeld() const { return isHeld_; }
   DirectoryLock(const DirectoryLock &) = delete;
   DirectoryLock &operator=(const DirectoryLock &) = delete;
 
 private:
+  static constexpr int kTries = 200;
+  static constexpr int kMillisecondsBetween = 10;
   int directory_;
+  bool isHeld_ = false;
 };
 
 FileDescriptor makeServiceSocket() {
@@ -94,6 +105,8 @@ kern_return_t BootstrapService::checkIn(const std::string &directory, std::strin
     return EINVAL;
   std::string ownName(name);
   const DirectoryLock lock(opened);
+  if (!lock.isHeld())
+    return EWOULDBLOCK;
   if (const kern_return_t status = freeName(opened, ownName, *address); status != 0)
     return status;
   FileDescriptor listener;
@@ -106,7 +119,7 @@ kern_return_t BootstrapService::checkIn(const std::string &directory, std::strin
 BootstrapService::~BootstrapService() {
   for (const port_t port : accepted_)
     port_deallocate(port);
-  const DirectoryLock lock(directory_);
+  // Without the lock: as long as the listener is open, nobody else takes the name.
   struct stat status {};
   if (::fstatat(directory_.get(), name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       status.st_dev == device_ && status.st_ino == inode_)

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -133,6 +135,17 @@ TEST_F(BootstrapServiceTest, GivesUpConnectionsThatHaveEnded) {
   tool.reset();
   EXPECT_EQ(service->acceptConnection(), PORT_NULL);
   EXPECT_EQ(receiveDescriptor(port), -1);
+}
+
+TEST_F(BootstrapServiceTest, DoesNotWaitForWhoeverKeepsTheDirectoryLocked) {
+  auto service = checkedIn();
+  const FileDescriptor other(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  std::unique_ptr<BootstrapService> second;
+  EXPECT_EQ(BootstrapService::checkIn(directory_, "second", second), EWOULDBLOCK);
+  EXPECT_FALSE(second);
+  service.reset();
+  EXPECT_FALSE(exists()) << "the name is given up all the same";
 }
 
 TEST_F(BootstrapServiceTest, TurnsAnotherUsersProcessesAway) {
