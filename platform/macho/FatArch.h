@@ -17,8 +17,8 @@ namespace tesker {
 [[nodiscard]] std::optional<fat_header> fatHeaderOf(ImageSource &image);
 
 // No file has more architectures than this; one with holes could announce billions and keep every
-// question about it busy for minutes.
-inline constexpr std::uint32_t kMostFatRecords = 1U << 24;
+// question about it busy for seconds.
+inline constexpr std::uint32_t kMostFatRecords = 1U << 12;
 
 // True when the image is long enough for all the records that its fat header announces, and these
 // are no more than kMostFatRecords.

@@ -13,6 +13,10 @@ bool isNamed(const MachOName &field, std::string_view name) {
   return std::string_view(field.begin(), end) == name;
 }
 
+// Commands are read up to here. Real ones take some kilobytes; a file with holes could announce
+// gigabytes of them at no cost and keep the search busy for seconds.
+constexpr std::uint64_t kMostCommandBytes = std::uint64_t{16} << 20;
+
 // A walk over the load commands of one image. All offsets are from the start of the image, and
 // every sum stays far below 64 bits.
 class SectionSearch {
@@ -27,8 +31,8 @@ public:
     swapped_ = header_.magic == MH_CIGAM;
     if (!toHostOrder(header_))
       return std::nullopt;
-    const std::uint64_t end =
-        std::min(image_.size, sizeof(mach_header) + std::uint64_t{header_.sizeofcmds});
+    const std::uint64_t end = std::min(
+        {image_.size, sizeof(mach_header) + std::uint64_t{header_.sizeofcmds}, kMostCommandBytes});
     std::uint64_t offset = sizeof(mach_header);
     for (std::uint32_t i = 0; i < header_.ncmds; ++i) {
       load_command command{};
