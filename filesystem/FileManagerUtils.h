@@ -59,7 +59,8 @@ int scanIntFromIString(const NSString &string, std::size_t start, std::size_t le
 
 // Writes the bytes atomically; false when that failed.
 [[nodiscard]] bool writeStringToPath(const NSString &path, const NSString &string);
-// A strings file in and out. Nil when the file cannot be read or is malformed.
+// A strings file in and out. Nil when the file cannot be read, is larger than
+// kLargestPropertyListFile or is malformed.
 [[nodiscard]] RefPtr<NSDictionary> readOldStylePList(const NSString &path);
 [[nodiscard]] bool writeOldStylePList(const NSString &path, const NSDictionary &list);
 

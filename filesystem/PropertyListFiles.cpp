@@ -12,7 +12,7 @@ bool writeStringToPath(const NSString &path, const NSString &string) {
 }
 
 RefPtr<NSDictionary> readOldStylePList(const NSString &path) {
-  const auto text = contentsOfFile(path);
+  const auto text = contentsOfFile(path, kLargestPropertyListFile);
   if (!text)
     return nullptr;
   try {

@@ -60,7 +60,7 @@ std::vector<std::string> configurationDirectories() {
 
 // The pairs of one file, or nil.
 RefPtr<NSDictionary> readDomainFile(const NSString &path) {
-  const auto text = contentsOfFile(path);
+  const auto text = contentsOfFile(path, kLargestPropertyListFile);
   if (!text)
     return nullptr;
   std::string problem = "it holds no dictionary";

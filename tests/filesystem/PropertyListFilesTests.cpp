@@ -1,8 +1,10 @@
 #include "filesystem/FileManagerUtils.h"
+#include "platform/foundation/PropertyList.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -62,6 +64,14 @@ TEST(ReadOldStylePList, IsNilForAFileThatCannotBeRead) {
   const TemporaryDirectory directory;
   EXPECT_FALSE(readOldStylePList(*NSString::create(directory.path("missing"))));
   EXPECT_FALSE(readOldStylePList(*directory.string()));
+}
+
+TEST(ReadOldStylePList, IsNilForAFileThatIsTooLarge) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.writeFile("large", "a = b;");
+  std::filesystem::resize_file(file, kLargestPropertyListFile + 1);
+  EXPECT_FALSE(readOldStylePList(*NSString::create(file)));
+  EXPECT_EQ(errno, EFBIG);
 }
 
 TEST(ReadOldStylePList, IsNilForMalformedText) {
