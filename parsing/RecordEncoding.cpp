@@ -114,30 +114,55 @@ private:
   std::size_t position_ = 0;
 };
 
-Ref<TKLine> decodeRecord(IndexReader &indexes, const NSArray &components, NSZone &zone) {
+// The texts that the numbers stand for. One becomes an object when a record wants it, the same
+// object for all; what nobody wants costs no more than its place.
+class Texts {
+public:
+  explicit Texts(std::string_view pool) {
+    for (std::size_t end; (end = pool.find('\0')) != std::string_view::npos;
+         pool.remove_prefix(end + 1))
+      places_.push_back({pool.substr(0, end), nullptr});
+  }
+  std::size_t count() const { return places_.size(); }
+  Ref<NSString> at(std::size_t index) {
+    Place &place = places_[index];
+    if (!place.object)
+      place.object = NSString::create(place.bytes);
+    return place.object.toRef();
+  }
+
+private:
+  struct Place {
+    std::string_view bytes;
+    RefPtr<NSString> object;
+  };
+  std::vector<Place> places_;
+};
+
+Ref<TKLine> decodeRecord(IndexReader &indexes, Texts &texts, NSZone &zone) {
   const std::size_t pairs = indexes.number();
   // The announced number is no reason to allocate: each pair takes two of the numbers left.
   auto record = TKLine::create(std::min(pairs, indexes.left() / 2), zone);
-  const std::size_t poolSize = components.count() - 1;
   for (std::size_t pair = 0; pair < pairs; ++pair) {
-    const auto [key, value] = indexes.pairBelow(poolSize);
-    record->setObjectForKey(components.objectAtIndex(value),
-                            *as<NSString>(components.objectAtIndex(key)));
+    const auto [key, value] = indexes.pairBelow(texts.count());
+    record->setObjectForKey(texts.at(value), *texts.at(key));
   }
   return record;
 }
 
 Ref<NSMutableArray> decodeRecords(const NSString &text, NSZone &zone) {
-  const auto components = text.componentsSeparatedByString(kSeparator);
-  const auto last = as<NSString>(components->objectAtIndex(components->count() - 1));
-  const RefPtr<NSArray> tokens = as<NSArray>(propertyList(last->bytes()));
+  // The numbers first: without them there is nothing to take the texts apart for.
+  const std::string_view bytes = text.bytes();
+  const std::size_t start = bytes.rfind('\0') + 1; // 0 where there are no texts
+  const RefPtr<NSArray> tokens = as<NSArray>(propertyList(bytes.substr(start)));
   if (!tokens)
     throw NSException(NSInvalidArgumentException, "the last piece is no list");
   IndexReader indexes(tokens.toRef(), text);
+  Texts texts(bytes.substr(0, start));
   auto records = NSMutableArray::create();
   const std::size_t count = indexes.number();
   for (std::size_t i = 0; i < count; ++i)
-    records->addObject(decodeRecord(indexes, *components, zone));
+    records->addObject(decodeRecord(indexes, texts, zone));
   return records;
 }
 
