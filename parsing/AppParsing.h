@@ -5,7 +5,9 @@
 // Foo.app, that hold an executable and "Resources/Info-quorvale.plist" or "registry.table".
 //
 // Files are hostile input: whatever cannot be read yields no records and at most a line in the
-// system log. A description of more than kLargestPropertyListFile bytes cannot be read. The
+// system log. A description of more than kLargestPropertyListFile bytes cannot be read. What makes
+// more than 100,000 lines or records is cut off there, which is logged: "*** Applications Finder:
+// too many lines in icon header of %s", "*** Applications Finder: too many records for %s". The
 // attributes that decide come from `fileManagerClass`, as a rule NSFileManager::classObject(). New
 // records are made in `zone`; the arrays hold TKLines.
 #pragma once
@@ -24,8 +26,9 @@ namespace tesker {
 // examined. Records of an executable that cannot run on this machine say "suitable" = "no".
 //
 // Logged, with the path: "*** Applications Finder: incorrect command format for %s" for a brace
-// line that holds no dictionary or is not closed, "*** Applications Finder: incorrect icon header
-// format for %s" for any other line that is no command.
+// line that holds no dictionary or is not closed, or is longer than 16 MiB, which ends the text;
+// "*** Applications Finder: incorrect icon header format for %s" for any other line that is no
+// command.
 [[nodiscard]] RefPtr<NSMutableArray> parseApp(NSFileManager &fileManagerClass, const NSString &dir,
                                               const NSString *file, NSZone &zone);
 

@@ -27,8 +27,10 @@ namespace {
 constexpr std::string_view kIconSegment = "__ICON";
 constexpr std::size_t kLongestWord = 1024;
 // A brace line's body is kept whole, and its values take up to fifty times its size, so a hostile
-// file must not be able to fill the memory: a longer one is a failed brace line.
+// file must not be able to fill the memory: a longer one fails and ends the text.
 constexpr std::size_t kLongestBraceBody = std::size_t{16} << 20;
+// A record takes some hundred bytes however short its line is, and a line without one a log line.
+constexpr std::size_t kMostLines = 100'000;
 
 // Document types whose icon is the file browser's own business.
 constexpr std::array<std::string_view, 15> kExtensionsWithoutIcon = {
@@ -68,7 +70,11 @@ public:
   void parse(NSMutableArray &result, const NSString &path, bool suitable) {
     const Ref<NSString> ownPath = path.copy(zone_); // one object for all records
     advance();
-    while (!atEnd()) {
+    for (std::size_t lines = 0; !atEnd(); ++lines) {
+      if (lines == kMostLines) {
+        syslogError("*** Applications Finder: too many lines in icon header of %s", {bytePath_});
+        return;
+      }
       const RefPtr<TKLine> record = current_ == '{' ? braceLine() : wordLine();
       if (record) {
         record->set("path", ownPath);
@@ -93,13 +99,16 @@ private:
   RefPtr<TKLine> braceLine() {
     std::string text = "{ ";
     std::size_t length = 0;
-    for (advance(); current_ != '}' && current_ != SectionStream::kEnd; advance())
-      if (++length <= kLongestBraceBody)
-        appendCharacter(text, current_); // each byte is the character of that code
-    const bool complete = current_ == '}' && length <= kLongestBraceBody;
-    RefPtr<TKLine> record;
-    if (length <= kLongestBraceBody)
-      record = TKLine::initWithString(zone_, text += " }");
+    for (advance(); current_ != '}' && current_ != SectionStream::kEnd; advance()) {
+      if (++length > kLongestBraceBody) {
+        syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});
+        current_ = SectionStream::kEnd;
+        return nullptr;
+      }
+      appendCharacter(text, current_); // each byte is the character of that code
+    }
+    const bool complete = current_ == '}';
+    const RefPtr<TKLine> record = TKLine::initWithString(zone_, text += " }");
     if (!record || !complete) {
       // Reading goes on at the "}" itself, so the rest of the line is reported as malformed too.
       syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});

@@ -17,6 +17,17 @@ namespace tesker {
 
 namespace {
 
+// A record takes some hundred bytes however little of a description makes it.
+constexpr std::size_t kMostRecords = 100'000;
+
+// Whether the application may have one more record; says so once where it may not.
+bool hasRoom(const NSMutableArray &result, const NSString &executablePath) {
+  if (result.count() < kMostRecords)
+    return true;
+  syslogError("*** Applications Finder: too many records for %s", {executablePath.bytes()});
+  return false;
+}
+
 RefPtr<NSObject> copyOrNil(const NSString *string) {
   return string == nullptr ? RefPtr<NSObject>() : RefPtr<NSObject>(string->copy());
 }
@@ -56,10 +67,13 @@ template <class Read> RefPtr<NSDictionary> parsedOrLogged(const NSString &path, 
 void addDocumentTypes(const NSDictionary &types, NSMutableArray &result,
                       const NSString &executablePath, const NSString *baseName) {
   auto extensions = types.keyEnumerator();
-  while (auto extension = extensions.nextObject())
+  while (auto extension = extensions.nextObject()) {
+    if (!hasRoom(result, executablePath))
+      return;
     result.addObject(
         extensionRecord(executablePath, *extension, baseName,
                         iconOf(types.objectForKey(extension->bytes()), "NSImageName")));
+  }
 }
 
 // From the last to the first. An inspector's own pairs may replace "path" and "type".
@@ -69,6 +83,8 @@ void addInspectors(const NSArray &inspectors, NSMutableArray &result,
     const auto inspector = as<NSDictionary>(inspectors.objectAtIndex(i));
     if (!inspector)
       continue;
+    if (!hasRoom(result, executablePath))
+      return;
     auto record = recordFor(executablePath, "InspectorCommand");
     record->addEntriesFromDictionary(*inspector);
     result.addObject(std::move(record));
@@ -89,6 +105,8 @@ void parseNSTypesArray(const NSArray &types, NSMutableArray &result, const NSStr
       const auto *extension = as<NSString>(&*name);
       if (extension == nullptr)
         continue;
+      if (!hasRoom(result, executablePath))
+        return;
       auto record = extensionRecord(executablePath, *extension, appName, iconOf(type, "NSIcon"));
       record->set("priority", priority);
       result.addObject(std::move(record));
@@ -101,6 +119,8 @@ void parseResourceFileDict(const NSDictionary &extensions, NSMutableArray &resul
                            std::string_view priority) {
   auto names = extensions.keyEnumerator();
   while (auto name = names.nextObject()) {
+    if (!hasRoom(result, executablePath))
+      return;
     auto record = extensionRecord(executablePath, *name, appName,
                                   iconOf(extensions.objectForKey(name->bytes()), "NSIcon"));
     record->set("priority", priority);

@@ -219,9 +219,22 @@ TEST_F(IconHeader, BraceLeftOpenAtTheEndIsReportedAndGivesNoRecord) {
   EXPECT_THAT(log_.syslogged, ElementsAre(badCommand()));
 }
 
-TEST_F(IconHeader, BraceBodyOfMoreThan16MebibytesIsDroppedWithoutBeingParsed) {
+TEST_F(IconHeader, LinesBeyondThe100000thAreNotRead) {
+  std::string text;
+  for (int i = 0; i < 99'999; ++i)
+    text += "\n";
+  EXPECT_THAT(parseHeader(text + "{ a = last; }\n"), ElementsAre("{a = last; path = \"@/Foo\"; }"));
+  EXPECT_THAT(log_.syslogged, IsEmpty());
+  EXPECT_THAT(parseHeader(text + "{ a = last; }\n{ a = late; }\nnonsense\n"),
+              ElementsAre("{a = last; path = \"@/Foo\"; }"));
+  EXPECT_THAT(log_.syslogged,
+              ElementsAre("*** Applications Finder: too many lines in icon header of " +
+                          directory_.path("Foo")));
+}
+
+TEST_F(IconHeader, BraceBodyOfMoreThan16MebibytesIsDroppedAndEndsTheText) {
   // The header is "{" and a hole behind it, which fills the section up to its announced size.
-  constexpr std::uint32_t kSize = (std::uint32_t{16} << 20) + 2;
+  constexpr std::uint32_t kSize = std::uint32_t{0xF0000000};
   const std::string image =
       test::MachOBuilder(examples::kI386)
           .section("__ICON", "__header", "{")

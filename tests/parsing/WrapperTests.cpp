@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -382,6 +383,27 @@ TEST_F(Wrapper, NestedToolsAndBundlesComeLastInDescendingOrder) {
                             "icon = NSApplicationIcon; }",
                             "{path = \"@/Foo.app/Bar.bundle/Bar\"; type = app; name = Bar; "
                             "icon = NSApplicationIcon; }"));
+}
+
+TEST_F(Wrapper, RecordsBeyondThe100000thAreLeftOutExceptTheApplication) {
+  std::string inspectors = "{}", names = "n0";
+  for (int i = 1; i <= 100'000; ++i) {
+    inspectors += ",{}";
+    names += ",n" + std::to_string(i);
+  }
+  const std::string leftOut = "*** Applications Finder: too many records for " + at("Foo.app/Foo");
+  const std::vector<std::pair<std::string, std::string>> descriptions{
+      {"/registry.table", "{ NSNodeInspectors = (" + inspectors + "); }"},
+      {std::string(kInfo), "{ NSTypes = ({ NSExtensions = (" + names + "); }); }"}};
+  for (const auto &[file, text] : descriptions) {
+    log_.syslogged.clear();
+    write("Foo.app", file, text);
+    const auto records = parse("Foo.app");
+    ASSERT_EQ(records.size(), 100'001u);
+    EXPECT_THAT(records.back(), testing::HasSubstr("type = app;"));
+    EXPECT_THAT(log_.syslogged, ElementsAre(leftOut));
+    std::filesystem::remove(at("Foo.app" + file));
+  }
 }
 
 TEST_F(Wrapper, DescriptionsThatAreFifosDoNotHang) {
