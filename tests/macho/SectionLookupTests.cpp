@@ -1,6 +1,9 @@
 // Where the sections of a thin image are found, and where they are not.
+#include "platform/macho/MachOImage.h"
 #include "tests/support/MachOBuilder.h"
 
+#include <algorithm>
+#include <cstring>
 #include <gtest/gtest.h>
 
 namespace tesker::test {
@@ -222,6 +225,51 @@ TEST_P(EitherByteOrder, TakesAnySegmentOfARelocatableObject) {
 
 TEST_P(EitherByteOrder, IgnoresWhatKindOfSectionItIs) {
   EXPECT_EQ(sectionText(icon().word(kOnly + at::kSectionFlags, 0xffffffff).bytes()), "text");
+}
+
+// A file of holes behind one segment that announces as many sections as 32 bits can count.
+class EndlessSegment final : public ImageSource {
+public:
+  std::uint64_t size() const override { return std::uint64_t{1} << 33; }
+  std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) override {
+    ++reads;
+    std::fill(buffer.begin(), buffer.end(), std::byte{0});
+    if (offset < sizeof start_)
+      std::memcpy(buffer.data(), reinterpret_cast<const std::byte *>(&start_) + offset,
+                  std::min<std::size_t>(buffer.size(), sizeof start_ - offset));
+    return buffer.size();
+  }
+  void announce(std::uint32_t segmentSize) { start_.segment.cmdsize = segmentSize; }
+  std::size_t reads = 0;
+
+private:
+  struct Start {
+    mach_header header{};
+    segment_command segment{};
+  };
+  static Start made() {
+    Start start;
+    start.header.magic = MH_MAGIC;
+    start.header.ncmds = 1;
+    start.header.sizeofcmds = 0xfffffffc;
+    start.segment.cmd = LC_SEGMENT;
+    start.segment.cmdsize = 0xfff000;
+    start.segment.segname = {'_', '_', 'I', 'C', 'O', 'N'};
+    start.segment.nsects = 0xffffffff;
+    return start;
+  }
+  Start start_ = made();
+};
+
+TEST(SectionLookup, ReadsNoMoreThan16MebibytesOfLoadCommands) {
+  EndlessSegment image;
+  EXPECT_FALSE(findSection(image, {0, image.size()}, "__ICON", "__header"));
+  EXPECT_GT(image.reads, 200'000u);
+  EXPECT_LE(image.reads, (std::size_t{16} << 20) / sizeof(section_entry) + 3);
+  image.reads = 0;
+  image.announce(0xfffffffc);
+  EXPECT_FALSE(findSection(image, {0, image.size()}, "__ICON", "__header"));
+  EXPECT_LE(image.reads, (std::size_t{16} << 20) / sizeof(section_entry) + 3);
 }
 
 } // namespace
