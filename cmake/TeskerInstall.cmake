@@ -2,16 +2,14 @@
 # the programs, with its headers, its CMake package and its pkg-config file.
 include(CMakePackageConfigHelpers)
 
-
-set(TESKER_LIBRARY_LAYERS
-  foundation mach macho connection paths filesystem caching parsing fileops master)
+get_property(library_layers GLOBAL PROPERTY TESKER_LIBRARY_LAYERS)
 
 # libtesker
 add_library(tesker STATIC)
 add_library(tesker::tesker ALIAS tesker)
 set_target_properties(tesker PROPERTIES LINKER_LANGUAGE CXX)
 set(folders)
-foreach(layer ${TESKER_LIBRARY_LAYERS})
+foreach(layer ${library_layers})
   target_sources(tesker PRIVATE $<TARGET_OBJECTS:tesker_${layer}>)
   get_target_property(folder tesker_${layer} SOURCE_DIR)
   file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${folder})

@@ -1,6 +1,6 @@
 // Everything that is asked of an executable file, asked of any bytes.
 #include "parsing/ArchitectureCheck.h"
-#include "platform/macho/SectionStream.h"
+#include "platform/images/SectionStream.h"
 
 #include <cstdlib>
 

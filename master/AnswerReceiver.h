@@ -1,7 +1,7 @@
 // AnswerReceiver.h - the client object of a master that asked for one answer.
 #pragma once
 
-#include "platform/connection/FinderProtocol.h"
+#include "protocol/FinderProtocol.h"
 
 #include <string>
 

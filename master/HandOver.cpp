@@ -1,6 +1,6 @@
 #include "master/HandOver.h"
 
-#include "platform/mach/Message.h"
+#include "platform/ports/Message.h"
 
 #include <cerrno>
 #include <cstring>

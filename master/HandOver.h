@@ -5,8 +5,8 @@
 // The two ports make the connection. Nothing here waits. Threading: one thread.
 #pragma once
 
-#include "platform/connection/NSConnection.h"
-#include "platform/mach/Bootstrap.h"
+#include "platform/ports/Bootstrap.h"
+#include "protocol/NSConnection.h"
 
 #include <memory>
 #include <poll.h>

@@ -2,9 +2,9 @@
 
 #include "paths/PathFunctions.h"
 #include "platform/foundation/OperatingSystem.h"
-#include "platform/macho/FatArch.h"
-#include "platform/macho/HostArchitecture.h"
-#include "platform/macho/MachOImage.h"
+#include "platform/images/FatArch.h"
+#include "platform/images/HostArchitecture.h"
+#include "platform/images/MachOImage.h"
 
 #include <algorithm>
 #include <fcntl.h>

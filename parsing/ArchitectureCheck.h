@@ -10,8 +10,8 @@
 #pragma once
 
 #include "platform/foundation/NSString.h"
-#include "platform/macho/ImageSource.h"
-#include "platform/macho/MachO.h"
+#include "platform/images/ImageSource.h"
+#include "platform/images/MachO.h"
 
 namespace tesker {
 

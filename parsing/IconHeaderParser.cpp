@@ -14,7 +14,7 @@
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
-#include "platform/macho/SectionStream.h"
+#include "platform/images/SectionStream.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #include "tool/TKBootstrapTool.h"
 
 #include "platform/foundation/NSLog.h"
-#include "platform/mach/Bootstrap.h"
-#include "platform/mach/Message.h"
+#include "platform/ports/Bootstrap.h"
+#include "platform/ports/Message.h"
 
 #include <string>
 

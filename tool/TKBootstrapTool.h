@@ -1,7 +1,7 @@
 // TKBootstrapTool.h - the hand-over of ports that comes before the connection to the master.
 #pragma once
 
-#include "platform/connection/NSConnection.h"
+#include "protocol/NSConnection.h"
 
 namespace tesker {
 

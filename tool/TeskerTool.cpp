@@ -1,9 +1,9 @@
 #include "tool/TeskerTool.h"
 
-#include "platform/connection/NSRunLoop.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/TeskerDefaults.h"
-#include "platform/mach/Bootstrap.h"
+#include "platform/ports/Bootstrap.h"
+#include "protocol/NSRunLoop.h"
 #include "tool/TKBootstrapTool.h"
 
 #include <cstdlib>

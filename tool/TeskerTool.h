@@ -5,7 +5,7 @@
 // Threading: one thread.
 #pragma once
 
-#include "platform/connection/NSConnection.h"
+#include "protocol/NSConnection.h"
 
 namespace tesker {
 

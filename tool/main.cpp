@@ -1,7 +1,7 @@
 // The application-finder tool: a master starts it, it connects back to the master, serves one
 // request and ends. It takes no notice of its arguments.
 
-#include "platform/mach/TaskPriority.h"
+#include "platform/ports/TaskPriority.h"
 #include "tool/ToolFinderTool.h"
 
 #include <csignal>

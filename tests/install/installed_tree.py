@@ -132,7 +132,7 @@ class InstalledTree(unittest.TestCase):
         for header in ("caching/GlobalTable.h", "fileops/ChildSteps.h"):
             self.assertTrue(pathlib.Path(OPTIONS.source, header).is_file())
             self.assertNotIn(header, headers)
-        self.assertEqual([header for header in headers if header.startswith(("tool/", "master/apps/", "tests/"))], [])
+        self.assertEqual([header for header in headers if header.startswith(("tool/", "command/", "tests/"))], [])
 
     def test_the_headers_need_nothing_that_is_not_installed(self):
         include = self.prefix / "include/tesker"

@@ -29,7 +29,7 @@ def layers(top):
         folder = listing.parent.relative_to(top)
         if folder.parts[:1] == ("build",):
             continue
-        found = re.search(r"^tesker_layer\((\w+)\s*(?:USES([\w\s]*?))?\s*SOURCES", listing.read_text(), re.M)
+        found = re.search(r"^tesker_layer\((\w+)\s*(?:USES([\w\s]*?))?\s*(?:PROGRAM\s*)?SOURCES", listing.read_text(), re.M)
         if found:
             folders[found.group(1)] = str(folder)
             uses[found.group(1)] = (found.group(2) or "").split()

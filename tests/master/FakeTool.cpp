@@ -1,10 +1,10 @@
 // FakeTool.cpp - a tool that misbehaves in the way that FAKE_TOOL in the environment names.
 #include "parsing/RecordEncoding.h"
 #include "parsing/TKLine.h"
-#include "platform/connection/NSConnection.h"
-#include "platform/connection/NSRunLoop.h"
-#include "platform/mach/Bootstrap.h"
-#include "platform/mach/Message.h"
+#include "platform/ports/Bootstrap.h"
+#include "platform/ports/Message.h"
+#include "protocol/NSConnection.h"
+#include "protocol/NSRunLoop.h"
 
 #include <array>
 #include <bit>

@@ -2,7 +2,7 @@
 #include "master/LogLines.h"
 #include "parsing/RecordEncoding.h"
 #include "parsing/TKLine.h"
-#include "platform/connection/NSConnection.h"
+#include "protocol/NSConnection.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryDirectory.h"

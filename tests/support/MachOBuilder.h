@@ -1,11 +1,11 @@
 // MachOBuilder.h - executables for tests: well-formed ones, any corruption of them, and what is
-// read out of them. Link to tesker_macho and tesker_macho_writer.
+// read out of them. Link to tesker_images and tesker_macho_writer.
 #pragma once
 
 #include "examples/MachOWriter.h"
-#include "platform/macho/HostArchitecture.h"
-#include "platform/macho/ImageSource.h"
-#include "platform/macho/SectionStream.h"
+#include "platform/images/HostArchitecture.h"
+#include "platform/images/ImageSource.h"
+#include "platform/images/SectionStream.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,9 +1,9 @@
 // The tool process from its start to its end, against a master that takes every step itself.
 
 #include "examples/MachOWriter.h"
-#include "platform/mach/TaskPriority.h"
-#include "tests/connection/ConnectionPair.h"
-#include "tests/mach/RawSockets.h"
+#include "platform/ports/TaskPriority.h"
+#include "tests/ports/RawSockets.h"
+#include "tests/protocol/ConnectionPair.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/tool/ToolUnderTest.h"
 

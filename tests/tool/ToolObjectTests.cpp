@@ -1,7 +1,7 @@
 // The tool object, in the process of the test; the master is a process of its own.
 
 #include "platform/foundation/NSUserDefaults.h"
-#include "tests/mach/RawSockets.h"
+#include "tests/ports/RawSockets.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
 #include "tests/tool/ToolUnderTest.h"

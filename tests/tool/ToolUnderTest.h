@@ -1,10 +1,10 @@
 // ToolUnderTest.h - the real tool process, and a master for it whose every step a test takes.
 #pragma once
 
-#include "platform/connection/NSConnection.h"
 #include "platform/foundation/FileDescriptor.h"
-#include "platform/mach/Bootstrap.h"
-#include "platform/mach/Message.h"
+#include "platform/ports/Bootstrap.h"
+#include "platform/ports/Message.h"
+#include "protocol/NSConnection.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <functional>

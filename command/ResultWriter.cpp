@@ -1,0 +1,117 @@
+#include "command/ResultWriter.h"
+
+#include "command/RecordJSON.h"
+#include "command/RecordTable.h"
+
+namespace tesker {
+
+namespace {
+
+// `"schema":1,"request":"list","key":"/Apps"`
+std::string requestMembers(const SearchResult &result) {
+  std::string members = "\"request\":" + textAsJSON(result.request) + ",\"key\":";
+  members += result.key ? textAsJSON(result.key->bytes()) : "null";
+  return members;
+}
+
+const std::string &schemaMember() {
+  static const std::string member = "\"schema\":" + std::to_string(kJSONSchema);
+  return member;
+}
+
+// The answer text, byte for byte.
+class RawWriter final : public ResultWriter {
+public:
+  explicit RawWriter(Output &output) : output_(output) {}
+  void add(const SearchResult &result) override {
+    if (result.text)
+      output_.write(result.text->bytes());
+  }
+
+private:
+  Output &output_;
+};
+
+// One document, with one record on a line.
+class JSONWriter final : public ResultWriter {
+public:
+  explicit JSONWriter(Output &output) : output_(output) {}
+  void begin() override { output_.write("{" + schemaMember() + ",\"results\":["); }
+  void add(const SearchResult &result) override {
+    output_.write(std::string(first_ ? "\n{" : ",\n{") + requestMembers(result) +
+                  ",\"unchanged\":" + (result.records ? "false" : "true") + ",\"records\":[");
+    first_ = false;
+    if (result.records)
+      addRecords(*result.records);
+    output_.write("]}");
+  }
+  void end() override { output_.write("\n]}\n"); }
+
+private:
+  void addRecords(const NSArray &records) {
+    const char *separator = "\n";
+    for (const Ref<NSObject> &record : records) {
+      output_.write(separator);
+      output_.write(recordAsJSON(*as<NSDictionary>(&record.get())));
+      separator = ",\n";
+    }
+    if (records.count() != 0)
+      output_.write("\n");
+  }
+  Output &output_;
+  bool first_ = true;
+};
+
+// One document for each record, and for each unchanged answer, on a line of its own.
+class JSONLinesWriter final : public ResultWriter {
+public:
+  explicit JSONLinesWriter(Output &output) : output_(output) {}
+  void add(const SearchResult &result) override {
+    const std::string members = "{" + schemaMember() + "," + requestMembers(result);
+    if (!result.records) {
+      output_.write(members + ",\"unchanged\":true}\n");
+      return;
+    }
+    for (const Ref<NSObject> &record : *result.records)
+      output_.write(members + ",\"record\":" + recordAsJSON(*as<NSDictionary>(&record.get())) +
+                    "}\n");
+  }
+
+private:
+  Output &output_;
+};
+
+class TableWriter final : public ResultWriter {
+public:
+  explicit TableWriter(Output &output) : output_(output) {}
+  void add(const SearchResult &result) override {
+    if (!first_)
+      output_.write("\n");
+    first_ = false;
+    writeTable(output_, result, output_.terminalColumns());
+    // A person sees each answer when it is there.
+    output_.flush();
+  }
+
+private:
+  Output &output_;
+  bool first_ = true;
+};
+
+} // namespace
+
+std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output) {
+  switch (format) {
+  case Format::raw:
+    return std::make_unique<RawWriter>(output);
+  case Format::json:
+    return std::make_unique<JSONWriter>(output);
+  case Format::jsonl:
+    return std::make_unique<JSONLinesWriter>(output);
+  case Format::table:
+    break;
+  }
+  return std::make_unique<TableWriter>(output);
+}
+
+} // namespace tesker

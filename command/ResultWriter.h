@@ -1,0 +1,36 @@
+// ResultWriter.h - answers on standard output, in the format that was asked for.
+//
+// One writer serves one run of the command: begin, one add for each answer as it comes, end.
+// Threading: one thread. The output is borrowed and has to live as long as the writer.
+#pragma once
+
+#include "command/Output.h"
+#include "platform/foundation/NSArray.h"
+#include "platform/foundation/NSString.h"
+
+#include <memory>
+#include <string>
+
+namespace tesker {
+
+enum class Format { table, json, jsonl, raw };
+
+// One answer.
+struct SearchResult {
+  std::string request;     // "list", "dock" or "decode"
+  RefPtr<NSString> key;    // the searched path or "Dock"; nil for decoded text
+  RefPtr<NSString> text;   // the encoded records; nil when the answer is unchanged
+  RefPtr<NSArray> records; // dictionaries; nil when the answer is unchanged
+};
+
+class ResultWriter {
+public:
+  virtual ~ResultWriter() = default;
+  virtual void begin() {}
+  virtual void add(const SearchResult &result) = 0;
+  virtual void end() {}
+};
+
+std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output);
+
+} // namespace tesker

@@ -1,0 +1,145 @@
+#include "command/SearchPath.h"
+
+#include "platform/foundation/FileDescriptor.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tesker {
+
+namespace {
+
+// The tool joins paths in buffers of this many bytes, the NUL at the end included.
+constexpr std::size_t kPathBuffer = 1024;
+
+using CString = std::unique_ptr<char, decltype(&std::free)>;
+
+std::vector<std::string_view> componentsOf(std::string_view path) {
+  std::vector<std::string_view> components;
+  while (!path.empty()) {
+    const std::size_t end = path.find('/');
+    components.push_back(path.substr(0, end));
+    path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
+  }
+  return components;
+}
+
+bool holdsParent(std::string_view path) {
+  for (const std::string_view component : componentsOf(path))
+    if (component == "..")
+      return true;
+  return false;
+}
+
+// The length of the part up to and with the last "..", which is a component of the path.
+std::size_t lengthToLastParent(std::string_view path) {
+  const std::string bounded = "/" + std::string(path) + "/";
+  return bounded.rfind("/../") + 2;
+}
+
+std::string withoutLeadingDots(std::string_view path) {
+  while (path == "." || path.starts_with("./")) {
+    path.remove_prefix(1);
+    path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
+  }
+  return std::string(path);
+}
+
+std::string joined(std::string directory, std::string_view rest) {
+  while (rest.starts_with('/'))
+    rest.remove_prefix(1);
+  if (!rest.empty() && !directory.ends_with('/'))
+    directory += '/';
+  return directory + std::string(rest);
+}
+
+// The path as the tool tidies it up: without empty and "." components. Empty for the root.
+std::string tidied(std::string_view path) {
+  std::string tidy;
+  for (const std::string_view component : componentsOf(path))
+    if (!component.empty() && component != ".")
+      tidy += "/" + std::string(component);
+  return tidy;
+}
+
+std::optional<std::string> errorText(int error) { return std::strerror(error); }
+
+std::optional<std::string> whyNotListed(const std::string &path) {
+  if (::faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) != 0)
+    return errorText(errno);
+  const FileDescriptor directory(
+      OperatingSystem::current().open(path.c_str(), O_RDONLY | O_DIRECTORY));
+  if (!directory)
+    return errorText(errno);
+  return std::nullopt;
+}
+
+std::optional<std::string> whyNotExamined(const std::string &path, const struct stat &status) {
+  const bool executable = (status.st_mode & (S_IXUSR | S_IXGRP | S_IXOTH)) != 0;
+  if (S_ISDIR(status.st_mode))
+    return executable ? whyNotListed(path) : "a directory that nobody may search";
+  if (!S_ISREG(status.st_mode) || !executable)
+    return "neither a directory nor an executable file";
+  if (::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0)
+    return errorText(errno);
+  return std::nullopt;
+}
+
+} // namespace
+
+std::string absoluteSearchPath(std::string_view path) {
+  if (path.empty() || path.starts_with('/'))
+    return std::string(path);
+  const CString workingDirectory(::getcwd(nullptr, 0), &std::free);
+  // A working directory that was removed, or lies outside what can be reached, has no path.
+  if (workingDirectory == nullptr || workingDirectory.get()[0] != '/')
+    return std::string(path);
+  const std::string whole = joined(workingDirectory.get(), withoutLeadingDots(path));
+  if (!holdsParent(path))
+    return whole;
+  const std::size_t length = lengthToLastParent(whole);
+  const CString directory(::realpath(whole.substr(0, length).c_str(), nullptr), &std::free);
+  return directory == nullptr ? whole : joined(directory.get(), whole.substr(length));
+}
+
+std::optional<std::string> whyNotSearchable(const std::string &path) {
+  if (path.empty())
+    return "an empty path";
+  struct stat status {};
+  const bool missing = OperatingSystem::current().statAt(AT_FDCWD, path.c_str(), true, status) != 0;
+  const int error = errno;
+  if (path.front() != '/')
+    return missing ? errorText(error) : "not an absolute path";
+  // The first reason is the one that a person can act on.
+  if (holdsParent(path))
+    return missing ? errorText(error) : "holds \"..\", which is not followed in absolute paths";
+  const std::string tidy = tidied(path);
+  if (tidy.empty())
+    return "the root itself is never searched; name directories in it";
+  if (missing)
+    return errorText(error);
+  if (tidy.size() >= kPathBuffer)
+    return "longer than " + std::to_string(kPathBuffer - 1) + " bytes";
+  return whyNotExamined(path, status);
+}
+
+std::vector<std::string> piecesOfPathList(std::string_view list) {
+  std::vector<std::string> pieces;
+  for (;;) {
+    const std::size_t end = list.find('\0');
+    if (end == std::string_view::npos)
+      break;
+    pieces.emplace_back(list.substr(0, end));
+    list.remove_prefix(end + 1);
+  }
+  if (!list.empty())
+    pieces.emplace_back(list);
+  return pieces;
+}
+
+} // namespace tesker

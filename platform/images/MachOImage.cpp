@@ -1,0 +1,122 @@
+#include "platform/images/MachOImage.h"
+
+#include "platform/images/ByteOrder.h"
+
+#include <algorithm>
+
+namespace tesker {
+
+namespace {
+
+bool isNamed(const MachOName &field, std::string_view name) {
+  const auto *end = std::ranges::find(field, '\0');
+  return std::string_view(field.begin(), end) == name;
+}
+
+// Commands are read up to here. Real ones take some kilobytes; a file with holes could announce
+// gigabytes of them at no cost and keep the search busy for seconds.
+constexpr std::uint64_t kMostCommandBytes = std::uint64_t{16} << 20;
+
+// A walk over the load commands of one image. All offsets are from the start of the image, and
+// every sum stays far below 64 bits.
+class SectionSearch {
+public:
+  SectionSearch(ImageSource &file, ByteRange image, std::string_view segment,
+                std::string_view section)
+      : file_(file), image_(image), segment_(segment), section_(section) {}
+
+  std::optional<ByteRange> run() {
+    if (image_.size < sizeof(mach_header) || !file_.readStructure(image_.offset, header_))
+      return std::nullopt;
+    swapped_ = header_.magic == MH_CIGAM;
+    if (!toHostOrder(header_))
+      return std::nullopt;
+    const std::uint64_t end = std::min(
+        {image_.size, sizeof(mach_header) + std::uint64_t{header_.sizeofcmds}, kMostCommandBytes});
+    std::uint64_t offset = sizeof(mach_header);
+    for (std::uint32_t i = 0; i < header_.ncmds; ++i) {
+      load_command command{};
+      if (!read(offset, end, command, swap_load_command) || !isWellFormed(command, end - offset))
+        return std::nullopt;
+      if (const auto found = searchCommand(offset, command))
+        return inFile(*found);
+      offset += command.cmdsize;
+    }
+    return std::nullopt;
+  }
+
+private:
+  // Copies a structure that has to end at or before the end, in host order.
+  template <class Structure>
+  bool read(std::uint64_t offset, std::uint64_t end, Structure &structure,
+            void (*swap)(Structure &)) {
+    if (offset > end || end - offset < sizeof(Structure) ||
+        !file_.readStructure(image_.offset + offset, structure))
+      return false;
+    if (swapped_)
+      swap(structure);
+    return true;
+  }
+
+  static bool isWellFormed(const load_command &command, std::uint64_t room) {
+    return command.cmdsize >= sizeof(load_command) && command.cmdsize % 4 == 0 &&
+           command.cmdsize <= room;
+  }
+
+  // The section wanted, when the command is a segment that has it.
+  std::optional<section_entry> searchCommand(std::uint64_t offset, const load_command &command) {
+    const std::uint64_t end = offset + command.cmdsize;
+    segment_command segment{};
+    if (command.cmd != LC_SEGMENT || !read(offset, end, segment, swap_segment_command))
+      return std::nullopt;
+    // The one segment of a relocatable object has no name; its sections say where they belong.
+    if (header_.filetype != MH_OBJECT && !isNamed(segment.segname, segment_))
+      return std::nullopt;
+    std::uint64_t next = offset + sizeof(segment_command);
+    section_entry entry{};
+    for (std::uint32_t i = 0; i < segment.nsects; ++i, next += sizeof(section_entry)) {
+      if (!read(next, end, entry, swap_section_entry))
+        break;
+      if (isNamed(entry.segname, segment_) && isNamed(entry.sectname, section_))
+        return entry;
+    }
+    return std::nullopt;
+  }
+
+  std::optional<ByteRange> inFile(const section_entry &entry) const {
+    // One without bytes is there, wherever it is said to be.
+    if (entry.size == 0)
+      return ByteRange{image_.offset, 0};
+    if (entry.offset > image_.size || entry.size > image_.size - entry.offset)
+      return std::nullopt;
+    return ByteRange{image_.offset + entry.offset, entry.size};
+  }
+
+  ImageSource &file_;
+  const ByteRange image_;
+  const std::string_view segment_;
+  const std::string_view section_;
+  mach_header header_{};
+  bool swapped_ = false;
+};
+
+} // namespace
+
+bool toHostOrder(mach_header &header) {
+  if (header.magic == MH_CIGAM)
+    swap_mach_header(header);
+  return header.magic == MH_MAGIC;
+}
+
+bool holdsMachO(ImageSource &file, ByteRange image) {
+  mach_header header{};
+  return image.size >= sizeof(mach_header) && file.readStructure(image.offset, header) &&
+         toHostOrder(header);
+}
+
+std::optional<ByteRange> findSection(ImageSource &file, ByteRange image, std::string_view segment,
+                                     std::string_view section) {
+  return SectionSearch(file, image, segment, section).run();
+}
+
+} // namespace tesker

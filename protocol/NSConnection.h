@@ -1,0 +1,81 @@
+// NSConnection.h - remote objects over two ports.
+//
+// What the two sides speak is D-Bus, peer to peer (docs/protocol.md): they read from their receive
+// port and write to their send port. Nothing blocks except FinderClient::self() of a remote client.
+// What is to be sent is queued as a call with its text; a long text goes out piece by piece, the
+// next when the one before has left, so that never more than one piece waits in memory.
+//
+// A connection is driven by the run loop (NSRunLoop.h) or by its owner's own poll loop:
+//
+//   while (connection->isValid()) {
+//     std::vector<pollfd> descriptors;              // and the owner's own
+//     connection->appendPollDescriptors(descriptors);
+//     poll(descriptors, min(own time-out, connection->pollTimeout()));
+//     connection->dispatch();
+//   }
+//
+// It ends (isValid() becomes false, both sockets are closed) when either socket hangs up, or the
+// other side breaks the protocol, does not authenticate within 90 seconds, carries more than the
+// limit, or leaves more than a thousand replies unread. From then on nothing is sent and nothing
+// arrives; nothing is logged.
+//
+// Threading: one thread. Lifetime: proxies keep their connection alive; the connection keeps the
+// clients that it has handed out alive, but not its root object.
+#pragma once
+
+#include "protocol/FinderProtocol.h"
+#include "protocol/NSPort.h"
+
+#include <cstddef>
+#include <memory>
+#include <poll.h>
+#include <vector>
+
+namespace tesker {
+
+class NSConnection : public NSObject {
+public:
+  // Who begins the authentication: the tool is the client, the master is the server.
+  enum class Side { Client, Server };
+
+  // The text that carried pieces may make; more ends the connection.
+  static constexpr std::size_t kLargestCarriedText = std::size_t{1} << 30;
+  // One message's share of a text; a longer text is carried ahead in pieces of this size.
+  static constexpr std::size_t kLargestPiece = std::size_t{16} << 20;
+  // What D-Bus admits for one array, and so for a path or a list of paths.
+  static constexpr std::size_t kLargestArgument = std::size_t{64} << 20;
+
+  // A connection over the two ports, whose rights it takes out of them and owns from now on; it has
+  // ended already when the far side has. Nil when a right is missing or the bus library refuses the
+  // sockets. carryLimit: as kLargestCarriedText.
+  [[nodiscard]] static RefPtr<NSConnection>
+  initWithReceivePort(Ref<NSPort> receivePort, Ref<NSPort> sendPort, Side side = Side::Client,
+                      std::size_t carryLimit = kLargestCarriedText);
+
+  // Publishes the object as this side's root object, once. Borrowed: it must outlive the
+  // connection. The current run loop serves the connection from now on.
+  virtual void setRootObject(FinderRequests &root) = 0;
+
+  // The other side's root object; lives as long as the connection. A request is queued and sent as
+  // dispatch() is called; the client becomes known to the other side and is kept from then on. A
+  // path (or list) longer than kLargestArgument raises NSInvalidArgumentException.
+  [[nodiscard]] virtual FinderRequests &rootProxy() = 0;
+
+  // False once the connection has ended.
+  [[nodiscard]] virtual bool isValid() const = 0;
+  // True while something waits to be sent.
+  [[nodiscard]] virtual bool hasUnsent() const = 0;
+
+  // Appends the sockets with the events to wait for; none once the connection has ended.
+  virtual void appendPollDescriptors(std::vector<pollfd> &descriptors) const = 0;
+  // Milliseconds after which dispatch() has work even if no event comes: 0 when it has some now,
+  // -1 when never.
+  [[nodiscard]] virtual int pollTimeout() const = 0;
+  // One step, without blocking: takes at most one message, sends what the sockets take of what is
+  // queued, and then calls the object that the message is for, so whatever that one throws leaves
+  // through here. While one call is being served no other is: a call that arrives meanwhile is
+  // refused (LimitsExceeded). True when there may be more to do at once.
+  virtual bool dispatch() = 0;
+};
+
+} // namespace tesker

@@ -1,0 +1,121 @@
+#include "command/Arguments.h"
+
+#include <gmock/gmock.h>
+
+namespace tesker::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+Arguments parsed(const std::vector<std::string> &words) {
+  const auto result = parseArguments(words);
+  if (const auto *arguments = std::get_if<Arguments>(&result))
+    return *arguments;
+  ADD_FAILURE() << std::get<Notice>(result).text;
+  return {};
+}
+
+Notice refused(const std::vector<std::string> &words) {
+  const auto result = parseArguments(words);
+  if (const auto *notice = std::get_if<Notice>(&result))
+    return *notice;
+  ADD_FAILURE() << "not refused";
+  return {};
+}
+
+TEST(Arguments, HaveTheirDefaults) {
+  const Arguments arguments = parsed({"list"});
+  EXPECT_EQ(arguments.command, Arguments::Command::list);
+  EXPECT_EQ(arguments.format, Format::table);
+  EXPECT_EQ(arguments.level, Diagnostics::Level::normal);
+  EXPECT_EQ(arguments.timeout, std::chrono::seconds(120));
+  EXPECT_THAT(arguments.paths, ElementsAre());
+}
+
+TEST(Arguments, TakeEveryOption) {
+  const Arguments arguments =
+      parsed({"dock", "/a", "--format", "jsonl", "--previous=p", "--save", "s", "--cpu", "m68k",
+              "--timeout", "0.25", "--tool", "t", "/b", "-v"});
+  EXPECT_EQ(arguments.command, Arguments::Command::dock);
+  EXPECT_EQ(arguments.format, Format::jsonl);
+  EXPECT_EQ(arguments.previousFile, "p");
+  EXPECT_EQ(arguments.saveFile, "s");
+  EXPECT_EQ(arguments.cpu, "m68k");
+  EXPECT_EQ(arguments.timeout, std::chrono::milliseconds(250));
+  EXPECT_EQ(arguments.tool, "t");
+  EXPECT_EQ(arguments.level, Diagnostics::Level::verbose);
+  EXPECT_THAT(arguments.paths, ElementsAre("/a", "/b"));
+  EXPECT_EQ(parsed({"dock", "--paths0-from", "-"}).pathListFile, "-");
+  EXPECT_EQ(parsed({"encode", "file"}).input, "file");
+  EXPECT_EQ(parsed({"decode", "-"}).input, "-");
+}
+
+TEST(Arguments, TakeVerbosityBeforeAndAfterTheCommand) {
+  EXPECT_EQ(parsed({"-q", "list"}).level, Diagnostics::Level::quiet);
+  EXPECT_EQ(parsed({"decode", "x", "-q"}).level, Diagnostics::Level::quiet);
+  EXPECT_EQ(refused({"-q", "list", "-v"}).status, kUsage);
+}
+
+TEST(Arguments, TakeAnyPathThatIsNoOption) {
+  EXPECT_THAT(parsed({"list", "list", "dock", "-", "", "/[a,b]", "/\xFF{}", "a=b", "%%"}).paths,
+              ElementsAre("list", "dock", "-", "", "/[a,b]", "/\xFF{}", "a=b", "%%"));
+}
+
+TEST(Arguments, NamePathsThatLookSpecialInAnotherWay) {
+  EXPECT_THAT(parsed({"list", "[a,b]", "{}", "++"}).paths, ElementsAre("./[a,b]", "./{}", "./++"));
+}
+
+TEST(Arguments, TakeEverythingBehindTwoDashesForPaths) {
+  EXPECT_THAT(parsed({"list", "a", "--", "-x", "--format", "--", "-", "/-"}).paths,
+              ElementsAre("a", "./-x", "./--format", "./--", "-", "/-"));
+}
+
+TEST(Arguments, RefuseATimeOutThatIsNone) {
+  for (const char *timeout : {"0", "-1", "nan", "inf", "x", "", "1s", "1e7"})
+    EXPECT_EQ(refused({"list", "--timeout", timeout}).status, kUsage) << timeout;
+}
+
+TEST(Arguments, RefuseAnUnknownProcessorAndNameTheKnownOnes) {
+  const Notice notice = refused({"list", "--cpu", "zx\x1b"});
+  EXPECT_EQ(notice.status, kUsage);
+  EXPECT_THAT(notice.text, HasSubstr("unknown processor 'zx\\x1b'"));
+  EXPECT_THAT(notice.text, HasSubstr(", m68k, "));
+  EXPECT_EQ(parsed({"list", "--cpu", "7/3"}).cpu, "7/3");
+}
+
+TEST(Arguments, RefuseWhatMakesNoSense) {
+  for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
+           {},
+           {"find"},
+           {"list", "--unknown"},
+           {"list", "--format", "yaml"},
+           {"list", "--previous", ""},
+           {"decode"},
+           {"decode", ""},
+           {"decode", "a", "b"},
+           {"decode", "a", "--format", "raw"},
+           {"encode", "a", "--format", "json"},
+           {"decode", "a", "--previous", "b"},
+           {"dock"},
+           {"dock", "/a", "--paths0-from", "b"},
+       }) {
+    const Notice notice = refused(words);
+    EXPECT_EQ(notice.status, kUsage) << testing::PrintToString(words);
+    EXPECT_THAT(notice.text, StartsWith("tesker-apps: "));
+  }
+}
+
+TEST(Arguments, ShowHelpAndVersion) {
+  EXPECT_EQ(refused({"--version"}).text, "tesker-apps " TESKER_VERSION "\n");
+  EXPECT_EQ(refused({"--version"}).status, kDone);
+  const Notice help = refused({"--help"});
+  EXPECT_EQ(help.status, kDone);
+  EXPECT_THAT(help.text, HasSubstr("Exit status:"));
+  EXPECT_THAT(help.text, HasSubstr("Examples:"));
+  EXPECT_THAT(refused({"list", "--help"}).text, HasSubstr("--timeout SECONDS"));
+}
+
+} // namespace
+} // namespace tesker::test

@@ -1,0 +1,87 @@
+#include "command/DefaultSearchPaths.h"
+#include "platform/foundation/OperatingSystem.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <set>
+
+namespace tesker::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Knows which paths exist.
+class KnownPaths final : public OperatingSystem {
+public:
+  explicit KnownPaths(std::set<std::string> paths) : paths_(std::move(paths)) {}
+  int statAt(int, const char *name, bool, struct stat &) override {
+    if (paths_.contains(name))
+      return 0;
+    errno = ENOENT;
+    return -1;
+  }
+
+private:
+  std::set<std::string> paths_;
+};
+
+class DefaultSearchPaths : public testing::Test {
+protected:
+  DefaultSearchPaths() {
+    ::setenv("HOME", "/home/me/", 1);
+    ::setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
+    ::setenv("XDG_CONFIG_DIRS", "/missing", 1);
+  }
+  void set(const std::string &text) {
+    configuration.writeFile("tesker/defaults/Tesker.plist", text);
+  }
+  std::vector<std::string> paths() { return defaultSearchPaths(*NSUserDefaults::create()); }
+  const TemporaryDirectory configuration;
+};
+
+TEST_F(DefaultSearchPaths, AreThoseOfTheUsualPlacesThatExist) {
+  KnownPaths some({"/home/me/Applications", "/Applications"});
+  const ScopedOperatingSystem scope(some);
+  EXPECT_THAT(paths(), ElementsAre("/home/me/Applications", "/Applications"));
+}
+
+TEST_F(DefaultSearchPaths, AreNoneWhereNothingExists) {
+  KnownPaths none({});
+  const ScopedOperatingSystem scope(none);
+  EXPECT_THAT(paths(), IsEmpty());
+}
+
+TEST_F(DefaultSearchPaths, NameNoPlaceTwice) {
+  ::setenv("HOME", "/", 1);
+  KnownPaths some({"/Applications"});
+  const ScopedOperatingSystem scope(some);
+  EXPECT_THAT(paths(), ElementsAre("/Applications"));
+}
+
+TEST_F(DefaultSearchPaths, AreTheSettingWhetherOrNotTheyExist) {
+  set("{ ApplicationPaths = (\"/one\", \"~/two\", \"~\", \"~me\", (\"no\"), \"\\377\"); }");
+  EXPECT_THAT(paths(), ElementsAre("/one", "/home/me/two", "/home/me", "~me", "\xC3\xBF"));
+}
+
+TEST_F(DefaultSearchPaths, MayBeASettingOfOneString) {
+  set("{ ApplicationPaths = \"/only\"; }");
+  EXPECT_THAT(paths(), ElementsAre("/only"));
+}
+
+TEST_F(DefaultSearchPaths, AreNoneWhenTheSettingHoldsNone) {
+  set("{ ApplicationPaths = (); }");
+  EXPECT_THAT(paths(), IsEmpty());
+}
+
+TEST_F(DefaultSearchPaths, LeaveTheSearchListAsItWas) {
+  const Ref<NSUserDefaults> defaults = NSUserDefaults::create();
+  const Ref<NSArray> before = defaults->searchList();
+  (void)defaultSearchPaths(*defaults);
+  EXPECT_TRUE(before->isEqual(&*defaults->searchList()));
+}
+
+} // namespace
+} // namespace tesker::test

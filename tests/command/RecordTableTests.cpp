@@ -1,0 +1,120 @@
+#include "command/RecordTable.h"
+#include "parsing/TKLine.h"
+#include "tests/command/CapturedOutput.h"
+
+#include <gmock/gmock.h>
+
+namespace tesker::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class RecordTable : public testing::Test {
+protected:
+  void add(std::initializer_list<std::pair<const char *, std::string>> pairs) {
+    const Ref<TKLine> record = TKLine::create();
+    for (const auto &[key, value] : pairs)
+      record->set(key, value);
+    records->addObject(record);
+  }
+  std::string table(std::size_t columns = 0, bool unchanged = false) {
+    return captured([&](Output &output) {
+      writeTable(output,
+                 {"list", NSString::create("/Apps"), nullptr,
+                  unchanged ? RefPtr<NSArray>() : RefPtr<NSArray>(records)},
+                 columns);
+    });
+  }
+  Ref<NSMutableArray> records = NSMutableArray::create();
+};
+
+TEST_F(RecordTable, SaysThatThereIsNothing) {
+  EXPECT_EQ(table(), "no applications found in /Apps\n");
+}
+
+TEST_F(RecordTable, SaysThatTheAnswerIsUnchanged) {
+  EXPECT_EQ(table(0, true), "/Apps: unchanged since the previous answer\n");
+}
+
+TEST_F(RecordTable, MakesOneRowOfAllRecordsOfAProgramAndSortsByName) {
+  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "extension"}, {"name", "txt"}});
+  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "extension"}, {"name", "rtf"}});
+  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "services"}});
+  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "app"}, {"name", "Edit"}});
+  add({{"path", "/Apps/Draw.app/Draw"}, {"type", "app"}, {"name", "Draw"}});
+  EXPECT_EQ(table(), "2 applications found in /Apps\n"
+                     "\n"
+                     "NAME  TYPE           EXTENSIONS  PATH\n"
+                     "Draw  app            -           /Apps/Draw.app/Draw\n"
+                     "Edit  app, services  txt, rtf    /Apps/Edit.app/Edit\n");
+}
+
+TEST_F(RecordTable, MarksWhatIsNotSuitable) {
+  add({{"path", "/Apps/Old"}, {"type", "app"}, {"name", "Old"}, {"suitable", "no"}});
+  add({{"path", "/Apps/New"}, {"type", "app"}, {"name", "New"}});
+  EXPECT_EQ(table(), "2 applications found in /Apps, 1 not suitable for the processor\n"
+                     "\n"
+                     "NAME  TYPE  EXTENSIONS  NOTE          PATH\n"
+                     "New   app   -           -             /Apps/New\n"
+                     "Old   app   -           not suitable  /Apps/Old\n");
+}
+
+TEST_F(RecordTable, CallsAProgramWithoutANameAsItsFile) {
+  add({{"path", "/Apps/define"}, {"type", "services"}});
+  add({{"path", "/Apps/view"}, {"type", "extension"}, {"name", "pic"}});
+  EXPECT_THAT(table(), HasSubstr("define  services   -           /Apps/define\n"));
+  EXPECT_THAT(table(), HasSubstr("view    extension  pic         /Apps/view\n"));
+}
+
+TEST_F(RecordTable, ShowsRecordsWithoutAnyKnownKey) {
+  add({{"colour", "blue"}});
+  EXPECT_EQ(table(), "1 application found in /Apps\n"
+                     "\n"
+                     "NAME  TYPE  EXTENSIONS  PATH\n"
+                     "-     -     -           -\n");
+}
+
+TEST_F(RecordTable, LetsNoNameDriveTheTerminal) {
+  add({{"path", "/Apps/\x1b[2J\n"}, {"type", "a\tpp"}, {"name", "\x1b]0;x\x07\xFF"}});
+  add({{"path", "/Apps/\xE2\x80\xAE"}, {"type", "extension"}, {"name", "\x9b"}});
+  for (const char byte : {'\x1b', '\x07', '\t', '\xFF', '\x9b'})
+    EXPECT_THAT(table(), Not(HasSubstr(std::string(1, byte))));
+  EXPECT_THAT(table(), HasSubstr("/Apps/\\x1b[2J\\n\n"));
+}
+
+TEST_F(RecordTable, AlignsByColumnsNotBytes) {
+  add({{"path", "/a"}, {"type", "app"}, {"name", "\xE6\x97\xA5\xE6\x9C\xAC"}});
+  add({{"path", "/b"}, {"type", "app"}, {"name", "abcd"}});
+  EXPECT_THAT(table(), HasSubstr("\xE6\x97\xA5\xE6\x9C\xAC  app   -           /a\n"));
+  EXPECT_THAT(table(), HasSubstr("abcd  app   -           /b\n"));
+}
+
+TEST_F(RecordTable, BreaksLongListsToFitATerminal) {
+  for (int i = 10; i < 20; ++i)
+    add({{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "ext" + std::to_string(i)}});
+  EXPECT_EQ(table(60), "1 application found in /Apps\n"
+                       "\n"
+                       "NAME  TYPE       EXTENSIONS                   PATH\n"
+                       "Edit  extension  ext10, ext11, ext12, ext13,  /Apps/Edit\n"
+                       "                 ext14, ext15, ext16, ext17,\n"
+                       "                 ext18, ext19\n");
+  EXPECT_THAT(table(), HasSubstr("ext10, ext11, ext12, ext13, ext14, ext15, ext16, ext17, ext18"));
+}
+
+TEST_F(RecordTable, StaysReadableInATerminalThatIsTooNarrow) {
+  add({{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "a-long-extension-name"}});
+  add({{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "b"}});
+  EXPECT_THAT(table(1), HasSubstr("a-long-extension-name,  /Apps/Edit\n"));
+}
+
+TEST_F(RecordTable, LetsNoLongNamePushTheOthersAway) {
+  const std::string longName(100000, 'x');
+  add({{"path", "/long"}, {"type", "app"}, {"name", longName}});
+  add({{"path", "/short"}, {"type", "app"}, {"name", "short"}});
+  EXPECT_LT(table().size(), longName.size() + 1000);
+  EXPECT_THAT(table(), HasSubstr(longName + "  app   -           /long\n"));
+}
+
+} // namespace
+} // namespace tesker::test

@@ -1,0 +1,181 @@
+#include "platform/ports/Bootstrap.h"
+#include "tests/ports/RawSockets.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+namespace tesker {
+namespace {
+
+using test::boundSocket;
+using test::openDescriptorCount;
+
+class BootstrapServiceTest : public testing::Test {
+protected:
+  kern_return_t checkIn(std::unique_ptr<BootstrapService> &service) const {
+    return BootstrapService::checkIn(directory_, "name", service);
+  }
+  std::unique_ptr<BootstrapService> checkedIn() const {
+    std::unique_ptr<BootstrapService> service;
+    EXPECT_EQ(checkIn(service), BOOTSTRAP_SUCCESS);
+    return service;
+  }
+  bool exists() const { return std::filesystem::exists(std::filesystem::symlink_status(name_)); }
+
+  // A connection as somebody makes it who looks the service up.
+  FileDescriptor connect() const {
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = test::addressOf(name_);
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) < 0)
+      socket.reset();
+    return socket;
+  }
+
+  test::TemporaryDirectory temporary_;
+  std::string directory_ = temporary_.makeDirectory("names", 0700);
+  std::string name_ = directory_ + "/name";
+};
+
+TEST_F(BootstrapServiceTest, MakesTheMissingDirectoriesForItsUserOnly) {
+  directory_ = temporary_.path("a/b/c");
+  const auto service = checkedIn();
+  struct stat status {};
+  for (const char *made : {"a", "a/b", "a/b/c"}) {
+    ASSERT_EQ(::stat(temporary_.path(made).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0700U) << made;
+  }
+}
+
+TEST_F(BootstrapServiceTest, RefusesADirectoryThatOthersMayEnter) {
+  ASSERT_EQ(::chmod(directory_.c_str(), 0755), 0);
+  std::unique_ptr<BootstrapService> service;
+  EXPECT_EQ(checkIn(service), BOOTSTRAP_NOT_PRIVILEGED);
+  EXPECT_FALSE(service);
+  EXPECT_FALSE(exists());
+}
+
+TEST_F(BootstrapServiceTest, RefusesANameThatCanBeNoFiles) {
+  std::unique_ptr<BootstrapService> service;
+  EXPECT_EQ(BootstrapService::checkIn(directory_, "../name", service), EINVAL);
+  EXPECT_EQ(BootstrapService::checkIn(directory_, "", service), EINVAL);
+}
+
+TEST_F(BootstrapServiceTest, RemovesItsSocketAtTheEnd) {
+  const auto before = openDescriptorCount();
+  auto service = checkedIn();
+  EXPECT_TRUE(exists());
+  service.reset();
+  EXPECT_FALSE(exists());
+  EXPECT_EQ(openDescriptorCount(), before);
+}
+
+TEST_F(BootstrapServiceTest, LeavesASocketThatHasTakenItsPlace) {
+  auto service = checkedIn();
+  ASSERT_EQ(::rename(name_.c_str(), temporary_.path("aside").c_str()), 0);
+  const FileDescriptor other = boundSocket(name_);
+  service.reset();
+  EXPECT_TRUE(exists());
+}
+
+TEST_F(BootstrapServiceTest, ReplacesASocketThatNobodyListensOn) {
+  ASSERT_TRUE(boundSocket(name_)); // closed at once
+  ASSERT_TRUE(exists());
+  const auto service = checkedIn();
+  EXPECT_TRUE(connect());
+}
+
+TEST_F(BootstrapServiceTest, IsRefusedWhileAnotherOneLives) {
+  const auto first = checkedIn();
+  std::unique_ptr<BootstrapService> second;
+  EXPECT_EQ(checkIn(second), BOOTSTRAP_NAME_IN_USE);
+  EXPECT_FALSE(second);
+  EXPECT_TRUE(connect());
+}
+
+TEST_F(BootstrapServiceTest, IsRefusedWhereSomethingElseStandsUnderTheName) {
+  temporary_.writeFile("names/name", "a file of the user's");
+  std::unique_ptr<BootstrapService> service;
+  EXPECT_EQ(checkIn(service), BOOTSTRAP_NAME_IN_USE);
+  EXPECT_TRUE(exists());
+}
+
+TEST_F(BootstrapServiceTest, AcceptsWithoutWaiting) {
+  const auto service = checkedIn();
+  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+  const FileDescriptor tool = connect();
+  pollfd waiting{service->descriptor(), POLLIN, 0};
+  EXPECT_EQ(::poll(&waiting, 1, 0), 1);
+  EXPECT_NE(service->acceptConnection(), PORT_NULL);
+  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+}
+
+TEST_F(BootstrapServiceTest, KeepsConnectionsOpenForAsLongAsItLives) {
+  auto service = checkedIn();
+  const FileDescriptor first = connect(), second = connect();
+  ASSERT_NE(service->acceptConnection(), PORT_NULL);
+  ASSERT_NE(service->acceptConnection(), PORT_NULL);
+  pollfd ends[] = {{first.get(), 0, 0}, {second.get(), 0, 0}};
+  EXPECT_EQ(::poll(ends, 2, 0), 0);
+  service.reset();
+  EXPECT_EQ(::poll(ends, 2, 0), 2);
+}
+
+TEST_F(BootstrapServiceTest, GivesUpConnectionsThatHaveEnded) {
+  const auto service = checkedIn();
+  FileDescriptor tool = connect();
+  const port_t port = service->acceptConnection();
+  EXPECT_GE(receiveDescriptor(port), 0);
+  tool.reset();
+  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+  EXPECT_EQ(receiveDescriptor(port), -1);
+}
+
+TEST_F(BootstrapServiceTest, DoesNotWaitForWhoeverKeepsTheDirectoryLocked) {
+  auto service = checkedIn();
+  const FileDescriptor other(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  std::unique_ptr<BootstrapService> second;
+  EXPECT_EQ(BootstrapService::checkIn(directory_, "second", second), EWOULDBLOCK);
+  EXPECT_FALSE(second);
+  service.reset();
+  EXPECT_FALSE(exists()) << "the name is given up all the same";
+}
+
+TEST_F(BootstrapServiceTest, TurnsAnotherUsersProcessesAway) {
+  TESKER_SKIP_UNLESS_ROOT();
+  const auto service = checkedIn();
+  for (const std::string &path : {temporary_.path(), directory_, name_})
+    ASSERT_EQ(::chmod(path.c_str(), 0777), 0);
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const FileDescriptor reading(ready[0]);
+  FileDescriptor writing(ready[1]);
+  const pid_t stranger = ::fork();
+  if (stranger == 0) {
+    const bool connected =
+        ::setresuid(test::kOtherUser, test::kOtherUser, test::kOtherUser) == 0 && [&] {
+          const FileDescriptor socket = connect();
+          (void)!::write(writing.get(), socket ? "y" : "n", 1);
+          return socket && test::receiveRaw(socket.get()).first.empty(); // the end
+        }();
+    ::_exit(connected ? 0 : 1);
+  }
+  writing.reset();
+  char connected = 0;
+  ASSERT_EQ(::read(reading.get(), &connected, 1), 1);
+  EXPECT_EQ(connected, 'y');
+  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+  int status = -1;
+  ASSERT_EQ(::waitpid(stranger, &status, 0), stranger);
+  EXPECT_EQ(status, 0);
+}
+
+} // namespace
+} // namespace tesker

@@ -1,0 +1,271 @@
+// How a connection, and a wait on it, comes to its end.
+
+#include "protocol/NSRunLoop.h"
+#include "tests/protocol/ConnectionPair.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <sys/wait.h>
+
+namespace tesker {
+namespace {
+
+using test::BusPeer;
+using test::Channels;
+using test::pump;
+using test::RecordingRoot;
+using test::Requested;
+using testing::ElementsAre;
+
+class ConnectionEnd : public testing::Test {
+protected:
+  ConnectionEnd() { tool->setRootObject(root); }
+
+  Channels channels;
+  RecordingRoot root;
+  RefPtr<NSConnection> tool = channels.toolSide();
+};
+
+TEST_F(ConnectionEnd, GarbageInPlaceOfTheAuthenticationEndsTheRunLoop) {
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "garbage\r\nand more of it\r\n"));
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, AnEndlessLineInPlaceOfTheAuthenticationEndsTheRunLoop) {
+  const std::string line(std::size_t{1} << 17, 'x');
+  ASSERT_GT(::send(channels.toTool.far.get(), line.data(), line.size(), MSG_DONTWAIT), 0);
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, ARefusedAuthenticationEndsTheRunLoop) {
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "REJECTED EXTERNAL\r\n"));
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, AHangUpInTheMiddleOfTheAuthenticationEndsTheRunLoop) {
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "OK 0123"));
+  channels.toTool.far.reset();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, AHangUpOfTheInputAloneEndsTheRunLoop) {
+  channels.toTool.far.reset();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, AHangUpOfTheOutputAloneEndsTheRunLoop) {
+  channels.toMaster.near.reset();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, AHangUpOfEitherChannelLaterOnEndsTheRunLoop) {
+  for (const bool input : {true, false}) {
+    Channels other;
+    const auto connection = other.toolSide();
+    connection->setRootObject(root);
+    BusPeer master(other);
+    master.ask(master.request("one"));
+    ASSERT_TRUE(pump(*connection, master, [&] { return master.answers.size() == 1; }));
+    if (input)
+      master.closeOutput(); // its output is the tool's input
+    else
+      master.closeInput();
+    tool = nullptr; // leaves the run loop
+    NSRunLoop::currentRunLoop().run();
+    EXPECT_FALSE(connection->isValid());
+  }
+}
+
+TEST_F(ConnectionEnd, GarbageAfterTheAuthenticationEndsTheRunLoop) {
+  BusPeer master(channels);
+  master.ask(master.request("one"));
+  ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
+  ASSERT_TRUE(test::sendRaw(master.output(), std::string(64, '\x7f')));
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, ADescriptorWithTheAuthenticationIsClosedAndEndsTheRunLoop) {
+  test::SocketPair uninvited(SOCK_STREAM);
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "O", {uninvited.far.get()}));
+  uninvited.far.reset();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+  pollfd end{uninvited.near.get(), 0, 0};
+  EXPECT_EQ(::poll(&end, 1, 0), 1);
+}
+
+TEST_F(ConnectionEnd, ADescriptorWithAMessageIsClosedAndEndsTheRunLoop) {
+  test::SocketPair uninvited(SOCK_STREAM);
+  BusPeer master(channels);
+  master.ask(master.request("one"));
+  ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
+  ASSERT_TRUE(test::sendRaw(master.output(), "l", {uninvited.far.get()}));
+  uninvited.far.reset();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_FALSE(tool->isValid());
+  pollfd end{uninvited.near.get(), 0, 0};
+  EXPECT_EQ(::poll(&end, 1, 0), 1);
+}
+
+TEST_F(ConnectionEnd, AMasterThatAsksAndReadsNothingEndsTheConnection) {
+  BusPeer master(channels);
+  master.ask(master.request("one"));
+  ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
+  for (int i = 0; i < 100000 && tool->isValid(); ++i) {
+    master.ask(master.call("org.freedesktop.DBus.Peer", "Ping"));
+    (void)tool->dispatch();
+  }
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, WhatArrivedBeforeAHangUpIsStillServed) {
+  BusPeer master(channels);
+  master.ask(master.request("first"));
+  ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
+  master.tell(master.request("last words"));
+  master.close();
+  NSRunLoop::currentRunLoop().run();
+  EXPECT_THAT(root.requests,
+              ElementsAre(Requested{"path", "/p", "first"}, Requested{"path", "/p", "last words"}));
+  EXPECT_FALSE(tool->isValid());
+}
+
+TEST_F(ConnectionEnd, AnExceptionOutOfARequestLeavesTheRunLoop) {
+  BusPeer master(channels);
+  root.onRequest = [](const Requested &, FinderClient &) { throw std::runtime_error("raised"); };
+  master.tell(master.request("one"));
+  EXPECT_THROW((void)pump(*tool, master, [] { return false; }), std::runtime_error);
+  // The connection itself is as good as before.
+  root.onRequest = nullptr;
+  master.tell(master.request("two"));
+  ASSERT_TRUE(pump(*tool, master, [&] { return root.requests.size() == 2; }));
+}
+
+TEST(RunLoop, WithoutConnectionsReturnsAtOnce) { NSRunLoop::currentRunLoop().run(); }
+
+TEST_F(ConnectionEnd, AConnectionThatGoesLeavesTheRunLoop) {
+  tool = nullptr;
+  NSRunLoop::currentRunLoop().run();
+}
+
+// A master in a process of its own, since self() waits.
+class WaitingForSelf : public testing::Test {
+protected:
+  using Answer = std::function<int(BusPeer &, sd_bus_message *)>;
+
+  // Serves one request whose answer is "text", then self(), against a master that answers self in
+  // the given way (0: not at all); returns when self() has.
+  void askAndWait(const Answer &answer) {
+    RecordingRoot root;
+    Channels channels;
+    const pid_t master = ::fork();
+    if (master == 0) {
+      channels.toTool.near.reset();
+      channels.toMaster.far.reset();
+      ::_exit(playMaster(channels, answer));
+    }
+    channels.toTool.far.reset();
+    channels.toMaster.near.reset();
+    auto tool = channels.toolSide();
+    tool->setRootObject(root);
+    root.onRequest = [](const Requested &, FinderClient &client) {
+      client.noteLines(nullptr, *NSString::create("/p"));
+      client.self();
+      throw std::runtime_error("self returned");
+    };
+    EXPECT_THROW(NSRunLoop::currentRunLoop().run(), std::runtime_error);
+    tool = nullptr; // the master sees the end
+    int status = -1;
+    ASSERT_EQ(::waitpid(master, &status, 0), master);
+    EXPECT_EQ(status, 0);
+  }
+
+private:
+  struct Master {
+    BusPeer &peer;
+    const Answer &answer;
+    bool noted = false, asked = false;
+  };
+
+  static int take(sd_bus_message *message, void *data, sd_bus_error *) {
+    auto &master = *static_cast<Master *>(data);
+    if (sd_bus_message_is_method_call(message, "Tesker.Client", "noteLines_for_") > 0)
+      master.noted = true;
+    if (sd_bus_message_is_method_call(message, "Tesker.Client", "self") <= 0)
+      return 0;
+    master.asked = true;
+    return master.answer(master.peer, message);
+  }
+
+  // 0 when the tool told what it found, then asked, and then went away.
+  static int playMaster(Channels &channels, const Answer &answer) {
+    BusPeer peer(channels);
+    Master master{peer, answer};
+    sd_bus_add_filter(peer.bus(), nullptr, take, &master);
+    peer.tell(peer.request("old"));
+    while (peer.isOpen()) {
+      if (peer.step())
+        continue;
+      std::vector<pollfd> descriptors;
+      peer.appendPollDescriptors(descriptors);
+      ::poll(descriptors.data(), descriptors.size(), -1);
+    }
+    return master.noted && master.asked ? 0 : 1;
+  }
+};
+
+TEST_F(WaitingForSelf, EndsWithTheAnswer) {
+  askAndWait([](BusPeer &, sd_bus_message *message) {
+    return sd_bus_reply_method_return(message, "o", "/me");
+  });
+}
+
+TEST_F(WaitingForSelf, EndsWithAnAnswerOfAnotherKind) {
+  askAndWait([](BusPeer &, sd_bus_message *message) {
+    return sd_bus_reply_method_return(message, nullptr);
+  });
+}
+
+TEST_F(WaitingForSelf, EndsWithAnErrorReply) {
+  askAndWait([](BusPeer &, sd_bus_message *message) {
+    return sd_bus_reply_method_errorf(message, "Tesker.Error", "no");
+  });
+}
+
+TEST_F(WaitingForSelf, EndsWhenTheMasterGoes) {
+  askAndWait([](BusPeer &peer, sd_bus_message *) {
+    peer.closeInput();
+    peer.closeOutput();
+    return 1;
+  });
+}
+
+TEST_F(WaitingForSelf, EndsWhenOneChannelHangsUp) {
+  askAndWait([](BusPeer &peer, sd_bus_message *) {
+    peer.closeInput();
+    return 1;
+  });
+  askAndWait([](BusPeer &peer, sd_bus_message *) {
+    peer.closeOutput();
+    return 1;
+  });
+}
+
+TEST_F(WaitingForSelf, EndsWhenTheMasterBreaksTheProtocol) {
+  askAndWait([](BusPeer &peer, sd_bus_message *) {
+    (void)test::sendRaw(peer.output(), std::string(64, '\x7f'));
+    return 1;
+  });
+}
+
+} // namespace
+} // namespace tesker

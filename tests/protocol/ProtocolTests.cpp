@@ -1,0 +1,195 @@
+// The tool's side of the connection against a master that speaks D-Bus by itself.
+
+#include "protocol/NSRunLoop.h"
+#include "tests/protocol/ConnectionPair.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+
+namespace tesker {
+namespace {
+
+using test::BusPeer;
+using test::Channels;
+using test::pump;
+using test::RecordingRoot;
+using test::Requested;
+using testing::ElementsAre;
+
+constexpr const char *kInvalidArguments = "org.freedesktop.DBus.Error.InvalidArgs";
+constexpr std::size_t kCarryLimit = 1000;
+
+class Protocol : public testing::Test {
+protected:
+  Protocol() { tool->setRootObject(root); }
+
+  bool pumpUntil(const std::function<bool()> &done) { return pump(*tool, master, done); }
+  bool pumpUntilAnswered(std::size_t count = 1) {
+    return pumpUntil([&] { return master.answers.size() == count; });
+  }
+  // Sends a good request; what was sent before has been taken when it arrives.
+  std::optional<std::string> previousOfNextRequest(std::optional<std::string_view> own) {
+    const std::size_t before = root.requests.size();
+    master.tell(master.request(own));
+    EXPECT_TRUE(pumpUntil([&] { return root.requests.size() > before; }));
+    return root.requests.empty() ? "no request" : root.requests.back().previous;
+  }
+
+  Channels channels;
+  RecordingRoot root;
+  RefPtr<NSConnection> tool = channels.toolSide(kCarryLimit);
+  BusPeer master{channels};
+};
+
+TEST_F(Protocol, ARequestIsAnsweredWhenAReplyIsAskedFor) {
+  master.ask(master.request("old"));
+  ASSERT_TRUE(pumpUntilAnswered());
+  EXPECT_THAT(master.answers, ElementsAre(""));
+  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p", "old"}));
+}
+
+TEST_F(Protocol, ARequestThatAsksForNoReplyGetsNone) {
+  const auto request = master.request("old");
+  master.tell(request);
+  ASSERT_TRUE(pumpUntil([&] { return root.requests.size() == 1; }));
+  int replies = 0;
+  const auto count = [](sd_bus_message *message, void *data, sd_bus_error *) {
+    std::uint8_t type = 0;
+    sd_bus_message_get_type(message, &type);
+    *static_cast<int *>(data) += type == SD_BUS_MESSAGE_METHOD_CALL ? 0 : 1;
+    return 0;
+  };
+  sd_bus_add_filter(master.bus(), nullptr, count, &replies);
+  master.ask(master.request(std::nullopt));
+  ASSERT_TRUE(pumpUntilAnswered());
+  EXPECT_EQ(replies, 0); // but the awaited one, which filters do not see
+}
+
+TEST_F(Protocol, AWrongSignatureIsAnInvalidArgument) {
+  const auto message = master.call("Tesker.ToolFinder", "findAppsInSearchPath_previous_for_");
+  sd_bus_message_append(message.get(), "sso", "/p", "", "/me");
+  master.ask(message);
+  ASSERT_TRUE(pumpUntilAnswered());
+  EXPECT_THAT(master.answers, ElementsAre(kInvalidArguments));
+  EXPECT_TRUE(root.requests.empty());
+  EXPECT_EQ(previousOfNextRequest("next"), "next"); // the run loop goes on
+}
+
+TEST_F(Protocol, TwoElementsWhereNoneOrOneMayStandAreAnInvalidArgument) {
+  const auto message = master.call("Tesker.ToolFinder", "findAppsForDockPaths_previous_for_");
+  sd_bus_message_append(message.get(), "ayaayo", 1, 'p', 2, 1, 'a', 1, 'b', "/me");
+  master.ask(message);
+  ASSERT_TRUE(pumpUntilAnswered());
+  EXPECT_THAT(master.answers, ElementsAre(kInvalidArguments));
+  EXPECT_TRUE(root.requests.empty());
+  EXPECT_EQ(previousOfNextRequest("next"), "next");
+}
+
+TEST_F(Protocol, ARefusedCallDoesNotTakeWhatWasCarried) {
+  master.carry("carried ");
+  const auto message = master.call("Tesker.ToolFinder", "findAppsForDockPaths_previous_for_");
+  sd_bus_message_append(message.get(), "ayaayo", 1, 'p', 2, 1, 'a', 1, 'b', "/me");
+  master.ask(message);
+  EXPECT_EQ(previousOfNextRequest("own"), "carried own");
+}
+
+TEST_F(Protocol, WhatIsNotKnownIsAnErrorAndTheRunLoopGoesOn) {
+  master.ask(master.call("Tesker.ToolFinder", "findNothing"));
+  master.ask(master.call("Tesker.Unknown", "self"));
+  master.ask(master.call("Tesker.ToolFinder", "self", "/elsewhere"));
+  ASSERT_TRUE(pumpUntilAnswered(3));
+  EXPECT_THAT(master.answers, ElementsAre("org.freedesktop.DBus.Error.UnknownMethod",
+                                          "org.freedesktop.DBus.Error.UnknownMethod",
+                                          "org.freedesktop.DBus.Error.UnknownObject"));
+  EXPECT_EQ(previousOfNextRequest("next"), "next");
+}
+
+TEST_F(Protocol, CarriedPiecesStandBeforeTheNextTextInOrder) {
+  master.carry("one ");
+  master.carry("");
+  master.carry("two ");
+  EXPECT_EQ(previousOfNextRequest("three"), "one two three");
+  EXPECT_EQ(previousOfNextRequest("alone"), "alone");
+}
+
+TEST_F(Protocol, NilAfterCarriedPiecesCountsAsEmpty) {
+  master.carry("carried");
+  EXPECT_EQ(previousOfNextRequest(std::nullopt), "carried");
+  EXPECT_EQ(previousOfNextRequest(std::nullopt), std::nullopt);
+  master.carry("");
+  EXPECT_EQ(previousOfNextRequest(std::nullopt), "");
+}
+
+TEST_F(Protocol, CarryIsAnsweredWhenAReplyIsAskedFor) {
+  const auto message = master.call("Tesker.Connection", "carry");
+  sd_bus_message_append(message.get(), "ay", 1, 'x');
+  master.ask(message);
+  ASSERT_TRUE(pumpUntilAnswered());
+  EXPECT_THAT(master.answers, ElementsAre(""));
+  EXPECT_EQ(previousOfNextRequest("y"), "xy");
+}
+
+TEST_F(Protocol, CarryingAsMuchAsTheLimitIsTaken) {
+  const std::string half(kCarryLimit / 2, '.');
+  master.carry(half);
+  master.carry(half);
+  EXPECT_EQ(previousOfNextRequest("end"), half + half + "end");
+  master.carry(half + half);
+  EXPECT_EQ(previousOfNextRequest("end"), half + half + "end");
+}
+
+TEST_F(Protocol, CarryingMoreThanTheLimitEndsTheConnection) {
+  master.carry(std::string(kCarryLimit, '.'));
+  master.carry(".");
+  EXPECT_FALSE(pumpUntil([&] { return !master.isOpen() && tool->isValid(); }));
+  EXPECT_FALSE(tool->isValid());
+  EXPECT_FALSE(master.isOpen()); // it sees the end
+  EXPECT_TRUE(root.requests.empty());
+}
+
+TEST_F(Protocol, WhileARequestIsServedAFurtherOneIsRefused) {
+  bool nested = false;
+  root.onRequest = [&](const Requested &, FinderClient &) {
+    master.ask(master.request("second"));
+    // As a tool that waits for an answer does.
+    nested = pumpUntil([&] { return master.answers.size() == 1; });
+  };
+  master.tell(master.request("first"));
+  ASSERT_TRUE(pumpUntil([&] { return nested; }));
+  EXPECT_THAT(master.answers, ElementsAre("org.freedesktop.DBus.Error.LimitsExceeded"));
+  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p", "first"}));
+}
+
+TEST_F(Protocol, TheObjectsAreTheDocumentedOnes) {
+  std::string introspected;
+  const auto keep = [](sd_bus_message *reply, void *text, sd_bus_error *) {
+    const char *xml = nullptr;
+    if (sd_bus_message_read(reply, "s", &xml) > 0)
+      *static_cast<std::string *>(text) = xml;
+    return 1;
+  };
+  sd_bus_call_async(master.bus(), nullptr,
+                    master.call("org.freedesktop.DBus.Introspectable", "Introspect").get(), keep,
+                    &introspected, UINT64_MAX);
+  ASSERT_TRUE(pumpUntil([&] { return !introspected.empty(); }));
+
+  std::ifstream file(TESKER_DOCUMENTS "/Tesker.ToolFinder.xml");
+  const std::string whole{std::istreambuf_iterator<char>(file), {}};
+  const auto interfaceOf = [](const std::string &xml, const std::string &name) {
+    const std::size_t start = xml.find("<interface name=\"" + name + "\">");
+    EXPECT_NE(start, std::string::npos) << name;
+    if (start == std::string::npos)
+      return std::string();
+    const std::string text = xml.substr(start, xml.find("</interface>", start) - start);
+    const std::string bare = std::regex_replace(text, std::regex("<!--[^>]*-->"), "");
+    return std::regex_replace(bare, std::regex("\\s+"), " ");
+  };
+  for (const char *name : {"Tesker.ToolFinder", "Tesker.Connection"})
+    EXPECT_EQ(interfaceOf(introspected, name), interfaceOf(whole, name));
+}
+
+} // namespace
+} // namespace tesker
