@@ -1,13 +1,17 @@
 #include "caching/CachingFileManager.h"
 
 #include "caching/GlobalStatCache.h"
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/DirectoryListing.h"
+#include "filesystem/UsersAndGroups.h"
+#include "paths/PathFunctions.h"
+#include "platform/foundation/NSException.h"
 
-#include <string_view>
+#include <algorithm>
+#include <iterator>
 
 namespace tesker {
 
-RefPtr<const NSString> lastDir;
+NSString lastDir;
 
 namespace {
 
@@ -17,9 +21,7 @@ constexpr std::int32_t kValidateListings = 4;
 constexpr int kExecute = 1;
 constexpr int kWrite = 2;
 
-bool isDirectoryItself(const NSString *file) { return file == nullptr || isEqual(file, "."); }
-
-// The super-user reads and writes everything, and executes what anybody may execute.
+// The super-user reads and writes everything, and executes what anyone may execute.
 bool isPermittedToSuperUser(int mode, const NSFileAttributes &info) {
   if ((mode & kExecute) == 0)
     return true;
@@ -31,8 +33,9 @@ bool isPermitted(int mode, const NSFileAttributes &info) {
   const std::int32_t user = cachedGetUID();
   if (user == 0)
     return isPermittedToSuperUser(mode, info);
-  // One triplet counts. Owner and group are the narrow, signed numbers of the attributes: an id
-  // above 32767 never matches, and its user is judged by the bits of the others.
+  // One triplet counts. Kept: owner and group are the narrow, signed numbers of the attributes, as
+  // those have always been compared; an id above 32767 never matches, and its user is judged by the
+  // bits of the others.
   int permitted = info.fullPermissions();
   if (info._getUID() == user)
     permitted >>= 6;
@@ -43,57 +46,56 @@ bool isPermitted(int mode, const NSFileAttributes &info) {
 
 } // namespace
 
-CachingFileManager::CachingFileManager() : caches_(&filerZone()) {}
+CachingFileManager::CachingFileManager()
+    : dirFileStatsCache_(kValidateFiles, tesker::filerZone()),
+      fileTypeCache_(kValidateFiles, tesker::filerZone()),
+      childrenNamesCache_(kValidateListings, tesker::filerZone()) {}
 
 CachingFileManager &CachingFileManager::classObject() {
-  static CachingFileManager &object = *new CachingFileManager;
-  static bool isInitialized = false;
-  if (!isInitialized) {
-    // First, because the caches that it makes ask for the class object.
-    isInitialized = true;
-    try {
-      object.initialize();
-    } catch (...) {
-      isInitialized = false;
-      throw;
-    }
-  }
+  static CachingFileManager &object = initialize();
   return object;
 }
 
-void CachingFileManager::initialize() {
+CachingFileManager &CachingFileManager::initialize() {
   setFilerTS(globalLastValidateDate);
   emptyGlobalTable();
-  dirFileStatsCache_ = DirFileStatsCache::initValidateWhen(kValidateFiles, filerZone());
-  fileTypeCache_ = FileTypeCache::initValidateWhen(kValidateFiles, filerZone());
-  childrenNamesCache_ = ChildrenNamesCache::initValidateWhen(kValidateListings, filerZone());
+  return *new CachingFileManager;
 }
-
-void CachingFileManager::addCache(FilerCache &cache) { caches_.push_back(&cache); }
-
-void CachingFileManager::removeCache(FilerCache &cache) { std::erase(caches_, &cache); }
 
 void CachingFileManager::bumpGeneration() { ++generation; }
 
-RefPtr<NSFileAttributes> CachingFileManager::_privateLstatDir(const NSString &dir,
-                                                              const NSString *file) {
-  if (!isDirectoryItself(file))
-    return dirFileStatsCache_->lstatDir(dir, *file);
-  RefPtr<NSFileAttributes> result;
-  globalCachedDirStat(&dir, result, false);
-  return result;
+std::optional<NSFileAttributes> CachingFileManager::_privateLstatDir(const NSString &dir,
+                                                                     const NSString &file) {
+  return namesDirectoryItself(file) ? globalCachedDirStat(dir, false)
+                                    : dirFileStatsCache_.lstatDir(dir, file);
 }
 
-RefPtr<NSFileAttributes> CachingFileManager::_privateStatDir(const NSString &dir,
-                                                             const NSString *file) {
-  if (!isDirectoryItself(file))
-    return dirFileStatsCache_->statDir(dir, *file);
-  RefPtr<NSFileAttributes> result;
-  globalCachedDirStat(&dir, result, true);
-  return result;
+std::optional<NSFileAttributes> CachingFileManager::_privateStatDir(const NSString &dir,
+                                                                    const NSString &file) {
+  return namesDirectoryItself(file) ? globalCachedDirStat(dir, true)
+                                    : dirFileStatsCache_.statDir(dir, file);
 }
 
-bool CachingFileManager::isAccessible(int mode, const NSString &dir, const NSString *file) {
+std::optional<Names> CachingFileManager::_privateLStatDir(const NSString &dir, bool filterDots,
+                                                          bool filterBackups,
+                                                          std::vector<NSFileAttributes> &infos) {
+  try {
+    auto names = childrenForDirPath(dir, filterDots, filterBackups);
+    if (!names)
+      return std::nullopt;
+    for (const NSString &name : *names) {
+      const auto info = _privateLstatDir(dir, name);
+      if (!info) // it vanished, and nothing stands for it in infos
+        return std::nullopt;
+      infos.push_back(*info);
+    }
+    return names;
+  } catch (const NSException &) {
+    return std::nullopt;
+  }
+}
+
+bool CachingFileManager::isAccessible(int mode, const NSString &dir, const NSString &file) {
   auto info = _privateLstatDir(dir, file);
   if (info && info->isLink()) {
     if (info->isMagicDirectory())
@@ -110,7 +112,7 @@ bool CachingFileManager::isAccessible(int mode, const NSString &dir, const NSStr
   return info && isPermitted(mode, *info);
 }
 
-bool CachingFileManager::access(int mode, const NSString &dir, const NSString *file) {
+bool CachingFileManager::access(int mode, const NSString &dir, const NSString &file) {
   try {
     return isAccessible(mode, dir, file);
   } catch (...) {
@@ -118,56 +120,57 @@ bool CachingFileManager::access(int mode, const NSString &dir, const NSString *f
   }
 }
 
-std::int32_t CachingFileManager::getFilerTypeDir(const NSString &dir, const NSString *file) {
-  return fileTypeCache_->getFilerTypeDir(dir, file);
+std::int32_t CachingFileManager::getFilerTypeDir(const NSString &dir, const NSString &file) {
+  return fileTypeCache_.getFilerTypeDir(dir, file);
 }
 
-RefPtr<NSMutableArray> CachingFileManager::childrenForDirPath(const NSString &dirPath,
-                                                              bool filterDots, bool filterBackups) {
-  auto names = childrenNamesCache_->childrenNamesFor(dirPath);
-  if (!names || (!filterDots && !filterBackups))
-    return names;
-  auto chosen = NSMutableArray::create(names->count(), filerZone());
-  for (const auto &name : *names) {
-    const std::string_view bytes = as<NSString>(&*name)->bytes();
-    if (!(filterDots && bytes.starts_with('.')) && !(filterBackups && bytes.ends_with('~')))
-      chosen->addObject(name);
-  }
+std::optional<Names> CachingFileManager::childrenForDirPath(const NSString &dirPath,
+                                                            bool filterDots, bool filterBackups) {
+  const Names *names = childrenNamesCache_.childrenNamesFor(dirPath);
+  if (names == nullptr)
+    return std::nullopt;
+  if (!filterDots && !filterBackups)
+    return *names;
+  Names chosen;
+  chosen.reserve(names->size());
+  const NameFilter filter{filterDots, filterBackups};
+  std::remove_copy_if(names->begin(), names->end(), std::back_inserter(chosen),
+                      [filter](const NSString &name) { return filter.leavesOut(name.bytes()); });
   return chosen;
 }
 
 bool CachingFileManager::hasChildren(const NSString &path) {
-  const auto names = childrenNamesCache_->childrenNamesFor(path);
-  return names && names->count() > 0;
+  const Names *names = childrenNamesCache_.childrenNamesFor(path);
+  return names != nullptr && !names->empty();
 }
 
 void CachingFileManager::validate(std::int32_t mask) {
   setFilerTS(globalLastValidateDate);
   lastDir = nullptr;
-  for (FilerCache *cache : caches_)
+  for (FilerCache *cache : caches())
     cache->validate(mask);
 }
 
 void CachingFileManager::reset() {
   emptyGlobalTable();
-  for (FilerCache *cache : caches_)
+  for (FilerCache *cache : caches())
     cache->reset();
 }
 
 void CachingFileManager::flushDir(const NSString &path) {
   emptyGlobalTable();
-  for (FilerCache *cache : caches_)
+  for (FilerCache *cache : caches())
     cache->flushDir(path);
 }
 
 std::int32_t CachingFileManager::flushVeryOld(std::int32_t age) {
   std::int32_t removed = flushVeryOldGlobal(age);
   forgetHomeDirectories();
-  for (auto cache = caches_.rbegin(); cache != caches_.rend(); ++cache)
+  for (auto cache = caches().rbegin(); cache != caches().rend(); ++cache)
     removed += (*cache)->flushVeryOld(age);
   return removed;
 }
 
-void CachingFileManager::flushChildrenNamesCache() { childrenNamesCache_->reset(); }
+void CachingFileManager::flushChildrenNamesCache() { childrenNamesCache_.reset(); }
 
 } // namespace tesker

@@ -4,11 +4,11 @@
 // through them and are served as well. Answers may be as old as the last validate(), and in some
 // cases older. What each cache promises, and where that is less than one might hope, is said in
 //
-//   FilerTS.h            what a validation is worth within its own second
+//   FilerCache.h         what a validation is worth within its own second
 //   GlobalStatCache.h    directories themselves
 //   DirFileStatsCache.h  files in directories
 //   FileTypeCache.h      types
-//   ChildrenNamesCache.h listings
+//   FilerNameDirCache.h  listings
 //
 // How to use it: call validate() at the points from which fresh answers are wanted; after changing
 // the file system call flushDir() for the directory concerned, and bumpGeneration() before a
@@ -17,24 +17,25 @@
 // The masks of a validation: bit 2 reaches the attribute and type caches, bit 4 those and the
 // listings. The global stat cache is validated whatever the mask.
 //
-// Threading: one thread. Lifetime: the class object and the caches live as long as the process, in
-// the filer zone; they are made at the first call of classObject().
+// Lifetime: the class object and its caches live as long as the process, in the filer zone; they
+// are made at the first call of classObject().
 #pragma once
 
-#include "caching/ChildrenNamesCache.h"
 #include "caching/DirFileStatsCache.h"
 #include "caching/FileTypeCache.h"
+#include "caching/FilerNameDirCache.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 
 #include <cstdint>
 #include <memory_resource>
+#include <optional>
 #include <vector>
 
 namespace tesker {
 
 // A directory that a user of the caches keeps until the next validation, which clears it. Nothing
 // in the system sets it.
-extern RefPtr<const NSString> lastDir;
+extern NSString lastDir;
 
 class CachingFileManager final : public NSFileManager {
 public:
@@ -45,29 +46,34 @@ public:
   // remembered earlier in the same second.
   void bumpGeneration();
   // Every living cache, oldest first; borrowed.
-  const std::pmr::vector<FilerCache *> &caches() const { return caches_; }
+  const std::pmr::vector<FilerCache *> &caches() const { return FilerCache::living(); }
 
   // A file that is nil or "." is the directory itself. _privateStatNoMountDir is inherited: it asks
   // through these two.
-  [[nodiscard]] RefPtr<NSFileAttributes> _privateLstatDir(const NSString &dir,
-                                                          const NSString *file) override;
-  [[nodiscard]] RefPtr<NSFileAttributes> _privateStatDir(const NSString &dir,
-                                                         const NSString *file) override;
+  [[nodiscard]] std::optional<NSFileAttributes> _privateLstatDir(const NSString &dir,
+                                                                 const NSString &file) override;
+  [[nodiscard]] std::optional<NSFileAttributes> _privateStatDir(const NSString &dir,
+                                                                const NSString &file) override;
+  // From the cached listing and the cached attributes of each name. An exception that the
+  // file-system layer raises gives nothing, too.
+  [[nodiscard]] std::optional<Names>
+  _privateLStatDir(const NSString &dir, bool filterDots, bool filterBackups,
+                   std::vector<NSFileAttributes> &infos) override;
 
   // Whether the process's user may use the file as the bits of mode say (4 read, 2 write, 1
   // execute), judged from the cached attributes. A magic directory may always be used, and mode 0
   // is always granted, also for a file that is not there. Only one triplet counts: an owner who is
   // refused by the owner's bits does not get through by the group's or the others'. The super-user
-  // is refused only execution, where no triplet has it. A registered teller may veto writing. Never
-  // raises: any exception is a no.
-  bool access(int mode, const NSString &dir, const NSString *file);
+  // is refused only execution, where no triplet has it. A registered teller may veto writing. Kept:
+  // never raises; any exception, whatever it is, is a no.
+  bool access(int mode, const NSString &dir, const NSString &file);
 
   // See FileTypeCache.h.
-  std::int32_t getFilerTypeDir(const NSString &dir, const NSString *file);
+  std::int32_t getFilerTypeDir(const NSString &dir, const NSString &file);
 
-  // See NSFileManager; without a filter the answer is the cached array itself.
-  [[nodiscard]] RefPtr<NSMutableArray> childrenForDirPath(const NSString &dirPath, bool filterDots,
-                                                          bool filterBackups) override;
+  // See NSFileManager. The names are the cached strings.
+  [[nodiscard]] std::optional<Names> childrenForDirPath(const NSString &dirPath, bool filterDots,
+                                                        bool filterBackups) override;
   using NSFileManager::childrenForDirPath;
   // Whether the directory has a child; false when it cannot be listed.
   bool hasChildren(const NSString &path);
@@ -78,29 +84,25 @@ public:
   // a validate(): until then a directory last changed in the second of the validation before is
   // found changed at every use and not cached (FilerCache.h).
   void reset();
-  // Forgets what is cached for the directory, and all of the global stat cache: other paths may
-  // lead to the same directory or through it, and the table cannot tell which.
+  // Forgets what is cached for the directory. Kept: and all of the global stat cache; other paths
+  // may lead to the same directory or through it, and the table cannot tell which.
   void flushDir(const NSString &path);
   // Removes what is more than age seconds older than the newest of its kind, at most kLargestFlush
-  // entries of each directory cache, and forgets the home directories. Answers how many entries
-  // were removed.
+  // entries of each directory cache (of the global stat cache, all), and forgets the home
+  // directories. Answers how many entries were removed.
   std::int32_t flushVeryOld(std::int32_t age);
   // Forgets all listings.
   void flushChildrenNamesCache();
 
 private:
-  friend class FilerCache;              // adds and removes itself
   friend struct CachingFileManagerPeer; // for tests
   CachingFileManager();
-  void initialize();
-  void addCache(FilerCache &cache);
-  void removeCache(FilerCache &cache);
-  bool isAccessible(int mode, const NSString &dir, const NSString *file);
+  static CachingFileManager &initialize();
+  bool isAccessible(int mode, const NSString &dir, const NSString &file);
 
-  std::pmr::vector<FilerCache *> caches_;
-  RefPtr<DirFileStatsCache> dirFileStatsCache_;
-  RefPtr<FileTypeCache> fileTypeCache_;
-  RefPtr<ChildrenNamesCache> childrenNamesCache_;
+  DirFileStatsCache dirFileStatsCache_;
+  FileTypeCache fileTypeCache_;
+  ChildrenNamesCache childrenNamesCache_;
 };
 
 } // namespace tesker

@@ -1,11 +1,14 @@
 #include "caching/DirFileStatEntry.h"
 
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/ErrorTexts.h"
 #include "platform/foundation/OperatingSystem.h"
 
 #include <bit>
 #include <cstddef>
+#include <limits>
+#include <memory_resource>
 #include <new>
+#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -14,6 +17,39 @@ namespace tesker {
 std::int32_t nbDirFileStatEntryPages = 0;
 
 namespace {
+
+// A slot in use holds the record; one that is not, the number of the next such slot.
+union Slot {
+  Slot() : nextFree(0) {}
+  NSFileAttributes record;
+  std::uint32_t nextFree;
+};
+static_assert(std::is_trivially_copyable_v<NSFileAttributes>, "slots move when the table grows");
+
+struct SlotTable {
+  std::pmr::vector<Slot> slots{1, &NSDefaultMallocZone()}; // slot 0 stands for nothing
+  std::uint32_t firstFree = 0;                             // 0 for none
+  std::size_t inUse = 0;
+};
+
+SlotTable &slotTable() {
+  static auto &table = *new SlotTable;
+  return table;
+}
+
+std::uint32_t takeSlot(SlotTable &table) {
+  std::uint32_t slot = table.firstFree;
+  if (slot != 0) {
+    table.firstFree = table.slots[slot].nextFree;
+  } else {
+    if (table.slots.size() > std::numeric_limits<std::uint32_t>::max())
+      throw std::bad_alloc();
+    slot = static_cast<std::uint32_t>(table.slots.size());
+    table.slots.emplace_back();
+  }
+  ++table.inUse;
+  return slot;
+}
 
 struct PageTable {
   std::size_t pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); // vm_page_size
@@ -57,6 +93,39 @@ void takePage(PageTable &table) {
 
 } // namespace
 
+RecordHandle &RecordHandle::operator=(const std::optional<NSFileAttributes> &record) {
+  if (!record)
+    return *this = std::nullopt;
+  SlotTable &table = slotTable();
+  if (slot_ == 0)
+    slot_ = takeSlot(table);
+  new (&table.slots[slot_].record) NSFileAttributes(*record);
+  return *this;
+}
+
+RecordHandle &RecordHandle::operator=(std::nullopt_t) noexcept {
+  if (slot_ != 0) {
+    SlotTable &table = slotTable();
+    table.slots[slot_].nextFree = std::exchange(table.firstFree, slot_);
+    --table.inUse;
+    slot_ = 0;
+  }
+  return *this;
+}
+
+std::optional<NSFileAttributes> RecordHandle::record() const {
+  return slot_ != 0 ? std::optional(slotTable().slots[slot_].record) : std::nullopt;
+}
+
+void RecordHandle::fetchSoon(std::uint32_t slot) {
+  // A record may begin in one line of the processor's cache and end in the next.
+  const Slot *address = &slotTable().slots[slot];
+  __builtin_prefetch(address);
+  __builtin_prefetch(address + 1);
+}
+
+std::size_t recordsInUse() { return slotTable().inUse; }
+
 DirFileStatEntry &dirFileStatEntry(DirFileStatHandle handle) {
   return *std::launder(reinterpret_cast<DirFileStatEntry *>(addressOf(pageTable(), handle)));
 }
@@ -71,14 +140,14 @@ DirFileStatHandle newDirFileStatEntry() {
     }
   }
   const DirFileStatHandle handle = table.freeList;
-  table.freeList = dirFileStatEntry(handle).next;
+  table.freeList = std::exchange(dirFileStatEntry(handle).next, 0);
   return handle;
 }
 
 void freeDirFileStatEntry(DirFileStatHandle handle) {
   DirFileStatEntry &entry = dirFileStatEntry(handle);
-  entry.lstatInfo = RecordHandle();
-  entry.statInfo = RecordHandle();
+  entry.statInfo = std::nullopt;
+  entry.lstatInfo = std::nullopt;
   entry.next = std::exchange(pageTable().freeList, handle);
 }
 

@@ -1,42 +1,49 @@
 #include "caching/DirFileStatsCache.h"
 
-#include "caching/DirFileStatsTable.h"
-#include "caching/GlobalStatCache.h"
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/ErrorTexts.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "paths/PathFunctions.h"
 
-#include <utility>
-
 namespace tesker {
 
-Ref<DirFileStatsTable> DirFileStatsTable::create(NSZone &zone) {
-  return allocate<DirFileStatsTable>(zone, zone);
+namespace {
+
+void fill(DirFileStatEntry &entry, const FilerTS &stamp,
+          const std::optional<NSFileAttributes> &info) {
+  entry.lstatInfo = info; // the only step that can fail, and then nothing is changed
+  entry.statInfo = std::nullopt;
+  entry.stamp = stamp;
 }
 
+bool describesLink(const std::optional<NSFileAttributes> &info) { return info && info->isLink(); }
+
+} // namespace
+
 DirFileStatEntry *DirFileStatsTable::find(const NSString &file) {
-  const OwnedDirFileStatEntry *found = entries_.find(file);
-  return found != nullptr ? &**found : nullptr;
+  const auto known = names_.find(file);
+  if (!known)
+    return nullptr;
+  RecordHandle::fetchSoon(known->firstSlot);
+  return &dirFileStatEntry(known->entry);
 }
 
 void DirFileStatsTable::set(const NSString &file, const FilerTS &stamp,
-                            RefPtr<NSFileAttributes> lstatInfo) {
-  RecordHandle record(std::move(lstatInfo));
-  DirFileStatEntry *entry = find(file);
-  if (entry == nullptr) {
-    OwnedDirFileStatEntry made(newDirFileStatEntry());
-    if (!made)
-      return;
-    entry = &*made;
-    entries_.insert(file, std::move(made));
+                            const std::optional<NSFileAttributes> &info) {
+  if (DirFileStatEntry *entry = find(file)) {
+    fill(*entry, stamp, info);
+    return;
   }
-  entry->stamp = stamp;
-  entry->lstatInfo = std::move(record);
-  entry->statInfo = RecordHandle();
-}
-
-Ref<DirFileStatsCache> DirFileStatsCache::initValidateWhen(std::int32_t mask, NSZone &zone) {
-  return allocate<DirFileStatsCache>(zone, mask, zone);
+  const DirFileStatHandle made = entries_.add();
+  if (made == 0)
+    return;
+  try {
+    DirFileStatEntry &entry = dirFileStatEntry(made);
+    fill(entry, stamp, info);
+    names_.insert(file, {made, entry.lstatInfo.slot()});
+  } catch (...) {
+    entries_.removeNewest();
+    throw;
+  }
 }
 
 DirFileStatsCache::LastFile &DirFileStatsCache::lastFile() {
@@ -44,61 +51,55 @@ DirFileStatsCache::LastFile &DirFileStatsCache::lastFile() {
   return last;
 }
 
-bool DirFileStatsCache::LastFile::isFor(const NSString &dir, const NSString &file) const {
-  // The file first: over one directory it is what differs.
-  return LSlastFile && LSlastFile->isEqualToString(file) && LSlastDir->isEqualToString(dir);
+const std::optional<NSFileAttributes> &
+DirFileStatsCache::LastFile::remember(const NSString &dir, const NSString &file,
+                                      const std::optional<NSFileAttributes> &info) {
+  // In a walk the directory is the one already held.
+  if (!LSlastDir.isSameObjectAs(dir))
+    LSlastDir = dir;
+  LSlastFile = file;
+  LSlastInfo = info;
+  return LSlastInfo;
 }
 
-void DirFileStatsCache::LastFile::remember(const NSString &dir, const NSString &file,
-                                           RefPtr<NSFileAttributes> info) {
-  // Copies, so that a caller who changes its strings does not change what is remembered; an
-  // immutable string is its own copy. In a walk the directory is the one already held.
-  auto ownFile = file.copy(file.zone());
-  if (LSlastDir.get() != &dir)
-    LSlastDir = dir.copy(dir.zone());
-  LSlastFile = std::move(ownFile);
-  LSlastInfo = std::move(info);
-}
-
-RefPtr<NSFileAttributes> DirFileStatsCache::lstatDir(const NSString &dir, const NSString &file) {
+std::optional<NSFileAttributes> DirFileStatsCache::lstatDir(const NSString &dir,
+                                                            const NSString &file) {
   LastFile &last = lastFile();
   if (last.isFor(dir, file))
     return last.LSlastInfo;
-  const auto table = ensureTable<DirFileStatsTable>(dir);
-  const DirFileStatEntry *entry = table->find(file);
-  if (entry != nullptr && isValid(entry->stamp)) {
-    last.remember(dir, file, RefPtr<NSFileAttributes>(entry->lstatInfo.get()));
-    return last.LSlastInfo;
-  }
+  DirFileStatsTable *table = ensureValue(dir);
+  const DirFileStatEntry *entry = table != nullptr ? table->find(file) : nullptr;
+  if (entry != nullptr && isValid(entry->stamp))
+    return last.remember(dir, file, entry->lstatInfo.record());
   countMiss();
   // Taken before the question, so that a change meanwhile counts as one that came after it.
   FilerTS ts;
   setFilerTS(ts);
-  auto info = NSFileManager::classObject()._privateLstatDir(dir, &file);
+  const auto info = NSFileManager::classObject()._privateLstatDir(dir, file);
   if (info && info->isDirectory())
-    fillGlobalCachedDirLStat(*TeskerCatDirFile(dir, &file), info, ts);
-  table->set(file, ts, info);
-  last.remember(dir, file, info);
-  return info;
+    fillGlobalCachedDirLStat(TeskerCatDirFile(dir, file), info, ts);
+  if (table != nullptr)
+    table->set(file, ts, info);
+  return last.remember(dir, file, info);
 }
 
-RefPtr<NSFileAttributes> DirFileStatsCache::statDir(const NSString &dir, const NSString &file) {
-  auto info = lstatDir(dir, file);
-  if (!info || !info->isLink())
+std::optional<NSFileAttributes> DirFileStatsCache::statDir(const NSString &dir,
+                                                           const NSString &file) {
+  const auto info = lstatDir(dir, file);
+  if (!describesLink(info))
     return info;
-  const auto table = as<DirFileStatsTable>(getDir(dir));
-  DirFileStatEntry *entry = table ? table->find(file) : nullptr;
-  if (!table)
+  DirFileStatsTable *table = getDir(dir);
+  DirFileStatEntry *entry = table != nullptr ? table->find(file) : nullptr;
+  if (table == nullptr)
     TeskerBug("statDir: Inconsistency 1 %@/%@", {dir.bytes(), file.bytes()});
-  else if (entry == nullptr || entry->lstatInfo.get() == nullptr ||
-           !entry->lstatInfo.get()->isLink())
+  else if (entry == nullptr || !describesLink(entry->lstatInfo.record()))
     TeskerBug("statDir: Inconsistency 2 %@/%@", {dir.bytes(), file.bytes()});
   countMiss();
-  info = NSFileManager::classObject()._privateStatDir(dir, &file);
-  // Never read again; it only has to live as long as the entry.
+  const auto followed = NSFileManager::classObject()._privateStatDir(dir, file);
+  // Kept: never read again; it only lives as long as the entry, as it is described.
   if (entry != nullptr)
-    entry->statInfo = RecordHandle(info);
-  return info;
+    entry->statInfo = followed;
+  return followed;
 }
 
 void DirFileStatsCache::validate(std::int32_t mask) {

@@ -1,119 +1,86 @@
 #include "caching/FileTypeCache.h"
 
 #include "caching/CachingFileManager.h"
-#include "caching/NameTable.h"
 #include "paths/PathFunctions.h"
+#include "platform/foundation/NSException.h"
+
+#include <array>
 
 namespace tesker {
 
 namespace {
 
-constexpr std::uint16_t kTypeMask = 0xF000;
-constexpr std::uint16_t kCharacterDevice = 0x2000;
-constexpr std::uint16_t kDirectory = 0x4000;
-constexpr std::uint16_t kBlockDevice = 0x6000;
-constexpr std::uint16_t kRegular = 0x8000;
-
-// The types by file name.
-class FileTypeTable final : public NSObject {
-public:
-  [[nodiscard]] static Ref<FileTypeTable> create(NSZone &zone) {
-    return allocate<FileTypeTable>(zone, zone);
-  }
-
-  NameTable<Ref<NSString>> entries;
-
-private:
-  friend NSObject;
-  explicit FileTypeTable(NSZone &zone) : entries(zone) {}
+// The name and number of a type.
+struct Described {
+  NSString text;
+  std::int32_t number;
 };
 
-// The type strings, each one object for all files.
-struct Types {
-  Ref<NSString> directory = NSString::create("Directory", filerZone());
-  Ref<NSString> directorySameDev = NSString::create("DirectorySameDev", filerZone());
-  Ref<NSString> directoryChangeDev = NSString::create("DirectoryChangeDev", filerZone());
-  Ref<NSString> regular = NSString::create("Regular", filerZone());
-  Ref<NSString> unixDev = NSString::create("UnixDev", filerZone());
-  Ref<NSString> other = NSString::create("Other", filerZone());
-};
-
-const Types &types() {
-  static const auto &strings = *new Types;
-  return strings;
+const Described &described(FileType type) {
+  static const auto &all = *new std::array<Described, 6>{{
+      {NSString::create("Directory", filerZone()), 0},
+      {NSString::create("DirectorySameDev", filerZone()), 1},
+      {NSString::create("DirectoryChangeDev", filerZone()), 2},
+      {NSString::create("Regular", filerZone()), 3},
+      {NSString::create("UnixDev", filerZone()), 4},
+      {NSString::create("Other", filerZone()), 4},
+  }};
+  return all[static_cast<std::size_t>(type)];
 }
 
-std::uint16_t typeBits(const RefPtr<NSFileAttributes> &info) {
-  return info ? info->fullPermissions() & kTypeMask : std::uint16_t{0};
+// Of anything but a directory.
+FileType typeOfFile(const std::optional<NSFileAttributes> &info) {
+  if (info && info->isDevice())
+    return FileType::unixDev;
+  return info && info->isRegular() ? FileType::regular : FileType::other;
 }
 
-const Ref<NSString> &typeOfFile(std::uint16_t bits) {
-  switch (bits) {
-  case kCharacterDevice:
-  case kBlockDevice:
-    return types().unixDev;
-  case kRegular:
-    return types().regular;
-  default:
-    return types().other;
-  }
-}
-
-Ref<NSString> typeBehindLink(const NSString &dir, const NSString &file) {
+FileType typeBehindLink(const NSString &dir, const NSString &file) {
   try {
-    const auto bits = typeBits(CachingFileManager::classObject()._privateStatDir(dir, &file));
-    return bits == kDirectory ? types().directory : typeOfFile(bits);
-  } catch (...) {
-    return types().other;
+    const auto info = CachingFileManager::classObject()._privateStatDir(dir, file);
+    return info && info->isDirectory() ? FileType::directory : typeOfFile(info);
+  } catch (const NSException &) {
+    return FileType::other;
   }
 }
 
-Ref<NSString> typeOfDirectory(const NSString &dir, const NSFileAttributes &info) {
+FileType typeOfDirectory(const NSString &dir, const NSFileAttributes &info) {
   std::int32_t device = 0;
   try {
     device = CachingFileManager::classObject().devnumForDir(dir, nullptr);
-  } catch (...) {
-    // Device 0 then, which makes the directory look like a mount point.
+  } catch (const NSException &) {
+    // Kept: device 0 then, which makes the directory look like a mount point; one that is taken for
+    // an ordinary directory would be searched.
   }
-  return device == info._getStatDev() ? types().directorySameDev : types().directoryChangeDev;
+  return device == info._getStatDev() ? FileType::directorySameDev : FileType::directoryChangeDev;
 }
 
 } // namespace
 
-Ref<FileTypeCache> FileTypeCache::initValidateWhen(std::int32_t mask, NSZone &zone) {
-  return allocate<FileTypeCache>(zone, mask, zone);
-}
-
-Ref<NSString> FileTypeCache::getInternalFileType(const NSString &dir, const NSString &file) {
-  const auto table = ensureTable<FileTypeTable>(dir);
-  if (const Ref<NSString> *known = table->entries.find(file))
+FileType FileTypeCache::typeOf(const NSString &dir, const NSString &file) {
+  FileTypeTable *table = ensureValue(dir);
+  if (const auto known = table != nullptr ? table->find(file) : std::nullopt)
     return *known;
   countMiss();
-  const auto info = CachingFileManager::classObject()._privateLstatDir(dir, &file);
+  const auto info = CachingFileManager::classObject()._privateLstatDir(dir, file);
   if (info && info->isMagicDirectory())
-    return types().directory;
+    return FileType::directory;
   if (info && info->isLink())
     return typeBehindLink(dir, file);
-  auto type =
-      info && info->isDirectory() ? typeOfDirectory(dir, *info) : typeOfFile(typeBits(info));
-  table->entries.insert(file, type);
+  const FileType type =
+      info && info->isDirectory() ? typeOfDirectory(dir, *info) : typeOfFile(info);
+  if (table != nullptr)
+    table->insert(file, type);
   return type;
 }
 
-std::int32_t FileTypeCache::getFilerTypeDir(const NSString &dir, const NSString *file) {
-  TeskerCheckDirFile(&dir, file);
-  if (file == nullptr || tesker::isEqual(file, "."))
-    return 0;
-  const auto type = getInternalFileType(dir, *file);
-  constexpr std::string_view kNumbered[] = {"Directory", "DirectorySameDev", "DirectoryChangeDev",
-                                            "Regular"};
-  std::int32_t number = 0;
-  for (const auto name : kNumbered) {
-    if (tesker::isEqual(&*type, name))
-      return number;
-    ++number;
-  }
-  return number;
+NSString FileTypeCache::getInternalFileType(const NSString &dir, const NSString &file) {
+  return described(typeOf(dir, file)).text;
+}
+
+std::int32_t FileTypeCache::getFilerTypeDir(const NSString &dir, const NSString &file) {
+  TeskerCheckDirFile(dir, file);
+  return namesDirectoryItself(file) ? 0 : described(typeOf(dir, file)).number;
 }
 
 } // namespace tesker

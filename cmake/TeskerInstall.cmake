@@ -8,12 +8,8 @@ get_property(library_layers GLOBAL PROPERTY TESKER_LIBRARY_LAYERS)
 add_library(tesker STATIC)
 add_library(tesker::tesker ALIAS tesker)
 set_target_properties(tesker PROPERTIES LINKER_LANGUAGE CXX)
-set(folders)
 foreach(layer ${library_layers})
   target_sources(tesker PRIVATE $<TARGET_OBJECTS:tesker_${layer}>)
-  get_target_property(folder tesker_${layer} SOURCE_DIR)
-  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${folder})
-  list(APPEND folders ${folder})
 endforeach()
 target_compile_features(tesker PUBLIC cxx_std_20)
 target_include_directories(tesker INTERFACE
@@ -24,12 +20,11 @@ target_link_libraries(tesker INTERFACE
   $<BUILD_INTERFACE:PkgConfig::SYSTEMD>
   $<INSTALL_INTERFACE:$<LINK_ONLY:PkgConfig::TESKER_SYSTEMD>>)
 
-install(CODE "
-  set(SOURCE \"${PROJECT_SOURCE_DIR}\")
-  set(FOLDERS \"${folders}\")
-  set(DESTINATION \"${CMAKE_INSTALL_INCLUDEDIR}/tesker\")
-  cmake_path(ABSOLUTE_PATH DESTINATION BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")")
-install(SCRIPT cmake/InstallHeaders.cmake)
+get_property(public_headers GLOBAL PROPERTY TESKER_PUBLIC_HEADERS)
+foreach(header ${public_headers})
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tesker/${folder})
+endforeach()
 
 # Programs. tesker-apps looks for the tool from its own folder on (TESKER_TOOL_FROM_PROGRAMS).
 install(TARGETS tesker-apps tesker-fileop RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -218,8 +218,8 @@ std::variant<Arguments, Notice> Parser::parse(const std::vector<std::string> &wo
   } catch (const CLI::ParseError &error) {
     std::ostringstream out, problems;
     if (app_.exit(error, out, problems) == 0)
-      return Notice{kDone, out.str()};
-    return Notice{kUsage,
+      return Notice{ExitStatus::done, out.str()};
+    return Notice{ExitStatus::usage,
                   "tesker-apps: " + displayText(error.what()) + "\nTry 'tesker-apps --help'.\n"};
   }
 }

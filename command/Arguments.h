@@ -12,12 +12,12 @@
 namespace tesker {
 
 // What scripts can rely on.
-enum ExitStatus {
-  kDone = 0,
-  kNegative = 1, // the text to decode or encode is malformed
-  kUsage = 2,
-  kFailed = 4,     // a path cannot be searched, a file not read, something not written
-  kToolFailed = 5, // the tool crashed, timed out or broke the protocol
+enum class ExitStatus {
+  done = 0,
+  malformed = 1, // the text to decode or encode
+  usage = 2,
+  failed = 4,     // a path cannot be searched, a file not read, something not written
+  toolFailed = 5, // the tool crashed, timed out or broke the protocol
 };
 
 struct Arguments {
@@ -35,8 +35,8 @@ struct Arguments {
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
 };
 
-// What to print instead of doing something: help or a version on standard output (kDone), a usage
-// error on standard error (kUsage).
+// What to print instead of doing something: help or a version on standard output (done), a usage
+// error on standard error (usage).
 struct Notice {
   ExitStatus status;
   std::string text; // ends in a line feed

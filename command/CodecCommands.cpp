@@ -1,52 +1,51 @@
-// CodecCommands.cpp - decode and encode: between encoded text and what people and programs read.
-#include "command/Commands.h"
+#include "command/CodecCommands.h"
+
 #include "command/InputFile.h"
 #include "command/RecordJSON.h"
-#include "parsing/RecordEncoding.h"
-
-#include <cerrno>
+#include "command/ResultWriter.h"
+#include "master/SearchRecord.h"
 
 namespace tesker {
 
 namespace {
 
-// The bytes, or nothing after an error message.
-std::optional<std::string> inputOf(const Arguments &arguments, Diagnostics &diagnostics) {
-  std::optional<std::string> bytes = readInput(arguments.input);
+// The bytes; when they cannot be read, an error message says why.
+Result<std::string> inputOf(const Arguments &arguments, Diagnostics &diagnostics) {
+  Result<std::string> bytes = readInput(arguments.input);
   if (!bytes)
-    diagnostics.error(fileError(arguments.input, errno));
+    diagnostics.error(fileError(arguments.input, bytes.error()));
   return bytes;
 }
 
 } // namespace
 
 ExitStatus decodeCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
-  const std::optional<std::string> bytes = inputOf(arguments, diagnostics);
-  if (!bytes)
-    return kFailed;
-  const Ref<NSString> text = NSString::create(*bytes);
-  const RefPtr<NSMutableArray> records = decodeParsedApp(*text, NSDefaultMallocZone());
+  Result<std::string> text = inputOf(arguments, diagnostics);
+  if (!text)
+    return ExitStatus::failed;
+  std::optional<std::vector<SearchRecord>> records = decodeRecords(*text);
   if (!records) {
     diagnostics.error(inputName(arguments.input) + ": not a list of encoded records");
-    return kNegative;
+    return ExitStatus::malformed;
   }
+  const SearchAnswer answer{std::move(*text), std::move(*records)};
   const std::unique_ptr<ResultWriter> writer = makeResultWriter(arguments.format, output);
   writer->begin();
-  writer->add({"decode", nullptr, text, records});
+  writer->add({"decode", std::nullopt, &answer});
   writer->end();
-  return kDone;
+  return ExitStatus::done;
 }
 
 ExitStatus encodeCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
-  const std::optional<std::string> document = inputOf(arguments, diagnostics);
+  const Result<std::string> document = inputOf(arguments, diagnostics);
   if (!document)
-    return kFailed;
+    return ExitStatus::failed;
   try {
-    output.write(encodeParsedApp(*recordsFromJSON(*document))->bytes());
-    return kDone;
+    output.write(encodeRecords(recordsFromJSON(*document)));
+    return ExitStatus::done;
   } catch (const JSONError &error) {
     diagnostics.error(inputName(arguments.input) + ": " + error.what());
-    return kNegative;
+    return ExitStatus::malformed;
   }
 }
 

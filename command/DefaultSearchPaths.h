@@ -11,6 +11,6 @@ namespace tesker {
 // The setting `ApplicationPaths` of domain "Tesker": an array of strings, or one string; "~/" at
 // the beginning is the home directory. When it is not set: ~/Applications, /usr/local/Applications
 // and /Applications, those that exist.
-std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults);
+[[nodiscard]] std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults);
 
 } // namespace tesker

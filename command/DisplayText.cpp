@@ -1,6 +1,6 @@
 #include "command/DisplayText.h"
 
-#include "command/Utf8.h"
+#include "platform/foundation/Text.h"
 
 #include <array>
 #include <clocale>

@@ -2,7 +2,7 @@
 //
 // File names and the words of a program's description are whatever their authors made them: they
 // may hold control characters that drive a terminal, marks that turn the reading direction round,
-// or bytes that are no UTF-8. What a person sees has all of these written out.
+// or bytes that are not UTF-8. What a person sees has all of these written out.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +12,8 @@
 namespace tesker {
 
 // The bytes with everything that is not plainly visible written out: "\n" and "\t" so, other
-// control characters and bytes that are no UTF-8 as "\x1b", invisible characters as "\u{202e}", and
-// the backslash doubled, so that no two texts look the same.
+// control characters and bytes that are not UTF-8 as "\x1b", invisible characters as "\u{202e}",
+// and the backslash doubled, so that no two texts look the same.
 std::string displayText(std::string_view bytes);
 
 // The columns that such a text takes in a terminal.

@@ -1,8 +1,6 @@
 #include "command/InputFile.h"
 
 #include "command/DisplayText.h"
-#include "platform/foundation/FileContents.h"
-#include "platform/foundation/FileDescriptor.h"
 
 #include <array>
 #include <cerrno>
@@ -16,7 +14,7 @@ namespace tesker {
 
 namespace {
 
-std::optional<std::string> readToEnd(int descriptor, std::size_t longest) {
+Result<std::string> readToEnd(int descriptor, std::size_t longest) {
   std::string bytes;
   std::array<char, 65536> piece;
   for (;;) {
@@ -24,26 +22,39 @@ std::optional<std::string> readToEnd(int descriptor, std::size_t longest) {
     if (count < 0 && errno == EINTR)
       continue;
     if (count < 0)
-      return std::nullopt;
+      return Failure{errno};
     if (count == 0)
       return bytes;
-    if (bytes.size() + static_cast<std::size_t>(count) > longest) {
-      errno = EFBIG;
-      return std::nullopt;
-    }
+    if (bytes.size() + static_cast<std::size_t>(count) > longest)
+      return Failure{EFBIG};
     bytes.append(piece.data(), static_cast<std::size_t>(count));
   }
 }
 
 } // namespace
 
-std::optional<std::string> readInput(const std::string &name, std::size_t longest) {
+Result<std::string> readInput(const std::string &name, std::size_t longest) {
   if (name == "-")
     return readToEnd(STDIN_FILENO, longest);
   const FileDescriptor file(OperatingSystem::current().open(name.c_str(), O_RDONLY | O_NOCTTY));
   if (!file)
-    return std::nullopt;
-  return readToEnd(file.get(), longest);
+    return Failure{errno};
+  return readToEnd(file.number(), longest);
+}
+
+Result<> saveFile(const std::string &name, std::string_view bytes) {
+  std::string target = name;
+  struct stat status {};
+  if (OperatingSystem::current().statAt(AT_FDCWD, name.c_str(), true, status) == 0) {
+    if (!S_ISREG(status.st_mode))
+      return Failure{EINVAL};
+    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(name.c_str(), nullptr),
+                                                           &std::free);
+    if (real == nullptr)
+      return Failure{errno};
+    target = real.get();
+  }
+  return writeFileAtomically(NSString::create(target), bytes);
 }
 
 std::string inputName(const std::string &name) {
@@ -52,23 +63,6 @@ std::string inputName(const std::string &name) {
 
 std::string fileError(const std::string &name, int error) {
   return inputName(name) + ": " + (error == EINVAL ? "not a regular file" : std::strerror(error));
-}
-
-bool saveFile(const std::string &name, std::string_view bytes) {
-  std::string target = name;
-  struct stat status {};
-  if (OperatingSystem::current().statAt(AT_FDCWD, name.c_str(), true, status) == 0) {
-    if (!S_ISREG(status.st_mode)) {
-      errno = EINVAL;
-      return false;
-    }
-    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(name.c_str(), nullptr),
-                                                           &std::free);
-    if (real == nullptr)
-      return false;
-    target = real.get();
-  }
-  return writeFileAtomically(*NSString::create(target), bytes);
 }
 
 } // namespace tesker

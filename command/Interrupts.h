@@ -2,7 +2,7 @@
 //
 // A search leaves nothing behind, so it is not to be ended half-way. While an object of this class
 // lives, SIGINT, SIGTERM and SIGHUP (those that are not ignored) wait in a descriptor; afterwards
-// they do what they always do. Threading: for the process's only thread.
+// they do what they always do. For a process with one thread.
 #pragma once
 
 #include "platform/foundation/FileDescriptor.h"
@@ -20,7 +20,7 @@ public:
   Interrupts &operator=(const Interrupts &) = delete;
 
   // Readable when one of the signals has come.
-  int descriptor() const { return descriptor_.get(); }
+  int descriptor() const { return descriptor_.number(); }
 
 private:
   sigset_t before_;

@@ -14,13 +14,14 @@ namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{64} * 1024;
 
-// 0, or the errno of the write that failed.
-int writeAll(int descriptor, std::string_view bytes) {
+// Writes all of the bytes as writeAll does, but waits for room where another program has made the
+// terminal or pipe that is shared with it non-blocking. Answers 0, or the errno of the write that
+// failed.
+int writeWaiting(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written =
         OperatingSystem::current().write(descriptor, bytes.data(), bytes.size());
     if (written < 0 && errno == EAGAIN) {
-      // Another program has made the terminal or pipe that is shared with it non-blocking.
       pollfd room{descriptor, POLLOUT, 0};
       (void)OperatingSystem::current().poll(&room, 1, -1);
       continue;
@@ -40,14 +41,14 @@ void Output::write(std::string_view bytes) {
   if (error_ != 0)
     return;
   if (bytes.size() > kBufferSize)
-    error_ = writeAll(descriptor_, bytes);
+    error_ = writeWaiting(descriptor_, bytes);
   else
     buffer_ += bytes;
 }
 
 void Output::flush() {
   if (error_ == 0)
-    error_ = writeAll(descriptor_, buffer_);
+    error_ = writeWaiting(descriptor_, buffer_);
   buffer_.clear();
 }
 
@@ -63,7 +64,7 @@ void Diagnostics::line(std::string_view who, std::string_view text) {
   whole += text;
   whole += '\n';
   // Nothing can be said when the place to say it is gone.
-  (void)writeAll(descriptor_, whole);
+  (void)writeWaiting(descriptor_, whole);
 }
 
 void Diagnostics::error(std::string_view text) { line("tesker-apps", text); }

@@ -1,7 +1,7 @@
 // Output.h - where the command writes: data to standard output, diagnostics to standard error.
 //
-// Nothing that fails to be written is passed over: the first error is kept and asked for at the
-// end. Threading: one thread. Descriptors are borrowed.
+// Nothing that fails to be written is passed over: the first error is kept, to be asked for at the
+// end. Descriptors are borrowed.
 #pragma once
 
 #include <string>
@@ -21,7 +21,7 @@ public:
   void flush();
   // 0, or the errno of the first write that failed.
   int error() const { return error_; }
-  // Columns of the terminal that is written to; 0 when it is no terminal or does not say.
+  // Columns of the terminal that is written to; 0 when it is not a terminal or does not say.
   std::size_t terminalColumns() const;
 
 private:

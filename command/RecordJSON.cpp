@@ -1,9 +1,12 @@
 #include "command/RecordJSON.h"
 
 #include "command/DisplayText.h"
-#include "command/Utf8.h"
+#include "platform/foundation/Text.h"
 
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <set>
 
 namespace tesker {
 
@@ -13,21 +16,12 @@ using JSON = nlohmann::json;
 
 // ---- writing ----
 
-std::string hexOf(std::string_view bytes) {
-  static constexpr char digits[] = "0123456789abcdef";
-  std::string hex;
-  hex.reserve(bytes.size() * 2);
-  for (const char byte : bytes) {
-    hex += digits[static_cast<unsigned char>(byte) >> 4];
-    hex += digits[static_cast<unsigned char>(byte) & 0x0F];
-  }
-  return hex;
-}
-
 JSON jsonOf(std::string_view bytes) {
   if (isUtf8(bytes))
     return std::string(bytes);
-  return JSON::object({{"hex", hexOf(bytes)}});
+  std::string hex;
+  appendHexadecimal(hex, bytes);
+  return JSON::object({{"hex", std::move(hex)}});
 }
 
 // ---- reading ----
@@ -62,27 +56,22 @@ void allowOnly(const JSON &object, std::initializer_list<std::string_view> names
       fail(where, "unknown member \"" + displayText(name) + "\"");
 }
 
-unsigned digitOf(char digit, const std::string &where) {
-  if (digit >= '0' && digit <= '9')
-    return static_cast<unsigned>(digit - '0');
-  if (digit >= 'a' && digit <= 'f')
-    return static_cast<unsigned>(digit - 'a' + 10);
-  if (digit >= 'A' && digit <= 'F')
-    return static_cast<unsigned>(digit - 'A' + 10);
-  fail(where, "\"hex\" holds something other than hexadecimal digits");
-}
-
 std::string bytesOfHex(const std::string &hex, const std::string &where) {
   if (hex.size() % 2 != 0)
     fail(where, "\"hex\" has an odd number of digits");
   std::string bytes;
   bytes.reserve(hex.size() / 2);
-  for (std::size_t i = 0; i < hex.size(); i += 2)
-    bytes += static_cast<char>(digitOf(hex[i], where) << 4 | digitOf(hex[i + 1], where));
+  for (std::size_t i = 0; i < hex.size(); i += 2) {
+    const auto high = digitValue(hex[i], 16);
+    const auto low = digitValue(hex[i + 1], 16);
+    if (!high || !low)
+      fail(where, "\"hex\" holds something other than hexadecimal digits");
+    bytes += static_cast<char>(*high << 4 | *low);
+  }
   return bytes;
 }
 
-Ref<NSString> textOf(const JSON &value, const std::string &where) {
+std::string bytesOf(const JSON &value, const std::string &where) {
   std::string bytes;
   if (value.is_string()) {
     bytes = value.get<std::string>();
@@ -95,31 +84,34 @@ Ref<NSString> textOf(const JSON &value, const std::string &where) {
   }
   if (bytes.find('\0') != std::string::npos)
     fail(where, "a NUL inside a key or value cannot be encoded");
-  return NSString::create(bytes);
+  return bytes;
 }
 
-void addPair(NSMutableDictionary &record, const NSString &key, const JSON &value,
+using Keys = std::set<std::string>;
+
+void addPair(SearchRecord &record, Keys &keys, const std::string &key, const JSON &value,
              const std::string &where) {
-  const std::string whose = where + ", key \"" + displayText(key.bytes()) + "\"";
-  if (record.objectForKey(key.bytes()))
+  const std::string whose = where + ", key \"" + displayText(key) + "\"";
+  if (!keys.insert(key).second)
     fail(whose, "the key stands there twice");
-  record.setObjectForKey(textOf(value, whose), key);
+  record.pairs.emplace_back(key, bytesOf(value, whose));
 }
 
-Ref<NSMutableDictionary> recordOf(const JSON &json, const std::string &where) {
+SearchRecord recordOf(const JSON &json, const std::string &where) {
   allowOnly(json, {"pairs", "otherPairs"}, where);
-  const Ref<NSMutableDictionary> record = NSMutableDictionary::create();
+  SearchRecord record;
+  Keys keys;
   const JSON &pairs = memberOf(json, "pairs", where);
   if (!pairs.is_object())
     fail(where, "\"pairs\" is not an object");
   for (const auto &[key, value] : pairs.items())
-    addPair(*record, *textOf(key, where), value, where);
+    addPair(record, keys, bytesOf(key, where), value, where);
   if (!json.contains("otherPairs"))
     return record;
   for (const JSON &pair : arrayIn(json, "otherPairs", where)) {
     allowOnly(pair, {"key", "value"}, where);
-    addPair(*record, *textOf(memberOf(pair, "key", where), where), memberOf(pair, "value", where),
-            where);
+    addPair(record, keys, bytesOf(memberOf(pair, "key", where), where),
+            memberOf(pair, "value", where), where);
   }
   return record;
 }
@@ -139,24 +131,21 @@ JSON parsed(std::string_view document) {
 
 std::string textAsJSON(std::string_view bytes) { return jsonOf(bytes).dump(); }
 
-std::string recordAsJSON(const NSDictionary &record) {
+std::string recordAsJSON(const SearchRecord &record) {
   JSON pairs = JSON::object();
   JSON otherPairs = JSON::array();
-  NSKeyEnumerator keys = record.keyEnumerator();
-  while (const RefPtr<NSString> key = keys.nextObject()) {
-    JSON value = jsonOf(record.objectForKey(key->bytes())->description()->bytes());
-    if (isUtf8(key->bytes()))
-      pairs[std::string(key->bytes())] = std::move(value);
+  for (const auto &[key, value] : record.pairs)
+    if (isUtf8(key))
+      pairs[key] = jsonOf(value);
     else
-      otherPairs.push_back({{"key", jsonOf(key->bytes())}, {"value", std::move(value)}});
-  }
+      otherPairs.push_back({{"key", jsonOf(key)}, {"value", jsonOf(value)}});
   JSON json = JSON::object({{"pairs", std::move(pairs)}});
   if (!otherPairs.empty())
     json["otherPairs"] = std::move(otherPairs);
   return json.dump();
 }
 
-Ref<NSMutableArray> recordsFromJSON(std::string_view document) {
+std::vector<SearchRecord> recordsFromJSON(std::string_view document) {
   const JSON json = parsed(document);
   const JSON &schema = memberOf(json, "schema", "the document");
   if (schema != kJSONSchema)
@@ -168,10 +157,10 @@ Ref<NSMutableArray> recordsFromJSON(std::string_view document) {
   const JSON &result = results.front();
   if (result.is_object() && result.contains("unchanged") && result["unchanged"] != false)
     fail("the result", "an unchanged answer has no records to encode");
-  const Ref<NSMutableArray> records = NSMutableArray::create();
+  std::vector<SearchRecord> records;
   std::size_t number = 0;
   for (const JSON &record : arrayIn(result, "records", "the result"))
-    records->addObject(recordOf(record, "record " + std::to_string(++number)));
+    records.push_back(recordOf(record, "record " + std::to_string(++number)));
   return records;
 }
 

@@ -1,14 +1,11 @@
 #include "command/RecordTable.h"
 
 #include "command/DisplayText.h"
-#include "platform/foundation/NSDictionary.h"
-#include "platform/foundation/NSString.h"
+#include "command/FoundPrograms.h"
 
 #include <algorithm>
 #include <array>
-#include <unordered_map>
-#include <unordered_set>
-#include <vector>
+#include <string_view>
 
 namespace tesker {
 
@@ -19,92 +16,6 @@ constexpr std::size_t kGap = 2;
 constexpr std::size_t kNarrowestList = 16;
 // A longer cell stands out of its column, so that one does not push all others away.
 constexpr std::size_t kWidestColumn = 100;
-
-// Display texts in the order in which they came, each of them once and none empty.
-class Texts {
-public:
-  void add(const std::string &bytes) {
-    const std::string text = displayText(bytes);
-    if (!text.empty() && known_.insert(text).second)
-      list_.push_back(text);
-  }
-  void remove(const std::string &text) { std::erase(list_, text); }
-  void moveToFront(const std::string &text) {
-    const auto found = std::find(list_.begin(), list_.end(), text);
-    if (found != list_.end())
-      std::rotate(list_.begin(), found, found + 1);
-  }
-  const std::vector<std::string> &list() const { return list_; }
-
-private:
-  std::vector<std::string> list_;
-  std::unordered_set<std::string, StringKeyHash> known_;
-};
-
-// What the records of one path say.
-struct Program {
-  Texts names;      // of the application or bundle
-  Texts otherNames; // of what else it offers
-  Texts types;
-  Texts extensions;
-  bool suitable = true;
-  std::string path;
-};
-
-std::string valueOf(const NSDictionary &record, std::string_view key) {
-  const RefPtr<NSObject> value = record.objectForKey(key);
-  return value ? std::string(value->description()->bytes()) : std::string();
-}
-
-Texts &namesFor(Program &program, std::string_view type) {
-  if (type == "extension")
-    return program.extensions;
-  return type == "app" || type == "bundle" ? program.names : program.otherNames;
-}
-
-void addRecord(Program &program, const NSDictionary &record) {
-  const std::string type = valueOf(record, "type");
-  namesFor(program, type).add(valueOf(record, "name"));
-  program.types.add(type);
-  if (valueOf(record, "suitable") == "no")
-    program.suitable = false;
-}
-
-// A program without a name is called as its file; one that does more than claim extensions is not
-// said to be an extension.
-void finish(Program &program, const std::string &path) {
-  if (program.names.list().empty())
-    program.names = program.otherNames;
-  if (program.names.list().empty())
-    program.names.add(path.substr(path.rfind('/') + 1));
-  if (program.types.list().size() > 1)
-    program.types.remove("extension");
-  program.types.moveToFront("app");
-}
-
-std::vector<Program> programsOf(const NSArray &records) {
-  std::vector<Program> programs;
-  std::vector<std::string> paths;
-  std::unordered_map<std::string, std::size_t, StringKeyHash> places;
-  for (const Ref<NSObject> &object : records) {
-    const auto &record = *as<NSDictionary>(&object.get());
-    const std::string path = valueOf(record, "path");
-    const auto [place, isNew] = places.emplace(path, programs.size());
-    if (isNew) {
-      programs.emplace_back().path = displayText(path);
-      paths.push_back(path);
-    }
-    addRecord(programs[place->second], record);
-  }
-  for (std::size_t i = 0; i < programs.size(); ++i)
-    finish(programs[i], paths[i]);
-  std::stable_sort(programs.begin(), programs.end(), [](const Program &a, const Program &b) {
-    return a.names.list() != b.names.list() ? a.names.list() < b.names.list() : a.path < b.path;
-  });
-  return programs;
-}
-
-// ---- cells ----
 
 using Lines = std::vector<std::string>;
 
@@ -139,7 +50,7 @@ using Row = std::array<Lines, kColumnCount>;
 
 Row headerRow() { return {{{"NAME"}, {"TYPE"}, {"EXTENSIONS"}, {"NOTE"}, {"PATH"}}}; }
 
-Row rowOf(const Program &program, std::size_t extensionsWidth) {
+Row rowOf(const FoundProgram &program, std::size_t extensionsWidth) {
   return {listLines(program.names.list(), 0), listLines(program.types.list(), 0),
           listLines(program.extensions.list(), extensionsWidth),
           Lines{program.suitable ? std::string(kNothing) : "not suitable"},
@@ -179,12 +90,13 @@ std::string rowText(const Row &row, const Widths &widths) {
   return text;
 }
 
-Widths widthsOf(const std::vector<Program> &programs, std::size_t extensionsWidth) {
+Widths widthsOf(const std::vector<FoundProgram> &programs, std::size_t extensionsWidth) {
   Widths widths{};
   widen(widths, headerRow());
-  for (const Program &program : programs)
+  for (const FoundProgram &program : programs)
     widen(widths, rowOf(program, extensionsWidth));
-  if (std::all_of(programs.begin(), programs.end(), [](const Program &p) { return p.suitable; }))
+  if (std::all_of(programs.begin(), programs.end(),
+                  [](const FoundProgram &p) { return p.suitable; }))
     widths[kNoteColumn] = 0;
   return widths;
 }
@@ -203,20 +115,21 @@ std::size_t extensionsWidthFor(const Widths &natural, std::size_t terminalColumn
 }
 
 // What was searched, as a person is told it.
-std::string placeOf(const SearchResult &result) {
-  if (result.request == "dock")
+std::string placeOf(const std::string &request, const std::string &key) {
+  if (request == "dock")
     return "the dock";
-  return result.key->length() == 0 ? "''" : displayText(result.key->bytes());
+  return key.empty() ? "''" : displayText(key);
 }
 
-std::string headline(const std::vector<Program> &programs, const SearchResult &result) {
+std::string headline(const std::vector<FoundProgram> &programs, const SearchResult &result) {
   const std::size_t count = programs.size();
   std::string text = count == 0 ? "no" : std::to_string(count);
   text += count == 1 ? " application found" : " applications found";
   if (result.key)
-    text += " in " + placeOf(result);
-  const auto unsuitable = std::count_if(programs.begin(), programs.end(),
-                                        [](const Program &program) { return !program.suitable; });
+    text += " in " + placeOf(result.request, *result.key);
+  const auto unsuitable =
+      std::count_if(programs.begin(), programs.end(),
+                    [](const FoundProgram &program) { return !program.suitable; });
   if (unsuitable != 0)
     text += ", " + std::to_string(unsuitable) + " not suitable for the processor";
   return text;
@@ -225,18 +138,19 @@ std::string headline(const std::vector<Program> &programs, const SearchResult &r
 } // namespace
 
 void writeTable(Output &output, const SearchResult &result, std::size_t terminalColumns) {
-  if (!result.records) {
-    output.write(placeOf(result) + ": unchanged since the previous answer\n");
+  if (result.answer == nullptr) {
+    output.write(placeOf(result.request, result.key.value_or("")) +
+                 ": unchanged since the previous answer\n");
     return;
   }
-  const std::vector<Program> programs = programsOf(*result.records);
+  const std::vector<FoundProgram> programs = programsOf(result.answer->records);
   output.write(headline(programs, result) + "\n");
   if (programs.empty())
     return;
   const std::size_t extensionsWidth = extensionsWidthFor(widthsOf(programs, 0), terminalColumns);
   const Widths widths = widthsOf(programs, extensionsWidth);
   output.write("\n" + rowText(headerRow(), widths));
-  for (const Program &program : programs)
+  for (const FoundProgram &program : programs)
     output.write(rowText(rowOf(program, extensionsWidth), widths));
 }
 

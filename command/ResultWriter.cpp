@@ -10,7 +10,7 @@ namespace {
 // `"schema":1,"request":"list","key":"/Apps"`
 std::string requestMembers(const SearchResult &result) {
   std::string members = "\"request\":" + textAsJSON(result.request) + ",\"key\":";
-  members += result.key ? textAsJSON(result.key->bytes()) : "null";
+  members += result.key ? textAsJSON(*result.key) : "null";
   return members;
 }
 
@@ -24,8 +24,8 @@ class RawWriter final : public ResultWriter {
 public:
   explicit RawWriter(Output &output) : output_(output) {}
   void add(const SearchResult &result) override {
-    if (result.text)
-      output_.write(result.text->bytes());
+    if (result.answer != nullptr)
+      output_.write(result.answer->text);
   }
 
 private:
@@ -39,23 +39,24 @@ public:
   void begin() override { output_.write("{" + schemaMember() + ",\"results\":["); }
   void add(const SearchResult &result) override {
     output_.write(std::string(first_ ? "\n{" : ",\n{") + requestMembers(result) +
-                  ",\"unchanged\":" + (result.records ? "false" : "true") + ",\"records\":[");
+                  ",\"unchanged\":" + (result.answer != nullptr ? "false" : "true") +
+                  ",\"records\":[");
     first_ = false;
-    if (result.records)
-      addRecords(*result.records);
+    if (result.answer != nullptr)
+      addRecords(result.answer->records);
     output_.write("]}");
   }
   void end() override { output_.write("\n]}\n"); }
 
 private:
-  void addRecords(const NSArray &records) {
+  void addRecords(const std::vector<SearchRecord> &records) {
     const char *separator = "\n";
-    for (const Ref<NSObject> &record : records) {
+    for (const SearchRecord &record : records) {
       output_.write(separator);
-      output_.write(recordAsJSON(*as<NSDictionary>(&record.get())));
+      output_.write(recordAsJSON(record));
       separator = ",\n";
     }
-    if (records.count() != 0)
+    if (!records.empty())
       output_.write("\n");
   }
   Output &output_;
@@ -68,13 +69,12 @@ public:
   explicit JSONLinesWriter(Output &output) : output_(output) {}
   void add(const SearchResult &result) override {
     const std::string members = "{" + schemaMember() + "," + requestMembers(result);
-    if (!result.records) {
+    if (result.answer == nullptr) {
       output_.write(members + ",\"unchanged\":true}\n");
       return;
     }
-    for (const Ref<NSObject> &record : *result.records)
-      output_.write(members + ",\"record\":" + recordAsJSON(*as<NSDictionary>(&record.get())) +
-                    "}\n");
+    for (const SearchRecord &record : result.answer->records)
+      output_.write(members + ",\"record\":" + recordAsJSON(record) + "}\n");
   }
 
 private:

@@ -1,14 +1,14 @@
 // ResultWriter.h - answers on standard output, in the format that was asked for.
 //
-// One writer serves one run of the command: begin, one add for each answer as it comes, end.
-// Threading: one thread. The output is borrowed and has to live as long as the writer.
+// One writer serves one run of the command: begin, one add for each answer as it comes, end. The
+// output is borrowed and has to live as long as the writer.
 #pragma once
 
 #include "command/Output.h"
-#include "platform/foundation/NSArray.h"
-#include "platform/foundation/NSString.h"
+#include "master/SearchOutcome.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace tesker {
@@ -17,10 +17,9 @@ enum class Format { table, json, jsonl, raw };
 
 // One answer.
 struct SearchResult {
-  std::string request;     // "list", "dock" or "decode"
-  RefPtr<NSString> key;    // the searched path or "Dock"; nil for decoded text
-  RefPtr<NSString> text;   // the encoded records; nil when the answer is unchanged
-  RefPtr<NSArray> records; // dictionaries; nil when the answer is unchanged
+  std::string request;            // "list", "dock" or "decode"
+  std::optional<std::string> key; // the searched path or "Dock"; nothing for decoded text
+  const SearchAnswer *answer;     // lent; nil when it is unchanged
 };
 
 class ResultWriter {

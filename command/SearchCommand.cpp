@@ -1,16 +1,15 @@
-// SearchCommand.cpp - list and dock: ask the tool, print its answers.
-#include "command/Commands.h"
+#include "command/SearchCommand.h"
+
 #include "command/DefaultSearchPaths.h"
 #include "command/DisplayText.h"
 #include "command/InputFile.h"
 #include "command/Interrupts.h"
+#include "command/ResultWriter.h"
 #include "command/SearchPath.h"
-#include "command/ToolLocation.h"
 #include "master/FinderMaster.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <filesystem>
 
 namespace tesker {
 
@@ -21,7 +20,28 @@ struct Request {
   bool isDock;
   std::string argument;
   std::vector<std::string> paths; // in the argument
+
+  const char *name() const { return isDock ? "dock" : "list"; }
+  std::string key() const { return isDock ? "Dock" : argument; }
 };
+
+// A path as an error message names it.
+std::string named(const std::string &path) { return path.empty() ? "''" : displayText(path); }
+
+std::string named(const Request &request) {
+  return request.isDock ? "dock" : named(request.argument);
+}
+
+// Where the tool is installed as seen from the running program's folder
+// (../libexec/tesker/ToolFinder, unless the build was told of other folders), so that all can be
+// moved together; where there is none, ToolFinder in that folder, as they are built.
+std::string toolBesideThisProgram() {
+  OperatingSystem &system = OperatingSystem::current();
+  const std::string folder = system.programFolder();
+  const std::string installed =
+      std::filesystem::path(folder + TESKER_TOOL_FROM_PROGRAMS).lexically_normal();
+  return system.access(installed.c_str(), F_OK) == 0 ? installed : folder + "ToolFinder";
+}
 
 class SearchRun {
 public:
@@ -32,27 +52,42 @@ public:
   ExitStatus run();
 
 private:
+  // Those that answer false have said why.
   bool prepareList();
   bool prepareDock();
-  void nameUnsearchablePaths();
   bool takesOneRequest();
   bool readPrevious();
+  std::optional<std::string> contentsOf(const std::string &file);
+  void nameUnsearchablePaths();
   void searchAll();
   SearchOutcome ask(const Request &request);
   void take(const Request &request, const SearchAnswer &answer);
   void take(const Request &request, const SearchUnchanged &unchanged);
   void take(const Request &request, const SearchFailure &failure);
   void reportLog(const Request &request, const SearchOutcome &outcome);
-  void save(const NSString &text);
+  void save(const std::string &text);
   void fail(ExitStatus status, const std::string &text);
 
   const Arguments &arguments_;
   Diagnostics &diagnostics_;
   const std::unique_ptr<ResultWriter> writer_;
   std::vector<Request> requests_;
-  RefPtr<NSString> previous_;
-  ExitStatus status_ = kDone;
+  std::optional<std::string> previous_;
+  ExitStatus status_ = ExitStatus::done;
 };
+
+ExitStatus SearchRun::run() {
+  const bool isDock = arguments_.command == Arguments::Command::dock;
+  if (isDock ? !prepareDock() : !prepareList())
+    return status_;
+  if (!takesOneRequest() || !readPrevious())
+    return status_;
+  nameUnsearchablePaths();
+  writer_->begin();
+  searchAll();
+  writer_->end();
+  return status_;
+}
 
 // The worst of all is the status of the run.
 void SearchRun::fail(ExitStatus status, const std::string &text) {
@@ -60,27 +95,12 @@ void SearchRun::fail(ExitStatus status, const std::string &text) {
   diagnostics_.error(text);
 }
 
-// A path as an error message names it.
-std::string named(const std::string &path) { return path.empty() ? "''" : displayText(path); }
-
-std::string nameOf(const Request &request) {
-  return request.isDock ? "dock" : named(request.argument);
-}
-
-// The request is sent all the same: what can be searched of it will be.
-void SearchRun::nameUnsearchablePaths() {
-  for (const Request &request : requests_)
-    for (const std::string &path : request.paths)
-      if (const std::optional<std::string> why = whyNotSearchable(path))
-        fail(kFailed, named(path) + ": " + *why);
-}
-
 bool SearchRun::prepareList() {
   std::vector<std::string> paths = arguments_.paths;
   if (paths.empty())
     paths = defaultSearchPaths(NSUserDefaults::standardUserDefaults());
   if (paths.empty()) {
-    fail(kFailed,
+    fail(ExitStatus::failed,
          "no directory to search: name one, set ApplicationPaths in domain Tesker, or make "
          "~/Applications, /usr/local/Applications or /Applications");
     return false;
@@ -92,19 +112,20 @@ bool SearchRun::prepareList() {
   return true;
 }
 
+// The paths come from a file or from the command line, never from both.
 bool SearchRun::prepareDock() {
   std::string list;
   if (!arguments_.pathListFile.empty()) {
-    std::optional<std::string> bytes = readInput(arguments_.pathListFile);
-    if (!bytes) {
-      fail(kFailed, fileError(arguments_.pathListFile, errno));
+    std::optional<std::string> bytes = contentsOf(arguments_.pathListFile);
+    if (!bytes)
       return false;
-    }
     list = std::move(*bytes);
   }
-  for (const std::string &path : arguments_.paths)
-    list +=
-        (&path == &arguments_.paths.front() ? "" : std::string(1, '\0')) + absoluteSearchPath(path);
+  for (const std::string &path : arguments_.paths) {
+    if (&path != &arguments_.paths.front())
+      list += '\0';
+    list += absoluteSearchPath(path);
+  }
   requests_.push_back({true, list, piecesOfPathList(list)});
   return true;
 }
@@ -116,48 +137,32 @@ bool SearchRun::takesOneRequest() {
                                                           : nullptr;
   if (option == nullptr || requests_.size() == 1)
     return true;
-  fail(kUsage, std::string(option) + " takes exactly one PATH");
+  fail(ExitStatus::usage, std::string(option) + " takes exactly one PATH");
   return false;
 }
 
 bool SearchRun::readPrevious() {
   if (arguments_.previousFile.empty())
     return true;
-  const std::optional<std::string> bytes = readInput(arguments_.previousFile);
-  if (!bytes) {
-    fail(kFailed, fileError(arguments_.previousFile, errno));
-    return false;
-  }
-  previous_ = NSString::create(*bytes);
-  return true;
+  previous_ = contentsOf(arguments_.previousFile);
+  return previous_.has_value();
 }
 
-ExitStatus SearchRun::run() {
-  const bool isDock = arguments_.command == Arguments::Command::dock;
-  if (isDock ? !prepareDock() : !prepareList())
-    return status_;
-  if (!takesOneRequest())
-    return kUsage;
-  if (!readPrevious())
-    return status_;
-  nameUnsearchablePaths();
-  writer_->begin();
-  searchAll();
-  writer_->end();
-  return status_;
+// Nothing after an error message.
+std::optional<std::string> SearchRun::contentsOf(const std::string &file) {
+  Result<std::string> bytes = readInput(file);
+  if (bytes)
+    return std::move(*bytes);
+  fail(ExitStatus::failed, fileError(file, bytes.error()));
+  return std::nullopt;
 }
 
-// A search that is interrupted cleans up first; the signal then does its work.
-SearchOutcome SearchRun::ask(const Request &request) {
-  const Interrupts interrupts;
-  const FinderMaster master(
-      {.tool = arguments_.tool.empty() ? toolBesideThisProgram() : arguments_.tool,
-       .cpu = arguments_.cpu,
-       .timeout = arguments_.timeout,
-       .cancelDescriptor = interrupts.descriptor(),
-       .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); }});
-  return request.isDock ? master.findAppsForDockPaths(request.argument, previous_.get())
-                        : master.findAppsInSearchPath(request.argument, previous_.get());
+// The request is sent all the same: what can be searched of it will be.
+void SearchRun::nameUnsearchablePaths() {
+  for (const Request &request : requests_)
+    for (const std::string &path : request.paths)
+      if (const std::optional<std::string> why = whyNotSearchable(path))
+        fail(ExitStatus::failed, named(path) + ": " + *why);
 }
 
 void SearchRun::searchAll() {
@@ -172,27 +177,37 @@ void SearchRun::searchAll() {
   }
 }
 
-std::string keyOf(const Request &request) { return request.isDock ? "Dock" : request.argument; }
-const char *requestName(const Request &request) { return request.isDock ? "dock" : "list"; }
+// A search that is interrupted cleans up first; the signal then does its work.
+SearchOutcome SearchRun::ask(const Request &request) {
+  const Interrupts interrupts;
+  const FinderMaster master(
+      {.tool = arguments_.tool.empty() ? toolBesideThisProgram() : arguments_.tool,
+       .cpu = arguments_.cpu,
+       .timeout = arguments_.timeout,
+       .cancelDescriptor = interrupts.descriptor(),
+       .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); }});
+  return request.isDock ? master.findAppsForDockPaths(request.argument, previous_)
+                        : master.findAppsInSearchPath(request.argument, previous_);
+}
 
 void SearchRun::take(const Request &request, const SearchAnswer &answer) {
-  save(*answer.text);
-  writer_->add(
-      {requestName(request), NSString::create(keyOf(request)), answer.text, answer.records});
+  save(answer.text);
+  writer_->add({request.name(), request.key(), &answer});
 }
 
 void SearchRun::take(const Request &request, const SearchUnchanged &) {
   save(*previous_);
-  writer_->add({requestName(request), NSString::create(keyOf(request)), nullptr, nullptr});
+  writer_->add({request.name(), request.key(), nullptr});
   if (arguments_.format == Format::raw)
-    diagnostics_.note(nameOf(request) + ": unchanged since the previous answer");
+    diagnostics_.note(named(request) + ": unchanged since the previous answer");
 }
 
 void SearchRun::take(const Request &request, const SearchFailure &failure) {
   const bool ours = failure.kind == SearchFailure::Kind::cannotSearch ||
                     failure.kind == SearchFailure::Kind::toolMissing ||
                     failure.kind == SearchFailure::Kind::cancelled;
-  fail(ours ? kFailed : kToolFailed, nameOf(request) + ": " + displayText(failure.reason));
+  fail(ours ? ExitStatus::failed : ExitStatus::toolFailed,
+       named(request) + ": " + displayText(failure.reason));
 }
 
 // Without -v the tool's lines are only counted, unless they may explain a failure.
@@ -202,7 +217,7 @@ void SearchRun::reportLog(const Request &request, const SearchOutcome &outcome) 
     return;
   if (!std::holds_alternative<SearchFailure>(outcome.result)) {
     diagnostics_.note(
-        nameOf(request) + ": the tool has logged " + std::to_string(outcome.logLineCount) +
+        named(request) + ": the tool has logged " + std::to_string(outcome.logLineCount) +
         (outcome.logLineCount == 1 ? " line; -v prints it" : " lines; -v prints them"));
     return;
   }
@@ -212,9 +227,11 @@ void SearchRun::reportLog(const Request &request, const SearchOutcome &outcome) 
     diagnostics_.note("the tool says: " + displayText(*line));
 }
 
-void SearchRun::save(const NSString &text) {
-  if (!arguments_.saveFile.empty() && !saveFile(arguments_.saveFile, text.bytes()))
-    fail(kFailed, fileError(arguments_.saveFile, errno));
+void SearchRun::save(const std::string &text) {
+  if (arguments_.saveFile.empty())
+    return;
+  if (const Result<> saved = saveFile(arguments_.saveFile, text); !saved)
+    fail(ExitStatus::failed, fileError(arguments_.saveFile, saved.error()));
 }
 
 } // namespace

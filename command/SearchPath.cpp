@@ -1,7 +1,10 @@
 #include "command/SearchPath.h"
 
+#include "paths/PathFunctions.h"
 #include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -14,26 +17,11 @@ namespace tesker {
 
 namespace {
 
-// The tool joins paths in buffers of this many bytes, the NUL at the end included.
-constexpr std::size_t kPathBuffer = 1024;
-
 using CString = std::unique_ptr<char, decltype(&std::free)>;
 
-std::vector<std::string_view> componentsOf(std::string_view path) {
-  std::vector<std::string_view> components;
-  while (!path.empty()) {
-    const std::size_t end = path.find('/');
-    components.push_back(path.substr(0, end));
-    path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
-  }
-  return components;
-}
-
 bool holdsParent(std::string_view path) {
-  for (const std::string_view component : componentsOf(path))
-    if (component == "..")
-      return true;
-  return false;
+  const std::vector<std::string_view> components = piecesOf(path, '/');
+  return std::find(components.begin(), components.end(), "..") != components.end();
 }
 
 // The length of the part up to and with the last "..", which is a component of the path.
@@ -61,7 +49,7 @@ std::string joined(std::string directory, std::string_view rest) {
 // The path as the tool tidies it up: without empty and "." components. Empty for the root.
 std::string tidied(std::string_view path) {
   std::string tidy;
-  for (const std::string_view component : componentsOf(path))
+  for (const std::string_view component : piecesOf(path, '/'))
     if (!component.empty() && component != ".")
       tidy += "/" + std::string(component);
   return tidy;
@@ -123,23 +111,15 @@ std::optional<std::string> whyNotSearchable(const std::string &path) {
     return "the root itself is never searched; name directories in it";
   if (missing)
     return errorText(error);
-  if (tidy.size() >= kPathBuffer)
-    return "longer than " + std::to_string(kPathBuffer - 1) + " bytes";
+  // The tool joins paths in buffers of that size.
+  if (tidy.size() >= kPathBufferSize)
+    return "longer than " + std::to_string(kPathBufferSize - 1) + " bytes";
   return whyNotExamined(path, status);
 }
 
 std::vector<std::string> piecesOfPathList(std::string_view list) {
-  std::vector<std::string> pieces;
-  for (;;) {
-    const std::size_t end = list.find('\0');
-    if (end == std::string_view::npos)
-      break;
-    pieces.emplace_back(list.substr(0, end));
-    list.remove_prefix(end + 1);
-  }
-  if (!list.empty())
-    pieces.emplace_back(list);
-  return pieces;
+  const std::vector<std::string_view> pieces = piecesOf(list, '\0');
+  return {pieces.begin(), pieces.back().empty() ? pieces.end() - 1 : pieces.end()};
 }
 
 } // namespace tesker

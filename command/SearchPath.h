@@ -1,7 +1,7 @@
 // SearchPath.h - paths from the command line, made ready for the tool.
 //
 // The tool takes absolute paths and refuses any that hold "..". It never says why a path gave
-// nothing, so that is found out here. Threading: one thread; the working directory is asked for.
+// nothing, so that is found out here.
 #pragma once
 
 #include <optional>
@@ -22,7 +22,7 @@ std::string absoluteSearchPath(std::string_view path);
 std::optional<std::string> whyNotSearchable(const std::string &path);
 
 // The pieces of a list of paths with NULs between them. An empty piece after a last NUL, as
-// `find -print0` leaves it, is none.
+// `find -print0` leaves it, does not count.
 std::vector<std::string> piecesOfPathList(std::string_view list);
 
 } // namespace tesker

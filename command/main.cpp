@@ -1,47 +1,69 @@
 // main.cpp - tesker-apps.
-#include "command/Commands.h"
+#include "command/CodecCommands.h"
+#include "command/SearchCommand.h"
+#include "platform/foundation/FileDescriptor.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <new>
 #include <unistd.h>
 
+namespace tesker {
+
 namespace {
 
-// A descriptor that is missing must not become that of a file opened later. What is put in its
-// place refuses to be written, so that lost output is seen.
-void openMissingDescriptors() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    if (::fcntl(descriptor, F_GETFD) < 0)
-      (void)::open("/dev/null", O_RDONLY);
+ExitStatus runCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
+  try {
+    switch (arguments.command) {
+    case Arguments::Command::list:
+    case Arguments::Command::dock:
+      return searchCommand(arguments, output, diagnostics);
+    case Arguments::Command::decode:
+      return decodeCommand(arguments, output, diagnostics);
+    case Arguments::Command::encode:
+      return encodeCommand(arguments, output, diagnostics);
+    }
+  } catch (const std::bad_alloc &) {
+    diagnostics.error("there is not enough memory");
+  }
+  return ExitStatus::failed;
+}
+
+// Help and versions are data, usage errors are not.
+ExitStatus print(const Notice &notice, Output &output) {
+  if (notice.status == ExitStatus::done)
+    output.write(notice.text);
+  else
+    Output(STDERR_FILENO).write(notice.text);
+  return notice.status;
+}
+
+ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostics &diagnostics) {
+  const auto parsed = parseArguments(words);
+  if (const auto *notice = std::get_if<Notice>(&parsed))
+    return print(*notice, output);
+  const auto &arguments = std::get<Arguments>(parsed);
+  diagnostics.setLevel(arguments.level);
+  return runCommand(arguments, output, diagnostics);
 }
 
 } // namespace
 
-int main(int argumentCount, char **arguments) {
+} // namespace tesker
+
+int main(int count, char **words) {
   using namespace tesker;
-  openMissingDescriptors();
+  openMissingStandardDescriptors(O_RDONLY);
   std::signal(SIGPIPE, SIG_IGN);
   Output output(STDOUT_FILENO);
   Diagnostics diagnostics(STDERR_FILENO, Diagnostics::Level::normal);
-
-  const auto parsed =
-      parseArguments(std::vector<std::string>(arguments + 1, arguments + argumentCount));
-  if (const auto *wanted = std::get_if<Arguments>(&parsed)) {
-    diagnostics.setLevel(wanted->level);
-    ExitStatus status = kFailed;
-    try {
-      status = runCommand(*wanted, output, diagnostics);
-    } catch (const std::bad_alloc &) {
-      diagnostics.error("there is not enough memory");
-    }
-    return statusWithOutput(status, output, diagnostics);
+  ExitStatus status = run(std::vector<std::string>(words + 1, words + count), output, diagnostics);
+  output.flush();
+  // An output that cannot be written is an error, however well the rest went.
+  if (output.error() != 0) {
+    diagnostics.error(std::string("standard output: ") + std::strerror(output.error()));
+    status = std::max(status, ExitStatus::failed);
   }
-  const Notice &notice = std::get<Notice>(parsed);
-  if (notice.status == kDone)
-    output.write(notice.text);
-  else
-    Output(STDERR_FILENO).write(notice.text);
-  return statusWithOutput(notice.status, output, diagnostics);
+  return static_cast<int>(status);
 }

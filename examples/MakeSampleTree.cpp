@@ -1,4 +1,5 @@
-// tesker-make-sample [-v] DIR: makes a tree of sample applications in a new or empty directory.
+// MakeSampleTree.cpp - tesker-make-sample [-v] DIR: makes a tree of sample applications in a new or
+// empty directory.
 // Exit status: 0 when it was made, 1 when something failed, 2 for a wrong command line.
 #include "examples/SampleTree.h"
 

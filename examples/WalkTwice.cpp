@@ -41,21 +41,20 @@ struct Found {
 };
 
 Found walk(const NSString &root) {
-  CachingFileManager &files = CachingFileManager::classObject();
+  CachingFileManager &manager = CachingFileManager::classObject();
   Found found;
-  std::vector<Ref<const NSString>> left{Ref<const NSString>(root)};
+  std::vector<NSString> left{root};
   while (!left.empty()) {
-    const Ref<const NSString> dir = left.back();
+    const NSString dir = left.back();
     left.pop_back();
     ++found.directories;
-    const auto names = files.childrenForDirPath(*dir);
+    const auto names = manager.childrenForDirPath(dir);
     if (!names)
       continue; // may not be listed
-    for (const auto &name : *names) {
-      const auto *file = as<NSString>(&*name);
-      if (files.getFilerTypeDir(*dir, file) == kDirectorySameDev)
-        left.push_back(TeskerCatDirFile(*dir, file));
-      else if (files._privateLstatDir(*dir, file))
+    for (const NSString &file : *names) {
+      if (manager.getFilerTypeDir(dir, file) == kDirectorySameDev)
+        left.push_back(TeskerCatDirFile(dir, file));
+      else if (manager._privateLstatDir(dir, file))
         ++found.files;
     }
   }
@@ -87,7 +86,7 @@ int main(int argc, char **argv) {
 
   CountingSystem system;
   const ScopedOperatingSystem inForce(system);
-  report("first", *root, system);
-  report("second", *root, system);
+  report("first", root, system);
+  report("second", root, system);
   return 0;
 }

@@ -1,11 +1,10 @@
-// ChildProcess.h - a program running as a child of this process. Internal to the operations.
+// ChildProcess.h - a program running as a child of this process.
 //
-// Threading: one thread. A child that was started has to be waited for, or it stays a zombie.
+// A child that was started has to be waited for, or it stays a zombie.
 #pragma once
 
 #include "fileops/ChildSteps.h"
 #include "fileops/Command.h"
-#include "platform/foundation/FileDescriptor.h"
 
 #include <optional>
 #include <sys/types.h>
@@ -16,8 +15,9 @@ namespace tesker {
 class ChildProcess {
 public:
   // Forks a child that takes the steps and then executes the command, which has to live until the
-  // child was waited for. The steps run in the child: they call nothing but the functions of
-  // ChildSteps.h. A failed fork is logged as "Cannot fork: %s", and then is a child that failed.
+  // child has been waited for. The steps run in the child: they call only the functions of
+  // ChildSteps.h. A failed fork is logged as "Cannot fork: %s", and then counts as a child that
+  // failed.
   template <class Steps>
   [[nodiscard]] static ChildProcess start(const Command &command, Steps steps) {
     const pid_t id = ::fork();
@@ -29,8 +29,8 @@ public:
     return ChildProcess(id, command);
   }
 
-  // Waits until the child has ended, once. Its exit status; nothing when a signal ended it, when it
-  // could not be waited for, and when the fork failed.
+  // Waits, once, until the child has ended. Its exit status; nothing when a signal ended it, when
+  // it could not be waited for, and when the fork failed.
   [[nodiscard]] std::optional<int> waitForExitStatus() const;
   // Waits likewise: whether the exit status is 0.
   [[nodiscard]] bool waitForSuccess() const { return waitForExitStatus() == 0; }
@@ -45,13 +45,5 @@ private:
   pid_t id_;
   const Command &command_;
 };
-
-// A pipe between two children; both ends are close-on-exec and beyond the standard descriptors.
-struct Pipe {
-  FileDescriptor readEnd;
-  FileDescriptor writeEnd;
-};
-// Nothing and errno when it cannot be created.
-[[nodiscard]] std::optional<Pipe> createPipe();
 
 } // namespace tesker

@@ -56,12 +56,22 @@ void logInChild(std::string_view format, const char *first, const char *second =
   writeToStandardError(pieces.data(), count);
 }
 
+// What aboveStandardDescriptors does. That one closes through the OperatingSystem in force, which
+// allocates when it is first asked for, so it is not for children.
+int movedAboveStandardDescriptors(int descriptor) {
+  if (descriptor < 0 || descriptor > STDERR_FILENO)
+    return descriptor;
+  const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  ::close(descriptor);
+  return moved;
+}
+
 int openOrEnd(const char *path, int flags, const char *message) {
   int descriptor;
   do
     descriptor = ::open(path, flags | O_CLOEXEC, 0666);
   while (descriptor < 0 && errno == EINTR);
-  descriptor = aboveStandardDescriptors(descriptor);
+  descriptor = movedAboveStandardDescriptors(descriptor);
   if (descriptor < 0) {
     logInChild(message, path);
     ::_exit(kCannotBegin);
@@ -71,19 +81,9 @@ int openOrEnd(const char *path, int flags, const char *message) {
 
 } // namespace
 
-const char *errorText() {
-  const char *text = ::strerrordesc_np(errno);
+const char *errorText(int error) {
+  const char *text = ::strerrordesc_np(error);
   return text != nullptr ? text : "Unknown error";
-}
-
-int aboveStandardDescriptors(int descriptor) {
-  if (descriptor < 0 || descriptor > STDERR_FILENO)
-    return descriptor;
-  const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  const int failure = errno;
-  ::close(descriptor);
-  errno = failure;
-  return moved;
 }
 
 void useAsStandard(int descriptor, int standard) {
@@ -95,7 +95,7 @@ void useAsStandard(int descriptor, int standard) {
 bool changeDirectory(const char *directory) {
   if (::chdir(directory) == 0)
     return true;
-  logInChild("Cannot chdir to %s: %s", directory, errorText());
+  logInChild("Cannot chdir to %s: %s", directory, errorText(errno));
   return false;
 }
 
@@ -104,6 +104,8 @@ void changeDirectoryOrEnd(const char *directory) {
     ::_exit(kCannotBegin);
 }
 
+// Kept: both lines end in a colon, without the reason that should follow it; readers of the log
+// know them so.
 int openInputOrEnd(const char *path) {
   return openOrEnd(path, O_RDONLY, "cannot open '%s' for reading:");
 }
@@ -114,7 +116,7 @@ int createOutputOrEnd(const char *path) {
 
 void execute(const Command &command) {
   ::execv(command.program(), command.argumentVector());
-  logInChild("Cannot exec %s: %s", command.program(), errorText());
+  logInChild("Cannot exec %s: %s", command.program(), errorText(errno));
   ::_exit(kCannotBegin);
 }
 

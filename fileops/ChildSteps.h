@@ -1,4 +1,4 @@
-// ChildSteps.h - what a child does between fork and exec. Internal to the operations.
+// ChildSteps.h - what a child does between fork and exec.
 //
 // Other threads may have held any lock when the child was forked, so everything here makes
 // async-signal-safe calls only: no allocation, no lock, no stream. Whatever it works on was made
@@ -9,13 +9,8 @@ namespace tesker {
 
 class Command;
 
-// The text for the current errno. Safe in a child: it is neither made nor translated.
-const char *errorText();
-
-// The same open file as a descriptor beyond the three standard ones, close-on-exec, so that making
-// it a standard one cannot hit another that is still needed. The given one is closed if it was one
-// of the three. Negative stays negative; negative and errno on failure. Safe outside of children.
-int aboveStandardDescriptors(int descriptor);
+// The text for an errno. Safe in a child: it is neither made nor translated.
+[[nodiscard]] const char *errorText(int error);
 
 // Makes the descriptor the child's standard one of that number (STDIN_FILENO, STDOUT_FILENO).
 void useAsStandard(int descriptor, int standard);
@@ -25,9 +20,9 @@ void useAsStandard(int descriptor, int standard);
 // The same, and the child ends with status 127 on failure.
 void changeDirectoryOrEnd(const char *directory);
 
-// Opens a file for reading, or creates it (or empties it) for writing. On failure "cannot open '%s'
-// for reading:" or "cannot open '%s' for writing:" is logged, without the reason, and the child
-// ends with status 127.
+// Opens a file for reading, or creates it (or empties it) for writing, as a close-on-exec
+// descriptor beyond the three standard ones. On failure "cannot open '%s' for reading:" or "cannot
+// open '%s' for writing:" is logged, and the child ends with status 127.
 [[nodiscard]] int openInputOrEnd(const char *path);
 [[nodiscard]] int createOutputOrEnd(const char *path);
 

@@ -8,12 +8,12 @@
 namespace tesker {
 
 std::string programPath(std::string_view key) {
-  const auto path = NSUserDefaults::standardUserDefaults().stringForKey(key);
+  const NSString path = NSUserDefaults::standardUserDefaults().stringForKey(key);
   if (!path) {
     NSLog("The user defaults name no program for \"%s\"", {key});
     return {};
   }
-  return path->fileSystemRepresentation();
+  return path.fileSystemRepresentation();
 }
 
 std::string operand(std::string_view name) {
@@ -21,9 +21,9 @@ std::string operand(std::string_view name) {
 }
 
 std::string archiveOperand(std::string_view name) {
-  const bool isStream = name == "-";
-  const bool isElsewhere = name.find(':') < name.find('/');
-  return std::string(isStream || isElsewhere ? "./" : "").append(name);
+  const bool looksLikeStream = name == "-";
+  const bool looksRemote = name.find(':') < name.find('/');
+  return std::string(looksLikeStream || looksRemote ? "./" : "").append(name);
 }
 
 Command::Command(std::string program, std::initializer_list<std::string_view> arguments) {

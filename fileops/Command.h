@@ -1,7 +1,4 @@
 // Command.h - a program with its arguments, made ready before a child is started.
-// Internal to the operations.
-//
-// Threading: none of its own; immutable.
 #pragma once
 
 #include <initializer_list>
@@ -11,15 +8,16 @@
 
 namespace tesker {
 
-// The path of the program that the user defaults name under the key, asked anew at every call.
-// Logged and "", which no program can be executed by, when they name none.
+// The path of the program that the user defaults name under the key; they are asked at every
+// call. When they name none, that is logged and the path is "", which cannot be executed.
 [[nodiscard]] std::string programPath(std::string_view key);
 
-// The name as an argument that no program takes for an option: "./" goes before a leading "-",
-// which names the same file.
+// The name as an argument that no program takes for an option: "./" goes before a leading "-", and
+// the file is still the same.
 [[nodiscard]] std::string operand(std::string_view name);
 
-// The same for a tar archive: "-" is no stream, and "host:file" no file of another machine.
+// The same for an archive: tar would take "-" for a stream and "host:file" for another machine's
+// file.
 [[nodiscard]] std::string archiveOperand(std::string_view name);
 
 class Command {

@@ -2,6 +2,7 @@
 
 #include "fileops/ChildProcess.h"
 #include "fileops/SourcePath.h"
+#include "platform/foundation/FileDescriptor.h"
 #include "platform/foundation/NSLog.h"
 
 #include <fcntl.h>
@@ -10,10 +11,28 @@ namespace tesker {
 
 namespace {
 
-// Opens a file in this process; negative when that fails.
+// What compress answers for an input that its output would not be smaller than.
+constexpr int kNotShrunk = 2;
+
+// Opens a file in this process; none when that fails.
 FileDescriptor openFile(const char *path, int flags) {
-  return FileDescriptor(
-      aboveStandardDescriptors(OperatingSystem::current().open(path, flags, 0666)));
+  return aboveStandardDescriptors(
+      FileDescriptor(OperatingSystem::current().open(path, flags, 0666)));
+}
+
+// Runs the program with "-c" from the file to the file, and answers its exit status. The child
+// opens the files, so that nothing is created where the input cannot be read. The output file is
+// never removed: it may hold all that could be saved.
+std::optional<int> filterFile(const char *programKey, const char *inputFile,
+                              const char *outputFile) {
+  const Command filter(programPath(programKey), {"-c"});
+  const auto child = ChildProcess::start(filter, [&] {
+    const int input = openInputOrEnd(inputFile);
+    const int output = createOutputOrEnd(outputFile);
+    useAsStandard(input, STDIN_FILENO);
+    useAsStandard(output, STDOUT_FILENO);
+  });
+  return child.waitForExitStatus();
 }
 
 } // namespace
@@ -38,20 +57,30 @@ bool unarchiveTarFile(const char *archive, const char *targetDirectory) {
   return ChildProcess::start(tar, steps).waitForSuccess();
 }
 
+bool compressZFile(const char *inputFile, const char *outputFile) {
+  const auto status = filterFile("compress", inputFile, outputFile);
+  if (status == kNotShrunk)
+    NSLog("%s is already as compressed as it can get", {inputFile});
+  return status == 0;
+}
+
+bool uncompressZFile(const char *inputFile, const char *outputFile) {
+  return filterFile("uncompress", inputFile, outputFile) == 0;
+}
+
 bool compressFile(const char *sourcePath, const char *outputFile) {
   const auto source = splitSourcePath(sourcePath, WithoutSlash::isRefused);
   if (!source)
     return false;
-  FileDescriptor output = openFile(outputFile, O_WRONLY | O_CREAT | O_TRUNC);
+  const FileDescriptor output = openFile(outputFile, O_WRONLY | O_CREAT | O_TRUNC);
   if (!output) {
-    // The line ends in a colon: the reason was never shown, and readers know the line as it is.
+    // Kept: the line ends in a colon, without the reason; readers of the log know it so.
     NSLog("cannot create '%s':", {outputFile});
     return false;
   }
-  auto pipe = createPipe();
+  Result<Pipe> pipe = createPipe();
   if (!pipe) {
-    NSLog("cannot create pipe: %s", {errorText()});
-    output.reset();
+    NSLog("cannot create pipe: %s", {errorText(pipe.error())});
     OperatingSystem::current().unlink(outputFile);
     return false;
   }
@@ -59,20 +88,19 @@ bool compressFile(const char *sourcePath, const char *outputFile) {
   const Command compress(programPath("compress"), {"-f", "-c"});
 
   const auto tarChild = ChildProcess::start(tar, [&] {
-    useAsStandard(pipe->writeEnd.get(), STDOUT_FILENO);
-    // Unlike all others this child carries on where it is: the verdict is left to tar, which fails
-    // unless something of that name is here too.
+    useAsStandard(pipe->writeEnd.number(), STDOUT_FILENO);
+    // Kept: unlike all the others this child goes on where it is. The verdict is left to tar, which
+    // fails unless something of that name is here as well.
     (void)changeDirectory(source->directory.c_str());
   });
   // Only tar may hold the write end, or compress would never see the end of its input.
   pipe->writeEnd.reset();
   const auto compressChild = ChildProcess::start(compress, [&] {
-    useAsStandard(pipe->readEnd.get(), STDIN_FILENO);
-    useAsStandard(output.get(), STDOUT_FILENO);
+    useAsStandard(pipe->readEnd.number(), STDIN_FILENO);
+    useAsStandard(output.number(), STDOUT_FILENO);
   });
   // Only compress may hold the read end, or tar would wait for ever when compress ends early.
   pipe->readEnd.reset();
-  output.reset();
   const bool archived = tarChild.waitForSuccessOrLog();
   const bool compressed = compressChild.waitForSuccessOrLog();
   if (archived && compressed)
@@ -82,15 +110,16 @@ bool compressFile(const char *sourcePath, const char *outputFile) {
 }
 
 bool uncompressFile(const char *archive, const char *targetDirectory) {
-  FileDescriptor input = openFile(archive, O_RDONLY);
+  const FileDescriptor input = openFile(archive, O_RDONLY);
   if (!input) {
-    // The same words as for a file that cannot be created: one line for both is what readers know.
+    // Kept: the words of a file that cannot be created, though this one cannot be opened; readers
+    // of the log know one line for both.
     NSLog("cannot create '%s':", {archive});
     return false;
   }
-  auto pipe = createPipe();
+  Result<Pipe> pipe = createPipe();
   if (!pipe) {
-    NSLog("cannot create pipe: %s", {errorText()});
+    NSLog("cannot create pipe: %s", {errorText(pipe.error())});
     return false;
   }
   const Command tar(programPath("tar"), {"xpf", "-"});
@@ -98,18 +127,17 @@ bool uncompressFile(const char *archive, const char *targetDirectory) {
 
   // The reader first. The archive and the write end close as it executes its program.
   const auto tarChild = ChildProcess::start(tar, [&] {
-    useAsStandard(pipe->readEnd.get(), STDIN_FILENO);
+    useAsStandard(pipe->readEnd.number(), STDIN_FILENO);
     changeDirectoryOrEnd(targetDirectory);
   });
   pipe->readEnd.reset();
   const auto uncompressChild = ChildProcess::start(uncompress, [&] {
-    useAsStandard(input.get(), STDIN_FILENO);
-    useAsStandard(pipe->writeEnd.get(), STDOUT_FILENO);
+    useAsStandard(input.number(), STDIN_FILENO);
+    useAsStandard(pipe->writeEnd.number(), STDOUT_FILENO);
   });
   pipe->writeEnd.reset();
-  input.reset();
-  // In the order of the data, so the lines about two failures come in that order too. What was
-  // extracted stays: it was the user's data, and may be all that is left of it.
+  // In the order of the data, so that the lines about two failures come in that order too. What was
+  // extracted stays: it is the user's data, and may be all that is left of it.
   const bool uncompressed = uncompressChild.waitForSuccessOrLog();
   const bool extracted = tarChild.waitForSuccessOrLog();
   return uncompressed && extracted;

@@ -1,9 +1,10 @@
 // FileOperations.h - removing, packing and compressing by the system's own programs.
 //
-// Every operation runs one or two programs as child processes and answers, when all of them have
-// ended, whether all was done. The programs are named by the user defaults "rm", "tar", "compress"
-// and "uncompress" (TeskerDefaults.h), read anew at every call; without a value the operation fails
-// with a log line. Nothing adds or takes off a suffix: callers name every input and output file.
+// Every operation runs one or two programs as child processes, waits until all of them have ended,
+// and answers whether everything was done. The programs are named by the user defaults "rm", "tar",
+// "compress" and "uncompress" (filesystem/TeskerDefaults.h), read at every call; without a value
+// the operation fails with a log line. Nothing adds or takes off a suffix: callers name every input
+// and output file.
 //
 // All arguments are paths as C strings, any bytes, never nil; relative ones start at the working
 // directory unless said otherwise. A child counts as successful when it ended by itself with status
@@ -16,14 +17,14 @@
 // default even where the caller ignores it. Output files are made with mode 0666 less the umask,
 // and what they held is lost.
 //
-// Threading: one thread, which is blocked until the children have ended. Callers must neither
-// ignore SIGCHLD nor wait for children that are not theirs, or operations count as failed.
+// Callers must neither ignore SIGCHLD nor wait for children that are not theirs, or operations
+// count as failed.
 #pragma once
 
 namespace tesker {
 
 // Removes the file or the whole tree: rm -rf PATH. What the program says is the answer, so a path
-// where nothing is counts as removed. On failure some of the tree may be gone.
+// that names nothing counts as removed. On failure some of the tree may be gone.
 [[nodiscard]] bool destroyFile(const char *path);
 
 // Packs and compresses a file or tree: tar cf - NAME, in the source's directory, into

@@ -1,31 +1,31 @@
 #include "fileops/SourcePath.h"
 
 #include "fileops/ChildSteps.h"
+#include "paths/PathFunctions.h"
 #include "platform/foundation/NSLog.h"
 
-#include <array>
+#include <cerrno>
 #include <unistd.h>
 
 namespace tesker {
 
 namespace {
 
-constexpr std::size_t kPathBufferSize = 1024;
-
 std::optional<SourcePath> inWorkingDirectory(std::string_view baseName) {
-  std::array<char, kPathBufferSize> directory{};
-  if (::getcwd(directory.data(), directory.size()) == nullptr) {
-    NSLog("Cannot find the working directory of '%s': %s", {baseName, errorText()});
+  PathBuffer directory;
+  if (::getcwd(directory, sizeof directory) == nullptr) {
+    NSLog("Cannot find the working directory of '%s': %s", {baseName, errorText(errno)});
     return std::nullopt;
   }
-  return SourcePath{directory.data(), std::string(baseName)};
+  return SourcePath{directory, std::string(baseName)};
 }
 
 } // namespace
 
 std::optional<SourcePath> splitSourcePath(std::string_view path, WithoutSlash withoutSlash) {
   if (path.size() >= kPathBufferSize) {
-    NSLog("The source path is longer than 1023 bytes: '%s'", {path});
+    NSLog("The source path is longer than %d bytes: '%s'",
+          {std::to_string(kPathBufferSize - 1), path});
     return std::nullopt;
   }
   const std::size_t slash = path.rfind('/');

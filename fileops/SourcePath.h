@@ -1,5 +1,4 @@
 // SourcePath.h - where to run tar, and what to give it, for the path of a source.
-// Internal to the operations.
 #pragma once
 
 #include <optional>
@@ -18,7 +17,7 @@ enum class WithoutSlash { isRefused, inWorkingDirectory };
 
 // Splits the path at its last "/". Nothing, and a log line, when the path does not fit a path
 // buffer (1024 bytes with its NUL), when it has no "/" and that is refused, and when it has none
-// and the working directory cannot be had.
+// and the working directory cannot be found.
 [[nodiscard]] std::optional<SourcePath> splitSourcePath(std::string_view path,
                                                         WithoutSlash withoutSlash);
 

@@ -1,15 +1,16 @@
-// tesker-fileop - the file operations as a command: one operation, exit status 0 when it was done,
-// 1 when it was not, 2 when the command line makes no sense.
+// tesker-fileop.cpp - the file operations as a command: one operation, exit status 0 when it was
+// done, 1 when it was not, 2 when the command line makes no sense.
 #include "fileops/FileOperations.h"
+#include "filesystem/TeskerDefaults.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/NSUserDefaults.h"
-#include "platform/foundation/TeskerDefaults.h"
 
 #include <CLI/CLI.hpp>
 
 #include <array>
 #include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tesker {
@@ -63,17 +64,17 @@ std::string checkProgram(const std::string &text) {
 
 // What the command line says goes before all other defaults.
 void usePrograms(const std::vector<std::string> &programs) {
-  auto chosen = NSMutableDictionary::create();
+  const auto chosen = NSDictionary::create();
   for (const std::string &text : programs) {
     const std::size_t sign = text.find('=');
     chosen->setObjectForKey(NSString::create(text.substr(sign + 1)),
-                            *NSString::create(text.substr(0, sign)));
+                            NSString::create(text.substr(0, sign)));
   }
   NSUserDefaults &defaults = NSUserDefaults::standardUserDefaults();
   defaults.setVolatileDomain(*chosen, NSArgumentDomain);
-  const auto searchList = defaults.searchList()->mutableCopy();
-  searchList->insertObject(NSString::create(NSArgumentDomain), 0);
-  defaults.setSearchList(*searchList);
+  std::vector<NSString> searchList = defaults.searchList();
+  searchList.insert(searchList.begin(), NSString::create(NSArgumentDomain));
+  defaults.setSearchList(std::move(searchList));
 }
 
 int finish(bool done, const char *failure, const Arguments &arguments) {

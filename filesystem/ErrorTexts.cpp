@@ -1,7 +1,9 @@
-// The texts to show for failed system calls.
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/ErrorTexts.h"
 
+#include "filesystem/PropertyListFiles.h"
+#include "paths/PathFunctions.h"
 #include "platform/foundation/NSBundle.h"
+#include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 
 #include <cerrno>
@@ -13,37 +15,48 @@ namespace tesker {
 namespace {
 
 // From the system's text to the text to show.
-NSMutableDictionary &loadTexts() {
-  const auto path = NSBundle::mainBundle()->pathForResource("errno", "strings");
-  if (const auto list = path ? readOldStylePList(*path) : nullptr)
-    return *NSMutableDictionary::copyOf(*list, filerZone()).leak();
-  NSLog("Cannot find errno language file");
-  return *NSMutableDictionary::create(0, filerZone()).leak();
+NSDictionary &loadTexts() {
+  NSDictionary &texts = *NSDictionary::create(filerZone()).leak();
+  const NSString path = NSBundle::mainBundle().pathForResource("errno", "strings");
+  if (const auto list = path ? readOldStylePList(path) : nullptr)
+    texts.addEntriesFromDictionary(*list);
+  else
+    NSLog("Cannot find errno language file");
+  return texts;
 }
 
-Ref<NSString> shownText(const char *systemText) {
+NSString shownText(const char *systemText) {
   // Loaded once, also when it was missing, so that this is logged once.
-  static NSMutableDictionary &texts = loadTexts();
-  if (const auto text = as<NSString>(texts.objectForKey(systemText)))
-    return text.toRef();
+  static NSDictionary &texts = loadTexts();
+  if (const NSString text = texts.stringForKey(systemText))
+    return text;
   NSLog("Cannot find value for string '%@' in errno string table", {systemText});
   // Logged once for each text: from now on it stands for itself.
-  auto text = NSString::create(systemText, filerZone());
-  texts.setObjectForKey(text, *text);
+  const NSString text = NSString::create(systemText, filerZone());
+  texts.setObjectForKey(text, text);
   return text;
 }
 
 } // namespace
 
-Ref<NSString> TeskerErrno() {
+NSString TeskerErrno() {
   const int number = errno;
   const char *systemText = number > 0 ? strerrordesc_np(number) : nullptr;
   if (systemText == nullptr)
-    return NSString::create("Unknown error");
-  auto text = shownText(systemText);
+    return "Unknown error"_ns;
+  const NSString text = shownText(systemText);
   // Reading the resource has made system calls; the caller's number stays what it was.
   errno = number;
   return text;
+}
+
+void TeskerBug(std::string_view message, std::initializer_list<std::string_view> arguments) {
+  NSLog(message, arguments);
+}
+
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+void _ERROR(const NSString &reason) {
+  throw NSException(TeskerGenericFilerException, std::string(reason.bytes()));
 }
 
 } // namespace tesker

@@ -1,18 +1,18 @@
-// Property lists in files.
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/PropertyListFiles.h"
 
 #include "platform/foundation/FileContents.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
 
 namespace tesker {
 
 bool writeStringToPath(const NSString &path, const NSString &string) {
-  return writeFileAtomically(path, string.bytes());
+  return static_cast<bool>(writeFileAtomically(path, string.bytes()));
 }
 
 RefPtr<NSDictionary> readOldStylePList(const NSString &path) {
-  const auto text = contentsOfFile(path, kLargestPropertyListFile);
+  const Result<std::string> text = contentsOfFile(path, kLargestPropertyListFile);
   if (!text)
     return nullptr;
   try {
@@ -23,7 +23,7 @@ RefPtr<NSDictionary> readOldStylePList(const NSString &path) {
 }
 
 bool writeOldStylePList(const NSString &path, const NSDictionary &list) {
-  return writeStringToPath(path, *descriptionInStringsFileFormat(list));
+  return writeStringToPath(path, descriptionInStringsFileFormat(list));
 }
 
 } // namespace tesker

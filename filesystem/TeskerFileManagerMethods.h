@@ -6,26 +6,27 @@
 // inherited methods too. `fileManagerClass` arguments are references to such an object.
 //
 // Nothing here raises by itself; failures are answers. A path with a NUL inside names nothing.
-// Results are owned by the caller. Threading: one thread.
 #pragma once
 
 #include "filesystem/TSStatMethods.h"
-#include "platform/foundation/NSArray.h"
 #include "platform/foundation/NSString.h"
 
 #include <cstdint>
+#include <optional>
+#include <vector>
 
 namespace tesker {
-
-class DirectoryStream;
 
 // Vetoes write access for whole devices (read-only media behind a writable mount, say).
 class IsWritableDeviceTeller {
 public:
   virtual ~IsWritableDeviceTeller() = default;
   virtual bool isWritableDeviceFor(const NSString &path) = 0;
-  virtual bool isWritableDeviceForDir(const NSString &dir, const NSString *file) = 0;
+  virtual bool isWritableDeviceForDir(const NSString &dir, const NSString &file) = 0;
 };
+
+// The names in a directory, in its own order.
+using Names = std::vector<NSString>;
 
 class NSFileManager {
 public:
@@ -35,10 +36,10 @@ public:
   // The class object of NSFileManager itself: every request asks the system.
   static NSFileManager &classObject();
 
-  // What the default file manager answers: attributes of a path (nil when it cannot be examined),
-  // and whether something is there, links followed.
-  [[nodiscard]] RefPtr<NSFileAttributes> fileAttributesAtPath(const NSString &path,
-                                                              bool traverseLink);
+  // What the default file manager answers: attributes of a path (nothing when it cannot be
+  // examined), and whether something is there, links followed.
+  [[nodiscard]] std::optional<NSFileAttributes> fileAttributesAtPath(const NSString &path,
+                                                                     bool traverseLink);
   [[nodiscard]] bool fileExistsAtPath(const NSString &path);
 
   // What access(2) grants to the real user; full paths.
@@ -65,32 +66,34 @@ public:
   // The mode of the path itself, links not followed; 0 when it cannot be had.
   mode_t getDirectoryLinkPermissions(const NSString &path);
 
-  // Attributes of dir/file (nil file: of dir), or nil: a final link itself, and what it leads to.
-  [[nodiscard]] virtual RefPtr<NSFileAttributes> _privateLstatDir(const NSString &dir,
-                                                                  const NSString *file);
-  [[nodiscard]] virtual RefPtr<NSFileAttributes> _privateStatDir(const NSString &dir,
-                                                                 const NSString *file);
+  // Attributes of dir/file (nil file: of dir), or nothing: a final link itself, and what it leads
+  // to.
+  [[nodiscard]] virtual std::optional<NSFileAttributes> _privateLstatDir(const NSString &dir,
+                                                                         const NSString &file);
+  [[nodiscard]] virtual std::optional<NSFileAttributes> _privateStatDir(const NSString &dir,
+                                                                        const NSString &file);
   // Follows links, except magic directories, which are described as links.
-  [[nodiscard]] virtual RefPtr<NSFileAttributes> _privateStatNoMountDir(const NSString &dir,
-                                                                        const NSString *file);
+  [[nodiscard]] virtual std::optional<NSFileAttributes>
+  _privateStatNoMountDir(const NSString &dir, const NSString &file);
   // The names as childrenForDirPath gives them, and the attributes of each appended to infos in the
-  // same order. Nil when the directory cannot be listed or an entry vanished meanwhile (what was
-  // appended stays).
-  [[nodiscard]] RefPtr<NSMutableArray> _privateLStatDir(const NSString &dir, bool filterDots,
-                                                        bool filterBackups, NSMutableArray &infos);
+  // same order. Nothing when the directory cannot be listed or an entry vanished meanwhile (what
+  // was appended stays).
+  [[nodiscard]] virtual std::optional<Names> _privateLStatDir(const NSString &dir, bool filterDots,
+                                                              bool filterBackups,
+                                                              std::vector<NSFileAttributes> &infos);
   // fullPermissions of the attributes; 0 when there are none.
-  std::uint16_t getLModeDir(const NSString &dir, const NSString *file);
-  std::uint16_t getModeDir(const NSString &dir, const NSString *file);
+  std::uint16_t getLModeDir(const NSString &dir, const NSString &file);
+  std::uint16_t getModeDir(const NSString &dir, const NSString &file);
   // _getStatDev of the attributes; 0 when there are none.
-  std::int32_t devnumForLDir(const NSString &dir, const NSString *file);
-  std::int32_t devnumForDir(const NSString &dir, const NSString *file);
+  std::int32_t devnumForLDir(const NSString &dir, const NSString &file);
+  std::int32_t devnumForDir(const NSString &dir, const NSString &file);
 
   // The names in the directory, in the order in which it yields them, without "." and "..".
-  // filterDots leaves out names that begin with ".", filterBackups those that end in "~". Nil when
-  // the directory cannot be opened. The array and its strings are in the filer zone.
-  [[nodiscard]] virtual RefPtr<NSMutableArray>
+  // filterDots leaves out names that begin with ".", filterBackups those that end in "~". Nothing
+  // when the directory cannot be opened. The strings are in the filer zone.
+  [[nodiscard]] virtual std::optional<Names>
   childrenForDirPath(const NSString &dirPath, bool filterDots, bool filterBackups);
-  [[nodiscard]] RefPtr<NSMutableArray> childrenForDirPath(const NSString &dirPath);
+  [[nodiscard]] std::optional<Names> childrenForDirPath(const NSString &dirPath);
 
   // Borrowed, not owned; nil clears it. Shared by all classes.
   void registerIsWritableDeviceTeller(IsWritableDeviceTeller *teller);
@@ -99,8 +102,8 @@ public:
   // Whether both lead to the same file (device and inode), links followed; false when either
   // cannot be examined.
   bool isSameDir(const NSString &dir, const NSString &otherDir);
-  bool isSameDir(const NSString &dir, const NSString *file, const NSString &otherDir,
-                 const NSString *otherFile);
+  bool isSameDir(const NSString &dir, const NSString &file, const NSString &otherDir,
+                 const NSString &otherFile);
 
   // The zone of listings and caches, "File Caching".
   NSZone &filerZone();
@@ -111,7 +114,7 @@ protected:
   static IsWritableDeviceTeller *isWritableDeviceTeller();
 };
 
-// The generation counter: advanced by every rename attempt and by whoever changed the file system
+// The generation counter: advanced by every rename attempt and by those who changed the file system
 // in another way; part of every cache's time stamp. Wraps.
 extern std::uint32_t generation;
 

@@ -26,6 +26,10 @@ void TeskerObjectTable::setValueForObject(void *value, Ref<NSObject> object) {
   table_.try_emplace(std::move(object)).first->second = value;
 }
 
+void *TeskerObjectTable::valueForObjectOrSet(void *value, const Ref<NSObject> &object) {
+  return table_.try_emplace(object, value).first->second;
+}
+
 void TeskerObjectTable::removeValueForObject(const NSObject &object) {
   const auto found = table_.find(object);
   if (found != table_.end())
@@ -34,18 +38,19 @@ void TeskerObjectTable::removeValueForObject(const NSObject &object) {
 
 void TeskerObjectTable::removeAllObjects() { table_.clear(); }
 
-Ref<NSMutableArray> TeskerObjectTable::allObjects() const {
-  auto keys = NSMutableArray::create(count());
+std::vector<Ref<NSObject>> TeskerObjectTable::allObjects() const {
+  std::vector<Ref<NSObject>> keys;
+  keys.reserve(count());
   for (const auto &pair : table_)
-    keys->addObject(pair.first);
+    keys.push_back(pair.first);
   return keys;
 }
 
 // Tables that are equal have equal counts; values are pointers that say nothing of themselves.
 std::size_t TeskerObjectTable::hash() const { return count(); }
 
-bool TeskerObjectTable::isEqual(const NSObject *other) const {
-  const auto *table = as<TeskerObjectTable>(other);
+bool TeskerObjectTable::isEqual(const NSObject &other) const {
+  const auto *table = dynamic_cast<const TeskerObjectTable *>(&other);
   return table != nullptr && table->count() == count() &&
          std::all_of(table->table_.begin(), table->table_.end(), [this](const auto &pair) {
            const auto found = table_.find(pair.first);

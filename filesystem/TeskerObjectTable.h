@@ -1,15 +1,15 @@
 // TeskerObjectTable.h - a map from objects to untyped pointers.
 //
-// For values that are no objects. Keys are compared by isEqual and kept alive by exactly one
+// For values that are not objects. Keys are compared by isEqual and kept alive by exactly one
 // reference each while they are in the table; values are opaque pointers that the table never
 // looks at and never frees.
 #pragma once
 
-#include "platform/foundation/NSArray.h"
 #include "platform/foundation/NSObject.h"
 
 #include <memory_resource>
 #include <unordered_map>
+#include <vector>
 
 namespace tesker {
 
@@ -26,15 +26,18 @@ public:
   void *valueForObject(const NSObject &object) const;
   // For a key equal to one already present the value changes and the first key object stays.
   void setValueForObject(void *value, Ref<NSObject> object);
+  // The value of the key, which is made with the given one where it was absent: one look-up for
+  // "have I met this, and when".
+  void *valueForObjectOrSet(void *value, const Ref<NSObject> &object);
   // Nothing when the key is absent.
   void removeValueForObject(const NSObject &object);
   void removeAllObjects();
   // All keys, in no promised order.
-  [[nodiscard]] Ref<NSMutableArray> allObjects() const;
+  [[nodiscard]] std::vector<Ref<NSObject>> allObjects() const;
 
   // Equal to a table with equal keys and the very same pointers.
   std::size_t hash() const override;
-  bool isEqual(const NSObject *other) const override;
+  bool isEqual(const NSObject &other) const override;
 
 private:
   friend NSObject;
@@ -52,7 +55,7 @@ private:
   struct KeyEqual {
     using is_transparent = void;
     template <class A, class B> bool operator()(const A &a, const B &b) const {
-      return objectOf(a).isEqual(&objectOf(b));
+      return objectOf(a).isEqual(objectOf(b));
     }
   };
   std::pmr::unordered_map<Ref<NSObject>, void *, KeyHash, KeyEqual> table_;

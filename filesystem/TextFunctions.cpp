@@ -1,5 +1,4 @@
-// Suffixes, numbers inside texts, and the two ways to report what should not be.
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/TextFunctions.h"
 
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
@@ -12,27 +11,19 @@
 
 namespace tesker {
 
-namespace {
-
-// Where the last dot is; npos for nil and without one.
-std::size_t lastDot(const NSString *name) {
-  return name != nullptr ? name->bytes().rfind('.') : std::string_view::npos;
+std::string_view suffixOf(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  return dot != std::string_view::npos ? name.substr(dot + 1) : std::string_view();
 }
 
-} // namespace
-
-RefPtr<NSString> getSuffix(const NSString *name) {
-  const std::size_t dot = lastDot(name);
-  if (dot == std::string_view::npos || dot + 1 == name->length())
-    return nullptr;
-  return NSString::create(name->bytes().substr(dot + 1));
+NSString getSuffix(const NSString &name) {
+  const std::string_view suffix = suffixOf(name.bytes());
+  return suffix.empty() ? nullptr : NSString::create(suffix);
 }
 
-RefPtr<NSString> strip(const NSString *name) {
-  const std::size_t dot = lastDot(name);
-  if (dot == std::string_view::npos)
-    return nullptr;
-  return NSString::create(name->bytes().substr(0, dot));
+NSString strip(const NSString &name) {
+  const std::size_t dot = name.bytes().rfind('.');
+  return dot != std::string_view::npos ? NSString::create(name.bytes().substr(0, dot)) : nullptr;
 }
 
 int scanIntFromIString(const NSString &string, std::size_t start, std::size_t length, int &result) {
@@ -47,18 +38,9 @@ int scanIntFromIString(const NSString &string, std::size_t start, std::size_t le
     return 0;
   // A number too large for an int is the largest one of its sign.
   result = static_cast<int>(std::clamp<long>(scanned, INT_MIN, INT_MAX));
-  // Callers skip the whole text that they had a number scanned from, so its length is the answer,
-  // not how far the digits went.
+  // Kept: callers skip the whole text that they had a number scanned from, so its length is the
+  // answer, not how far the digits went.
   return static_cast<int>(std::min<std::size_t>(std::strlen(text.c_str()), INT_MAX));
-}
-
-void TeskerBug(std::string_view message, std::initializer_list<std::string_view> arguments) {
-  NSLog(message, arguments);
-}
-
-// NOLINTNEXTLINE(bugprone-reserved-identifier)
-void _ERROR(const NSString &reason) {
-  throw NSException(TeskerGenericFilerException, std::string(reason.bytes()));
 }
 
 } // namespace tesker

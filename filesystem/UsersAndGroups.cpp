@@ -1,6 +1,8 @@
-// The process's own ids, and users and groups by id.
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/UsersAndGroups.h"
 
+#include "paths/PathFunctions.h"
+#include "platform/foundation/NSException.h"
+#include "platform/foundation/NSLog.h"
 #include "platform/foundation/OperatingSystem.h"
 
 #include <algorithm>
@@ -33,7 +35,7 @@ Value cached(IDTable<Value> &table, std::int32_t id, Lookup lookup) {
   return table.emplace(keyFor(id), lookup()).first->second;
 }
 
-Ref<NSString> nameOrDecimal(const std::optional<std::string> &name, std::int32_t id) {
+NSString nameOrDecimal(const std::optional<std::string> &name, std::int32_t id) {
   return NSString::create(name ? *name : std::to_string(id), filerZone());
 }
 
@@ -77,25 +79,78 @@ bool isGIDInUserGroups(std::int32_t gid) {
   if (gid == cachedGetGID())
     return true;
   static auto &groups = *new std::vector<gid_t>();
-  // A user without supplementary groups leaves the list empty: it is fetched again each time.
+  // Kept: a user without supplementary groups leaves the list empty: it is fetched again each time.
   if (groups.empty())
     groups = fetchGroups();
   return std::find(groups.rbegin(), groups.rend(), static_cast<gid_t>(gid)) != groups.rend();
 }
 
-Ref<NSString> cachedGetUserName(std::int32_t uid) {
-  static auto &names = newTable<Ref<NSString>>();
+NSString cachedGetUserName(std::int32_t uid) {
+  static auto &names = newTable<NSString>();
   return cached(names, uid, [uid] {
     const auto user = OperatingSystem::current().userWithId(static_cast<uid_t>(uid));
     return nameOrDecimal(user ? std::optional(user->name) : std::nullopt, uid);
   });
 }
 
-Ref<NSString> cachedGetGroupName(std::int32_t gid) {
-  static auto &names = newTable<Ref<NSString>>();
+NSString cachedGetGroupName(std::int32_t gid) {
+  static auto &names = newTable<NSString>();
   return cached(names, gid, [gid] {
     return nameOrDecimal(OperatingSystem::current().groupNameWithId(static_cast<gid_t>(gid)), gid);
   });
 }
+
+namespace {
+
+// Identities of homes by user id. Kept: here without the offset of the other tables' keys.
+std::pmr::unordered_map<std::int32_t, DirFileUID> &homes() {
+  static auto &table = *new std::pmr::unordered_map<std::int32_t, DirFileUID>(&filerZone());
+  return table;
+}
+
+// The identity of the user's home, {0, 0} when it is not known.
+DirFileUID identityOfHome(std::int32_t uid, NSFileManager &fileManagerClass) {
+  DirFileUID identity;
+  const NSString home = homeDirectoryOfUser(cachedGetUserName(uid));
+  if (!home)
+    return identity;
+  try {
+    if (const auto attributes = fileManagerClass._privateStatDir(home, nullptr))
+      identity = attributes->buildDirFileUID();
+  } catch (const NSException &) {
+    // Not known, then.
+  }
+  return identity;
+}
+
+} // namespace
+
+NSString homeDirectoryOfUser(const NSString &name) {
+  // The database would be asked for the part before the NUL, another user.
+  if (name.bytes().find('\0') != std::string_view::npos)
+    return nullptr;
+  const auto user = OperatingSystem::current().userWithName(std::string(name.bytes()));
+  if (!user || !user->home || !user->home->starts_with('/'))
+    return nullptr;
+  const auto components = TeskerSplitPathIntoCleanComponents(NSString::create(*user->home));
+  if (components)
+    return TeskerJoinComponents(*components);
+  NSLog("Incorrect home for %@: %s", {name.bytes(), *user->home});
+  return nullptr;
+}
+
+bool isHomeDirectory(std::int32_t uid, const DirFileUID &identity, bool currentOnly,
+                     NSFileManager &fileManagerClass) {
+  if (currentOnly && uid != cachedGetUID())
+    return false;
+  const auto known = homes().find(uid);
+  if (known != homes().end())
+    return known->second == identity;
+  const DirFileUID home = identityOfHome(uid, fileManagerClass);
+  homes().insert_or_assign(uid, home);
+  return home == identity;
+}
+
+void forgetHomeDirectories() { homes().clear(); }
 
 } // namespace tesker

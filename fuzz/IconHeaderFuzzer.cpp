@@ -1,8 +1,8 @@
-// Parses an executable whose icon header is the input, for this processor or another.
-
+// IconHeaderFuzzer.cpp - parses an executable whose icon header is the input, for this processor or
+// another.
 #include "examples/MachOWriter.h"
 #include "fuzz/Silence.h"
-#include "parsing/AppParsing.h"
+#include "parsing/IconHeaderParser.h"
 #include "platform/foundation/FileDescriptor.h"
 
 #include <cstdint>
@@ -22,16 +22,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
                                 .bytes();
   // A file in memory, which has a path like any other.
   const FileDescriptor file(::memfd_create("executable", MFD_CLOEXEC));
-  if (!file || ::fchmod(file.get(), 0755) != 0 ||
-      ::write(file.get(), image.data(), image.size()) != static_cast<ssize_t>(image.size()))
+  if (!file || ::fchmod(file.number(), 0755) != 0 ||
+      ::write(file.number(), image.data(), image.size()) != static_cast<ssize_t>(image.size()))
     std::abort();
   const auto records =
-      parseApp(NSFileManager::classObject(), *NSString::create("/proc/self/fd"),
-               &*NSString::create(std::to_string(file.get())), NSDefaultMallocZone());
+      parseApp(NSFileManager::classObject(), "/proc/self/fd"_ns,
+               NSString::create(std::to_string(file.number())), NSDefaultMallocZone());
   if (!records)
     std::abort(); // an executable regular file is always examined
-  for (const auto &record : *records)
-    if (!as<NSDictionary>(&*record)->objectForKey("path"))
+  for (const TKLine &record : *records)
+    if (record.objectForKey("path") == nullptr)
       std::abort();
   return 0;
 }

@@ -1,4 +1,4 @@
-// Everything that is asked of an executable file, asked of any bytes.
+// MachOFuzzer.cpp - everything that is asked of an executable file, asked of any bytes.
 #include "parsing/ArchitectureCheck.h"
 #include "platform/images/SectionStream.h"
 
@@ -9,9 +9,9 @@ using namespace tesker;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   MemoryImage image(std::as_bytes(std::span(data, size)));
   const Suitability suitability = isSuitableArchitecture(image);
-  const RefPtr<NSString> names = getArchNamesInternal(image);
+  const NSString names = getArchNamesInternal(image);
   // A fat file that announces too much is found out by both.
-  if (!names && suitability != Suitability::kCannotTell)
+  if (!names && suitability != Suitability::cannotTell)
     std::abort();
   for (const char *section : {"__services", "__request", "__header"}) {
     auto stream = QXGetStreamOnSectionForBestArchitecture(image, "__ICON", section);

@@ -1,6 +1,8 @@
-// Any bytes as a property list and as a strings file: what is read must read back equal.
+// PropertyListFuzzer.cpp - any bytes as a property list and as a strings file: what is read must
+// read back equal.
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -28,23 +30,23 @@ void tryPropertyList(std::string_view text) {
   auto value = valueRead(propertyList, text);
   if (!value)
     return;
-  if (as<NSString>(value)) {
+  if (value->asString()) {
     // A string alone describes itself; only inside a container is its description read back.
-    auto container = NSMutableArray::create();
+    auto container = NSArray::create();
     container->addObject(value);
     value = std::move(container);
   }
-  const auto description = value->description();
-  check(description->bytes().find('\n') == std::string_view::npos);
-  check(value->isEqual(&*propertyList(description->bytes())));
+  const NSString description = value->description();
+  check(description.bytes().find('\n') == std::string_view::npos);
+  check(value->isEqual(*propertyList(description.bytes())));
 }
 
 void tryStringsFile(std::string_view text) {
-  const auto pairs = as<NSDictionary>(valueRead(propertyListFromStringsFileFormat, text));
+  const auto pairs = valueRead(propertyListFromStringsFileFormat, text);
   if (!pairs)
     return;
-  const auto description = descriptionInStringsFileFormat(*pairs);
-  check(pairs->isEqual(&*propertyListFromStringsFileFormat(description->bytes())));
+  const NSString description = descriptionInStringsFileFormat(*pairs->asDictionary());
+  check(pairs->isEqual(*propertyListFromStringsFileFormat(description.bytes())));
 }
 
 } // namespace

@@ -1,6 +1,5 @@
-// Decodes the input as an answer text. What decodes must come back equal when it is encoded and
-// decoded again.
-
+// RecordTextFuzzer.cpp - decodes the input as an answer text. What decodes must come back equal
+// when it is encoded and decoded again.
 #include "fuzz/Silence.h"
 #include "parsing/RecordEncoding.h"
 
@@ -11,12 +10,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   using namespace tesker;
   silenceLogs();
   NSZone &zone = NSDefaultMallocZone();
-  const auto text = NSString::create({reinterpret_cast<const char *>(data), size});
-  const auto records = decodeParsedApp(*text, zone);
+  const NSString text = NSString::create({reinterpret_cast<const char *>(data), size});
+  const auto records = decodeParsedApp(text, zone);
   if (!records)
     return 0;
-  const auto again = decodeParsedApp(*encodeParsedApp(*records), zone);
-  if (!again || !again->isEqual(records.get()))
+  const auto again = decodeParsedApp(encodeParsedApp(*records), zone);
+  if (!again || *again != *records)
     std::abort();
   return 0;
 }

@@ -1,9 +1,9 @@
 // FinderMaster.h - the master's side of a search: start the tool, ask it once, take its answer.
 //
 //   tesker::FinderMaster master({.tool = "/usr/libexec/tesker/ToolFinder"});
-//   const tesker::SearchOutcome outcome = master.findAppsInSearchPath("/Applications", nullptr);
+//   const tesker::SearchOutcome outcome = master.findAppsInSearchPath("/Applications");
 //   if (const auto *answer = std::get_if<tesker::SearchAnswer>(&outcome.result))
-//     use(*answer->records);
+//     use(answer->records);
 //
 // Every search starts a tool process of its own and offers it the service in a private bootstrap
 // directory, so that searches never meet one another or a running desktop. A search waits for the
@@ -19,8 +19,10 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tesker {
 
@@ -42,12 +44,14 @@ public:
   explicit FinderMaster(FinderMasterOptions options) : options_(std::move(options)) {}
 
   // The applications of one directory, or one application. The path goes to the tool as it is; it
-  // should be absolute. previous: the text of the last answer, nil when there is none.
-  [[nodiscard]] SearchOutcome findAppsInSearchPath(std::string_view path,
-                                                   const NSString *previous) const;
+  // should be absolute. previous: the text of the last answer, when there is one.
+  [[nodiscard]] SearchOutcome
+  findAppsInSearchPath(std::string_view path,
+                       std::optional<std::string_view> previous = std::nullopt) const;
   // The applications among absolute paths with one NUL byte between neighbours.
-  [[nodiscard]] SearchOutcome findAppsForDockPaths(std::string_view paths,
-                                                   const NSString *previous) const;
+  [[nodiscard]] SearchOutcome
+  findAppsForDockPaths(std::string_view paths,
+                       std::optional<std::string_view> previous = std::nullopt) const;
 
 private:
   FinderMasterOptions options_;

@@ -16,7 +16,7 @@ constexpr std::size_t kPipeSize = std::size_t{64} * 1024;
 void LogLines::read() {
   std::array<char, 4096> piece;
   for (std::size_t taken = 0; pipe_ && taken < kPipeSize;) {
-    const ssize_t count = ::read(pipe_.get(), piece.data(), piece.size());
+    const ssize_t count = ::read(pipe_.number(), piece.data(), piece.size());
     if (count < 0 && errno == EINTR)
       continue;
     if (count < 0 && errno == EAGAIN)

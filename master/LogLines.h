@@ -26,7 +26,7 @@ public:
       : pipe_(std::move(pipe)), listener_(std::move(listener)) {}
 
   // For poll(2); -1 after the end of the pipe.
-  int descriptor() const { return pipe_.get(); }
+  int descriptor() const { return pipe_.number(); }
   // Takes what is in the pipe now, but no more than a pipe holds.
   void read();
   // Takes what is left, and a last line without a line feed.
@@ -38,6 +38,7 @@ public:
 private:
   void take(std::string_view bytes);
   void endLine();
+
   FileDescriptor pipe_;
   Listener listener_;
   std::string current_;

@@ -1,5 +1,7 @@
 #include "master/PrivateDirectory.h"
 
+#include "platform/foundation/OperatingSystem.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -8,21 +10,19 @@
 
 namespace tesker {
 
-PrivateDirectory::PrivateDirectory() {
-  const char *runtime = std::getenv("XDG_RUNTIME_DIR");
-  if (runtime == nullptr || runtime[0] != '/' || !makeUnder(runtime))
-    makeUnder("/tmp");
+Result<PrivateDirectory> PrivateDirectory::create() {
+  const auto runtime = environmentValue("XDG_RUNTIME_DIR");
+  if (runtime && runtime->starts_with('/'))
+    if (auto made = createUnder(*runtime))
+      return made;
+  return createUnder("/tmp");
 }
 
-bool PrivateDirectory::makeUnder(const std::string &parent) {
+Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent) {
   std::string path = parent + "/tesker-XXXXXX";
-  if (::mkdtemp(path.data()) == nullptr) {
-    error_ = errno;
-    return false;
-  }
-  path_ = std::move(path);
-  error_ = 0;
-  return true;
+  if (::mkdtemp(path.data()) == nullptr)
+    return Failure{errno};
+  return PrivateDirectory(std::move(path));
 }
 
 PrivateDirectory::~PrivateDirectory() {

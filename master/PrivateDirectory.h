@@ -2,27 +2,35 @@
 // Internal to the master.
 #pragma once
 
+#include "platform/foundation/Result.h"
+
 #include <string>
+#include <utility>
 
 namespace tesker {
 
 // A new directory with mode 0700 under $XDG_RUNTIME_DIR, or under /tmp where that is unset or
-// refuses. Removed at the end, with all that is in it.
+// refuses. Removed at the end, with all that is in it. Moves, never copies.
 class PrivateDirectory {
 public:
-  PrivateDirectory();
-  ~PrivateDirectory();
+  // Fails with the errno.
+  [[nodiscard]] static Result<PrivateDirectory> create();
+  PrivateDirectory(PrivateDirectory &&other) noexcept : path_(std::exchange(other.path_, {})) {}
+  PrivateDirectory &operator=(PrivateDirectory &&other) noexcept {
+    path_.swap(other.path_);
+    return *this;
+  }
   PrivateDirectory(const PrivateDirectory &) = delete;
   PrivateDirectory &operator=(const PrivateDirectory &) = delete;
+  ~PrivateDirectory();
 
-  // Empty when it could not be made; error() is the errno then, and 0 otherwise.
   const std::string &path() const { return path_; }
-  int error() const { return error_; }
 
 private:
-  bool makeUnder(const std::string &parent);
-  std::string path_;
-  int error_ = 0;
+  explicit PrivateDirectory(std::string path) : path_(std::move(path)) {}
+  [[nodiscard]] static Result<PrivateDirectory> createUnder(const std::string &parent);
+
+  std::string path_; // empty when it has been moved from
 };
 
 } // namespace tesker

@@ -1,12 +1,11 @@
 // SearchOutcome.h - what became of one search.
 //
-// Plain values; they stay good after the master that made them has gone. Threading: objects in them
-// belong to the thread that searched.
+// Plain values; they stay good after the master that made them has gone.
 #pragma once
 
-#include "platform/foundation/NSArray.h"
-#include "platform/foundation/NSString.h"
+#include "master/SearchRecord.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <variant>
@@ -30,8 +29,8 @@ struct ToolEnd {
 
 // The tool's answer.
 struct SearchAnswer {
-  Ref<NSString> text;          // the encoded records
-  Ref<NSMutableArray> records; // the same, decoded
+  std::string text;                  // the encoded records
+  std::vector<SearchRecord> records; // the same, decoded
 };
 
 // The answer equals the previous text that the request brought.
@@ -45,7 +44,7 @@ struct SearchFailure {
     toolDied,        // it was killed, gave an exit status other than 0, or ended before its answer
     timedOut,        // the deadline passed
     protocolBroken,  // the tool sent something it must not send
-    malformedAnswer, // the answer is no encoded list of records
+    malformedAnswer, // the answer is not an encoded list of records
     connectionLost,  // the connection ended while the tool lived on
     cancelled,       // the caller's descriptor became readable
   };
@@ -56,7 +55,9 @@ struct SearchFailure {
 };
 
 struct SearchOutcome {
-  std::variant<SearchAnswer, SearchUnchanged, SearchFailure> result;
+  using Result = std::variant<SearchAnswer, SearchUnchanged, SearchFailure>;
+
+  Result result;
   // The last lines that the tool wrote to its log (bytes, without line feeds), and how many it
   // wrote in all.
   std::vector<std::string> logLines;

@@ -15,22 +15,13 @@ namespace tesker {
 
 namespace {
 
-// A pipe whose ends are not among the child's three, so that putting them there is a plain copy.
-struct Pipe {
-  FileDescriptor reading, writing;
-
-  int open() {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-      return errno;
-    const FileDescriptor first(ends[0]), second(ends[1]);
-    reading = FileDescriptor(::fcntl(first.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    writing = FileDescriptor(::fcntl(second.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    if (!reading || !writing || ::fcntl(reading.get(), F_SETFL, O_NONBLOCK) != 0)
-      return errno;
-    return 0;
-  }
-};
+// For what the child writes; the reading end does not block.
+Result<Pipe> createLogPipe() {
+  Result<Pipe> pipe = createPipe();
+  if (pipe && ::fcntl(pipe->readEnd.number(), F_SETFL, O_NONBLOCK) != 0)
+    return Failure{errno};
+  return pipe;
+}
 
 class FileActions {
 public:
@@ -49,7 +40,7 @@ public:
     // Whatever the process around this library has left open without close-on-exec.
     return ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
   }
-  const posix_spawn_file_actions_t *get() const { return &actions_; }
+  const posix_spawn_file_actions_t *posix() const { return &actions_; }
 
 private:
   posix_spawn_file_actions_t actions_;
@@ -72,7 +63,7 @@ public:
     return ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
                                                         POSIX_SPAWN_SETPGROUP);
   }
-  const posix_spawnattr_t *get() const { return &attributes_; }
+  const posix_spawnattr_t *posix() const { return &attributes_; }
 
 private:
   posix_spawnattr_t attributes_;
@@ -97,17 +88,17 @@ std::vector<std::string> environmentWith(const ToolProcess::Environment &set) {
 
 } // namespace
 
-int ToolProcess::start(const std::string &program, const Environment &environment,
-                       std::unique_ptr<ToolProcess> &process) {
-  Pipe log;
+Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &program,
+                                                        const Environment &environment) {
+  Result<Pipe> log = createLogPipe();
+  if (!log)
+    return log.failure();
   FileActions actions;
   Attributes attributes;
-  if (const int error = log.open())
-    return error;
-  if (const int error = actions.set(log.writing.get()))
-    return error;
-  if (const int error = attributes.set())
-    return error;
+  if (const int error = actions.set(log->writeEnd.number()); error != 0)
+    return Failure{error};
+  if (const int error = attributes.set(); error != 0)
+    return Failure{error};
 
   std::vector<std::string> texts = environmentWith(environment);
   std::vector<char *> variables;
@@ -118,21 +109,22 @@ int ToolProcess::start(const std::string &program, const Environment &environmen
   std::array<char *, 2> arguments{name.data(), nullptr};
 
   pid_t pid = 0;
-  if (const int error = ::posix_spawn(&pid, program.c_str(), actions.get(), attributes.get(),
-                                      arguments.data(), variables.data()))
-    return error;
+  if (const int error = ::posix_spawn(&pid, program.c_str(), actions.posix(), attributes.posix(),
+                                      arguments.data(), variables.data());
+      error != 0)
+    return Failure{error};
   FileDescriptor pidfd(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
   const int error = pidfd ? 0 : errno;
-  process.reset(new ToolProcess(pid, std::move(pidfd), std::move(log.reading)));
+  std::unique_ptr<ToolProcess> process(
+      new ToolProcess(pid, std::move(pidfd), std::move(log->readEnd)));
   if (error == ESRCH) {
     // A child that ends at once is gone by now where the host ignores SIGCHLD; the end of its pipe
-    // wakes whoever waits.
+    // wakes the one who waits.
     process->end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
-    return 0;
+  } else if (error != 0) {
+    return Failure{error};
   }
-  if (error != 0)
-    process.reset();
-  return error;
+  return process;
 }
 
 ToolProcess::~ToolProcess() { kill(); }

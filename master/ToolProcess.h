@@ -4,7 +4,7 @@
 // no other descriptor of this process, no blocked or ignored signal, and a process group of its
 // own, so that a terminal's interrupt is this side's to handle and what the child may have started
 // ends with it. Nothing here waits, except for a child that has been killed. No SIGCHLD handler is
-// needed or touched. Threading: one thread.
+// needed or touched. Internal to the master.
 #pragma once
 
 #include "master/SearchOutcome.h"
@@ -24,10 +24,10 @@ public:
   // Variables to set for the child on top of this process's own.
   using Environment = std::vector<std::pair<std::string, std::string>>;
 
-  // Starts the program, which is a path and not searched for. Answers 0, or the errno: that of
+  // Starts the program, which is a path and not searched for. Fails with the errno: that of
   // execve(2) when it is the program that cannot be executed (then nothing has been started).
-  static int start(const std::string &program, const Environment &environment,
-                   std::unique_ptr<ToolProcess> &process);
+  [[nodiscard]] static Result<std::unique_ptr<ToolProcess>> start(const std::string &program,
+                                                                  const Environment &environment);
   // Kills it if it still runs.
   ~ToolProcess();
   ToolProcess(const ToolProcess &) = delete;
@@ -35,7 +35,7 @@ public:
 
   // Readable when the child has ended: for poll(2). Negative, as poll(2) ignores it, when it had
   // ended and was reaped by somebody else before it could be watched.
-  int endDescriptor() const { return pidfd_.get(); }
+  int endDescriptor() const { return pidfd_.number(); }
   // The reading end of what it writes, non-blocking. It is the caller's; the second call gives
   // none.
   FileDescriptor takeLogPipe() { return std::move(logPipe_); }

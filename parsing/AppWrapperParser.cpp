@@ -1,12 +1,13 @@
-// Application wrappers: which of the entries of Foo.app describe it.
+#include "parsing/AppWrapperParser.h"
 
-#include "filesystem/FileManagerUtils.h"
-#include "parsing/AppParsing.h"
-#include "parsing/TKLine.h"
+#include "filesystem/TextFunctions.h"
+#include "parsing/IconHeaderParser.h"
+#include "parsing/WrapperDescriptions.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 namespace tesker {
@@ -22,126 +23,126 @@ class WrapperParser {
 public:
   WrapperParser(NSFileManager &fileManagerClass, const NSString &dir, const NSString &file,
                 NSZone &zone)
-      : fileManagerClass_(fileManagerClass), zone_(zone), file_(file), hasSuffix_(getSuffix(&file)),
-        baseName_(strip(&file)), fullPath_(TeskerCatDirFile(dir, &file)),
-        executablePath_(TeskerCatDirFile(*fullPath_, baseName_.get())) {}
+      : fileManagerClass_(fileManagerClass), zone_(zone), file_(file), hasSuffix_(getSuffix(file)),
+        baseName_(strip(file)), fullPath_(TeskerCatDirFile(dir, file)),
+        executablePath_(TeskerCatDirFile(fullPath_, baseName_)) {}
 
-  // The accumulated records; nil when no rule appended anything.
-  RefPtr<NSMutableArray> parse() {
-    const auto entries = children();
+  // The accumulated records; nothing when no rule appended anything.
+  std::optional<Records> parse() {
     // From the last to the first: the rules for the executable and for "services" look at what was
     // seen before them, so the order decides.
-    for (std::size_t i = entries->count(); i-- > 0;)
-      visit(*as<NSString>(entries->objectAtIndex(i)));
+    const Names entries = children();
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
+      visit(*entry);
     parseNested();
     return std::move(records_);
   }
 
 private:
-  Ref<NSMutableArray> children() {
+  Names children() {
     try {
-      if (auto names = NSFileManager::classObject().childrenForDirPath(*fullPath_))
-        return names.toRef();
+      return NSFileManager::classObject().childrenForDirPath(fullPath_).value_or(Names());
     } catch (const NSException &) { // as for a wrapper without entries
+      return {};
     }
-    return NSMutableArray::create();
   }
 
-  void append(const RefPtr<NSMutableArray> &more) {
-    records_ = catenateArrays(std::move(records_), more.get());
+  // An append of nothing is an append too.
+  void append(std::optional<Records> more) {
+    records_ = catenateArrays(std::move(records_), std::move(more));
   }
 
   // The first rule that matches the entry applies.
   void visit(const NSString &entry) {
-    const auto suffix = getSuffix(&entry);
-    if (isEqual(suffix.get(), "tool") || isEqual(suffix.get(), "bundle"))
-      nested_.push_back(entry.copy());
-    else if (entry.bytes() == kInfoList || entry.bytes() == kResources)
+    const std::string_view suffix = suffixOf(entry.bytes());
+    if (suffix == "tool" || suffix == "bundle")
+      nested_.push_back(entry);
+    else if (entry == kInfoList || entry == kResources)
       parseDescriptionsBelow(entry);
-    else if (!suffix && hasSuffix_ && entry.isEqual(baseName_.get()) && !descriptionSeen_)
-      append(parseApp(fileManagerClass_, *fullPath_, &entry, zone_));
-    else if (entry.bytes() == "services" && !descriptionSeen_)
+    else if (suffix.empty() && hasSuffix_ && entry == baseName_ && !descriptionSeen_)
+      append(parseApp(fileManagerClass_, fullPath_, entry, zone_));
+    else if (entry == "services" && !descriptionSeen_)
       appendServices();
-    else if (entry.bytes() == kRegistry) {
+    else if (entry == kRegistry) {
       descriptionSeen_ = true;
-      append(parseOldNewStyle(*executablePath_, baseName_.get(),
-                              *TeskerCatDirFile(*fullPath_, &entry)));
+      append(
+          parseOldNewStyle(executablePath_, baseName_, TeskerCatDirFile(fullPath_, entry), room_));
     }
   }
 
-  // The descriptions are looked for below the entry. For the entry "Info-quorvale.plist" itself
-  // that is one level too deep, and is kept so: only the "Resources" directory works.
+  // Kept: the descriptions are looked for below the entry. For the entry "Info-quorvale.plist"
+  // itself that is one level too deep, so that only the "Resources" directory works; wrappers with
+  // both have always been read like that.
   void parseDescriptionsBelow(const NSString &entry) {
-    const auto entryPath = TeskerCatDirFile(*fullPath_, &entry);
+    const NSString entryPath = TeskerCatDirFile(fullPath_, entry);
     descriptionSeen_ = true;
-    append(parseNewStyle(*executablePath_, baseName_.get(),
-                         *entryPath->stringByAppendingPathComponent(kInfoList)));
-    const auto registry = entryPath->stringByAppendingPathComponent(kRegistry);
-    if (NSFileManager::classObject().fileExistsAtPath(*registry))
-      append(parseOldNewStyle(*executablePath_, baseName_.get(), *registry));
-    if (entry.bytes() == kResources && file_.bytes().find("Tesker") != std::string_view::npos)
-      append(parseAppWrapper(fileManagerClass_, *fullPath_, &entry, zone_));
+    append(parseNewStyle(executablePath_, baseName_,
+                         entryPath.stringByAppendingPathComponent(kInfoList), room_));
+    const NSString registry = entryPath.stringByAppendingPathComponent(kRegistry);
+    if (NSFileManager::classObject().fileExistsAtPath(registry))
+      append(parseOldNewStyle(executablePath_, baseName_, registry, room_));
+    // Kept: in a wrapper of the file browser's own, the resources are read as a wrapper once more.
+    if (entry == kResources && file_.bytes().find("Tesker") != std::string_view::npos)
+      append(parseAppWrapper(fileManagerClass_, fullPath_, entry, zone_));
   }
 
   void appendServices() {
-    auto record = TKLine::create(2, zone_);
-    record->set("path", executablePath_);
-    record->set("type", "services");
-    auto one = NSMutableArray::create(1);
-    one->addObject(std::move(record));
-    append(one);
+    TKLine record = TKLine::create(2, zone_);
+    record.set("path", executablePath_);
+    record.set("type", sharedWord("services"));
+    append(Records{std::move(record)});
   }
 
   // After all other entries, in descending order.
   void parseNested() {
-    std::sort(nested_.begin(), nested_.end(),
-              [](const auto &a, const auto &b) { return a->compare(*b) > 0; });
-    for (const Ref<NSString> &name : nested_)
-      append(parseAppWrapper(fileManagerClass_, *fullPath_, &*name, zone_));
+    std::ranges::sort(nested_,
+                      [](const NSString &a, const NSString &b) { return a.compare(b) > 0; });
+    for (const NSString &name : nested_)
+      append(parseAppWrapper(fileManagerClass_, fullPath_, name, zone_));
   }
 
   NSFileManager &fileManagerClass_;
   NSZone &zone_;
-  const NSString &file_;
+  const NSString file_;
   const bool hasSuffix_;
-  const RefPtr<NSString> baseName_; // nil for a wrapper without a dot in its name
-  const Ref<NSString> fullPath_;
-  const Ref<NSString> executablePath_;
+  const NSString baseName_; // nil for a wrapper without a dot in its name
+  const NSString fullPath_;
+  const NSString executablePath_;
   bool descriptionSeen_ = false;
-  std::vector<Ref<NSString>> nested_;
-  RefPtr<NSMutableArray> records_;
+  RecordRoom room_;
+  std::vector<NSString> nested_;
+  std::optional<Records> records_;
 };
 
 } // namespace
 
-RefPtr<NSMutableArray> parseAppWrapper(NSFileManager &fileManagerClass, const NSString &dir,
-                                       const NSString *file, NSZone &zone) {
-  if (file == nullptr)
-    return nullptr;
-  RefPtr<NSFileAttributes> info;
+std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const NSString &dir,
+                                       const NSString &file, NSZone &zone) {
+  if (!file)
+    return std::nullopt;
+  std::optional<NSFileAttributes> attributes;
   try {
-    info = fileManagerClass._privateStatDir(dir, file);
-  } catch (const NSException &) {
-    return nullptr;
+    attributes = fileManagerClass._privateStatDir(dir, file);
+  } catch (const NSException &) { // as for one that is not there
   }
-  if (!info || info->canExecute() == 0)
-    return nullptr;
-  if (!info->isDirectory())
-    return parseApp(fileManagerClass, dir, file, zone);
-  return WrapperParser(fileManagerClass, dir, *file, zone).parse();
+  if (!attributes)
+    return std::nullopt;
+  return parseAppWrapper(fileManagerClass, {dir, file, *attributes}, zone);
 }
 
-Ref<NSMutableArray> catenateArrays(RefPtr<NSMutableArray> first, const NSArray *second) {
-  // An array that nobody else holds can grow in place: nobody can tell it from a new one, and many
-  // appends to one list stay linear.
-  if (first && first->retainCount() == 1) {
-    first->addObjectsFromArray(second);
-    return Ref<NSMutableArray>::adopt(*first.leak());
-  }
-  auto both = NSMutableArray::create((first ? first->count() : 0) +
-                                     (second != nullptr ? second->count() : 0));
-  both->addObjectsFromArray(first.get());
-  both->addObjectsFromArray(second);
+std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const Entry &wrapper,
+                                       NSZone &zone) {
+  if (wrapper.attributes.canExecute() == 0)
+    return std::nullopt;
+  if (!wrapper.attributes.isDirectory())
+    return parseApp(fileManagerClass, wrapper.dir, wrapper.file, zone);
+  return WrapperParser(fileManagerClass, wrapper.dir, wrapper.file, zone).parse();
+}
+
+Records catenateArrays(std::optional<Records> first, std::optional<Records> second) {
+  Records both = std::move(first).value_or(Records());
+  if (second)
+    std::ranges::move(*second, std::back_inserter(both));
   return both;
 }
 

@@ -3,7 +3,6 @@
 #include "paths/PathFunctions.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/images/FatArch.h"
-#include "platform/images/HostArchitecture.h"
 #include "platform/images/MachOImage.h"
 
 #include <algorithm>
@@ -15,15 +14,15 @@ namespace tesker {
 namespace {
 
 Suitability suitabilityIf(bool suitable) {
-  return suitable ? Suitability::kSuitable : Suitability::kNotSuitable;
+  return suitable ? Suitability::suitable : Suitability::notSuitable;
 }
 
 Suitability suitabilityOfFatFile(ImageSource &image, const fat_header &header) {
   if (!holdsAllRecords(image, header))
-    return Suitability::kCannotTell;
+    return Suitability::cannotTell;
   const auto best = bestFatArch(FatArchReader(image, header));
   if (!best || !holdsImageOf(image, *best))
-    return Suitability::kNotSuitable;
+    return Suitability::notSuitable;
   // What an image shorter than a header lacks of it is 0.
   mach_header chosen{};
   const auto bytes = std::as_writable_bytes(std::span(&chosen, 1));
@@ -50,52 +49,54 @@ bool swapHeaderAndCheck(mach_header &header) {
 Suitability isSuitableArchitecture(ImageSource &image) {
   if (const auto fat = fatHeaderOf(image))
     return suitabilityOfFatFile(image, *fat);
-  // Anything that is no executable image, a script for instance, is deliberately not objected to:
+  // Kept: anything that is not an executable image, a script for instance, is not objected to;
   // others decide what to make of it.
   mach_header header{};
   if (image.size() < sizeof(header))
-    return Suitability::kSuitable;
+    return Suitability::suitable;
   if (!image.readStructure(0, header))
-    return Suitability::kCannotTell;
+    return Suitability::cannotTell;
   if (header.magic != MH_MAGIC && header.magic != MH_CIGAM)
-    return Suitability::kSuitable;
+    return Suitability::suitable;
   return suitabilityIf(swapHeaderAndCheck(header));
 }
 
-Suitability TKIsProperExecutable(const NSString *dir, const NSString *file) {
+Suitability TKIsProperExecutable(const NSString &dir, const NSString &file) {
   PathBuffer path;
   TeskerSetCPath(path, dir, file);
-  auto image = FileImage::open(path);
-  return image ? isSuitableArchitecture(*image) : Suitability::kCannotTell;
+  Result<RegularFile> opened = openRegularFile(path);
+  if (!opened)
+    return Suitability::cannotTell;
+  FileImage image(std::move(*opened));
+  return isSuitableArchitecture(image);
 }
 
-RefPtr<NSString> getArchNamesInternal(ImageSource &image) {
+NSString getArchNamesInternal(ImageSource &image) {
   std::string names;
   mach_header header{};
   if (const auto fat = fatHeaderOf(image)) {
     if (!holdsAllRecords(image, *fat))
       return nullptr;
     FatArchReader records(image, *fat);
-    fat_arch record;
-    while (records.next(record))
-      appendDescription(names, record.cputype, record.cpusubtype);
+    while (const auto record = records.next())
+      appendDescription(names, record->cputype, record->cpusubtype);
   } else if (image.readStructure(0, header) && toHostOrder(header)) {
     appendDescription(names, header.cputype, header.cpusubtype);
   }
   return NSString::create(names);
 }
 
-RefPtr<NSString> getArchNames(const NSString &path) {
+NSString getArchNames(const NSString &path) {
   OperatingSystem &system = OperatingSystem::current();
   const int file = system.open(path.fileSystemRepresentation(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (file < 0)
-    return NSString::create("");
-  // Deliberate: a file that opens and then proves not to be examinable leaves its descriptor open,
-  // where TKIsProperExecutable always closes. Users of this function have always had it like that.
-  struct stat status {};
+    return ""_ns;
+  // Kept: a file that opens and then proves not to be examinable leaves its descriptor open, where
+  // TKIsProperExecutable always closes. Users of this function have always had it like that.
+  struct stat status;
   if (system.statDescriptor(file, status) != 0 || !S_ISREG(status.st_mode))
-    return NSString::create("");
-  FileImage image(FileDescriptor(file), static_cast<std::uint64_t>(status.st_size));
+    return ""_ns;
+  FileImage image(RegularFile{FileDescriptor(file), status});
   return getArchNamesInternal(image);
 }
 

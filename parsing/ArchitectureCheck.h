@@ -1,12 +1,12 @@
 // ArchitectureCheck.h - can this executable run here, and for which processors is it?
 //
 // Suitability codes:
-//   0  suitable, or nothing to object to: no Mach-O or fat file, or too short to tell
+//   0  suitable, or nothing to object to: not a Mach-O or fat file, or too short to tell
 //   1  not suitable: no architecture for this processor, or the chosen one lies beyond the end of
 //      the file or is for another processor by its own header
-//   2  cannot tell: the file cannot be opened, examined or read, is no regular file, or its fat
+//   2  cannot tell: the file cannot be opened, examined or read, is not a regular file, or its fat
 //      header announces more architectures than the file holds
-// No messages are logged here. Threading: one thread.
+// No messages are logged here.
 #pragma once
 
 #include "platform/foundation/NSString.h"
@@ -15,7 +15,7 @@
 
 namespace tesker {
 
-enum class Suitability : unsigned { kSuitable = 0, kNotSuitable = 1, kCannotTell = 2 };
+enum class Suitability : unsigned { suitable = 0, notSuitable = 1, cannotTell = 2 };
 
 // Turns a header as it stood in the file into host order, and answers whether it is the header of a
 // Mach-O image for this machine's processor type. The subtype is not compared.
@@ -24,13 +24,13 @@ enum class Suitability : unsigned { kSuitable = 0, kNotSuitable = 1, kCannotTell
 [[nodiscard]] Suitability isSuitableArchitecture(ImageSource &image);
 
 // The code for the file on disk that the pair names (PathFunctions.h; a nil file means dir itself).
-[[nodiscard]] Suitability TKIsProperExecutable(const NSString *dir, const NSString *file);
+[[nodiscard]] Suitability TKIsProperExecutable(const NSString &dir, const NSString &file);
 
 // The descriptions of the architectures of an image, in file order, joined with ", "; unknown ones
 // are left out. "" when there are none, nil when a fat header announces more than the file holds.
-[[nodiscard]] RefPtr<NSString> getArchNamesInternal(ImageSource &image);
+[[nodiscard]] NSString getArchNamesInternal(ImageSource &image);
 // The same for a file; "" when it cannot be opened or examined. In a file that can be opened and
 // then proves not to be examinable, the descriptor stays open.
-[[nodiscard]] RefPtr<NSString> getArchNames(const NSString &path);
+[[nodiscard]] NSString getArchNames(const NSString &path);
 
 } // namespace tesker

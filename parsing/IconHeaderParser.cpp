@@ -1,19 +1,11 @@
-// The icon header: a text of lines ended by line feeds, in section "__header" of segment "__ICON".
-//
-//   F <tab> name <tab> application <tab> icon             the application itself
-//   S <tab> extension <tab> application [<tab> icon]      a document type that it handles
-//   { key = value; }                                      a record as a property list; may span
-//   lines
-//
-// One or more tabs separate words; a byte 0 or the end of the section ends the text.
+#include "parsing/IconHeaderParser.h"
 
-#include "filesystem/FileManagerUtils.h"
-#include "parsing/AppParsing.h"
+#include "filesystem/TextFunctions.h"
 #include "parsing/ArchitectureCheck.h"
-#include "parsing/TKLine.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/Text.h"
 #include "platform/images/SectionStream.h"
 
 #include <algorithm>
@@ -30,6 +22,7 @@ constexpr std::size_t kLongestWord = 1024;
 // file must not be able to fill the memory: a longer one fails and ends the text.
 constexpr std::size_t kLongestBraceBody = std::size_t{16} << 20;
 // A record takes some hundred bytes however short its line is, and a line without one a log line.
+// Empty lines cost neither.
 constexpr std::size_t kMostLines = 100'000;
 
 // Document types whose icon is the file browser's own business.
@@ -49,16 +42,6 @@ struct Words {
   }
 };
 
-// Appends the character of the code 0 to 255 as UTF-8.
-void appendCharacter(std::string &text, int code) {
-  if (code < 0x80) {
-    text += static_cast<char>(code);
-  } else {
-    text += static_cast<char>(0xC0 | (code >> 6));
-    text += static_cast<char>(0x80 | (code & 0x3F));
-  }
-}
-
 // Reads the header of one executable, line by line.
 class HeaderParser {
 public:
@@ -67,23 +50,22 @@ public:
         keepsAllIcons_(dir.bytes().find("/Tesker.") != std::string_view::npos) {}
 
   // Appends the records, in text order, to the result.
-  void parse(NSMutableArray &result, const NSString &path, bool suitable) {
-    const Ref<NSString> ownPath = path.copy(zone_); // one object for all records
-    advance();
-    for (std::size_t lines = 0; !atEnd(); ++lines) {
-      if (lines == kMostLines) {
+  void parse(Records &result, const NSString &path, bool suitable) {
+    const NSString ownPath = path.copy(zone_); // the same bytes for all records
+    for (advance(); !atEnd(); skipLineFeed()) {
+      if (current_ == '\n')
+        continue;
+      if (linesTaken_++ == kMostLines) {
         syslogError("*** Applications Finder: too many lines in icon header of %s", {bytePath_});
         return;
       }
-      const RefPtr<TKLine> record = current_ == '{' ? braceLine() : wordLine();
-      if (record) {
-        record->set("path", ownPath);
-        if (!suitable)
-          record->set("suitable", "no");
-        result.addObject(record);
-      }
-      if (current_ == '\n')
-        advance();
+      std::optional<TKLine> record = current_ == '{' ? braceLine() : wordLine();
+      if (!record)
+        continue;
+      record->set("path", ownPath);
+      if (!suitable)
+        record->set("suitable", sharedWord("no"));
+      result.push_back(std::move(*record));
     }
   }
 
@@ -91,44 +73,48 @@ private:
   void advance() { current_ = stream_.next(); }
   bool atEnd() const { return current_ == SectionStream::kEnd || current_ == 0; }
   bool atLineEnd() const { return atEnd() || current_ == '\n'; }
+  void skipLineFeed() {
+    if (current_ == '\n')
+      advance();
+  }
   void skipTabs() {
     while (current_ == '\t')
       advance();
   }
 
-  RefPtr<TKLine> braceLine() {
+  std::optional<TKLine> braceLine() {
     std::string text = "{ ";
     std::size_t length = 0;
     for (advance(); current_ != '}' && current_ != SectionStream::kEnd; advance()) {
       if (++length > kLongestBraceBody) {
         syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});
         current_ = SectionStream::kEnd;
-        return nullptr;
+        return std::nullopt;
       }
-      appendCharacter(text, current_); // each byte is the character of that code
+      appendUtf8(text, static_cast<char32_t>(current_)); // each byte is the character of that code
     }
     const bool complete = current_ == '}';
-    const RefPtr<TKLine> record = TKLine::initWithString(zone_, text += " }");
+    std::optional<TKLine> record = TKLine::initWithString(zone_, text += " }");
     if (!record || !complete) {
-      // Reading goes on at the "}" itself, so the rest of the line is reported as malformed too.
+      // Kept: reading goes on at the "}" itself, so the rest of the line is reported as malformed
+      // too; authors look for both lines.
       syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});
-      return nullptr;
+      return std::nullopt;
     }
     advance();
     skipTabs();
     return record;
   }
 
-  RefPtr<TKLine> wordLine() {
+  std::optional<TKLine> wordLine() {
     const Words words = splitLine();
     const std::string &command = words.kept[0];
     if ((command == "F" || command == "f") && words.count == 4)
       return applicationRecord(words);
     if ((command == "S" || command == "s") && (words.count == 3 || words.count == 4))
       return extensionRecord(words);
-    if (words.count > 0)
-      syslogError("*** Applications Finder: incorrect icon header format for %s", {bytePath_});
-    return nullptr;
+    syslogError("*** Applications Finder: incorrect icon header format for %s", {bytePath_});
+    return std::nullopt;
   }
 
   // A leading tab makes an empty first word; tabs before the end of the line make none.
@@ -146,94 +132,111 @@ private:
     return words;
   }
 
-  Ref<TKLine> applicationRecord(const Words &words) {
-    auto record = TKLine::create(3, zone_);
-    record->set("type", "app");
-    record->set("name", words.kept[1]);
-    record->set("appName", words.kept[2]);
-    record->set("icon", words.kept[3]);
+  TKLine applicationRecord(const Words &words) {
+    TKLine record = TKLine::create(kMostPairs, zone_);
+    record.set("type", sharedWord("app"));
+    record.set("name", NSString::create(words.kept[1], zone_));
+    record.set("appName", NSString::create(words.kept[2], zone_));
+    record.set("icon", NSString::create(words.kept[3], zone_));
     return record;
   }
 
-  Ref<TKLine> extensionRecord(const Words &words) {
+  TKLine extensionRecord(const Words &words) {
     const std::string &extension = words.kept[1];
-    auto record = TKLine::create(3, zone_);
-    record->set("type", "extension");
-    record->set("name", extension);
-    record->set("appName", words.kept[2]);
-    const bool iconIgnored = std::find(kExtensionsWithoutIcon.begin(), kExtensionsWithoutIcon.end(),
-                                       extension) != kExtensionsWithoutIcon.end();
+    TKLine record = TKLine::create(kMostPairs, zone_);
+    record.set("type", sharedWord("extension"));
+    record.set("name", NSString::create(extension, zone_));
+    record.set("appName", NSString::create(words.kept[2], zone_));
+    const bool iconIgnored =
+        std::ranges::find(kExtensionsWithoutIcon, extension) != std::end(kExtensionsWithoutIcon);
     if (words.count == 4 && (keepsAllIcons_ || !iconIgnored))
-      record->set("icon", words.kept[3]);
+      record.set("icon", NSString::create(words.kept[3], zone_));
     return record;
   }
+
+  // type, name, appName, icon, path, suitable
+  static constexpr std::size_t kMostPairs = 6;
 
   SectionStream &stream_;
   NSZone &zone_;
   const char *bytePath_;
   const bool keepsAllIcons_;
   int current_ = SectionStream::kEnd;
+  std::size_t linesTaken_ = 0; // that made a record or a log line
 };
 
-bool hasIconSection(ImageSource &image, std::string_view section) {
-  return QXGetStreamOnSectionForBestArchitecture(image, kIconSegment, section).has_value();
+TKLine record(const NSString &path, std::string_view type, NSZone &zone) {
+  TKLine made = TKLine::create(3, zone);
+  made.set("path", path);
+  made.set("type", sharedWord(type));
+  return made;
 }
 
-// Whether the pair is something that could be run, links followed.
-bool isExecutableFile(NSFileManager &fileManagerClass, const NSString &dir, const NSString *file) {
-  try {
-    const auto info = fileManagerClass._privateStatDir(dir, file);
-    return info && !info->isDirectory() && info->canExecute() != 0;
-  } catch (const NSException &) {
-    return false;
+// Reads what is to be known of one executable.
+std::optional<Records> parseImage(ImageSource &image, const Entry &executable, const char *bytePath,
+                                  NSZone &zone) {
+  const Suitability suitability = isSuitableArchitecture(image);
+  if (suitability == Suitability::cannotTell)
+    return std::nullopt;
+  Records result;
+  if (!isFatOrMachO(image)) // a script, say: dismissed at once
+    return result;
+  const auto architecture = bestArchitecture(image);
+  const auto section = [&](std::string_view name) {
+    return architecture ? findSection(image, *architecture, kIconSegment, name) : std::nullopt;
+  };
+  const bool hasServices = section("__services") || section("__request");
+  const std::optional<ByteRange> header = section("__header");
+  if (!hasServices && !header)
+    return result;
+  const NSString path = TeskerCatDirFile(executable.dir, executable.file);
+  if (hasServices)
+    result.push_back(record(path, "services", zone));
+  if (!header)
+    return result;
+  SectionStream stream(image, *header);
+  HeaderParser(stream, executable.dir, bytePath, zone)
+      .parse(result, path, suitability == Suitability::suitable);
+  if (suffixOf(executable.dir.bytes()) == "bundle") {
+    result.push_back(record(path, "bundle", zone));
+    result.back().set("name", executable.file);
   }
+  return result;
 }
 
-void addServicesRecord(NSMutableArray &result, const NSString &path, NSZone &zone) {
-  auto record = TKLine::create(2, zone);
-  record->set("path", path.copy());
-  record->set("type", "services");
-  result.addObject(std::move(record));
-}
-
-void addBundleRecord(NSMutableArray &result, const NSString &path, const NSString *file,
-                     NSZone &zone) {
-  auto record = TKLine::create(3, zone);
-  record->set("path", path.copy());
-  record->set("type", "bundle");
-  if (file != nullptr)
-    record->set("name", file->copy());
-  result.addObject(std::move(record));
+// Whether the attributes are of something that could be run.
+bool isExecutableFile(const NSFileAttributes &attributes) {
+  return !attributes.isDirectory() && attributes.canExecute() != 0;
 }
 
 } // namespace
 
-RefPtr<NSMutableArray> parseApp(NSFileManager &fileManagerClass, const NSString &dir,
-                                const NSString *file, NSZone &zone) {
-  auto result = NSMutableArray::create();
-  PathBuffer bytePath;
-  TeskerSetCPath(bytePath, &dir, file);
-  if (!isExecutableFile(fileManagerClass, dir, file))
-    return nullptr;
-  // Opened once, for the check and for the sections.
-  auto image = FileImage::open(bytePath);
-  if (!image)
-    return nullptr;
-  const Suitability suitability = isSuitableArchitecture(*image);
-  if (suitability == Suitability::kCannotTell)
-    return nullptr;
+std::optional<Records> parseApp(NSFileManager &fileManagerClass, const NSString &dir,
+                                const NSString &file, NSZone &zone) {
+  std::optional<NSFileAttributes> attributes;
+  try {
+    attributes = fileManagerClass._privateStatDir(dir, file);
+  } catch (const NSException &) { // as for one that is not there
+  }
+  if (!attributes) {
+    TeskerCheckDirFile(dir, file);
+    return std::nullopt;
+  }
+  return parseApp({dir, file, *attributes}, zone);
+}
 
-  const auto path = TeskerCatDirFile(dir, file);
-  if (hasIconSection(*image, "__services") || hasIconSection(*image, "__request"))
-    addServicesRecord(*result, *path, zone);
-  auto header = QXGetStreamOnSectionForBestArchitecture(*image, kIconSegment, "__header");
-  if (!header)
-    return result;
-  HeaderParser(*header, dir, bytePath, zone)
-      .parse(*result, *path, suitability == Suitability::kSuitable);
-  if (isEqual(getSuffix(&dir).get(), "bundle"))
-    addBundleRecord(*result, *path, file, zone);
-  return result;
+std::optional<Records> parseApp(const Entry &executable, NSZone &zone) {
+  PathBuffer bytePath;
+  TeskerSetCPath(bytePath, executable.dir, executable.file);
+  if (!isExecutableFile(executable.attributes) || bytePath[0] == '\0')
+    return std::nullopt;
+  const bool isOpen = executable.directory != AT_FDCWD;
+  Result<RegularFile> file =
+      openRegularFile(isOpen ? executable.file.cString() : bytePath, executable.directory);
+  if (!file)
+    return std::nullopt;
+  FileImage image(std::move(*file));
+  return parseImage(image, executable, bytePath, zone);
 }
 
 } // namespace tesker

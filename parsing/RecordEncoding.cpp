@@ -1,121 +1,189 @@
 #include "parsing/RecordEncoding.h"
 
 #include "filesystem/TeskerObjectTable.h"
-#include "parsing/TKLine.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
+#include "platform/foundation/Text.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tesker {
 
 namespace {
 
-constexpr std::string_view kSeparator("\0", 1);
-
-std::string hexadecimal(std::size_t number) {
-  char digits[2 * sizeof number + 1];
-  std::snprintf(digits, sizeof digits, "%zx", number);
-  return digits;
+std::uint32_t withDigit(std::uint32_t number, char digit) {
+  const std::uint32_t byte = static_cast<unsigned char>(digit);
+  return number * 16 + (byte >= '0' && byte <= '9' ? byte - '0' : byte - 87U);
 }
 
 // Writes the pool and the index list side by side.
 class Encoder {
 public:
-  explicit Encoder(std::size_t records) : indexes_("(" + hexadecimal(records)) {}
+  explicit Encoder(std::size_t records) : indexes_("(") { appendHexadecimal(indexes_, records); }
 
-  void addRecord(const NSDictionary &record) {
-    std::vector<Ref<NSString>> keys;
-    keys.reserve(record.count());
-    auto enumerator = record.keyEnumerator();
-    while (auto key = enumerator.nextObject())
-      keys.push_back(key.toRef());
-    // From the last key to the first: this order is part of the format.
-    std::sort(keys.begin(), keys.end(),
-              [](const auto &a, const auto &b) { return a->compare(*b) > 0; });
-    addNumber(keys.size());
-    for (const Ref<NSString> &key : keys) {
-      addNumber(indexOf(key));
-      addNumber(indexOf(record.objectForKey(key->bytes()).toRef()));
+  void addRecord(const TKLine &record) {
+    if (!hasKeysOfLast(record))
+      sortKeys(record);
+    addNumber(record.count());
+    for (Key &key : keys_) {
+      const Pair &pair = record.begin()[key.place];
+      // In the order of the pairs, so that the pool grows in it.
+      if (!key.index)
+        key.index = indexOf(pair.key.object().toRef());
+      addNumber(*key.index);
+      addNumber(indexOf(pair.value));
     }
   }
 
-  Ref<NSString> text() {
-    pool_->addObject(NSString::create(indexes_ + ")"));
-    return pool_->componentsJoinedByString(kSeparator);
+  NSString text() {
+    pool_ += indexes_;
+    pool_ += ')';
+    return NSString::takingOver(std::move(pool_));
   }
 
 private:
-  void addNumber(std::size_t number) { indexes_ += "," + hexadecimal(number); }
+  // One key of the last record: where its pair stands, and its pool index once that is known.
+  struct Key {
+    NSString key;
+    std::ptrdiff_t place;
+    std::optional<std::size_t> index;
+  };
+
+  // Records of one kind follow one another and share the bytes of their keys, so that sorting and
+  // finding them is done once for many.
+  bool hasKeysOfLast(const TKLine &record) const {
+    return record.count() == keys_.size() && std::ranges::all_of(keys_, [&](const Key &key) {
+             return record.begin()[key.place].key.isSameObjectAs(key.key);
+           });
+  }
+
+  // From the last key to the first: this order is part of the format.
+  void sortKeys(const TKLine &record) {
+    keys_.clear();
+    for (const Pair &pair : record)
+      keys_.push_back({pair.key, &pair - &*record.begin(), std::nullopt});
+    std::ranges::sort(keys_, [](const Key &a, const Key &b) { return a.key.compare(b.key) > 0; });
+  }
+
+  void addNumber(std::size_t number) {
+    indexes_ += ',';
+    appendHexadecimal(indexes_, number);
+  }
 
   // The pool index of the object, which enters the pool when no equal one is there. The table's
   // values are the indexes themselves, dressed as pointers.
   std::size_t indexOf(const Ref<NSObject> &object) {
-    if (table_->hasValueForObject(*object))
-      return reinterpret_cast<std::size_t>(table_->valueForObject(*object));
-    const std::size_t index = pool_->count();
-    table_->setValueForObject(reinterpret_cast<void *>(index), object);
-    pool_->addObject(object);
+    const std::size_t next = table_->count();
+    void *const known = table_->valueForObjectOrSet(reinterpret_cast<void *>(next), object);
+    const auto index = reinterpret_cast<std::size_t>(known);
+    if (index == next) {
+      pool_ += object->description().bytes();
+      pool_ += '\0';
+    }
     return index;
   }
 
-  Ref<NSMutableArray> pool_ = NSMutableArray::create();
   Ref<TeskerObjectTable> table_ = TeskerObjectTable::create();
+  std::vector<Key> keys_;
+  std::string pool_;
   std::string indexes_;
 };
 
-// Reads the numbers of the index list one after the other; raises when there is none left.
+// The numbers of the index list, one after the other.
 class IndexReader {
 public:
-  IndexReader(Ref<NSArray> tokens, const NSString &text)
-      : tokens_(std::move(tokens)), text_(text) {}
+  // Raises when the text is not a property list with an array.
+  explicit IndexReader(std::string_view list) : list_(list) {
+    if (!readPlainList())
+      readPropertyList();
+  }
 
-  std::uint32_t number() { return decodeHexInt(token()->bytes()); }
+  // Raises when there is none left.
+  std::uint32_t number() {
+    if (position_ == numbers_.size())
+      throw NSException(NSRangeException, "the index list ends too early");
+    return numbers_[position_++];
+  }
 
-  struct Pair {
+  struct IndexPair {
     std::size_t key;
     std::size_t value;
   };
   // The indexes of one pair, both read before either is tested. One that is not below the limit is
   // logged and raises.
-  Pair pairBelow(std::size_t limit) {
-    const Ref<NSString> key = token();
-    const Ref<NSString> value = token();
-    const std::size_t keyIndex = indexBelow(limit, *key);
-    return {keyIndex, indexBelow(limit, *value)};
+  IndexPair pairBelow(std::size_t limit) {
+    const std::uint32_t key = number();
+    const std::uint32_t value = number();
+    if (key >= limit)
+      refuse(position_ - 2);
+    if (value >= limit)
+      refuse(position_ - 1);
+    return {key, value};
   }
 
-  std::size_t left() const { return tokens_->count() - position_; }
+  std::size_t left() const { return numbers_.size() - position_; }
 
 private:
-  Ref<NSString> token() {
-    const RefPtr<NSString> string = as<NSString>(tokens_->objectAtIndex(position_++));
-    if (!string)
-      throw NSException(NSInvalidArgumentException, "the index list holds something else");
-    return string.toRef();
-  }
-
-  std::size_t indexBelow(std::size_t limit, const NSString &digits) const {
-    const std::uint32_t value = decodeHexInt(digits.bytes());
-    if (value >= limit) {
-      syslogError("==== Applications Finder: '%s' yielded %d",
-                  {digits.bytes(), std::to_string(static_cast<std::int32_t>(value))});
-      throw NSException(NSGenericException, std::string(text_.bytes()));
+  // The list as it is written: unquoted tokens with single commas between them, each byte looked at
+  // once. False, with nothing read, for any other text.
+  bool readPlainList() {
+    if (list_.size() < 2 || list_.front() != '(' || list_.back() != ')')
+      return false;
+    numbers_.reserve(list_.size() / 4 + 1);
+    std::uint32_t number = 0;
+    bool inToken = false;
+    bool isPlain = true;
+    for (const char byte : list_.substr(1, list_.size() - 2)) {
+      if (isUnquotedCharacter(byte) && (inToken || byte != '/')) { // "/" may begin a comment
+        number = withDigit(number, byte);
+        inToken = true;
+        continue;
+      }
+      isPlain = isPlain && inToken && byte == ',';
+      numbers_.push_back(std::exchange(number, 0));
+      inToken = false;
     }
-    return value;
+    numbers_.push_back(number);
+    if (!isPlain || !inToken)
+      numbers_.clear();
+    return isPlain && inToken;
   }
 
-  Ref<NSArray> tokens_;
-  const NSString &text_;
+  // Ends before the first element that is not a string: what wants that number finds none.
+  void readPropertyList() {
+    const Ref<NSObject> value = propertyList(list_);
+    const NSArray *tokens = value->asArray();
+    if (tokens == nullptr)
+      throw NSException(NSInvalidArgumentException, "the last piece is not a list");
+    for (const auto &element : *tokens) {
+      const NSString token = element->asString();
+      if (!token)
+        return;
+      numbers_.push_back(decodeHexInt(token.bytes()));
+    }
+  }
+
+  [[noreturn]] void refuse(std::size_t place) const {
+    const Ref<NSObject> tokens = propertyList(list_);
+    const NSString token =
+        (*(tokens->asArray()->begin() + static_cast<std::ptrdiff_t>(place)))->asString();
+    syslogError("==== Applications Finder: '%s' yielded %d",
+                {token.bytes(), std::to_string(static_cast<std::int32_t>(numbers_[place]))});
+    throw NSException(NSGenericException, "an index leaves the pool");
+  }
+
+  std::string_view list_;
+  std::vector<std::uint32_t> numbers_;
   std::size_t position_ = 0;
 };
 
-// The texts that the numbers stand for. One becomes an object when a record wants it, the same
-// object for all; what nobody wants costs no more than its place.
+// The texts that the numbers stand for. One becomes a string when a record wants it, the same
+// bytes for all; what nobody wants costs no more than its place.
 class Texts {
 public:
   explicit Texts(std::string_view pool) {
@@ -124,77 +192,68 @@ public:
       places_.push_back({pool.substr(0, end), nullptr});
   }
   std::size_t count() const { return places_.size(); }
-  Ref<NSString> at(std::size_t index) {
+  const NSString &at(std::size_t index) {
     Place &place = places_[index];
-    if (!place.object)
-      place.object = NSString::create(place.bytes);
-    return place.object.toRef();
+    if (!place.string)
+      place.string = NSString::create(place.bytes);
+    return place.string;
   }
 
 private:
   struct Place {
     std::string_view bytes;
-    RefPtr<NSString> object;
+    NSString string;
   };
   std::vector<Place> places_;
 };
 
-Ref<TKLine> decodeRecord(IndexReader &indexes, Texts &texts, NSZone &zone) {
+TKLine decodeRecord(IndexReader &indexes, Texts &texts, NSZone &zone) {
   const std::size_t pairs = indexes.number();
-  // The announced number is no reason to allocate: each pair takes two of the numbers left.
-  auto record = TKLine::create(std::min(pairs, indexes.left() / 2), zone);
+  // The announced number is not a reason to allocate: each pair takes two of the numbers left.
+  TKLine record = TKLine::create(std::min(pairs, indexes.left() / 2), zone);
   for (std::size_t pair = 0; pair < pairs; ++pair) {
     const auto [key, value] = indexes.pairBelow(texts.count());
-    record->setObjectForKey(texts.at(value), *texts.at(key));
+    record.setObjectForKey(texts.at(value), texts.at(key));
   }
   return record;
 }
 
-Ref<NSMutableArray> decodeRecords(const NSString &text, NSZone &zone) {
+Records decodeRecords(std::string_view text, NSZone &zone) {
   // The numbers first: without them there is nothing to take the texts apart for.
-  const std::string_view bytes = text.bytes();
-  const std::size_t start = bytes.rfind('\0') + 1; // 0 where there are no texts
-  const RefPtr<NSArray> tokens = as<NSArray>(propertyList(bytes.substr(start)));
-  if (!tokens)
-    throw NSException(NSInvalidArgumentException, "the last piece is no list");
-  IndexReader indexes(tokens.toRef(), text);
-  Texts texts(bytes.substr(0, start));
-  auto records = NSMutableArray::create();
+  const std::size_t start = text.rfind('\0') + 1; // 0 where there are no texts
+  IndexReader indexes(text.substr(start));
+  Texts texts(text.substr(0, start));
+  Records records;
   const std::size_t count = indexes.number();
+  records.reserve(std::min(count, indexes.left()));
   for (std::size_t i = 0; i < count; ++i)
-    records->addObject(decodeRecord(indexes, texts, zone));
+    records.push_back(decodeRecord(indexes, texts, zone));
   return records;
 }
 
 } // namespace
 
-Ref<NSString> encodeParsedApp(const NSArray &records) {
-  Encoder encoder(records.count());
-  for (const Ref<NSObject> &record : records) {
-    const auto *dictionary = as<NSDictionary>(&*record);
-    if (dictionary == nullptr)
-      throw NSException(NSInvalidArgumentException, "a record is no dictionary");
-    encoder.addRecord(*dictionary);
-  }
+NSString encodeParsedApp(const Records &records) {
+  Encoder encoder(records.size());
+  for (const TKLine &record : records)
+    encoder.addRecord(record);
   return encoder.text();
 }
 
-RefPtr<NSMutableArray> decodeParsedApp(const NSString &text, NSZone &zone) {
+std::optional<Records> decodeParsedApp(const NSString &text, NSZone &zone) {
   if (text.length() == 0)
-    return NSMutableArray::create();
+    return Records();
   try {
-    return decodeRecords(text, zone);
+    return decodeRecords(text.bytes(), zone);
   } catch (const NSException &) {
-    return nullptr;
+    return std::nullopt;
   }
 }
 
 std::uint32_t decodeHexInt(std::string_view digits) {
   std::uint32_t value = 0;
-  for (const char character : digits) {
-    const std::uint32_t byte = static_cast<unsigned char>(character);
-    value = value * 16 + (byte >= '0' && byte <= '9' ? byte - '0' : byte - 87U);
-  }
+  for (const char digit : digits)
+    value = withDigit(value, digit);
   return value;
 }
 

@@ -12,31 +12,31 @@
 // (NUL written as a bar) is {type = app; path = "/Apps/Edit.app"; name = Edit; } and
 // {type = app; path = "/Apps/Mail"; }.
 //
-// Nothing is escaped: a key or value that holds a NUL corrupts the text. Values that are no strings
-// travel as their descriptions, and the reader yields every value as a string.
+// Nothing is escaped: a key or value that holds a NUL corrupts the text. Values that are not
+// strings travel as their descriptions, and the reader yields every value as a string.
 #pragma once
 
-#include "platform/foundation/NSArray.h"
+#include "parsing/TKLine.h"
 #include "platform/foundation/NSString.h"
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace tesker {
 
-// The text for an array of dictionaries (as a rule TKLines); "(0)" for an empty one. Elements that
-// are no dictionaries raise NSInvalidArgumentException.
-[[nodiscard]] Ref<NSString> encodeParsedApp(const NSArray &records);
+// The text for the records; "(0)" for none.
+[[nodiscard]] NSString encodeParsedApp(const Records &records);
 
-// The records (TKLines in the zone) that the text holds: an empty array for empty text, nil when it
-// is malformed. An index that points outside the pool is logged, "==== Applications Finder: '%s'
-// yielded %d"; other malformed text gives nil without a message. Numbers after the last record are
-// ignored.
-[[nodiscard]] RefPtr<NSMutableArray> decodeParsedApp(const NSString &text, NSZone &zone);
+// The records, made in the zone, that the text holds: none for empty text, nothing when it is
+// malformed. An index that points outside the pool is logged, "==== Applications Finder: '%s'
+// yielded %d"; other malformed text gives nothing without a message. Numbers after the last record
+// are ignored.
+[[nodiscard]] std::optional<Records> decodeParsedApp(const NSString &text, NSZone &zone);
 
 // The value of lower-case hexadecimal digits, modulo 2 to the 32nd. No character is refused: any
-// byte that is no decimal digit counts as its value minus 87, so upper-case digits yield wrong
-// values on purpose and writers have to use lower case.
+// byte that is not a decimal digit counts as its value minus 87. Kept: upper-case digits therefore
+// yield wrong values rather than an error, and writers have to use lower case.
 [[nodiscard]] std::uint32_t decodeHexInt(std::string_view digits);
 
 } // namespace tesker

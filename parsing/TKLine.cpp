@@ -2,63 +2,50 @@
 
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
-#include "platform/foundation/NSSet.h"
 #include "platform/foundation/PropertyList.h"
+
+#include <unordered_set>
 
 namespace tesker {
 
-namespace {
-
-// The one string object for a key of the parsers' own, of which there are few and many records.
-Ref<NSString> sharedKey(std::string_view key) {
-  static NSMutableSet &keys = *NSMutableSet::create().leak();
-  if (const auto known = keys.member(key))
-    return known.toRef();
-  auto made = NSString::create(key);
-  keys.addObject(made);
-  return made;
+NSString sharedWord(std::string_view word) {
+  static auto &words = *new std::unordered_set<NSString, StringKeyHash, StringKeyEqual>;
+  const auto known = words.find(word);
+  return known != words.end() ? *known : *words.insert(NSString::create(word)).first;
 }
 
-} // namespace
-
-Ref<TKLine> TKLine::create(std::size_t capacity, NSZone &zone) {
-  return allocate<TKLine>(zone, NSMutableDictionary::create(capacity, zone));
-}
-
-RefPtr<TKLine> TKLine::initWithString(NSZone &zone, std::string_view text) {
-  RefPtr<NSDictionary> parsed;
+std::optional<TKLine> TKLine::initWithString(NSZone &zone, std::string_view text) {
   try {
-    parsed = as<NSDictionary>(propertyList(text));
+    const Ref<NSObject> parsed = propertyList(text);
+    if (const NSDictionary *pairs = parsed->asDictionary()) {
+      TKLine record = create(pairs->count(), zone);
+      record.addEntriesFromDictionary(*pairs);
+      return record;
+    }
   } catch (const NSException &) {
     NSLog("*** Could not parse icon header: %@", {text});
   }
-  if (!parsed)
-    return nullptr;
-  return allocate<TKLine>(zone, NSMutableDictionary::copyOf(*parsed, zone));
+  return std::nullopt;
 }
-
-std::size_t TKLine::count() const { return mdict_->count(); }
-
-RefPtr<NSObject> TKLine::objectForKey(std::string_view key) const {
-  return mdict_->objectForKey(key);
-}
-
-NSKeyEnumerator TKLine::keyEnumerator() const { return mdict_->keyEnumerator(); }
 
 void TKLine::setObjectForKey(RefPtr<NSObject> object, const NSString &key) {
   if (object)
-    mdict_->setObjectForKey(std::move(object), key);
+    mdict_.set(key, Ref<NSObject>::adopt(*object.leak()));
 }
 
-void TKLine::set(std::string_view key, RefPtr<NSObject> object) {
-  if (object)
-    mdict_->setObjectForKey(std::move(object), *sharedKey(key));
+void TKLine::set(std::string_view key, const NSString &string) {
+  setObjectForKey(string, sharedWord(key));
 }
 
-void TKLine::set(std::string_view key, std::string_view text) {
-  set(key, NSString::create(text, zone()));
+void TKLine::setFrom(const NSDictionary &dictionary, std::string_view itsKey,
+                     std::string_view key) {
+  if (NSObject *value = dictionary.objectForKey(itsKey))
+    mdict_.set(sharedWord(key), Ref<NSObject>(*value));
 }
 
-void TKLine::removeObjectForKey(std::string_view key) { mdict_->removeObjectForKey(key); }
+void TKLine::addEntriesFromDictionary(const NSDictionary &dictionary) {
+  for (const auto &[key, value] : dictionary)
+    mdict_.set(key, value);
+}
 
 } // namespace tesker

@@ -1,182 +1,172 @@
-// The two description files of an application wrapper: the new-style property list and the older
-// registry. They differ on purpose where it shows: only new-style extensions carry a priority, and
-// the registry's application always has the icon "NSApplicationIcon".
+#include "parsing/WrapperDescriptions.h"
 
-#include "parsing/AppParsing.h"
-#include "parsing/TKLine.h"
 #include "platform/foundation/FileContents.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/PropertyList.h"
 
-#include <optional>
 #include <string>
 
 namespace tesker {
 
 namespace {
 
-// A record takes some hundred bytes however little of a description makes it.
-constexpr std::size_t kMostRecords = 100'000;
-
-// Whether the application may have one more record; says so once where it may not.
-bool hasRoom(const NSMutableArray &result, const NSString &executablePath) {
-  if (result.count() < kMostRecords)
-    return true;
-  syslogError("*** Applications Finder: too many records for %s", {executablePath.bytes()});
-  return false;
-}
-
-RefPtr<NSObject> copyOrNil(const NSString *string) {
-  return string == nullptr ? RefPtr<NSObject>() : RefPtr<NSObject>(string->copy());
-}
-
-Ref<TKLine> recordFor(const NSString &executablePath, std::string_view type) {
-  auto record = TKLine::create(6);
-  record->set("path", executablePath.copy());
-  record->set("type", type);
+TKLine recordFor(const NSString &executablePath, std::string_view type) {
+  TKLine record = TKLine::create(6);
+  record.set("path", executablePath);
+  record.set("type", sharedWord(type));
   return record;
 }
 
 // The icon is the value's when it is a dictionary that has a string under the key.
-RefPtr<NSObject> iconOf(const RefPtr<NSObject> &value, std::string_view key) {
-  const RefPtr<NSDictionary> type = as<NSDictionary>(value);
-  return type ? RefPtr<NSObject>(as<NSString>(type->objectForKey(key))) : nullptr;
+NSString iconOf(const NSObject &value, std::string_view key) {
+  const NSDictionary *type = value.asDictionary();
+  return type != nullptr ? type->stringForKey(key) : NSString();
 }
 
-Ref<TKLine> extensionRecord(const NSString &executablePath, const NSString &extension,
-                            const NSString *appName, RefPtr<NSObject> icon) {
-  auto record = recordFor(executablePath, "extension");
-  record->set("name", extension.copy());
-  record->set("appName", copyOrNil(appName));
-  record->set("icon", std::move(icon));
+TKLine extensionRecord(const NSString &executablePath, const NSString &extension,
+                       const NSString &appName, const NSString &icon) {
+  TKLine record = recordFor(executablePath, "extension");
+  record.set("name", extension);
+  record.set("appName", appName);
+  record.set("icon", icon);
   return record;
 }
 
-// The dictionary that the text holds, or nil; malformed text is logged with the file's path.
-template <class Read> RefPtr<NSDictionary> parsedOrLogged(const NSString &path, Read read) {
+// What the text holds, or nil; malformed text is logged with the file's path.
+RefPtr<const NSDictionary> parsedOrLogged(const NSString &path, std::string_view text) {
   try {
-    return as<NSDictionary>(RefPtr<NSObject>(read()));
+    const Ref<NSObject> value = propertyList(text);
+    return RefPtr(value->asDictionary());
   } catch (const NSException &) {
     syslogError("*** Applications Finder: error parsing %s", {path.bytes()});
     return nullptr;
   }
 }
 
-void addDocumentTypes(const NSDictionary &types, NSMutableArray &result,
-                      const NSString &executablePath, const NSString *baseName) {
-  auto extensions = types.keyEnumerator();
-  while (auto extension = extensions.nextObject()) {
-    if (!hasRoom(result, executablePath))
+// The description of the bundle that the executable path may be; nil when it is not one.
+RefPtr<const NSDictionary> bundleDescription(const NSString &executablePath,
+                                             const NSString &listPath) {
+  const auto bundle = NSBundle::bundleWithPath(executablePath);
+  try {
+    return bundle ? bundle->infoDictionary() : nullptr;
+  } catch (const NSException &) {
+    syslogError("*** Applications Finder: error parsing %s", {listPath.bytes()});
+    return nullptr;
+  }
+}
+
+// The keys are the extensions; where a value is a dictionary it names the icon under iconKey.
+void addExtensions(const NSDictionary &extensions, std::string_view iconKey, Records &result,
+                   const NSString &executablePath, const NSString &appName,
+                   const NSString &priority, RecordRoom &room) {
+  for (const auto &[name, value] : extensions) {
+    if (!room.take(executablePath))
       return;
-    result.addObject(
-        extensionRecord(executablePath, *extension, baseName,
-                        iconOf(types.objectForKey(extension->bytes()), "NSImageName")));
+    result.push_back(extensionRecord(executablePath, name, appName, iconOf(*value, iconKey)));
+    result.back().set("priority", priority);
   }
 }
 
 // From the last to the first. An inspector's own pairs may replace "path" and "type".
-void addInspectors(const NSArray &inspectors, NSMutableArray &result,
-                   const NSString &executablePath) {
-  for (std::size_t i = inspectors.count(); i-- > 0;) {
-    const auto inspector = as<NSDictionary>(inspectors.objectAtIndex(i));
-    if (!inspector)
+void addInspectors(const NSArray &inspectors, Records &result, const NSString &executablePath,
+                   RecordRoom &room) {
+  for (auto next = inspectors.end(); next != inspectors.begin();) {
+    const NSDictionary *inspector = (*--next)->asDictionary();
+    if (inspector == nullptr)
       continue;
-    if (!hasRoom(result, executablePath))
+    if (!room.take(executablePath))
       return;
-    auto record = recordFor(executablePath, "InspectorCommand");
-    record->addEntriesFromDictionary(*inspector);
-    result.addObject(std::move(record));
+    result.push_back(recordFor(executablePath, "InspectorCommand"));
+    result.back().addEntriesFromDictionary(*inspector);
   }
 }
 
 } // namespace
 
-void parseNSTypesArray(const NSArray &types, NSMutableArray &result, const NSString &executablePath,
-                       const NSString *appName, std::string_view priority) {
-  for (const Ref<NSObject> &element : types) {
-    const RefPtr<NSDictionary> type = as<NSDictionary>(element);
-    const RefPtr<NSArray> extensions =
-        type ? as<NSArray>(type->objectForKey("NSExtensions")) : nullptr;
-    if (!extensions)
+bool RecordRoom::take(const NSString &executablePath) {
+  if (left_ > 0) {
+    --left_;
+    return true;
+  }
+  if (!logged_)
+    syslogError("*** Applications Finder: too many records for %s", {executablePath.bytes()});
+  logged_ = true;
+  return false;
+}
+
+void parseNSTypesArray(const NSArray &types, Records &result, const NSString &executablePath,
+                       const NSString &appName, const NSString &priority, RecordRoom &room) {
+  for (const auto &element : types) {
+    const NSDictionary *type = element->asDictionary();
+    const NSArray *extensions = type != nullptr ? type->arrayForKey("NSExtensions") : nullptr;
+    if (extensions == nullptr)
       return;
-    for (const Ref<NSObject> &name : *extensions) {
-      const auto *extension = as<NSString>(&*name);
-      if (extension == nullptr)
+    const NSString icon = type->stringForKey("NSIcon");
+    for (const auto &name : *extensions) {
+      const NSString extension = name->asString();
+      if (!extension)
         continue;
-      if (!hasRoom(result, executablePath))
+      if (!room.take(executablePath))
         return;
-      auto record = extensionRecord(executablePath, *extension, appName, iconOf(type, "NSIcon"));
-      record->set("priority", priority);
-      result.addObject(std::move(record));
+      result.push_back(extensionRecord(executablePath, extension, appName, icon));
+      result.back().set("priority", priority);
     }
   }
 }
 
-void parseResourceFileDict(const NSDictionary &extensions, NSMutableArray &result,
-                           const NSString &executablePath, const NSString *appName,
-                           std::string_view priority) {
-  auto names = extensions.keyEnumerator();
-  while (auto name = names.nextObject()) {
-    if (!hasRoom(result, executablePath))
-      return;
-    auto record = extensionRecord(executablePath, *name, appName,
-                                  iconOf(extensions.objectForKey(name->bytes()), "NSIcon"));
-    record->set("priority", priority);
-    result.addObject(std::move(record));
-  }
+void parseResourceFileDict(const NSDictionary &extensions, Records &result,
+                           const NSString &executablePath, const NSString &appName,
+                           const NSString &priority, RecordRoom &room) {
+  addExtensions(extensions, "NSIcon", result, executablePath, appName, priority, room);
 }
 
-RefPtr<NSMutableArray> parseNewStyle(const NSString &executablePath, const NSString *baseName,
-                                     const NSString &listPath) {
-  const std::optional<std::string> text = contentsOfFile(listPath, kLargestPropertyListFile);
-  const RefPtr<NSDictionary> list = parsedOrLogged(listPath, [&]() -> RefPtr<NSObject> {
-    if (text)
-      return propertyList(*text);
-    const auto bundle = NSBundle::bundleWithPath(executablePath);
-    return bundle ? RefPtr<NSObject>(bundle->infoDictionary()) : nullptr;
-  });
+std::optional<Records> parseNewStyle(const NSString &executablePath, const NSString &baseName,
+                                     const NSString &listPath, RecordRoom &room) {
+  const Result<std::string> text = contentsOfFile(listPath, kLargestPropertyListFile);
+  const RefPtr<const NSDictionary> list =
+      text ? parsedOrLogged(listPath, *text) : bundleDescription(executablePath, listPath);
   if (!list)
-    return nullptr;
+    return std::nullopt;
 
-  auto result = NSMutableArray::create();
-  if (const auto types = as<NSArray>(list->objectForKey("NSTypes")))
-    parseNSTypesArray(*types, *result, executablePath, baseName, "NSPrimary");
-  else if (const auto extensions = as<NSDictionary>(list->objectForKey("NSExtensions")))
-    parseResourceFileDict(*extensions, *result, executablePath, baseName, "NSPrimary");
+  Records result;
+  const NSString priority = sharedWord("NSPrimary");
+  if (const NSArray *types = list->arrayForKey("NSTypes"))
+    parseNSTypesArray(*types, result, executablePath, baseName, priority, room);
+  else if (const NSDictionary *extensions = list->dictionaryForKey("NSExtensions"))
+    parseResourceFileDict(*extensions, result, executablePath, baseName, priority, room);
 
-  auto application = recordFor(executablePath, "app");
-  application->set("name", list->objectForKey("NSExecutable"));
-  application->set("icon", list->objectForKey("NSIcon"));
-  result->addObject(std::move(application));
-  if (as<NSArray>(list->objectForKey("NSServices")))
-    result->addObject(recordFor(executablePath, "services"));
+  TKLine application = recordFor(executablePath, "app");
+  application.setFrom(*list, "NSExecutable", "name");
+  application.setFrom(*list, "NSIcon", "icon");
+  result.push_back(std::move(application));
+  if (list->arrayForKey("NSServices") != nullptr)
+    result.push_back(recordFor(executablePath, "services"));
   return result;
 }
 
-RefPtr<NSMutableArray> parseOldNewStyle(const NSString &executablePath, const NSString *baseName,
-                                        const NSString &registryPath) {
-  const std::optional<std::string> text = contentsOfFile(registryPath, kLargestPropertyListFile);
+std::optional<Records> parseOldNewStyle(const NSString &executablePath, const NSString &baseName,
+                                        const NSString &registryPath, RecordRoom &room) {
+  const Result<std::string> text = contentsOfFile(registryPath, kLargestPropertyListFile);
   if (!text) {
     syslogError("*** Applications Finder: cannot read file %s", {registryPath.bytes()});
-    return nullptr;
+    return std::nullopt;
   }
-  const RefPtr<NSDictionary> registry =
-      parsedOrLogged(registryPath, [&] { return propertyList(*text); });
+  const RefPtr<const NSDictionary> registry = parsedOrLogged(registryPath, *text);
   if (!registry)
-    return nullptr;
+    return std::nullopt;
 
-  auto result = NSMutableArray::create();
-  if (const auto types = as<NSDictionary>(registry->objectForKey("NSDocumentTypes")))
-    addDocumentTypes(*types, *result, executablePath, baseName);
-  if (const auto inspectors = as<NSArray>(registry->objectForKey("NSNodeInspectors")))
-    addInspectors(*inspectors, *result, executablePath);
+  Records result;
+  if (const NSDictionary *types = registry->dictionaryForKey("NSDocumentTypes"))
+    addExtensions(*types, "NSImageName", result, executablePath, baseName, nullptr, room);
+  if (const NSArray *inspectors = registry->arrayForKey("NSNodeInspectors"))
+    addInspectors(*inspectors, result, executablePath, room);
 
-  auto application = recordFor(executablePath, "app");
-  application->set("name", copyOrNil(baseName));
-  application->set("icon", "NSApplicationIcon");
-  result->addObject(std::move(application));
+  TKLine application = recordFor(executablePath, "app");
+  application.set("name", baseName);
+  application.set("icon", sharedWord("NSApplicationIcon"));
+  result.push_back(std::move(application));
   return result;
 }
 

@@ -1,12 +1,10 @@
 #include "protocol/BusConnection.h"
 
-#include "platform/foundation/NSException.h"
-#include "protocol/NSRunLoop.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <ctime>
+#include <utility>
 
 namespace tesker {
 
@@ -15,6 +13,7 @@ namespace {
 constexpr std::uint64_t kNoTimeLimit = UINT64_MAX;
 constexpr std::uint64_t kMostUnreadMessages = 1000;
 
+// The library's clock.
 std::uint64_t monotonicMicroseconds() {
   timespec now{};
   ::clock_gettime(CLOCK_MONOTONIC, &now);
@@ -26,7 +25,7 @@ std::uint64_t monotonicMicroseconds() {
 // possession of the port.
 int configure(sd_bus *bus, NSConnection::Side side) {
   int result = 0;
-  if (side == NSConnection::Side::Server) {
+  if (side == NSConnection::Side::server) {
     sd_id128_t id;
     result = sd_id128_randomize(&id);
     if (result >= 0)
@@ -43,69 +42,72 @@ int configure(sd_bus *bus, NSConnection::Side side) {
 
 } // namespace
 
-RefPtr<NSConnection> NSConnection::initWithReceivePort(Ref<NSPort> receivePort,
-                                                       Ref<NSPort> sendPort, Side side,
-                                                       std::size_t carryLimit) {
-  FileDescriptor input = takeReceiveRight(receivePort->machPort());
-  FileDescriptor output = takeSendRight(sendPort->machPort());
-  if (!input || !output)
+std::unique_ptr<BusConnection> BusConnection::over(FileDescriptor input, FileDescriptor output,
+                                                   NSConnection::Side side) {
+  sd_bus *bus = nullptr;
+  if (sd_bus_new(&bus) < 0)
     return nullptr;
-  auto connection = allocate<BusConnection>(NSDefaultMallocZone(), carryLimit);
-  if (!connection->start(std::move(input), std::move(output), side))
+  std::unique_ptr<BusConnection> connection(new BusConnection(BusRef(bus)));
+  if (configure(bus, side) < 0 || sd_bus_set_fd(bus, input.number(), output.number()) < 0)
     return nullptr;
+  connection->input_ = input.release();
+  connection->output_ = output.release();
   return connection;
 }
 
-bool BusConnection::start(FileDescriptor input, FileDescriptor output, Side side) {
-  sd_bus *bus = nullptr;
-  if (sd_bus_new(&bus) < 0)
-    return false;
-  bus_.reset(bus);
-  if (configure(bus, side) < 0 || sd_bus_set_fd(bus, input.get(), output.get()) < 0)
-    return false;
-  input_ = input.release();
-  output_ = output.release();
-  if (sd_bus_add_object_vtable(bus, nullptr, bus_names::kRootPath, bus_names::kConnectionInterface,
-                               connectionTable(), this) < 0 ||
-      sd_bus_start(bus) < 0)
-    end(); // as when the far side leaves a moment later
-  return true;
-}
-
 BusConnection::~BusConnection() {
-  NSRunLoop::currentRunLoop().removeConnection(*this);
-  if (isValid())
+  if (isOpen())
     end();
 }
 
-void BusConnection::setRootObject(FinderRequests &root) {
-  root_ = &root;
-  if (sd_bus_add_object_vtable(bus_.get(), nullptr, bus_names::kRootPath, bus_names::kToolInterface,
-                               rootTable(), this) < 0)
+void BusConnection::start() {
+  if (isOpen() && sd_bus_start(bus_) < 0)
+    end(); // as when the far side leaves a moment later
+}
+
+void BusConnection::addObject(const char *path, const char *interface, const sd_bus_vtable *table,
+                              void *context) {
+  if (sd_bus_add_object_vtable(bus_, nullptr, path, interface, table, context) < 0)
     end();
-  NSRunLoop::currentRunLoop().addConnection(*this);
+}
+
+void BusConnection::end() {
+  sd_bus_close(bus_); // closes the sockets
+  input_ = output_ = -1;
+  outbox_.clear();
+}
+
+void BusConnection::send(OutgoingCall call) {
+  if (isOpen())
+    outbox_.add(std::move(call));
 }
 
 bool BusConnection::hasUnsent() const {
-  return isValid() && (!outbox_.isEmpty() || queuedInBus(bus_.get()) > 0);
+  return isOpen() && (!outbox_.isEmpty() || queuedInBus() > 0);
+}
+
+// How many messages the library holds that are not written yet.
+std::uint64_t BusConnection::queuedInBus() const {
+  std::uint64_t queued = 0;
+  return sd_bus_get_n_queued_write(bus_, &queued) >= 0 ? queued : 0;
 }
 
 void BusConnection::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
-  if (!isValid())
+  if (!isOpen())
     return;
-  const int events = std::max(sd_bus_get_events(bus_.get()), 0);
+  const int events = std::max(sd_bus_get_events(bus_), 0);
   descriptors.push_back({input_, static_cast<short>(events & POLLIN), 0});
   descriptors.push_back({output_, static_cast<short>(events & POLLOUT), 0});
 }
 
 int BusConnection::pollTimeout() const {
-  if (!isValid())
+  if (!isOpen())
     return -1;
-  if (pending_ != nullptr || outbox_.canSend(bus_.get()))
+  if (canSend())
     return 0;
   std::uint64_t when = kNoTimeLimit;
-  if (sd_bus_get_timeout(bus_.get(), &when) < 0)
-    return 0; // dispatch() will see what is wrong
+  if (sd_bus_get_timeout(bus_, &when) < 0)
+    return 0; // step() will see what is wrong
   if (when == kNoTimeLimit)
     return -1;
   const std::uint64_t now = monotonicMicroseconds();
@@ -114,34 +116,20 @@ int BusConnection::pollTimeout() const {
   return static_cast<int>(std::min<std::uint64_t>((when - now - 1) / 1000 + 1, INT_MAX));
 }
 
-bool BusConnection::dispatch() {
-  const Ref<BusConnection> kept(*this);
-  const bool more = isValid() && step();
-  if (pending_ == nullptr || serving_)
-    return more;
-  servePending();
-  return isValid();
-}
-
-void BusConnection::servePending() {
-  struct Serving {
-    explicit Serving(bool &flag) : flag_(flag) { flag_ = true; }
-    ~Serving() { flag_ = false; }
-    bool &flag_;
-  } const serving(serving_);
-  std::exchange(pending_, nullptr)();
-}
-
 bool BusConnection::step() {
-  const int processed = sd_bus_process(bus_.get(), nullptr);
+  if (!isOpen())
+    return false;
+  const int processed = sd_bus_process(bus_, nullptr);
   if (raised_)
     std::rethrow_exception(std::exchange(raised_, nullptr));
-  if (processed < 0 || carriedTooMuch_ || hasTooMuchUnread() || sd_bus_is_open(bus_.get()) <= 0) {
+  // The outbox waits for the library's queue, so what grows there are replies that nobody reads.
+  if (processed < 0 || endsAfterwards_ || queuedInBus() > kMostUnreadMessages ||
+      sd_bus_is_open(bus_) <= 0) {
     end();
     return false;
   }
-  if (outbox_.canSend(bus_.get())) {
-    if (outbox_.sendNext(bus_.get()) >= 0)
+  if (canSend()) {
+    if (outbox_.sendNext(bus_) >= 0)
       return true;
     end();
     return false;
@@ -149,19 +137,6 @@ bool BusConnection::step() {
   if (processed == 0 && outputHasHungUp())
     end();
   return processed > 0;
-}
-
-// The outbox waits for the library's queue, so what grows there are replies.
-bool BusConnection::hasTooMuchUnread() const {
-  return queuedInBus(bus_.get()) > kMostUnreadMessages;
-}
-
-void BusConnection::stepOrWait() {
-  if (step() || !isValid())
-    return;
-  std::vector<pollfd> descriptors;
-  appendPollDescriptors(descriptors);
-  OperatingSystem::current().poll(descriptors.data(), descriptors.size(), pollTimeout());
 }
 
 // The library sees the end of the input itself, once everything before it has been taken; of the
@@ -172,32 +147,32 @@ bool BusConnection::outputHasHungUp() const {
          (descriptors[0].revents & POLLIN) == 0 && descriptors[1].revents != 0;
 }
 
-void BusConnection::end() {
-  sd_bus_close(bus_.get()); // closes the sockets
-  input_ = output_ = -1;
-  outbox_.clear();
-  carried_ = std::pmr::string(&NSDefaultMallocZone());
-  hasCarried_ = false;
+void BusConnection::stepOrWait() {
+  if (step() || !isOpen())
+    return;
+  std::vector<pollfd> descriptors;
+  appendPollDescriptors(descriptors);
+  OperatingSystem::current().poll(descriptors.data(), descriptors.size(), pollTimeout());
 }
 
-void BusConnection::callSelf(const std::string &path) {
-  while (isValid() && !outbox_.isEmpty())
+void BusConnection::callAndWait(const std::string &path, const char *interface,
+                                const char *member) {
+  while (isOpen() && !outbox_.isEmpty())
     stepOrWait();
-  if (!isValid())
+  if (!isOpen())
     return;
-  const auto message =
-      newCall(bus_.get(), path.c_str(), bus_names::kClientInterface, bus_names::kSelf);
+  const auto message = newCall(bus_, path.c_str(), interface, member);
   bool answered = false;
   const auto note = [](sd_bus_message *, void *flag, sd_bus_error *) {
     *static_cast<bool *>(flag) = true;
     return 1;
   };
   sd_bus_slot *slot = nullptr;
-  if (!message ||
-      sd_bus_call_async(bus_.get(), &slot, message.get(), note, &answered, kNoTimeLimit) < 0)
+  if (message == nullptr ||
+      sd_bus_call_async(bus_, &slot, message, note, &answered, kNoTimeLimit) < 0)
     return end();
-  const BusPtr<sd_bus_slot> slotOwner(slot);
-  while (isValid() && !answered)
+  const BusRef<sd_bus_slot> slotOwner(slot);
+  while (isOpen() && !answered)
     stepOrWait();
 }
 

@@ -1,15 +1,36 @@
 #include "protocol/BusMessage.h"
 
 #include <cerrno>
+#include <cstdint>
 
 namespace tesker {
 
-BusPtr<sd_bus_message> newCall(sd_bus *bus, const char *path, const char *interface,
+namespace {
+
+// The array's bytes one by one: whole arrays the library gives only of messages in the machine's
+// own byte order.
+Result<std::string> readBytes(sd_bus_message *message) {
+  int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "y");
+  if (result < 0)
+    return Failure{-result};
+  std::string text;
+  std::uint8_t byte = 0;
+  while ((result = sd_bus_message_read_basic(message, SD_BUS_TYPE_BYTE, &byte)) > 0)
+    text += static_cast<char>(byte);
+  if (result >= 0)
+    result = sd_bus_message_exit_container(message);
+  if (result < 0)
+    return Failure{-result};
+  return text;
+}
+
+} // namespace
+
+BusRef<sd_bus_message> newCall(sd_bus *bus, const char *path, const char *interface,
                                const char *member) {
   sd_bus_message *message = nullptr;
-  if (sd_bus_message_new_method_call(bus, &message, nullptr, path, interface, member) < 0)
-    return nullptr;
-  return BusPtr<sd_bus_message>(message);
+  (void)sd_bus_message_new_method_call(bus, &message, nullptr, path, interface, member);
+  return BusRef(message);
 }
 
 int appendText(sd_bus_message *message, std::string_view text) {
@@ -23,29 +44,34 @@ int appendOptionalText(sd_bus_message *message, std::optional<std::string_view> 
   return result >= 0 ? sd_bus_message_close_container(message) : result;
 }
 
-int readText(sd_bus_message *message, std::string_view &text) {
+Result<std::string> readText(sd_bus_message *message) {
   const void *bytes = nullptr;
   std::size_t size = 0;
   const int result = sd_bus_message_read_array(message, SD_BUS_TYPE_BYTE, &bytes, &size);
-  if (result > 0)
-    text = {static_cast<const char *>(bytes), size};
-  return result;
+  if (result == -EOPNOTSUPP)
+    return readBytes(message);
+  if (result < 0)
+    return Failure{-result};
+  return std::string(static_cast<const char *>(bytes), size);
 }
 
-int readOptionalText(sd_bus_message *message, std::optional<std::string_view> &text) {
+Result<std::optional<std::string>> readOptionalText(sd_bus_message *message) {
   int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "ay");
   if (result < 0)
-    return result;
-  text.reset();
-  std::string_view element;
-  result = readText(message, element);
-  if (result < 0)
-    return result;
-  if (result > 0)
-    text = element;
+    return Failure{-result};
+  std::optional<std::string> text;
+  if (sd_bus_message_at_end(message, false) == 0) {
+    Result<std::string> element = readText(message);
+    if (!element)
+      return element.failure();
+    text = std::move(*element);
+  }
   if (sd_bus_message_at_end(message, false) == 0)
-    return -EINVAL;
-  return sd_bus_message_exit_container(message);
+    return Failure{EINVAL};
+  result = sd_bus_message_exit_container(message);
+  if (result < 0)
+    return Failure{-result};
+  return text;
 }
 
 } // namespace tesker

@@ -14,7 +14,7 @@ class FinderClient : public NSObject {
 public:
   // The answer: the encoded records, or nil when they equal the previous text; and the key, which
   // is the path as it was requested or "Dock". One-way: nothing is waited for.
-  virtual void noteLines(const NSString *text, const NSString &key) = 0;
+  virtual void noteLines(const NSString &text, const NSString &key) = 0;
   // Answers when everything sent before has been taken. Two-way: waits for the answer without a
   // time limit; an error reply or a lost connection ends the waiting.
   virtual void self() = 0;
@@ -25,10 +25,10 @@ class FinderRequests {
 public:
   virtual ~FinderRequests() = default;
   // One directory or application. previous is the last answer's text; nil when there is none.
-  virtual void findAppsInSearchPath(const NSString &path, const NSString *previous,
+  virtual void findAppsInSearchPath(const NSString &path, const NSString &previous,
                                     Ref<FinderClient> client) = 0;
   // Absolute paths with one NUL byte between neighbours.
-  virtual void findAppsForDockPaths(const NSString &paths, const NSString *previous,
+  virtual void findAppsForDockPaths(const NSString &paths, const NSString &previous,
                                     Ref<FinderClient> client) = 0;
 };
 

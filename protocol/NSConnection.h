@@ -19,8 +19,8 @@
 // limit, or leaves more than a thousand replies unread. From then on nothing is sent and nothing
 // arrives; nothing is logged.
 //
-// Threading: one thread. Lifetime: proxies keep their connection alive; the connection keeps the
-// clients that it has handed out alive, but not its root object.
+// The other side's client objects keep their connection alive; the connection keeps the clients
+// that it has handed out alive, but not its root object.
 #pragma once
 
 #include "protocol/FinderProtocol.h"
@@ -33,10 +33,14 @@
 
 namespace tesker {
 
-class NSConnection : public NSObject {
+class BusConnection;
+class RemoteRoot;
+class ServedObjects;
+
+class NSConnection final : public NSObject {
 public:
   // Who begins the authentication: the tool is the client, the master is the server.
-  enum class Side { Client, Server };
+  enum class Side { client, server };
 
   // The text that carried pieces may make; more ends the connection.
   static constexpr std::size_t kLargestCarriedText = std::size_t{1} << 30;
@@ -49,33 +53,42 @@ public:
   // ended already when the far side has. Nil when a right is missing or the bus library refuses the
   // sockets. carryLimit: as kLargestCarriedText.
   [[nodiscard]] static RefPtr<NSConnection>
-  initWithReceivePort(Ref<NSPort> receivePort, Ref<NSPort> sendPort, Side side = Side::Client,
+  initWithReceivePort(NSPort receivePort, NSPort sendPort, Side side = Side::client,
                       std::size_t carryLimit = kLargestCarriedText);
 
   // Publishes the object as this side's root object, once. Borrowed: it must outlive the
   // connection. The current run loop serves the connection from now on.
-  virtual void setRootObject(FinderRequests &root) = 0;
+  void setRootObject(FinderRequests &root);
 
   // The other side's root object; lives as long as the connection. A request is queued and sent as
   // dispatch() is called; the client becomes known to the other side and is kept from then on. A
   // path (or list) longer than kLargestArgument raises NSInvalidArgumentException.
-  [[nodiscard]] virtual FinderRequests &rootProxy() = 0;
+  [[nodiscard]] FinderRequests &rootProxy();
 
   // False once the connection has ended.
-  [[nodiscard]] virtual bool isValid() const = 0;
+  [[nodiscard]] bool isValid() const;
   // True while something waits to be sent.
-  [[nodiscard]] virtual bool hasUnsent() const = 0;
+  [[nodiscard]] bool hasUnsent() const;
 
   // Appends the sockets with the events to wait for; none once the connection has ended.
-  virtual void appendPollDescriptors(std::vector<pollfd> &descriptors) const = 0;
+  void appendPollDescriptors(std::vector<pollfd> &descriptors) const;
   // Milliseconds after which dispatch() has work even if no event comes: 0 when it has some now,
   // -1 when never.
-  [[nodiscard]] virtual int pollTimeout() const = 0;
+  [[nodiscard]] int pollTimeout() const;
   // One step, without blocking: takes at most one message, sends what the sockets take of what is
   // queued, and then calls the object that the message is for, so whatever that one throws leaves
   // through here. While one call is being served no other is: a call that arrives meanwhile is
   // refused (LimitsExceeded). True when there may be more to do at once.
-  virtual bool dispatch() = 0;
+  bool dispatch();
+
+private:
+  friend NSObject;
+  NSConnection(std::unique_ptr<BusConnection> bus, std::size_t carryLimit);
+  ~NSConnection() override;
+
+  std::unique_ptr<BusConnection> bus_;
+  std::unique_ptr<ServedObjects> served_;
+  std::unique_ptr<RemoteRoot> remoteRoot_;
 };
 
 } // namespace tesker

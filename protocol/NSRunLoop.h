@@ -7,7 +7,7 @@ namespace tesker {
 
 class NSConnection;
 
-// Threading: there is one run loop, the current one, for the one thread.
+// There is one run loop, the current one.
 class NSRunLoop {
 public:
   [[nodiscard]] static NSRunLoop &currentRunLoop();

@@ -1,5 +1,6 @@
 #include "protocol/Outbox.h"
 
+#include "protocol/FinderNames.h"
 #include "protocol/NSConnection.h"
 
 #include <cerrno>
@@ -8,48 +9,42 @@ namespace tesker {
 
 namespace {
 
-int sendWithoutReply(sd_bus *bus, const BusPtr<sd_bus_message> &message) {
-  const int result = sd_bus_message_set_expect_reply(message.get(), 0);
-  return result >= 0 ? sd_bus_send(bus, message.get(), nullptr) : result;
+using OptionalText = std::optional<std::string_view>;
+
+// Fills the call and sends it. Negative errno on failure.
+template <class Fill>
+int sendWithoutReply(sd_bus *bus, const BusRef<sd_bus_message> &message, Fill fill) {
+  int result = message != nullptr ? fill(message) : -ENOMEM;
+  if (result >= 0)
+    result = sd_bus_message_set_expect_reply(message, 0);
+  return result >= 0 ? sd_bus_send(bus, message, nullptr) : result;
+}
+
+int sendPiece(sd_bus *bus, std::string_view piece) {
+  return sendWithoutReply(
+      bus, newCall(bus, bus_names::kRootPath, bus_names::kConnectionInterface, bus_names::kCarry),
+      [&](sd_bus_message *message) { return appendText(message, piece); });
+}
+
+int sendCall(sd_bus *bus, const OutgoingCall &call, OptionalText rest) {
+  return sendWithoutReply(
+      bus, newCall(bus, call.path.c_str(), call.interface, call.member),
+      [&](sd_bus_message *message) { return call.appendArguments(message, rest); });
 }
 
 } // namespace
 
-std::uint64_t queuedInBus(sd_bus *bus) {
-  std::uint64_t queued = 0;
-  return sd_bus_get_n_queued_write(bus, &queued) >= 0 ? queued : 0;
-}
-
 int Outbox::sendNext(sd_bus *bus) {
   const OutgoingCall &call = calls_.front();
-  std::optional<std::string_view> rest;
-  if (call.text)
-    rest = call.text->bytes().substr(carried_);
-  if (rest && rest->size() > NSConnection::kLargestPiece) {
+  const std::string_view rest = call.text.bytes().substr(carried_);
+  if (rest.size() > NSConnection::kLargestPiece) {
     carried_ += NSConnection::kLargestPiece;
-    return sendPiece(bus, rest->substr(0, NSConnection::kLargestPiece));
+    return sendPiece(bus, rest.substr(0, NSConnection::kLargestPiece));
   }
-  const int result = sendCall(bus, call, rest);
+  const int result = sendCall(bus, call, call.text ? OptionalText(rest) : std::nullopt);
   calls_.pop_front();
   carried_ = 0;
   return result;
-}
-
-int Outbox::sendPiece(sd_bus *bus, std::string_view piece) {
-  const auto message =
-      newCall(bus, bus_names::kRootPath, bus_names::kConnectionInterface, bus_names::kCarry);
-  if (!message)
-    return -ENOMEM;
-  const int result = appendText(message.get(), piece);
-  return result >= 0 ? sendWithoutReply(bus, message) : result;
-}
-
-int Outbox::sendCall(sd_bus *bus, const OutgoingCall &call, std::optional<std::string_view> rest) {
-  const auto message = newCall(bus, call.path.c_str(), call.interface, call.member);
-  if (!message)
-    return -ENOMEM;
-  const int result = call.appendArguments(message.get(), rest);
-  return result >= 0 ? sendWithoutReply(bus, message) : result;
 }
 
 } // namespace tesker

@@ -2,27 +2,23 @@
 //
 // The bus library queues what is not written yet in memory, so it is given one message at a time:
 // the next when its queue is empty. A long text goes ahead of its call in pieces.
-// Threading: one thread.
 #pragma once
 
+#include "platform/foundation/NSString.h"
 #include "protocol/BusMessage.h"
 
-#include <cstdint>
 #include <deque>
 #include <functional>
 #include <string>
 
 namespace tesker {
 
-// How many messages the library holds that are not written yet.
-[[nodiscard]] std::uint64_t queuedInBus(sd_bus *bus);
-
 // A one-way call with one text that may be nil and may be long.
 struct OutgoingCall {
   std::string path; // of the object called
   const char *interface;
   const char *member;
-  RefPtr<NSString> text;
+  NSString text;
   // Appends all arguments; the rest of the text, behind what was carried ahead, is given.
   std::function<int(sd_bus_message *, std::optional<std::string_view> rest)> appendArguments;
 };
@@ -32,17 +28,11 @@ public:
   void add(OutgoingCall call) { calls_.push_back(std::move(call)); }
   void clear() { calls_.clear(); }
   bool isEmpty() const { return calls_.empty(); }
-  // True when there is a message to send and the library's queue is empty.
-  bool canSend(sd_bus *bus) const { return !isEmpty() && queuedInBus(bus) == 0; }
 
-  // Sends the next message. Precondition: canSend(). Negative errno on failure.
+  // Sends the next message. Precondition: it is not empty. Negative errno on failure.
   [[nodiscard]] int sendNext(sd_bus *bus);
 
 private:
-  [[nodiscard]] int sendPiece(sd_bus *bus, std::string_view piece);
-  [[nodiscard]] int sendCall(sd_bus *bus, const OutgoingCall &call,
-                             std::optional<std::string_view> rest);
-
   std::deque<OutgoingCall> calls_;
   std::size_t carried_ = 0; // bytes of the first call's text that went ahead
 };

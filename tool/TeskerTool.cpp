@@ -1,10 +1,11 @@
 #include "tool/TeskerTool.h"
 
+#include "filesystem/TeskerDefaults.h"
 #include "platform/foundation/NSLog.h"
-#include "platform/foundation/TeskerDefaults.h"
 #include "platform/ports/Bootstrap.h"
+#include "protocol/FinderNames.h"
 #include "protocol/NSRunLoop.h"
-#include "tool/TKBootstrapTool.h"
+#include "protocol/TKBootstrapTool.h"
 
 #include <cstdlib>
 #include <string>

@@ -2,7 +2,6 @@
 //
 // One object in a process, NSTool; it lives until the process ends. Whatever fails is only logged
 // (system log): the master is never told, and sees the process end.
-// Threading: one thread.
 #pragma once
 
 #include "protocol/NSConnection.h"

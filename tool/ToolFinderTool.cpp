@@ -1,6 +1,10 @@
 #include "tool/ToolFinderTool.h"
 
+#include "platform/foundation/Text.h"
+#include "protocol/FinderNames.h"
+
 #include <cstdlib>
+#include <vector>
 
 namespace tesker {
 
@@ -17,6 +21,24 @@ void ToolFinderTool::terminate(FinderClient &client) {
   client.self();
   pool_ = nullptr;
   std::exit(EXIT_SUCCESS);
+}
+
+void ToolFinderTool::findAppsInSearchPath(const NSString &path, const NSString &previous,
+                                          Ref<FinderClient> client) {
+  answer(finder_.findAppsInSearchPath(path, previous), path, *client);
+}
+
+void ToolFinderTool::findAppsForDockPaths(const NSString &paths, const NSString &previous,
+                                          Ref<FinderClient> client) {
+  std::vector<NSString> list;
+  for (const std::string_view path : piecesOf(paths.bytes(), kDockPathSeparator))
+    list.push_back(NSString::create(path)); // an empty piece is a path too
+  answer(finder_.findAppsForDockPaths(list, previous), NSString::create(kDockKey), *client);
+}
+
+void ToolFinderTool::answer(const NSString &text, const NSString &key, FinderClient &client) {
+  client.noteLines(text, key);
+  terminate(client);
 }
 
 } // namespace tesker

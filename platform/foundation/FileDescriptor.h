@@ -1,8 +1,10 @@
-// FileDescriptor.h - a descriptor with an owner.
+// FileDescriptor.h - descriptors with an owner.
 #pragma once
 
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/Result.h"
 
+#include <string_view>
 #include <utility>
 
 namespace tesker {
@@ -26,7 +28,8 @@ public:
   ~FileDescriptor() { reset(); }
 
   explicit operator bool() const { return descriptor_ >= 0; }
-  int get() const { return descriptor_; }
+  // The number, still owned; negative when there is none.
+  int number() const { return descriptor_; }
   // Gives the descriptor up without closing it; negative when there was none.
   int release() { return std::exchange(descriptor_, -1); }
   void reset() {
@@ -37,5 +40,29 @@ public:
 private:
   int descriptor_ = -1;
 };
+
+// Both ends of a pipe, close-on-exec.
+struct Pipe {
+  FileDescriptor readEnd;
+  FileDescriptor writeEnd;
+};
+// A new pipe whose ends lie beyond the three standard descriptors, so that making one of them a
+// child's standard descriptor is a plain copy. Fails with the errno.
+[[nodiscard]] Result<Pipe> createPipe();
+
+// The same open file as a close-on-exec descriptor beyond the three standard ones, or the given one
+// where it lies there already; the given one is closed otherwise. None when there is none left
+// (errno says why) or none was given.
+[[nodiscard]] FileDescriptor aboveStandardDescriptors(FileDescriptor descriptor);
+
+// Writes all of the bytes, in as many parts as it takes. Fails with the errno, EIO when the system
+// takes nothing and does not say why.
+[[nodiscard]] Result<> writeAll(int descriptor, std::string_view bytes);
+
+// Opens /dev/null as each of the three standard descriptors that a program was started without.
+// Were they missing, the next file or socket opened would get one of their numbers, and what is
+// written to standard error would go into it. To be called before anything is opened. With O_RDONLY
+// they refuse to be written, so that a program whose output is lost gets to know it.
+void openMissingStandardDescriptors(int mode = O_RDWR);
 
 } // namespace tesker

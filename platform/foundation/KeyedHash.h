@@ -5,7 +5,7 @@
 // would walk over all of them. So the hash (SipHash-1-3) depends on a key that is the process's
 // own: hashes are good for tables that live in this process and must not be written down or sent.
 //
-// Internal to the foundation. Threading: any thread.
+// Any thread may ask.
 #pragma once
 
 #include <cstddef>

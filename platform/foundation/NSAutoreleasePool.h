@@ -1,6 +1,6 @@
 // NSAutoreleasePool.h - objects kept alive until a described moment.
 //
-// Results are owned by whoever holds them (Ref.h), so a pool serves only where the moment of its
+// Results are owned by those who hold them (Ref.h), so a pool serves only where the moment of its
 // release is part of the behaviour: around the whole process and around the one request. Pools form
 // a stack: a new pool is the current one until it is released.
 #pragma once
@@ -27,12 +27,5 @@ private:
 
   std::vector<Ref<NSObject>> objects_;
 };
-
-// Hands the reference to the current pool and lends the object until that pool goes.
-template <class T> T &autorelease(Ref<T> object) {
-  T &lent = object.get();
-  NSAutoreleasePool::addObject(std::move(object));
-  return lent;
-}
 
 } // namespace tesker

@@ -22,39 +22,31 @@ bool isDirectory(const NSString &path) {
 
 } // namespace
 
-Ref<NSBundle> NSBundle::mainBundle() {
-  const std::string program = OperatingSystem::current().programPath().value_or("");
-  const std::string folder = program.substr(0, program.rfind('/') + 1);
-  auto resources = NSString::create(folder + "../share/tesker/Resources");
-  if (!isDirectory(*resources)) {
-    auto above = NSString::create(folder + "../../share/tesker/Resources");
-    if (isDirectory(*above))
-      resources = std::move(above);
-  }
-  return allocate<NSBundle>(NSDefaultMallocZone(), std::move(resources));
+NSBundle NSBundle::mainBundle() {
+  const std::string folder = OperatingSystem::current().programFolder();
+  const NSString beside = NSString::create(folder + "../share/tesker/Resources");
+  const NSString above = NSString::create(folder + "../../share/tesker/Resources");
+  return NSBundle(!isDirectory(beside) && isDirectory(above) ? above : beside);
 }
 
-RefPtr<NSBundle> NSBundle::bundleWithPath(const NSString &path) {
+std::optional<NSBundle> NSBundle::bundleWithPath(const NSString &path) {
   if (!isDirectory(path))
-    return nullptr;
-  return allocate<NSBundle>(NSDefaultMallocZone(),
-                            path.stringByAppendingPathComponent("Resources"));
+    return std::nullopt;
+  return NSBundle(path.stringByAppendingPathComponent("Resources"));
 }
 
-RefPtr<NSDictionary> NSBundle::infoDictionary() const {
+RefPtr<const NSDictionary> NSBundle::infoDictionary() const {
   return dictionaryWithContentsOfFile(
-      *resourcePath_->stringByAppendingPathComponent("Info-quorvale.plist"));
+      resourcePath_.stringByAppendingPathComponent("Info-quorvale.plist"));
 }
 
-RefPtr<NSString> NSBundle::pathForResource(std::string_view name, std::string_view type) const {
+NSString NSBundle::pathForResource(std::string_view name, std::string_view type) const {
   std::string file(name);
   if (!type.empty())
     file.append(".").append(type);
-  auto path = resourcePath_->stringByAppendingPathComponent(file);
+  const NSString path = resourcePath_.stringByAppendingPathComponent(file);
   struct stat status {};
-  if (!exists(*path, status))
-    return nullptr;
-  return path;
+  return exists(path, status) ? path : nullptr;
 }
 
 } // namespace tesker

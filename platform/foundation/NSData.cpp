@@ -1,21 +1,18 @@
 #include "platform/foundation/NSData.h"
 
-#include "platform/foundation/NSString.h"
-#include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
 
 namespace tesker {
 
 Ref<NSData> NSData::create(std::string_view bytes, NSZone &zone) {
-  return allocate<NSData>(zone, bytes, zone);
+  return allocate<NSData>(zone, NSString::create(bytes, zone));
 }
 
-std::size_t NSData::hash() const { return StringKeyHash()(bytes()); }
-
-bool NSData::isEqual(const NSObject *other) const {
-  const auto *data = as<NSData>(other);
+bool NSData::isEqual(const NSObject &other) const {
+  const NSData *data = other.asData();
   return data != nullptr && data->bytes() == bytes();
 }
 
-Ref<NSString> NSData::description() const { return propertyListDescription(*this); }
+NSString NSData::description() const { return propertyListDescription(*this); }
 
 } // namespace tesker

@@ -1,59 +1,55 @@
-// NSDictionary.h - maps from strings to objects.
+// NSDictionary.h - a map from strings to objects, as a property list holds it.
 //
-// Keys are strings, compared by their bytes; values are objects and never nil. Dictionaries keep
-// insertion order: replacing a value keeps the key's place, so the enumeration order is the order
-// of the source and the same input gives the same text. Subclasses may keep their pairs elsewhere
-// by overriding the primitives (count, objectForKey, keyEnumerator and the two that change).
+//   if (const NSArray *types = list.arrayForKey("NSTypes"))
+//     for (const auto &[key, value] : dictionary) ...
+//
+// Keys are compared by their bytes. The order of the pairs is that of their insertion.
 #pragma once
 
 #include "platform/foundation/NSArray.h"
-#include "platform/foundation/NSString.h"
+#include "platform/foundation/PairTable.h"
+
+#include <string_view>
 
 namespace tesker {
 
-// Walks over the keys as they were when it was made.
-class NSKeyEnumerator {
+class NSDictionary final : public NSObject {
 public:
-  explicit NSKeyEnumerator(Ref<NSArray> keys) : keys_(std::move(keys)) {}
-  // The next key, or nil after the last.
-  [[nodiscard]] RefPtr<NSString> nextObject();
+  // A new empty dictionary.
+  [[nodiscard]] static Ref<NSDictionary> create(NSZone &zone = NSDefaultMallocZone());
 
-private:
-  Ref<NSArray> keys_;
-  std::size_t next_ = 0;
-};
+  std::size_t count() const { return pairs_.count(); }
+  auto begin() const { return pairs_.begin(); }
+  auto end() const { return pairs_.end(); }
 
-class NSDictionary : public NSObject {
-public:
-  virtual std::size_t count() const = 0;
-  // The value, or nil when there is none for the key.
-  [[nodiscard]] virtual RefPtr<NSObject> objectForKey(std::string_view key) const = 0;
-  [[nodiscard]] virtual NSKeyEnumerator keyEnumerator() const = 0;
+  // The value, lent until the dictionary changes; nil when there is none for the key.
+  NSObject *objectForKey(std::string_view key) const { return pairs_.find(key); }
+  // The same when it is of that kind, nil otherwise.
+  NSString stringForKey(std::string_view key) const;
+  const NSArray *arrayForKey(std::string_view key) const;
+  const NSDictionary *dictionaryForKey(std::string_view key) const;
 
-  // The keys (strings) in enumeration order.
-  [[nodiscard]] Ref<NSMutableArray> allKeys() const;
+  // Raises NSInvalidArgumentException when the object is nil. The key is copied into the
+  // dictionary's zone where it is in another.
+  void setObjectForKey(RefPtr<NSObject> object, const NSString &key);
+  void setObjectForKey(const NSString &string, const NSString &key) {
+    setObjectForKey(string.object(), key);
+  }
+  // Nothing when there is no such key.
+  void removeObjectForKey(std::string_view key) { pairs_.remove(key); }
+  // Sets every pair of the other dictionary, in its order.
+  void addEntriesFromDictionary(const NSDictionary &other);
 
   // Dictionaries are equal when they have equal values for the same keys, in whatever order.
-  std::size_t hash() const override;
-  bool isEqual(const NSObject *other) const override;
-  Ref<NSString> description() const override;
-};
+  std::size_t hash() const override { return pairs_.hash(); }
+  bool isEqual(const NSObject &other) const override;
+  NSString description() const override;
+  const NSDictionary *asDictionary() const override { return this; }
 
-class NSMutableDictionary : public NSDictionary {
-public:
-  // A new empty dictionary with room for capacity pairs before it has to grow.
-  [[nodiscard]] static Ref<NSMutableDictionary> create(std::size_t capacity = 0,
-                                                       NSZone &zone = NSDefaultMallocZone());
-
-  // Raises NSInvalidArgumentException when the object is nil.
-  virtual void setObjectForKey(RefPtr<NSObject> object, const NSString &key) = 0;
-  // Nothing when there is no such key.
-  virtual void removeObjectForKey(std::string_view key) = 0;
-
-  // Sets every pair of the other dictionary, in its enumeration order.
-  void addEntriesFromDictionary(const NSDictionary &other);
-  [[nodiscard]] static Ref<NSMutableDictionary> copyOf(const NSDictionary &other,
-                                                       NSZone &zone = NSDefaultMallocZone());
+private:
+  friend NSObject;
+  explicit NSDictionary(NSZone &zone) : pairs_(0, zone) {}
+  PairTable pairs_;
 };
 
 } // namespace tesker

@@ -1,8 +1,9 @@
 #include "platform/foundation/NSLog.h"
 
+#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/OperatingSystem.h"
+
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <syslog.h>
 #include <unistd.h>
 #include <utility>
@@ -13,21 +14,10 @@ namespace {
 
 LogSink *currentSink = nullptr;
 
-// One write for the whole line, so that lines of several processes do not mix.
+// One write for the whole line, so that lines of several processes do not mix. When standard error
+// takes nothing there is nowhere to say so.
 void writeLineToStandardError(std::string_view text) {
-  std::string line(text);
-  line += '\n';
-  const char *rest = line.data();
-  std::size_t left = line.size();
-  while (left > 0) {
-    const ssize_t written = ::write(STDERR_FILENO, rest, left);
-    if (written < 0 && errno == EINTR)
-      continue;
-    if (written <= 0)
-      return;
-    rest += written;
-    left -= static_cast<std::size_t>(written);
-  }
+  (void)writeAll(STDERR_FILENO, std::string(text) + '\n');
 }
 
 } // namespace
@@ -70,8 +60,7 @@ void syslogError(std::string_view text) {
     currentSink->syslog(text);
   } else {
     ::syslog(LOG_ERR, "%s", std::string(text).c_str());
-    const char *wanted = std::getenv("TESKER_LOG_STDERR");
-    if (wanted != nullptr && std::strcmp(wanted, "1") == 0)
+    if (environmentValue("TESKER_LOG_STDERR") == "1")
       writeLineToStandardError(text);
   }
   errno = savedErrno;

@@ -5,21 +5,27 @@
 #include <cstdlib>
 #include <cxxabi.h>
 #include <functional>
+#include <limits>
 #include <memory>
+#include <new>
+#include <string>
 #include <typeinfo>
 
 namespace tesker {
 
 std::size_t NSObject::hash() const { return std::hash<const void *>()(this); }
 
-bool NSObject::isEqual(const NSObject *other) const { return this == other; }
+bool NSObject::isEqual(const NSObject &other) const { return this == &other; }
 
-Ref<NSString> NSObject::description() const {
+NSString NSObject::description() const {
   int status = 0;
+  const char *mangled = typeid(*this).name();
   const std::unique_ptr<char, decltype(&std::free)> name(
-      abi::__cxa_demangle(typeid(*this).name(), nullptr, nullptr, &status), &std::free);
-  return NSString::create("<" + std::string(status == 0 ? name.get() : typeid(*this).name()) + ">");
+      abi::__cxa_demangle(mangled, nullptr, nullptr, &status), &std::free);
+  return NSString::create("<" + std::string(status == 0 ? &*name : mangled) + ">");
 }
+
+NSString NSObject::asString() const { return nullptr; }
 
 void NSObject::destroy() const {
   NSZone &zone = *zone_;
@@ -30,10 +36,11 @@ void NSObject::destroy() const {
   zone.deallocate(block, size, alignof(std::max_align_t));
 }
 
-bool isEqual(const NSObject *a, const NSObject *b) {
-  if (a == b)
-    return true;
-  return a != nullptr && b != nullptr && a->isEqual(b);
+std::uint32_t checkedBlockSize(std::size_t size, std::size_t room) {
+  constexpr std::size_t kLargest = std::numeric_limits<std::uint32_t>::max();
+  if (room > kLargest - size)
+    throw std::bad_alloc();
+  return static_cast<std::uint32_t>(size + room);
 }
 
 } // namespace tesker

@@ -1,9 +1,7 @@
 // NSObject.h - the root class.
 //
 // Every object is made by a static `create` of its class, in a zone, with one reference; the last
-// release destroys it and gives its memory back to that zone. Arguments borrow, results are owned
-// (Ref.h). Nil is a null pointer or an empty RefPtr; no member is ever called on nil, so questions
-// that tolerate nil are the free functions below.
+// release destroys it and gives its memory back to that zone. No member is ever called on nil.
 #pragma once
 
 #include "platform/foundation/NSZone.h"
@@ -17,6 +15,9 @@
 namespace tesker {
 
 class NSString;
+class NSArray;
+class NSDictionary;
+class NSData;
 
 class NSObject {
 public:
@@ -25,15 +26,22 @@ public:
 
   // Equal objects have equal hashes. By default an object equals only itself.
   virtual std::size_t hash() const;
-  virtual bool isEqual(const NSObject *other) const;
+  virtual bool isEqual(const NSObject &other) const;
   // The text that stands for the object: a string is its own, a container is one line of
   // old-style property-list text, anything else the name of its class in angle brackets.
-  virtual Ref<NSString> description() const;
+  virtual NSString description() const;
+
+  // The object as what it is, among the kinds that property lists are made of; nil for the others.
+  // Arrays, dictionaries and data are lent for as long as the object lives.
+  virtual NSString asString() const;
+  virtual const NSArray *asArray() const { return nullptr; }
+  virtual const NSDictionary *asDictionary() const { return nullptr; }
+  virtual const NSData *asData() const { return nullptr; }
 
   // The zone the object was made in.
   NSZone &zone() const { return *zone_; }
 
-  // Reference counting, used by Ref and RefPtr.
+  // Reference counting, used by Ref, RefPtr and NSString.
   void retain() const { ++retainCount_; }
   void release() const {
     assert(retainCount_ > 0);
@@ -48,42 +56,38 @@ protected:
 
   // Makes a T in the zone. Classes befriend NSObject so that their constructors can stay private.
   template <class T, class... Arguments>
-  static Ref<T> allocate(NSZone &zone, Arguments &&...arguments);
+  static Ref<T> allocate(NSZone &zone, Arguments &&...arguments) {
+    return allocateWithRoom<T>(zone, 0, std::forward<Arguments>(arguments)...);
+  }
+  // The same with so many bytes behind the object, which are its own.
+  template <class T, class... Arguments>
+  static Ref<T> allocateWithRoom(NSZone &zone, std::size_t room, Arguments &&...arguments);
 
 private:
   void destroy() const;
 
   mutable std::uint32_t retainCount_ = 1;
-  std::uint32_t size_ = 0;
+  std::uint32_t size_ = 0; // of the block
   NSZone *zone_ = nullptr;
 };
 
+// How large a block can be, so that its size fits the object's word for it.
+[[nodiscard]] std::uint32_t checkedBlockSize(std::size_t size, std::size_t room);
+
 template <class T, class... Arguments>
-Ref<T> NSObject::allocate(NSZone &zone, Arguments &&...arguments) {
-  void *block = zone.allocate(sizeof(T), alignof(std::max_align_t));
+Ref<T> NSObject::allocateWithRoom(NSZone &zone, std::size_t room, Arguments &&...arguments) {
+  const std::uint32_t size = checkedBlockSize(sizeof(T), room);
+  void *block = zone.allocate(size, alignof(std::max_align_t));
   T *object;
   try {
     object = new (block) T(std::forward<Arguments>(arguments)...);
   } catch (...) {
-    zone.deallocate(block, sizeof(T), alignof(std::max_align_t));
+    zone.deallocate(block, size, alignof(std::max_align_t));
     throw;
   }
-  object->NSObject::size_ = sizeof(T);
+  object->NSObject::size_ = size;
   object->NSObject::zone_ = &zone;
   return Ref<T>::adopt(*object);
-}
-
-// True when both are nil, or neither is and they are equal.
-bool isEqual(const NSObject *a, const NSObject *b);
-
-// The object as a T, or nil when it is nil or no T ("isKindOfClass:").
-template <class T> const T *as(const NSObject *object) { return dynamic_cast<const T *>(object); }
-template <class T> T *as(NSObject *object) { return dynamic_cast<T *>(object); }
-template <class T, class U> RefPtr<T> as(const RefPtr<U> &object) {
-  return RefPtr<T>(dynamic_cast<T *>(object.get()));
-}
-template <class T, class U> RefPtr<T> as(const Ref<U> &object) {
-  return RefPtr<T>(dynamic_cast<T *>(&object.get()));
 }
 
 } // namespace tesker

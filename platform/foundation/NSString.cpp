@@ -1,86 +1,113 @@
 #include "platform/foundation/NSString.h"
 
 #include "platform/foundation/KeyedHash.h"
-#include "platform/foundation/NSArray.h"
+
+#include <cstring>
+#include <memory>
 
 namespace tesker {
 
-Ref<NSString> NSString::create(std::string_view bytes, NSZone &zone) {
-  return allocate<NSString>(zone, bytes, zone);
+namespace {
+
+// Whose bytes stand behind it, in the same block.
+class InlineString final : public StringObject {
+public:
+  static Ref<InlineString> create(std::size_t length, NSZone &zone) {
+    auto made = allocateWithRoom<InlineString>(zone, length + 1, length);
+    made->room()[length] = '\0';
+    return made;
+  }
+  char *room() { return reinterpret_cast<char *>(this + 1); }
+
+private:
+  friend NSObject;
+  explicit InlineString(std::size_t length)
+      : StringObject(reinterpret_cast<const char *>(this + 1), length) {}
+};
+
+// Whose bytes were made elsewhere.
+class AdoptedString final : public StringObject {
+public:
+  static Ref<AdoptedString> create(std::string &&bytes) {
+    return allocate<AdoptedString>(NSDefaultMallocZone(),
+                                   std::make_unique<std::string>(std::move(bytes)));
+  }
+
+private:
+  friend NSObject;
+  explicit AdoptedString(std::unique_ptr<std::string> bytes)
+      : StringObject(bytes->c_str(), bytes->size()), kept_(std::move(bytes)) {}
+  std::unique_ptr<std::string> kept_;
+};
+
+std::uint32_t keptHash(std::string_view bytes) {
+  const auto hash = static_cast<std::uint32_t>(keyedHash(bytes));
+  return hash != 0 ? hash : 1; // 0 stands for "not known"
 }
 
-Ref<NSString> NSString::takingOver(std::pmr::string &&bytes) {
-  assert(bytes.get_allocator().resource() == &NSDefaultMallocZone());
-  return allocate<NSString>(NSDefaultMallocZone(), std::move(bytes));
+} // namespace
+
+std::uint32_t StringObject::hashOfBytes() const { return keptHash(bytes()); }
+
+bool StringObject::isEqual(const NSObject &other) const {
+  return this == &other || asString() == other.asString();
+}
+
+NSString StringObject::description() const { return asString(); }
+
+NSString StringObject::asString() const {
+  retain();
+  return NSString(this);
+}
+
+NSString NSString::create(std::string_view bytes, NSZone &zone) {
+  auto made = InlineString::create(bytes.size(), zone);
+  bytes.copy(made->room(), bytes.size());
+  return NSString(made.leak());
+}
+
+NSString NSString::joining(std::initializer_list<std::string_view> pieces, NSZone &zone) {
+  std::size_t length = 0;
+  for (const std::string_view piece : pieces)
+    length += piece.size();
+  auto made = InlineString::create(length, zone);
+  char *end = made->room();
+  for (const std::string_view piece : pieces)
+    end += piece.copy(end, piece.size());
+  return NSString(made.leak());
+}
+
+NSString NSString::takingOver(std::string &&bytes) {
+  return NSString(AdoptedString::create(std::move(bytes)).leak());
 }
 
 const char *NSString::fileSystemRepresentation() const {
-  return bytes().find('\0') == std::string_view::npos ? cString() : "";
+  return std::strlen(cString()) == length() ? cString() : "";
 }
 
-std::strong_ordering NSString::compare(const NSString &other) const {
-  return bytes().compare(other.bytes()) <=> 0;
+NSString NSString::copy(NSZone &wanted) const {
+  return object_ == nullptr || &wanted == &zone() ? *this : create(bytes(), wanted);
 }
 
-std::size_t NSString::hash() const {
-  if (hash_ == 0)
-    hash_ = keyedHash(bytes());
-  return hash_;
-}
-
-bool NSString::isEqual(const NSObject *other) const {
-  const auto *string = as<NSString>(other);
-  return string != nullptr && isEqualToString(*string);
-}
-
-Ref<NSString> NSString::description() const { return copy(); }
-
-Ref<NSString> NSString::copy(NSZone &wanted) const {
-  if (&wanted != &zone())
-    return create(bytes(), wanted);
-  // Sharing an immutable string cannot be told from copying it; only its count changes.
-  return Ref<NSString>(const_cast<NSString &>(*this));
-}
-
-Ref<NSArray> NSString::componentsSeparatedByString(std::string_view separator) const {
-  auto pieces = NSMutableArray::create();
-  std::string_view rest = bytes();
-  for (;;) {
-    const std::size_t end = rest.find(separator);
-    pieces->addObject(create(rest.substr(0, end)));
-    if (end == std::string_view::npos)
-      return pieces;
-    rest.remove_prefix(end + separator.size());
-  }
-}
-
-Ref<NSString> NSString::stringByAppendingPathComponent(std::string_view name) const {
+NSString NSString::stringByAppendingPathComponent(std::string_view name, NSZone &zone) const {
   std::string_view base = bytes();
   while (base.size() > 1 && base.back() == '/')
     base.remove_suffix(1);
-  if (name.empty())
-    return create(base);
-  std::string path;
-  path.reserve(base.size() + 1 + name.size());
-  path += base;
-  if (!base.ends_with('/'))
-    path += '/';
-  path += name;
-  return create(path);
+  const bool wantsSlash = !name.empty() && !base.ends_with('/');
+  return joining({base, wantsSlash ? "/" : "", name}, zone);
 }
 
-Ref<NSMutableString> NSMutableString::create(std::string_view bytes, NSZone &zone) {
-  return allocate<NSMutableString>(zone, bytes, zone);
+NSString componentsJoinedByString(const std::vector<NSString> &strings,
+                                  std::string_view separator) {
+  std::string joined;
+  for (const NSString &string : strings) {
+    if (&string != &strings.front())
+      joined += separator;
+    joined += string.bytes();
+  }
+  return NSString::create(joined);
 }
 
-std::size_t NSMutableString::hash() const { return keyedHash(bytes()); }
-
-Ref<NSString> NSMutableString::copy(NSZone &zone) const { return NSString::create(bytes(), zone); }
-
-bool isEqual(const NSString *string, std::string_view bytes) {
-  return string != nullptr && string->bytes() == bytes;
-}
-
-std::size_t StringKeyHash::operator()(std::string_view bytes) const { return keyedHash(bytes); }
+std::size_t StringKeyHash::operator()(std::string_view bytes) const { return keptHash(bytes); }
 
 } // namespace tesker

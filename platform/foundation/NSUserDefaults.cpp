@@ -5,9 +5,8 @@
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/Text.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <optional>
 #include <vector>
 
@@ -17,20 +16,10 @@ namespace {
 
 bool isAbsolute(std::string_view path) { return path.starts_with('/'); }
 
-// The variable's value, or nothing when it is unset or empty.
-std::optional<std::string> environmentValue(const char *variable) {
-  const char *value = std::getenv(variable);
-  if (value == nullptr || *value == '\0')
-    return std::nullopt;
-  return value;
-}
-
-std::optional<std::string> homeDirectory() {
-  if (auto home = environmentValue("HOME"))
-    return home;
-  OperatingSystem &system = OperatingSystem::current();
-  const auto user = system.userWithId(system.userId());
-  return user ? user->home : std::nullopt;
+Ref<NSDictionary> copyOf(const NSDictionary &pairs) {
+  auto copy = NSDictionary::create();
+  copy->addEntriesFromDictionary(pairs);
+  return copy;
 }
 
 std::optional<std::string> userConfigurationDirectory() {
@@ -49,24 +38,22 @@ std::vector<std::string> configurationDirectories() {
   if (auto own = userConfigurationDirectory())
     directories.push_back(std::move(*own));
   const std::string system = environmentValue("XDG_CONFIG_DIRS").value_or("/etc/xdg");
-  const auto names = NSString::create(system)->componentsSeparatedByString(":");
-  for (const auto &name : *names) {
-    const std::string_view directory = as<NSString>(&*name)->bytes();
+  for (const std::string_view directory : piecesOf(system, ':'))
     if (isAbsolute(directory))
       directories.emplace_back(directory);
-  }
   return directories;
 }
 
 // The pairs of one file, or nil.
-RefPtr<NSDictionary> readDomainFile(const NSString &path) {
-  const auto text = contentsOfFile(path, kLargestPropertyListFile);
+RefPtr<const NSDictionary> readDomainFile(const NSString &path) {
+  const Result<std::string> text = contentsOfFile(path, kLargestPropertyListFile);
   if (!text)
     return nullptr;
   std::string problem = "it holds no dictionary";
   try {
-    if (auto pairs = as<NSDictionary>(propertyList(*text)))
-      return pairs;
+    const Ref<NSObject> value = propertyList(*text);
+    if (const NSDictionary *pairs = value->asDictionary())
+      return RefPtr(pairs);
   } catch (const NSException &exception) {
     problem = exception.reason();
   }
@@ -74,41 +61,29 @@ RefPtr<NSDictionary> readDomainFile(const NSString &path) {
   return nullptr;
 }
 
-Ref<NSMutableDictionary> readDomain(std::string_view name) {
+Ref<NSDictionary> readDomain(std::string_view name) {
   const std::string file = "tesker/defaults/" + std::string(name) + ".plist";
-  auto domain = NSMutableDictionary::create();
-  auto directories = configurationDirectories();
+  auto domain = NSDictionary::create();
+  const auto directories = configurationDirectories();
   // The least important first, so that the others replace what it says.
-  std::reverse(directories.begin(), directories.end());
-  for (const std::string &directory : directories)
+  for (auto directory = directories.rbegin(); directory != directories.rend(); ++directory)
     if (const auto pairs =
-            readDomainFile(*NSString::create(directory)->stringByAppendingPathComponent(file)))
+            readDomainFile(NSString::create(*directory).stringByAppendingPathComponent(file)))
       domain->addEntriesFromDictionary(*pairs);
   return domain;
-}
-
-Ref<NSArray> initialSearchList() {
-  const std::string program = OperatingSystem::current().programPath().value_or("");
-  auto names = NSMutableArray::create();
-  names->addObject(NSString::create(program.substr(program.rfind('/') + 1)));
-  names->addObject(NSString::create(NSGlobalDomain));
-  names->addObject(NSString::create(NSRegistrationDomain));
-  return names;
 }
 
 } // namespace
 
 NSUserDefaults &NSUserDefaults::standardUserDefaults() {
-  static NSUserDefaults &standard = *create().leak();
+  static auto &standard = *new NSUserDefaults;
   return standard;
 }
 
-Ref<NSUserDefaults> NSUserDefaults::create() {
-  return allocate<NSUserDefaults>(NSDefaultMallocZone());
-}
-
-NSUserDefaults::NSUserDefaults() : searchList_(initialSearchList()) {
-  domains_.emplace(NSRegistrationDomain, NSMutableDictionary::create());
+NSUserDefaults::NSUserDefaults()
+    : searchList_{NSString::create(OperatingSystem::current().programName()),
+                  NSString::create(NSGlobalDomain), NSString::create(NSRegistrationDomain)} {
+  domains_.emplace(NSRegistrationDomain, NSDictionary::create());
 }
 
 void NSUserDefaults::registerDefaults(const NSDictionary &defaults) {
@@ -116,25 +91,22 @@ void NSUserDefaults::registerDefaults(const NSDictionary &defaults) {
 }
 
 void NSUserDefaults::setVolatileDomain(const NSDictionary &pairs, std::string_view name) {
-  domains_.insert_or_assign(std::string(name), NSMutableDictionary::copyOf(pairs));
+  domains_.insert_or_assign(std::string(name), copyOf(pairs));
 }
 
-RefPtr<NSObject> NSUserDefaults::objectForKey(std::string_view key) {
-  for (const auto &name : *searchList_) {
-    const auto *string = as<NSString>(&*name);
-    if (string == nullptr)
-      continue;
-    if (auto value = domain(string->bytes()).objectForKey(key))
+const NSObject *NSUserDefaults::objectForKey(std::string_view key) {
+  for (const NSString &name : searchList_)
+    if (const NSObject *value = domain(name.bytes()).objectForKey(key))
       return value;
-  }
   return nullptr;
 }
 
-RefPtr<NSString> NSUserDefaults::stringForKey(std::string_view key) {
-  return as<NSString>(objectForKey(key));
+NSString NSUserDefaults::stringForKey(std::string_view key) {
+  const NSObject *value = objectForKey(key);
+  return value != nullptr ? value->asString() : NSString();
 }
 
-NSMutableDictionary &NSUserDefaults::domain(std::string_view name) {
+NSDictionary &NSUserDefaults::domain(std::string_view name) {
   auto found = domains_.find(name);
   if (found == domains_.end())
     found = domains_.emplace(name, readDomain(name)).first;

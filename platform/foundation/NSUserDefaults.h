@@ -8,8 +8,7 @@
 // registration domain has no file: it holds what the program itself takes as given.
 //
 // A domain's files are read when the domain is first searched and then kept. A missing file is
-// empty. One that is malformed or no dictionary is logged (syslog) and empty.
-// Threading: one thread.
+// empty. One that is malformed or not a dictionary is logged (syslog) and empty.
 #pragma once
 
 #include "platform/foundation/NSDictionary.h"
@@ -18,6 +17,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tesker {
 
@@ -27,18 +27,19 @@ inline constexpr const char *NSRegistrationDomain = "NSRegistrationDomain";
 // The customary name of the domain that holds what a command line says.
 inline constexpr const char *NSArgumentDomain = "NSArgumentDomain";
 
-class NSUserDefaults final : public NSObject {
+class NSUserDefaults {
 public:
+  // A set of its own, with nothing registered and no domain read.
+  NSUserDefaults();
+  NSUserDefaults(const NSUserDefaults &) = delete;
+  NSUserDefaults &operator=(const NSUserDefaults &) = delete;
   // The program's one set of settings, made at the first call and kept for the life of the process.
   static NSUserDefaults &standardUserDefaults();
-  // A set of its own, with nothing registered and no domain read.
-  [[nodiscard]] static Ref<NSUserDefaults> create();
 
   // The names of the domains that are asked, in order. At first: the one named as the program's
   // file, NSGlobalDomain, NSRegistrationDomain.
-  [[nodiscard]] Ref<NSArray> searchList() const { return searchList_; }
-  // Takes a copy. Elements that are no strings are passed over.
-  void setSearchList(const NSArray &names) { searchList_ = names.mutableCopy(); }
+  const std::vector<NSString> &searchList() const { return searchList_; }
+  void setSearchList(std::vector<NSString> names) { searchList_ = std::move(names); }
 
   // Adds the pairs to the registration domain, in place of those of the same keys.
   void registerDefaults(const NSDictionary &defaults);
@@ -47,19 +48,18 @@ public:
   // written. It is asked only where the search list names it.
   void setVolatileDomain(const NSDictionary &pairs, std::string_view name);
 
-  // The value in the first domain of the search list that has the key; nil when none has it.
-  [[nodiscard]] RefPtr<NSObject> objectForKey(std::string_view key);
+  // The value in the first domain of the search list that has the key, lent until the domains
+  // change; nil when none has it.
+  [[nodiscard]] const NSObject *objectForKey(std::string_view key);
   // The same when it is a string, nil otherwise.
-  [[nodiscard]] RefPtr<NSString> stringForKey(std::string_view key);
+  [[nodiscard]] NSString stringForKey(std::string_view key);
 
 private:
-  friend NSObject;
-  NSUserDefaults();
-  NSMutableDictionary &domain(std::string_view name);
+  NSDictionary &domain(std::string_view name);
 
-  Ref<NSArray> searchList_;
+  std::vector<NSString> searchList_;
   // Those that have been read, and the registration domain.
-  std::map<std::string, Ref<NSMutableDictionary>, std::less<>> domains_;
+  std::map<std::string, Ref<NSDictionary>, std::less<>> domains_;
 };
 
 } // namespace tesker

@@ -1,7 +1,7 @@
 #include "platform/foundation/NSZone.h"
 
 #include <algorithm>
-#include <unistd.h>
+#include <new>
 #include <vector>
 
 namespace tesker {
@@ -24,20 +24,47 @@ bool NSZone::do_is_equal(const std::pmr::memory_resource &other) const noexcept 
   return this == &other;
 }
 
+namespace {
+
+// The heap. The standard library's own resource asks for aligned memory even where every block is
+// aligned so, which takes the slow way through the allocator.
+class Heap final : public std::pmr::memory_resource {
+  void *do_allocate(std::size_t bytes, std::size_t alignment) override {
+    return alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__
+               ? ::operator new(bytes)
+               : ::operator new(bytes, std::align_val_t(alignment));
+  }
+  void do_deallocate(void *block, std::size_t, std::size_t alignment) override {
+    if (alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__)
+      ::operator delete(block);
+    else
+      ::operator delete(block, std::align_val_t(alignment));
+  }
+  bool do_is_equal(const std::pmr::memory_resource &other) const noexcept override {
+    return this == &other;
+  }
+};
+
+std::pmr::memory_resource &heap() {
+  static auto &resource = *new Heap;
+  return resource;
+}
+
+} // namespace
+
 NSZone &NSDefaultMallocZone() {
-  static NSZone &zone = *new NSZone(0, 0, *std::pmr::new_delete_resource());
+  static NSZone &zone = *new NSZone(0, 0, heap());
   return zone;
 }
 
 NSZone &NSCreateZone(std::size_t startSize, std::size_t granule) {
 #ifdef __SANITIZE_ADDRESS__
-  std::pmr::memory_resource &memory = *std::pmr::new_delete_resource();
+  std::pmr::memory_resource &memory = heap();
 #else
   // Blocks up to a page come from pools of equal blocks, larger ones from the heap directly.
   std::pmr::pool_options options;
   options.largest_required_pool_block = std::max(startSize, granule);
-  std::pmr::memory_resource &memory =
-      *new std::pmr::unsynchronized_pool_resource(options, std::pmr::new_delete_resource());
+  std::pmr::memory_resource &memory = *new std::pmr::unsynchronized_pool_resource(options, &heap());
 #endif
   // Zones live as long as the process; the list keeps them reachable for leak checkers.
   static auto &zones = *new std::vector<NSZone *>;
@@ -46,15 +73,5 @@ NSZone &NSCreateZone(std::size_t startSize, std::size_t granule) {
 }
 
 void NSSetZoneName(NSZone &zone, const char *name) { zone.name_ = name; }
-
-NSZone &filerZone() {
-  static NSZone &zone = []() -> NSZone & {
-    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    NSZone &made = NSCreateZone(page, page);
-    NSSetZoneName(made, "File Caching");
-    return made;
-  }();
-  return zone;
-}
 
 } // namespace tesker

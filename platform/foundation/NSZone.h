@@ -6,7 +6,6 @@
 //
 // Under AddressSanitizer every zone allocates straight from the heap, so that a use after free
 // inside a zone is seen.
-// Threading: a zone belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -50,10 +49,5 @@ NSZone &NSDefaultMallocZone();
 NSZone &NSCreateZone(std::size_t startSize, std::size_t granule);
 
 void NSSetZoneName(NSZone &zone, const char *name);
-
-// The zone of the file-system layer, "File Caching": directory listings and their names, the joined
-// paths, the user tables and the caches. Made at the first call with a start size and granule of
-// one page; the same zone ever after. It lies this low because the path functions need it too.
-NSZone &filerZone();
 
 } // namespace tesker

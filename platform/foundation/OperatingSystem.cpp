@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
@@ -19,8 +20,6 @@
 namespace tesker {
 
 namespace {
-
-OperatingSystem *replacementInForce = nullptr;
 
 // Repeats a call for as long as a signal interrupts it.
 template <class Call> auto resumed(Call call) {
@@ -38,12 +37,9 @@ public:
   RealDirectoryStream(const RealDirectoryStream &) = delete;
   RealDirectoryStream &operator=(const RealDirectoryStream &) = delete;
 
-  bool next(std::string_view &name) override {
+  std::optional<std::string_view> next() override {
     const dirent *entry = ::readdir(directory_);
-    if (entry == nullptr)
-      return false;
-    name = entry->d_name;
-    return true;
+    return entry != nullptr ? std::optional<std::string_view>(entry->d_name) : std::nullopt;
   }
   int descriptor() const override { return ::dirfd(directory_); }
 
@@ -97,8 +93,8 @@ int OperatingSystem::rename(const char *oldPath, const char *newPath) {
 
 int OperatingSystem::unlink(const char *path) { return ::unlink(path); }
 
-int OperatingSystem::open(const char *path, int flags, mode_t mode) {
-  return resumed([&] { return ::open(path, flags | O_CLOEXEC, mode); });
+int OperatingSystem::openAt(int directory, const char *path, int flags, mode_t mode) {
+  return resumed([&] { return ::openat(directory, path, flags | O_CLOEXEC, mode); });
 }
 
 // close(2) leaves the descriptor closed even when a signal interrupts it.
@@ -127,6 +123,16 @@ std::optional<std::string> OperatingSystem::programPath() {
   std::error_code error;
   auto path = std::filesystem::read_symlink("/proc/self/exe", error);
   return error ? std::nullopt : std::optional(path.string());
+}
+
+std::string OperatingSystem::programFolder() {
+  const std::string path = programPath().value_or("");
+  return path.substr(0, path.rfind('/') + 1);
+}
+
+std::string OperatingSystem::programName() {
+  const std::string path = programPath().value_or("");
+  return path.substr(path.rfind('/') + 1);
 }
 
 std::int64_t OperatingSystem::currentTime() {
@@ -190,15 +196,33 @@ void *OperatingSystem::allocatePages(std::size_t size) {
   return pages == MAP_FAILED ? nullptr : pages;
 }
 
-OperatingSystem &OperatingSystem::current() {
+constinit OperatingSystem *OperatingSystem::inForce_ = nullptr;
+
+OperatingSystem &OperatingSystem::real() {
   // Never destroyed: descriptors may be closed after everything else.
   static OperatingSystem &real = *new OperatingSystem;
-  return replacementInForce != nullptr ? *replacementInForce : real;
+  inForce_ = &real;
+  return real;
 }
 
 ScopedOperatingSystem::ScopedOperatingSystem(OperatingSystem &replacement)
-    : before_(std::exchange(replacementInForce, &replacement)) {}
+    : before_(std::exchange(OperatingSystem::inForce_, &replacement)) {}
 
-ScopedOperatingSystem::~ScopedOperatingSystem() { replacementInForce = before_; }
+ScopedOperatingSystem::~ScopedOperatingSystem() { OperatingSystem::inForce_ = before_; }
+
+std::optional<std::string> environmentValue(const char *variable) {
+  const char *value = std::getenv(variable);
+  if (value == nullptr || *value == '\0')
+    return std::nullopt;
+  return value;
+}
+
+std::optional<std::string> homeDirectory() {
+  if (auto home = environmentValue("HOME"))
+    return home;
+  OperatingSystem &system = OperatingSystem::current();
+  const auto user = system.userWithId(system.userId());
+  return user ? user->home : std::nullopt;
+}
 
 } // namespace tesker

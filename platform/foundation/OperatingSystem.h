@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <poll.h>
@@ -23,9 +24,9 @@ namespace tesker {
 class DirectoryStream {
 public:
   virtual ~DirectoryStream() = default;
-  // Stores the next entry's name, valid until the next call, in readdir(3)'s order and with "." and
-  // ".." among them. False at the end or on an error.
-  virtual bool next(std::string_view &name) = 0;
+  // The next entry's name, valid until the next call, in readdir(3)'s order and with "." and ".."
+  // among them. Nothing at the end or on an error.
+  virtual std::optional<std::string_view> next() = 0;
   // The descriptor that entries can be examined relative to.
   virtual int descriptor() const = 0;
 };
@@ -50,8 +51,11 @@ public:
   virtual int changeMode(const char *path, mode_t mode);
   virtual int rename(const char *oldPath, const char *newPath);
   virtual int unlink(const char *path);
-  // Always close-on-exec.
-  virtual int open(const char *path, int flags, mode_t mode = 0);
+  // Always close-on-exec. The path is relative to the directory descriptor.
+  virtual int openAt(int directory, const char *path, int flags, mode_t mode = 0);
+  int open(const char *path, int flags, mode_t mode = 0) {
+    return openAt(AT_FDCWD, path, flags, mode);
+  }
   virtual int close(int descriptor);
   virtual ssize_t readAt(int descriptor, void *buffer, std::size_t size, off_t offset);
   virtual ssize_t write(int descriptor, const void *bytes, std::size_t size);
@@ -61,6 +65,9 @@ public:
 
   // The full path of the running program's file; nothing when the system does not tell.
   virtual std::optional<std::string> programPath();
+  // Its folder, with a "/" at the end, and its name in it; empty when the system does not tell.
+  std::string programFolder();
+  std::string programName();
 
   // Whole seconds since 1970; the fraction is dropped.
   virtual std::int64_t currentTime();
@@ -78,7 +85,12 @@ public:
   virtual void *allocatePages(std::size_t size);
 
   // The one in force.
-  static OperatingSystem &current();
+  static OperatingSystem &current() { return inForce_ != nullptr ? *inForce_ : real(); }
+
+private:
+  friend class ScopedOperatingSystem;
+  static OperatingSystem &real();
+  static OperatingSystem *inForce_; // nil until the real one is first asked for
 };
 
 // Puts another implementation in force for as long as it lives, then the one before again.
@@ -92,5 +104,13 @@ public:
 private:
   OperatingSystem *before_;
 };
+
+// ---- what the environment says ----
+
+// The variable's value; nothing when it is unset or empty, which count alike everywhere.
+[[nodiscard]] std::optional<std::string> environmentValue(const char *variable);
+
+// HOME, else the home of the process's user in the password database; nothing when neither says.
+[[nodiscard]] std::optional<std::string> homeDirectory();
 
 } // namespace tesker

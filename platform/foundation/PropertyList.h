@@ -1,4 +1,4 @@
-// PropertyList.h - old-style property lists: reading and describing.
+// PropertyList.h - old-style property lists, read.
 //
 // The old-style text form (strings, arrays, dictionaries and data; no XML, no
 // binary form). Values are NSString, NSArray, NSDictionary and NSData objects.
@@ -37,19 +37,11 @@ inline constexpr std::size_t kLargestPropertyListFile = std::size_t{16} << 20;
 
 // The pairs of a strings file: `key = value;` and `key;` (the value equals the key) one after the
 // other, without braces; values of any kind. A text without any pair is an empty dictionary.
-[[nodiscard]] Ref<NSMutableDictionary> propertyListFromStringsFileFormat(std::string_view text);
+[[nodiscard]] Ref<NSDictionary> propertyListFromStringsFileFormat(std::string_view text);
 
-// One line of property-list text that reads back equal. A string alone is its own text; inside a
-// container it is quoted unless it is non-empty, made of unquoted characters and does not start
-// with "/". Objects of other kinds appear as their quoted descriptions.
-[[nodiscard]] Ref<NSString> propertyListDescription(const NSObject &object);
-
-// The dictionary as a strings file, one `key = value;` a line, that reads back equal.
-[[nodiscard]] Ref<NSString> descriptionInStringsFileFormat(const NSDictionary &dictionary);
-
-// Reads the file as a property list. Nil when it cannot be read, is no regular file, is larger than
-// kLargestPropertyListFile, or holds a value that is no dictionary; raises NSParseErrorException
-// when its text is malformed.
-[[nodiscard]] RefPtr<NSDictionary> dictionaryWithContentsOfFile(const NSString &path);
+// Reads the file as a property list. Nil when it cannot be read, is not a regular file, is larger
+// than kLargestPropertyListFile, or holds a value that is not a dictionary; raises
+// NSParseErrorException when its text is malformed.
+[[nodiscard]] RefPtr<const NSDictionary> dictionaryWithContentsOfFile(const NSString &path);
 
 } // namespace tesker

@@ -1,9 +1,7 @@
-// The text that objects are described by: one line of property list, or a strings file.
-
-#include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
 
 #include "platform/foundation/NSData.h"
-#include "platform/foundation/PropertyListCharacters.h"
+#include "platform/foundation/Text.h"
 
 #include <algorithm>
 #include <string>
@@ -52,12 +50,8 @@ void appendString(std::string &out, std::string_view text) {
 }
 
 void appendData(std::string &out, std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
   out += '<';
-  for (const char byte : bytes) {
-    out += kDigits[static_cast<unsigned char>(byte) >> 4];
-    out += kDigits[static_cast<unsigned char>(byte) & 15];
-  }
+  appendHexadecimal(out, bytes);
   out += '>';
 }
 
@@ -76,43 +70,40 @@ void appendArray(std::string &out, const NSArray &array) {
 
 // Each pair is followed by ";" and the terminator.
 void appendPairs(std::string &out, const NSDictionary &dictionary, char terminator) {
-  auto keys = dictionary.keyEnumerator();
-  while (const auto key = keys.nextObject()) {
-    appendString(out, key->bytes());
+  for (const auto &[key, value] : dictionary) {
+    appendString(out, key.bytes());
     out += " = ";
-    appendObject(out, *dictionary.objectForKey(key->bytes()));
+    appendObject(out, *value);
     out += ';';
     out += terminator;
   }
 }
 
 void appendObject(std::string &out, const NSObject &object) {
-  if (const auto *string = as<NSString>(&object)) {
-    appendString(out, string->bytes());
-  } else if (const auto *array = as<NSArray>(&object)) {
+  if (const NSArray *array = object.asArray()) {
     appendArray(out, *array);
-  } else if (const auto *dictionary = as<NSDictionary>(&object)) {
+  } else if (const NSDictionary *dictionary = object.asDictionary()) {
     out += '{';
     appendPairs(out, *dictionary, ' ');
     out += '}';
-  } else if (const auto *data = as<NSData>(&object)) {
+  } else if (const NSData *data = object.asData()) {
     appendData(out, data->bytes());
   } else {
-    appendString(out, object.description()->bytes());
+    appendString(out, object.description().bytes());
   }
 }
 
 } // namespace
 
-Ref<NSString> propertyListDescription(const NSObject &object) {
-  if (as<NSString>(&object) != nullptr)
-    return object.description();
+NSString propertyListDescription(const NSObject &object) {
+  if (const NSString string = object.asString())
+    return string;
   std::string text;
   appendObject(text, object);
   return NSString::create(text);
 }
 
-Ref<NSString> descriptionInStringsFileFormat(const NSDictionary &dictionary) {
+NSString descriptionInStringsFileFormat(const NSDictionary &dictionary) {
   std::string text;
   appendPairs(text, dictionary, '\n');
   return NSString::create(text);

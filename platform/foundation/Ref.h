@@ -4,8 +4,7 @@
 // live. An object is created with one reference, which the creating function adopts, so a result
 // of type Ref or RefPtr is owned by the caller and nothing has to be given back by hand.
 //
-// A Ref that has been moved from may only be destroyed or assigned to.
-// Threading: counts are not atomic; objects belong to the thread that made them.
+// A Ref that has been moved from may only be destroyed or assigned to. Counts are not atomic.
 #pragma once
 
 #include <cassert>
@@ -13,8 +12,6 @@
 #include <utility>
 
 namespace tesker {
-
-template <class T> class RefPtr;
 
 template <class T> class Ref {
 public:
@@ -24,8 +21,8 @@ public:
   static Ref adopt(T &object) { return Ref(&object); }
 
   Ref(const Ref &other) : object_(other.object_) { object_->retain(); }
-  Ref(Ref &&other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-  template <class U> Ref(const Ref<U> &other) : object_(&other.get()) { object_->retain(); }
+  Ref(Ref &&other) noexcept : object_(other.leak()) {}
+  template <class U> Ref(const Ref<U> &other) : object_(&*other) { object_->retain(); }
   template <class U> Ref(Ref<U> &&other) noexcept : object_(other.leak()) {}
   ~Ref() {
     if (object_ != nullptr)
@@ -36,12 +33,11 @@ public:
     return *this;
   }
 
-  T &get() const {
+  T &operator*() const {
     assert(object_ != nullptr);
     return *object_;
   }
-  T &operator*() const { return get(); }
-  T *operator->() const { return &get(); }
+  T *operator->() const { return &**this; }
   // Hands the reference itself to the caller, who has to adopt or release it.
   [[nodiscard]] T *leak() noexcept { return std::exchange(object_, nullptr); }
 
@@ -59,11 +55,11 @@ public:
     if (object_ != nullptr)
       object_->retain();
   }
-  template <class U> RefPtr(const Ref<U> &other) : RefPtr(&other.get()) {}
+  template <class U> RefPtr(const Ref<U> &other) : RefPtr(&*other) {}
   template <class U> RefPtr(Ref<U> &&other) noexcept : object_(other.leak()) {}
   RefPtr(const RefPtr &other) : RefPtr(other.object_) {}
   RefPtr(RefPtr &&other) noexcept : object_(other.leak()) {}
-  template <class U> RefPtr(const RefPtr<U> &other) : RefPtr(other.get()) {}
+  template <class U> RefPtr(const RefPtr<U> &other) : RefPtr(other.pointer()) {}
   template <class U> RefPtr(RefPtr<U> &&other) noexcept : object_(other.leak()) {}
   ~RefPtr() {
     if (object_ != nullptr)
@@ -75,7 +71,8 @@ public:
   }
 
   explicit operator bool() const { return object_ != nullptr; }
-  T *get() const { return object_; }
+  // Borrowed; nil when there is none.
+  T *pointer() const { return object_; }
   T &operator*() const {
     assert(object_ != nullptr);
     return *object_;

@@ -1,6 +1,6 @@
 #include "platform/images/FatArch.h"
 
-#include "platform/images/ByteOrder.h"
+#include "platform/images/MachO.h"
 
 #include <algorithm>
 #include <bit>
@@ -46,23 +46,22 @@ bool FatArchReader::fill() {
   return true;
 }
 
-bool FatArchReader::next(fat_arch &record) {
+std::optional<fat_arch> FatArchReader::next() {
   if (position_ == filled_ && !fill())
-    return false;
-  record = records_[position_++];
+    return std::nullopt;
+  fat_arch record = records_[position_++];
   if constexpr (kFatIsOtherOrder)
     swap_fat_arch(record);
-  return true;
+  return record;
 }
 
 std::optional<fat_arch> QXFindBestFatArch(cpu_type_t type, cpu_subtype_t subtype,
                                           FatArchReader records) {
   std::optional<fat_arch> best;
-  fat_arch record;
-  while (records.next(record)) {
-    if (record.cputype != type)
+  while (const auto record = records.next()) {
+    if (record->cputype != type)
       continue;
-    if (record.cpusubtype == subtype)
+    if (record->cpusubtype == subtype)
       return record;
     if (!best)
       best = record;
@@ -77,6 +76,37 @@ const QXArchInfo *QXGetArchInfoFromCpuType(cpu_type_t type, cpu_subtype_t subtyp
     return info.cputype == type && info.cpusubtype == (subtype & kModelBits);
   });
   return found != known.end() ? &*found : nullptr;
+}
+
+namespace {
+
+cpu_type_t cputype;
+cpu_subtype_t cpusubtype;
+bool cputypeSet = false;
+
+} // namespace
+
+void setCpu() {
+  host_basic_info info{};
+  // Not checked: a host that does not answer has processor 0, for which nothing is suitable.
+  host_info(host_self(), HOST_BASIC_INFO, info, HOST_BASIC_INFO_COUNT);
+  cputype = info.cpu_type;
+  cpusubtype = info.cpu_subtype;
+  cputypeSet = true;
+}
+
+bool isHostCpuType(cpu_type_t type) {
+  if (!cputypeSet)
+    setCpu();
+  return type == cputype;
+}
+
+std::optional<fat_arch> bestFatArch(FatArchReader records) {
+  if (!cputypeSet)
+    setCpu();
+  const auto best = QXFindBestFatArch(cputype, cpusubtype, records);
+  // What is compatible with the processor without being of its type is refused.
+  return best && best->cputype == cputype ? best : std::nullopt;
 }
 
 } // namespace tesker

@@ -16,9 +16,10 @@ namespace tesker {
 // four are the big-endian magic.
 [[nodiscard]] std::optional<fat_header> fatHeaderOf(ImageSource &image);
 
-// No file has more architectures than this; one with holes could announce billions and keep every
-// question about it busy for seconds.
-inline constexpr std::uint32_t kMostFatRecords = 1U << 12;
+// Far more architectures than any file has; one with holes could announce billions and keep every
+// question about it busy for minutes. A file that announces more counts as one that does not hold
+// them; nothing is logged.
+inline constexpr std::uint32_t kMostFatRecords = 1'000'000;
 
 // True when the image is long enough for all the records that its fat header announces, and these
 // are no more than kMostFatRecords.
@@ -33,9 +34,9 @@ class FatArchReader {
 public:
   FatArchReader(ImageSource &image, const fat_header &header)
       : image_(&image), left_(header.nfat_arch) {}
-  // Stores the next record, in host order. False after the last one, and when the file turns out to
-  // be shorter than it was.
-  bool next(fat_arch &record);
+  // The next record, in host order. Nothing after the last one, and when the file turns out to be
+  // shorter than it was.
+  std::optional<fat_arch> next();
 
 private:
   bool fill();
@@ -54,7 +55,22 @@ private:
                                                         FatArchReader records);
 
 // The known processor of that type and subtype, or nil. The capability bits in the highest byte of
-// the subtype are no part of the model.
+// the subtype are not part of the model.
 [[nodiscard]] const QXArchInfo *QXGetArchInfoFromCpuType(cpu_type_t type, cpu_subtype_t subtype);
+
+// ---- which of a file's architectures is for the machine that this runs on ----
+//
+// The machine's processor is asked for once, by the first question that needs it, and kept for the
+// life of the process.
+
+// Asks the machine (host_info) for its processor, now, and keeps the answer for the functions
+// below. They do so by themselves when it has not been done.
+void setCpu();
+
+// True when the processor type is this machine's. The subtype is never compared.
+[[nodiscard]] bool isHostCpuType(cpu_type_t type);
+
+// The record for this machine's processor; nothing when there is none of its type.
+[[nodiscard]] std::optional<fat_arch> bestFatArch(FatArchReader records);
 
 } // namespace tesker

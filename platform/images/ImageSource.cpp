@@ -1,7 +1,5 @@
 #include "platform/images/ImageSource.h"
 
-#include "platform/foundation/FileContents.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -35,16 +33,8 @@ std::size_t MemoryImage::read(std::uint64_t offset, std::span<std::byte> buffer)
   return length;
 }
 
-std::optional<FileImage> FileImage::open(const char *path) {
-  struct stat status {};
-  FileDescriptor file(openRegularFile(path, status));
-  if (!file)
-    return std::nullopt;
-  return FileImage(std::move(file), static_cast<std::uint64_t>(status.st_size));
-}
-
-FileImage::FileImage(FileDescriptor file, std::uint64_t size)
-    : file_(std::move(file)), size_(size) {
+FileImage::FileImage(RegularFile file)
+    : file_(std::move(file.descriptor)), size_(static_cast<std::uint64_t>(file.status.st_size)) {
   load(first_, 0);
 }
 
@@ -62,7 +52,7 @@ std::size_t FileImage::readFile(std::uint64_t offset, std::span<std::byte> buffe
   const std::size_t length = lengthInside(size_, offset, buffer.size());
   if (length == 0)
     return 0;
-  const ssize_t got = OperatingSystem::current().readAt(file_.get(), buffer.data(), length,
+  const ssize_t got = OperatingSystem::current().readAt(file_.number(), buffer.data(), length,
                                                         static_cast<off_t>(offset));
   return static_cast<std::size_t>(std::max<ssize_t>(got, 0));
 }

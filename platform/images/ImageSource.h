@@ -2,15 +2,13 @@
 //
 // Everything that looks into an executable reads through this: nothing is mapped, and nothing is
 // read that was not asked for. A file that has become shorter than it was gives short reads.
-// Threading: one thread for each source.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/FileContents.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <type_traits>
 
@@ -49,10 +47,9 @@ private:
 // begins with them, and the piece that was read last, since headers are read in small steps.
 class FileImage final : public ImageSource {
 public:
-  // Nothing when the file cannot be opened or examined, or is no regular file.
-  [[nodiscard]] static std::optional<FileImage> open(const char *path);
-  // A file that is already open for reading, with its length.
-  FileImage(FileDescriptor file, std::uint64_t size);
+  explicit FileImage(RegularFile file);
+  FileImage(const FileImage &) = delete;
+  FileImage &operator=(const FileImage &) = delete;
 
   std::uint64_t size() const override { return size_; }
   std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) override;

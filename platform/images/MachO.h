@@ -2,7 +2,7 @@
 //
 // Mach-O file format, as <loader.h>-style headers define it. Structures are what stands in the
 // file, byte for byte; they are copied out of it, never pointed at inside it. The words of an image
-// are in its writer's byte order (ByteOrder.h turns them), those of fat files are big-endian.
+// are in its writer's byte order (the functions at the end turn them), those of fat files are big-endian.
 #pragma once
 
 #include "platform/ports/HostInfo.h"
@@ -16,8 +16,9 @@ namespace tesker {
 // The first word of an image in this machine's byte order, and in the other one.
 inline constexpr std::uint32_t MH_MAGIC = 0xfeedface;
 inline constexpr std::uint32_t MH_CIGAM = 0xcefaedfe;
-// The first word of a fat file, read as big-endian.
+// The first word of a fat file, read as big-endian, and as little-endian.
 inline constexpr std::uint32_t FAT_MAGIC = 0xcafebabe;
+inline constexpr std::uint32_t FAT_CIGAM = 0xbebafeca;
 
 // filetype of a relocatable object: all its sections stand in one segment without a name.
 inline constexpr std::uint32_t MH_OBJECT = 1;
@@ -96,5 +97,17 @@ struct fat_arch {
   std::uint32_t align; // of the offset, as a power of 2; not used
 };
 static_assert(sizeof(fat_arch) == 20);
+
+// ---- turning Mach-O structures from one byte order into the other, in place ----
+//
+// Each function reverses the bytes of every word and leaves names alone. Which order a structure is
+// in, the caller knows.
+
+void swap_mach_header(mach_header &header);
+void swap_load_command(load_command &command);
+void swap_segment_command(segment_command &command);
+void swap_section_entry(section_entry &entry);
+void swap_fat_header(fat_header &header);
+void swap_fat_arch(fat_arch &record);
 
 } // namespace tesker

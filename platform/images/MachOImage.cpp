@@ -1,6 +1,6 @@
 #include "platform/images/MachOImage.h"
 
-#include "platform/images/ByteOrder.h"
+#include "platform/images/MachO.h"
 
 #include <algorithm>
 
@@ -12,10 +12,6 @@ bool isNamed(const MachOName &field, std::string_view name) {
   const auto *end = std::ranges::find(field, '\0');
   return std::string_view(field.begin(), end) == name;
 }
-
-// Commands are read up to here. Real ones take some kilobytes; a file with holes could announce
-// gigabytes of them at no cost and keep the search busy for seconds.
-constexpr std::uint64_t kMostCommandBytes = std::uint64_t{16} << 20;
 
 // A walk over the load commands of one image. All offsets are from the start of the image, and
 // every sum stays far below 64 bits.
@@ -32,7 +28,7 @@ public:
     if (!toHostOrder(header_))
       return std::nullopt;
     const std::uint64_t end = std::min(
-        {image_.size, sizeof(mach_header) + std::uint64_t{header_.sizeofcmds}, kMostCommandBytes});
+        {image_.size, kMostCommandBytes, sizeof(mach_header) + std::uint64_t{header_.sizeofcmds}});
     std::uint64_t offset = sizeof(mach_header);
     for (std::uint32_t i = 0; i < header_.ncmds; ++i) {
       load_command command{};
@@ -84,9 +80,6 @@ private:
   }
 
   std::optional<ByteRange> inFile(const section_entry &entry) const {
-    // One without bytes is there, wherever it is said to be.
-    if (entry.size == 0)
-      return ByteRange{image_.offset, 0};
     if (entry.offset > image_.size || entry.size > image_.size - entry.offset)
       return std::nullopt;
     return ByteRange{image_.offset + entry.offset, entry.size};
@@ -106,6 +99,12 @@ bool toHostOrder(mach_header &header) {
   if (header.magic == MH_CIGAM)
     swap_mach_header(header);
   return header.magic == MH_MAGIC;
+}
+
+bool isFatOrMachO(ImageSource &file) {
+  std::uint32_t magic = 0;
+  return file.readStructure(0, magic) &&
+         (magic == MH_MAGIC || magic == MH_CIGAM || magic == FAT_MAGIC || magic == FAT_CIGAM);
 }
 
 bool holdsMachO(ImageSource &file, ByteRange image) {

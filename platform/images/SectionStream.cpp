@@ -1,7 +1,6 @@
 #include "platform/images/SectionStream.h"
 
 #include "platform/images/FatArch.h"
-#include "platform/images/HostArchitecture.h"
 #include "platform/images/MachOImage.h"
 
 #include <algorithm>
@@ -15,12 +14,13 @@ ByteRange rangeOf(const fat_arch &record) { return {record.offset, record.size};
 // The first record of a fat file that holds an image at all, so that an application without code
 // for this processor can still be described.
 std::optional<ByteRange> firstImageOfAnyProcessor(ImageSource &image, FatArchReader records) {
-  fat_arch record;
-  while (records.next(record))
-    if (holdsImageOf(image, record) && holdsMachO(image, rangeOf(record)))
-      return rangeOf(record);
+  while (const auto record = records.next())
+    if (holdsImageOf(image, *record) && holdsMachO(image, rangeOf(*record)))
+      return rangeOf(*record);
   return std::nullopt;
 }
+
+} // namespace
 
 std::optional<ByteRange> bestArchitecture(ImageSource &image) {
   const auto header = fatHeaderOf(image);
@@ -35,17 +35,13 @@ std::optional<ByteRange> bestArchitecture(ImageSource &image) {
   return holdsImageOf(image, *best) ? std::optional(rangeOf(*best)) : std::nullopt;
 }
 
-} // namespace
-
 std::optional<SectionStream> QXGetStreamOnSectionForBestArchitecture(ImageSource &image,
                                                                      std::string_view segment,
                                                                      std::string_view section) {
   const auto architecture = bestArchitecture(image);
   const auto range =
       architecture ? findSection(image, *architecture, segment, section) : std::nullopt;
-  if (!range)
-    return std::nullopt;
-  return SectionStream(image, range->offset, range->size);
+  return range ? std::optional<SectionStream>(std::in_place, image, *range) : std::nullopt;
 }
 
 bool SectionStream::fill() {
@@ -59,12 +55,6 @@ bool SectionStream::fill() {
   if (filled_ == 0)
     left_ = 0; // the file has become shorter, and stays at its end should it grow again
   return filled_ > 0;
-}
-
-int SectionStream::next() {
-  if (position_ == filled_ && !fill())
-    return kEnd;
-  return std::to_integer<int>(buffer_[position_++]);
 }
 
 } // namespace tesker

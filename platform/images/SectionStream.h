@@ -6,7 +6,7 @@
 // this processor can still be described.
 #pragma once
 
-#include "platform/images/ImageSource.h"
+#include "platform/images/MachOImage.h"
 
 #include <array>
 #include <cstdint>
@@ -20,15 +20,16 @@ public:
   // The end of the section (or of what could be read of it).
   static constexpr int kEnd = -1;
 
+  // The bytes of the range. The image is borrowed and has to outlive the stream.
+  SectionStream(ImageSource &image, ByteRange range)
+      : image_(&image), offset_(range.offset), left_(range.size) {}
+
   // The next byte, 0 to 255, or kEnd; kEnd again after that.
-  int next();
+  int next() {
+    return position_ < filled_ || fill() ? std::to_integer<int>(buffer_[position_++]) : kEnd;
+  }
 
 private:
-  friend std::optional<SectionStream>
-  QXGetStreamOnSectionForBestArchitecture(ImageSource &image, std::string_view segment,
-                                          std::string_view section);
-  SectionStream(ImageSource &image, std::uint64_t offset, std::uint64_t size)
-      : image_(&image), offset_(offset), left_(size) {}
   bool fill();
 
   ImageSource *image_;
@@ -39,9 +40,11 @@ private:
   std::array<std::byte, 16384> buffer_;
 };
 
+// Where the best architecture of the file lies in it; nothing when it has none.
+[[nodiscard]] std::optional<ByteRange> bestArchitecture(ImageSource &image);
+
 // A stream on the named section of the best architecture of the image; nothing when there is no
-// such section. The image is borrowed and has to outlive the stream. The names are at most 16
-// bytes.
+// such section. The image is borrowed and has to outlive the stream.
 [[nodiscard]] std::optional<SectionStream>
 QXGetStreamOnSectionForBestArchitecture(ImageSource &image, std::string_view segment,
                                         std::string_view section);

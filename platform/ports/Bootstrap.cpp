@@ -1,11 +1,12 @@
 #include "platform/ports/Bootstrap.h"
 
 #include "platform/ports/BootstrapDirectory.h"
+#include "platform/ports/ServiceSocket.h"
 
 #include <cerrno>
+#include <functional>
 #include <map>
-#include <poll.h>
-#include <sys/socket.h>
+#include <string>
 
 namespace tesker {
 
@@ -17,26 +18,42 @@ std::map<std::string, port_t, std::less<>> &rememberedServices() {
   return services;
 }
 
-kern_return_t connectToService(std::string_view name, FileDescriptor &connection) {
-  FileDescriptor directory;
-  const kern_return_t status = openBootstrapDirectory(bootstrapDirectory(), directory);
-  if (status != BOOTSTRAP_SUCCESS)
-    return status;
-  const auto address = serviceAddress(directory, name);
-  if (!address)
-    return BOOTSTRAP_UNKNOWN_SERVICE;
-  FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-  if (!socket)
-    return BOOTSTRAP_UNKNOWN_SERVICE;
-  const auto *where = reinterpret_cast<const sockaddr *>(&*address);
-  while (::connect(socket.get(), where, sizeof *address) < 0)
-    if (errno != EINTR)
-      return errno == EACCES || errno == EPERM ? BOOTSTRAP_NOT_PRIVILEGED
-                                               : BOOTSTRAP_UNKNOWN_SERVICE;
-  if (!isTrustedPeer(socket))
+// What a failed connect(2) in the directory says about the service.
+kern_return_t statusOfRefusal(int error, const BootstrapDirectory &directory) {
+  switch (error) {
+  case EACCES:
+  case EPERM:
     return BOOTSTRAP_NOT_PRIVILEGED;
-  connection = std::move(socket);
-  return BOOTSTRAP_SUCCESS;
+  case ENOENT: // the socket, or else the way to it
+    if (const Result<> reached = directory.reach(); !reached)
+      return reached.error();
+    return BOOTSTRAP_UNKNOWN_SERVICE;
+  case ENOTDIR: // the name is a link that leads nowhere
+  case ELOOP:
+  case ECONNREFUSED: // not a socket, or nobody listens
+  case EPROTOTYPE:   // a socket of another type
+    return BOOTSTRAP_UNKNOWN_SERVICE;
+  default:
+    return error;
+  }
+}
+
+// Fails with the status.
+Result<FileDescriptor> connectToService(std::string_view name) {
+  const Result<BootstrapDirectory> directory = BootstrapDirectory::open(bootstrapDirectory());
+  if (!directory)
+    return directory.failure();
+  const auto address = directory->addressOf(name);
+  if (!address)
+    return Failure{BOOTSTRAP_UNKNOWN_SERVICE};
+  FileDescriptor socket = createServiceSocket();
+  if (!socket)
+    return Failure{errno};
+  if (const Result<> connected = connectTo(*address, socket); !connected)
+    return Failure{statusOfRefusal(connected.error(), *directory)};
+  if (!isTrustedPeer(socket))
+    return Failure{BOOTSTRAP_NOT_PRIVILEGED};
+  return socket;
 }
 
 } // namespace
@@ -52,12 +69,12 @@ kern_return_t bootstrap_look_up(port_t bootstrap, std::string_view name, port_t 
     remembered = services.end();
   }
   if (remembered == services.end()) {
-    FileDescriptor connection;
-    if (const kern_return_t status = connectToService(name, connection); status != 0)
-      return status;
-    const port_t port = portForSendRight(std::move(connection));
+    Result<FileDescriptor> connection = connectToService(name);
+    if (!connection)
+      return connection.error();
+    const port_t port = portForSendRight(std::move(*connection));
     if (port == PORT_NULL)
-      return BOOTSTRAP_UNKNOWN_SERVICE;
+      return EAGAIN;
     remembered = services.emplace(name, port).first;
   }
   service = remembered->second;

@@ -1,14 +1,12 @@
-// The service side of the bootstrap names: listening under a name and accepting who looks it up.
+#include "platform/ports/BootstrapService.h"
 
+#include "platform/foundation/Deadline.h"
 #include "platform/ports/Bootstrap.h"
-#include "platform/ports/BootstrapDirectory.h"
+#include "platform/ports/ServiceSocket.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tesker {
@@ -24,14 +22,14 @@ void makeDirectories(const std::string &path) {
 }
 
 // Keeps other services out of the directory while a name is taken. They hold the lock for a few
-// system calls; who holds it for longer is none of them and is not waited for.
+// system calls; anyone who holds it for longer is not one of them and is not waited for.
 class DirectoryLock {
 public:
-  explicit DirectoryLock(const FileDescriptor &directory) : directory_(directory.get()) {
-    for (int tries = 0; tries < kTries && !isHeld_; ++tries) {
-      isHeld_ = ::flock(directory_, LOCK_EX | LOCK_NB) == 0;
-      if (!isHeld_)
-        (void)::poll(nullptr, 0, kMillisecondsBetween);
+  explicit DirectoryLock(const BootstrapDirectory &directory)
+      : directory_(directory.descriptor()), isHeld_(tryLock()) {
+    for (const auto deadline = Deadline::in(kLongestWait); !isHeld_ && !deadline.passed();) {
+      (void)OperatingSystem::current().poll(nullptr, 0, kMillisecondsBetween);
+      isHeld_ = tryLock();
     }
   }
   ~DirectoryLock() {
@@ -43,87 +41,92 @@ public:
   DirectoryLock &operator=(const DirectoryLock &) = delete;
 
 private:
-  static constexpr int kTries = 200;
+  static constexpr std::chrono::seconds kLongestWait{2};
   static constexpr int kMillisecondsBetween = 10;
+
+  bool tryLock() const { return ::flock(directory_, LOCK_EX | LOCK_NB) == 0; }
+
   int directory_;
-  bool isHeld_ = false;
+  bool isHeld_;
 };
 
-FileDescriptor makeServiceSocket() {
-  return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-}
-
-const sockaddr *generic(const sockaddr_un &address) {
-  return reinterpret_cast<const sockaddr *>(&address);
-}
-
-// Removes the socket under the name when nobody listens on it. Answers 0 when the name is free.
-kern_return_t freeName(const FileDescriptor &directory, const std::string &name,
-                       const sockaddr_un &address) {
+Result<struct stat> statusOfName(const BootstrapDirectory &directory, const std::string &name) {
   struct stat status {};
-  if (::fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0)
-    return errno == ENOENT ? BOOTSTRAP_SUCCESS : errno;
-  if (!S_ISSOCK(status.st_mode))
-    return BOOTSTRAP_NAME_IN_USE;
-  const FileDescriptor probe = makeServiceSocket();
-  if (!probe)
-    return errno;
-  if (::connect(probe.get(), generic(address), sizeof address) == 0 || errno != ECONNREFUSED)
-    return BOOTSTRAP_NAME_IN_USE;
-  return ::unlinkat(directory.get(), name.c_str(), 0) == 0 ? BOOTSTRAP_SUCCESS : errno;
+  if (OperatingSystem::current().statAt(directory.descriptor(), name.c_str(), false, status) < 0)
+    return Failure{errno};
+  return status;
 }
 
-kern_return_t listenAt(const sockaddr_un &address, FileDescriptor &listener) {
-  FileDescriptor socket = makeServiceSocket();
-  if (!socket || ::bind(socket.get(), generic(address), sizeof address) < 0 ||
-      ::listen(socket.get(), SOMAXCONN) < 0)
-    return errno;
-  listener = std::move(socket);
-  return BOOTSTRAP_SUCCESS;
+// Removes the socket under the name when nobody listens on it. Fails when the name is not free
+// then.
+Result<> freeName(const BootstrapDirectory &directory, const std::string &name,
+                  const sockaddr_un &address) {
+  const Result<struct stat> status = statusOfName(directory, name);
+  if (!status)
+    return status.error() == ENOENT ? Result<>() : status.failure();
+  if (!S_ISSOCK(status->st_mode))
+    return Failure{BOOTSTRAP_NAME_IN_USE};
+  const FileDescriptor probe = createServiceSocket(SOCK_NONBLOCK);
+  if (!probe)
+    return Failure{errno};
+  if (connectTo(address, probe).error() != ECONNREFUSED)
+    return Failure{BOOTSTRAP_NAME_IN_USE};
+  if (::unlinkat(directory.descriptor(), name.c_str(), 0) < 0)
+    return Failure{errno};
+  return {};
+}
+
+Result<FileDescriptor> listenAt(const sockaddr_un &address) {
+  FileDescriptor socket = createServiceSocket(SOCK_NONBLOCK);
+  if (!socket)
+    return Failure{errno};
+  if (const Result<> bound = bindTo(address, socket); !bound)
+    return bound.failure();
+  if (::listen(socket.number(), SOMAXCONN) < 0)
+    return Failure{errno};
+  return socket;
 }
 
 } // namespace
 
-BootstrapService::BootstrapService(FileDescriptor directory, std::string name,
+BootstrapService::BootstrapService(BootstrapDirectory directory, std::string name,
                                    FileDescriptor listener)
     : directory_(std::move(directory)), name_(std::move(name)), listener_(std::move(listener)) {
-  struct stat status {};
-  if (::fstatat(directory_.get(), name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-    device_ = status.st_dev;
-    inode_ = status.st_ino;
+  if (const Result<struct stat> status = statusOfName(directory_, name_)) {
+    device_ = status->st_dev;
+    inode_ = status->st_ino;
   }
 }
 
-kern_return_t BootstrapService::checkIn(const std::string &directory, std::string_view name,
-                                        std::unique_ptr<BootstrapService> &service) {
+Result<std::unique_ptr<BootstrapService>> BootstrapService::checkIn(const std::string &directory,
+                                                                    std::string_view name) {
   makeDirectories(directory);
-  FileDescriptor opened;
-  if (const kern_return_t status = openBootstrapDirectory(directory, opened); status != 0)
-    return status;
-  const auto address = serviceAddress(opened, name);
+  Result<BootstrapDirectory> opened = BootstrapDirectory::open(directory);
+  if (!opened)
+    return opened.failure();
+  const auto address = opened->addressOf(name);
   if (!address)
-    return EINVAL;
+    return Failure{EINVAL};
   std::string ownName(name);
-  const DirectoryLock lock(opened);
+  const DirectoryLock lock(*opened);
   if (!lock.isHeld())
-    return EWOULDBLOCK;
-  if (const kern_return_t status = freeName(opened, ownName, *address); status != 0)
-    return status;
-  FileDescriptor listener;
-  if (const kern_return_t status = listenAt(*address, listener); status != 0)
-    return status;
-  service.reset(new BootstrapService(std::move(opened), std::move(ownName), std::move(listener)));
-  return BOOTSTRAP_SUCCESS;
+    return Failure{EWOULDBLOCK};
+  if (const Result<> freed = freeName(*opened, ownName, *address); !freed)
+    return freed.failure();
+  Result<FileDescriptor> listener = listenAt(*address);
+  if (!listener)
+    return listener.failure();
+  return std::unique_ptr<BootstrapService>(
+      new BootstrapService(std::move(*opened), std::move(ownName), std::move(*listener)));
 }
 
 BootstrapService::~BootstrapService() {
   for (const port_t port : accepted_)
     port_deallocate(port);
   // Without the lock: as long as the listener is open, nobody else takes the name.
-  struct stat status {};
-  if (::fstatat(directory_.get(), name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-      status.st_dev == device_ && status.st_ino == inode_)
-    ::unlinkat(directory_.get(), name_.c_str(), 0);
+  const Result<struct stat> status = statusOfName(directory_, name_);
+  if (status && status->st_dev == device_ && status->st_ino == inode_)
+    ::unlinkat(directory_.descriptor(), name_.c_str(), 0);
 }
 
 port_t BootstrapService::acceptConnection() {
@@ -133,7 +136,7 @@ port_t BootstrapService::acceptConnection() {
       port_deallocate(port);
     return ended;
   });
-  FileDescriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  FileDescriptor socket(::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC));
   if (!socket || !isTrustedPeer(socket))
     return PORT_NULL;
   const port_t port = portForReceiveRight(std::move(socket));

@@ -1,10 +1,10 @@
 #include "platform/ports/HostInfo.h"
 
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/OperatingSystem.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cstdlib>
 
 namespace tesker {
 
@@ -110,12 +110,12 @@ std::optional<std::int32_t> decimalNumber(std::string_view text) {
 }
 
 HostProcessor hostProcessor() {
-  const char *wanted = std::getenv("TESKER_HOST_CPU");
-  if (wanted == nullptr || *wanted == '\0')
+  const auto wanted = environmentValue("TESKER_HOST_CPU");
+  if (!wanted)
     return machineProcessor();
-  if (const auto processor = processorFromText(wanted))
+  if (const auto processor = processorFromText(*wanted))
     return *processor;
-  syslogError("Tool: TESKER_HOST_CPU names no known processor: %s", {wanted});
+  syslogError("Tool: TESKER_HOST_CPU names no known processor: %s", {*wanted});
   return machineProcessor();
 }
 

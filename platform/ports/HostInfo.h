@@ -2,8 +2,7 @@
 //
 // Processors are told apart by a type (the family) and a subtype (the model), numbered as the
 // Mach-O file format numbers them. TESKER_HOST_CPU in the environment overrides what the machine
-// has, for a master that lists what another machine could run. Threading: the table never changes;
-// host_info reads the environment.
+// has, for a master that lists what another machine could run.
 #pragma once
 
 #include <cstdint>

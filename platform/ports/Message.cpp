@@ -1,13 +1,10 @@
 #include "platform/ports/Message.h"
 
-#include <algorithm>
-#include <bit>
+#include "platform/foundation/Deadline.h"
+
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <limits>
 #include <optional>
-#include <poll.h>
 #include <sys/socket.h>
 
 namespace tesker {
@@ -34,34 +31,21 @@ class Waiting {
 public:
   Waiting(bool limited, int milliseconds) {
     if (limited)
-      end_ = Clock::now() + std::chrono::milliseconds(std::max(milliseconds, 0));
+      end_ = Deadline::in(std::chrono::milliseconds(milliseconds));
   }
 
-  // Answers 0 when the event or a hang-up has come, or the positive errno.
-  int waitFor(int socket, short event) const {
-    for (;;) {
-      pollfd descriptor{socket, event, 0};
-      const int ready = OperatingSystem::current().poll(&descriptor, 1, millisecondsLeft());
-      if (ready > 0)
-        return 0;
-      if (ready == 0)
-        return ETIMEDOUT;
-      if (errno != EINTR)
-        return errno;
-    }
+  // Until the event or a hang-up has come. Fails with the errno, ETIMEDOUT at the moment.
+  Result<> waitFor(int socket, short event) const {
+    pollfd descriptor{socket, event, 0};
+    const int ready =
+        OperatingSystem::current().poll(&descriptor, 1, end_ ? end_->pollTimeout() : -1);
+    if (ready > 0)
+      return {};
+    return Failure{ready == 0 ? ETIMEDOUT : errno};
   }
 
 private:
-  using Clock = std::chrono::steady_clock;
-
-  int millisecondsLeft() const {
-    if (!end_)
-      return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end_ - Clock::now()).count();
-    return static_cast<int>(std::clamp<decltype(left)>(left, 0, std::numeric_limits<int>::max()));
-  }
-
-  std::optional<Clock::time_point> end_;
+  std::optional<Deadline> end_;
 };
 
 // Room for one control message with descriptors, aligned as it has to be.
@@ -96,8 +80,8 @@ int socketOption(int socket, int option) {
 }
 
 bool isLocalStream(const FileDescriptor &socket) {
-  return socketOption(socket.get(), SO_DOMAIN) == AF_UNIX &&
-         socketOption(socket.get(), SO_TYPE) == SOCK_STREAM;
+  return socketOption(socket.number(), SO_DOMAIN) == AF_UNIX &&
+         socketOption(socket.number(), SO_TYPE) == SOCK_STREAM;
 }
 
 // A message on its way in: its bytes so far and the first descriptor that came with them. All other
@@ -160,26 +144,35 @@ private:
   bool malformed_ = false;
 };
 
-// Answers 0 when a whole message, well formed, is in.
-int receiveWhole(int socket, const Waiting &waiting, Incoming &incoming) {
+// Takes a whole message in. Fails with the errno, EBADMSG when it is not well formed.
+Result<> receiveWhole(int socket, const Waiting &waiting, Incoming &incoming) {
   do {
     const ssize_t received = incoming.receivePart(socket);
     if (received == 0)
-      return ECONNRESET;
+      return Failure{ECONNRESET};
     if (received < 0 && errno == EAGAIN) {
-      if (const int error = waiting.waitFor(socket, POLLIN); error != 0)
-        return error;
+      if (const Result<> waited = waiting.waitFor(socket, POLLIN); !waited)
+        return waited;
       continue;
     }
     if (received < 0 && errno != EINTR)
-      return errno;
+      return Failure{errno};
     if (received > 0 && incoming.inPackets())
       break;
   } while (!incoming.isComplete());
-  return incoming.isWellFormed() ? 0 : EBADMSG;
+  return incoming.isWellFormed() ? Result<>() : Failure{EBADMSG};
 }
 
 } // namespace
+
+PortMessage messageCarrying(port_t port, port_t remotePort, std::uint32_t id) {
+  PortMessage message;
+  message.msg_local_port = task_self();
+  message.msg_remote_port = remotePort;
+  message.msg_id = id;
+  message.port = port;
+  return message;
+}
 
 MessageBytes encode(const PortMessage &message) {
   MessageBytes bytes{};
@@ -223,8 +216,8 @@ int msg_send(const PortMessage &message, int option, int timeout) {
     if (some > 0) {
       sent += static_cast<std::size_t>(some);
     } else if (errno == EAGAIN) {
-      if (const int error = waiting.waitFor(socket, POLLOUT); error != 0)
-        return error;
+      if (const Result<> waited = waiting.waitFor(socket, POLLOUT); !waited)
+        return waited.error();
     } else if (errno != EINTR) {
       return errno;
     }
@@ -240,8 +233,8 @@ int msg_receive(PortMessage &message, int option, int timeout) {
     return EBADF;
   Incoming incoming(socketOption(socket, SO_TYPE) != SOCK_STREAM);
   const Waiting waiting((option & kReceiveTimeout) != 0, timeout);
-  if (const int error = receiveWhole(socket, waiting, incoming); error != 0)
-    return error;
+  if (const Result<> received = receiveWhole(socket, waiting, incoming); !received)
+    return received.error();
   const port_t carried = portForSendRight(std::move(incoming.right));
   if (carried == PORT_NULL)
     return EAGAIN;

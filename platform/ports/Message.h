@@ -13,7 +13,6 @@
 //          28  port              the carried right
 //
 // Port numbers mean something to one task only; a receiver puts its own into the message.
-// Threading: as Port.h.
 #pragma once
 
 #include "platform/ports/Port.h"
@@ -42,6 +41,9 @@ struct PortMessage {
   bool operator==(const PortMessage &) const = default;
 };
 
+// What this task sends to the remote port to hand the port over.
+[[nodiscard]] PortMessage messageCarrying(port_t port, port_t remotePort, std::uint32_t id);
+
 using MessageBytes = std::array<std::uint8_t, kMessageSize>;
 [[nodiscard]] MessageBytes encode(const PortMessage &message);
 [[nodiscard]] PortMessage decode(const MessageBytes &bytes);
@@ -65,9 +67,9 @@ inline constexpr int kReceiveUntilNoSenders = 0x200; // an end of the port ends 
 // packet socket one packet is the message; of a stream the next 32 bytes are, in however many parts
 // they arrive, and nothing beyond them is read. Answers 0, or the positive errno, and then the
 // message is unchanged and every descriptor that came is closed: EBADMSG for another length of
-// packet, or when not exactly one descriptor came (with the first byte), or one that is no AF_UNIX
-// stream socket; ECONNRESET at the end of the port; EBADF without a receive right; ETIMEDOUT as in
-// msg_send, with kReceiveTimeout.
+// packet, or when not exactly one descriptor came (with the first byte), or one that is not an
+// AF_UNIX stream socket; ECONNRESET at the end of the port; EBADF without a receive right;
+// ETIMEDOUT as in msg_send, with kReceiveTimeout.
 [[nodiscard]] int msg_receive(PortMessage &message, int option, int timeout);
 
 } // namespace tesker

@@ -70,12 +70,12 @@ port_t portForSendRight(FileDescriptor socket) { return portForRights({{}, std::
 
 int receiveDescriptor(port_t port) {
   const Rights *rights = rightsOf(port);
-  return rights != nullptr ? rights->receive.get() : -1;
+  return rights != nullptr ? rights->receive.number() : -1;
 }
 
 int sendDescriptor(port_t port) {
   const Rights *rights = rightsOf(port);
-  return rights != nullptr ? rights->send.get() : -1;
+  return rights != nullptr ? rights->send.number() : -1;
 }
 
 FileDescriptor takeReceiveRight(port_t port) {

@@ -3,7 +3,6 @@
 // A task knows its ports by numbers from 1 up. A number is never used for a second port. Behind a
 // number stand a receive right, a send right, both or none: each is one end of a socket that is
 // close-on-exec and belongs to the table of this file, until it is taken out or given up.
-// Threading: the table belongs to one thread.
 #pragma once
 
 #include "platform/foundation/FileDescriptor.h"

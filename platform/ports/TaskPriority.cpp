@@ -30,11 +30,11 @@ int setNiceOfAllThreads(int nice) {
   const auto threads = OperatingSystem::current().openDirectory("/proc/self/task");
   if (threads == nullptr)
     return errno;
-  std::string_view name;
-  while (threads->next(name)) {
+  while (const auto name = threads->next()) {
     id_t thread = 0;
-    const auto parsed = std::from_chars(name.data(), name.data() + name.size(), thread);
-    if (parsed.ec != std::errc() || parsed.ptr != name.data() + name.size())
+    const char *end = name->data() + name->size();
+    const auto parsed = std::from_chars(name->data(), end, thread);
+    if (parsed.ec != std::errc() || parsed.ptr != end)
       continue; // "." and ".."
     if (const int error = setNice(thread, nice); error != 0)
       return error;

@@ -16,7 +16,7 @@ protected:
     const std::string name = "f" + std::to_string(++files_);
     disk.addFile("/" + name, permissions);
     disk.setOwner("/" + name, owner, group);
-    return manager().access(mode, *"/"_ns, &*NSString::create(name));
+    return manager().access(mode, "/"_ns, NSString::create(name));
   }
 
   static constexpr uid_t kSelf = 1000;
@@ -75,16 +75,16 @@ TEST_F(AccessAsUserTest, AModeWithABitThatNoTripletHasIsRefused) {
 }
 
 TEST_F(AccessAsUserTest, AMissingFileIsRefusedExceptForModeZero) {
-  EXPECT_FALSE(manager().access(4, *"/"_ns, &*"nothing"_ns));
-  EXPECT_TRUE(manager().access(0, *"/"_ns, &*"nothing"_ns));
+  EXPECT_FALSE(manager().access(4, "/"_ns, "nothing"_ns));
+  EXPECT_TRUE(manager().access(0, "/"_ns, "nothing"_ns));
 }
 
 TEST_F(AccessAsUserTest, WarmQuestionsMakeNoSystemCall) {
   disk.addFile("/f", 0644);
-  EXPECT_TRUE(manager().access(4, *"/"_ns, &*"f"_ns));
+  EXPECT_TRUE(manager().access(4, "/"_ns, "f"_ns));
   disk.takeAllCalls();
-  EXPECT_TRUE(manager().access(4, *"/"_ns, &*"f"_ns));
-  EXPECT_FALSE(manager().access(2, *"/"_ns, &*"f"_ns));
+  EXPECT_TRUE(manager().access(4, "/"_ns, "f"_ns));
+  EXPECT_FALSE(manager().access(2, "/"_ns, "f"_ns));
   EXPECT_THAT(disk.takeAllCalls(), ::testing::IsEmpty());
 }
 

@@ -4,6 +4,7 @@
 #include "caching/CachingFileManager.h"
 #include "caching/DirFileStatEntry.h"
 #include "caching/GlobalStatCache.h"
+#include "paths/PathFunctions.h"
 #include "tests/caching/Peers.h"
 #include "tests/support/FakeDisk.h"
 #include "tests/support/LogCapture.h"
@@ -32,7 +33,7 @@ protected:
     manager().reset();
     manager().validate(7);
     globalStatState().lastCacheDir = nullptr;
-    globalStatState().lastCachedStat = nullptr;
+    globalStatState().lastCachedStat = std::nullopt;
     disk.takeAllCalls();
   }
 
@@ -50,10 +51,8 @@ protected:
 
   static CachingFileManager &manager() { return CachingFileManager::classObject(); }
 
-  static RefPtr<NSFileAttributes> globalStat(std::string_view path, bool follow = false) {
-    RefPtr<NSFileAttributes> result;
-    globalCachedDirStat(&*NSString::create(path), result, follow);
-    return result;
+  static std::optional<NSFileAttributes> globalStat(std::string_view path, bool follow = false) {
+    return globalCachedDirStat(NSString::create(path), follow);
   }
 
   FakeDisk disk;
@@ -63,12 +62,14 @@ private:
   ScopedOperatingSystem inForce_;
 };
 
+// What lends a value, as the value: nothing for null.
+template <class Value> std::optional<Value> copied(const Value *lent) {
+  return lent != nullptr ? std::optional(*lent) : std::nullopt;
+}
+
 // The inode of the record, 0 for none.
-inline ino_t inodeOf(const RefPtr<NSFileAttributes> &info) {
-  DirFileUID identity;
-  if (info)
-    info->buildDirFileUID(identity);
-  return identity.inode;
+inline ino_t inodeOf(const std::optional<NSFileAttributes> &info) {
+  return info ? info->buildDirFileUID().inode : 0;
 }
 
 } // namespace tesker::test

@@ -19,20 +19,22 @@ protected:
   }
 
   void insert(std::string_view dir, std::string_view file, std::string_view value) {
-    cache->insertDir(*NSString::create(dir), *NSString::create(file), NSString::create(value));
+    cache.insertDir(NSString::create(dir), NSString::create(file), NSString::create(value));
   }
-  std::string text(std::string_view dir, std::string_view file) {
-    return textOf(as<NSString>(cache->getDir(*NSString::create(dir), *NSString::create(file))));
+  // The value, nil for none.
+  NSString text(std::string_view dir, std::string_view file) {
+    return copied(cache.getDir(NSString::create(dir), NSString::create(file))).value_or(nullptr);
   }
+  DirFileUID identityOf(std::string_view path) { return {1, disk.peek(path, false)->inode}; }
   // The dates of the entry of /a.
   EntryDates datesOfDirectory() {
-    return FilerCachePeer::dates(*cache, {1, disk.peek("/a", false)->inode}).value_or(EntryDates{});
+    return FilerDirCachePeer::dates(cache, identityOf("/a")).value_or(EntryDates{});
   }
   // And of the one of /a/f, the only one of the only directory.
   EntryDates datesOfFile() {
-    const auto *table = as<DirectoryTable>(FilerCachePeer::data(*cache).at(0));
-    const NamedEntry *entry = table->entryFor(*"f"_ns);
-    return entry != nullptr ? FilerCachePeer::datesOf(*entry) : EntryDates{};
+    auto tables = FilerDirCachePeer::data(cache);
+    const auto *entry = tables.at(0)->entryFor("f"_ns);
+    return entry != nullptr ? EntryDates{entry->stamp, entry->changeTime} : EntryDates{};
   }
   // Makes the caches forget which directory and file were the last.
   void displaceLast() {
@@ -41,34 +43,34 @@ protected:
     displaceLastDirectory();
   }
 
-  Ref<FilerFileCache> cache = FilerFileCache::initValidateWhen(2);
+  FilerFileCache<NSString> cache{2};
 };
 
 TEST_F(FileCacheTest, GivesBackWhatWasInsertedWithoutACall) {
-  EXPECT_EQ(text("/a", "f"), "(nil)");
+  EXPECT_FALSE(text("/a", "f"));
   insert("/a", "f", "one");
   insert("/a", "g", "two");
   disk.takeAllCalls();
-  EXPECT_EQ(text("/a", "f"), "one");
-  EXPECT_EQ(text("/a", "g"), "two");
-  EXPECT_EQ(text("/link", "g"), "two") << "the directory is known by its identity";
-  EXPECT_EQ(text("/a", "h"), "(nil)");
+  EXPECT_EQ(text("/a", "f"), "one"_ns);
+  EXPECT_EQ(text("/a", "g"), "two"_ns);
+  EXPECT_EQ(text("/link", "g"), "two"_ns) << "the directory is known by its identity";
+  EXPECT_FALSE(text("/a", "h"));
   EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /link", "stat /link"));
 }
 
 TEST_F(FileCacheTest, InsertingReplacesTheValue) {
   insert("/a", "f", "one");
   insert("/a", "f", "two");
-  EXPECT_EQ(text("/a", "f"), "two");
+  EXPECT_EQ(text("/a", "f"), "two"_ns);
 }
 
 TEST_F(FileCacheTest, AFileNotChangedSinceIsConfirmed) {
   insert("/a", "f", "one");
   displaceLast();
   validateLater();
-  EXPECT_EQ(text("/a", "f"), "one");
+  EXPECT_EQ(text("/a", "f"), "one"_ns);
   disk.takeAllCalls();
-  EXPECT_EQ(text("/a", "f"), "one");
+  EXPECT_EQ(text("/a", "f"), "one"_ns);
   EXPECT_THAT(disk.takeCalls(), IsEmpty());
 }
 
@@ -80,8 +82,8 @@ TEST_F(FileCacheTest, AFileChangedSinceIsDroppedAndTheOthersOfTheDirectoryAreNot
   disk.write("/a/f");
   disk.addFile("/a/new"); // the directory changes, too
   validateLater();
-  EXPECT_EQ(text("/a", "f"), "(nil)");
-  EXPECT_EQ(text("/a", "g"), "two");
+  EXPECT_FALSE(text("/a", "f"));
+  EXPECT_EQ(text("/a", "g"), "two"_ns);
 }
 
 TEST_F(FileCacheTest, InsertingIntoAChangedDirectoryLeavesTheOtherFiles) {
@@ -91,7 +93,7 @@ TEST_F(FileCacheTest, InsertingIntoAChangedDirectoryLeavesTheOtherFiles) {
   disk.addFile("/a/new");
   validateLater();
   insert("/a", "f", "one");
-  EXPECT_EQ(text("/a", "g"), "two");
+  EXPECT_EQ(text("/a", "g"), "two"_ns);
 }
 
 TEST_F(FileCacheTest, TheEntryOfAChangedDirectoryGetsTheNewDate) {
@@ -110,13 +112,13 @@ TEST_F(FileCacheTest, EntriesAreStampedWithTheLastValidation) {
   insert("/a", "f", "one");
   EXPECT_EQ(datesOfFile().stamp, globalLastValidateDate) << "inserted";
   EXPECT_EQ(datesOfFile().changed, 1000);
-  cache->reset();
+  cache.reset();
   forgetAll();
   insert("/a", "f", "one");
   globalStatState().lastCacheDir = nullptr;
   validateLater();
   disk.tick(5);
-  EXPECT_EQ(text("/a", "f"), "one");
+  EXPECT_EQ(text("/a", "f"), "one"_ns);
   EXPECT_EQ(datesOfFile().stamp, globalLastValidateDate) << "confirmed";
 }
 
@@ -126,7 +128,7 @@ TEST_F(FileCacheTest, AFileChangedInTheStampsSecondCountsAsChanged) {
   insert("/a", "f", "one");
   displaceLast();
   validateLater(1);
-  EXPECT_EQ(text("/a", "f"), "(nil)");
+  EXPECT_FALSE(text("/a", "f"));
 }
 
 TEST_F(FileCacheTest, AFileThatIsGoneIsDropped) {
@@ -134,15 +136,15 @@ TEST_F(FileCacheTest, AFileThatIsGoneIsDropped) {
   displaceLast();
   disk.remove("/a/f");
   validateLater();
-  EXPECT_EQ(text("/a", "f"), "(nil)");
+  EXPECT_FALSE(text("/a", "f"));
 }
 
 TEST_F(FileCacheTest, AFileThatWasNeverThereIsDroppedToo) {
   insert("/a", "nothing", "one");
-  EXPECT_EQ(text("/a", "nothing"), "one") << "valid for now";
+  EXPECT_EQ(text("/a", "nothing"), "one"_ns) << "valid for now";
   displaceLast();
   validateLater();
-  EXPECT_EQ(text("/a", "nothing"), "(nil)") << "an absent record equals no date";
+  EXPECT_FALSE(text("/a", "nothing")) << "an absent record equals no date";
 }
 
 TEST_F(FileCacheTest, AFileWhoseLookUpRaisesIsDropped) {
@@ -151,11 +153,11 @@ TEST_F(FileCacheTest, AFileWhoseLookUpRaisesIsDropped) {
   validateLater();
   static_cast<void>(globalStat("/a"));
   disk.takeAllCalls();
-  disk.failCall(2, FakeDisk::Fault::Raise); // after the clock
-  EXPECT_EQ(text("/a", "f"), "(nil)");
+  disk.failCall(2, FakeDisk::Fault::raise); // after the clock
+  EXPECT_FALSE(text("/a", "f"));
   EXPECT_TRUE(disk.failed());
   disk.failNone();
-  EXPECT_EQ(text("/a", "f"), "(nil)");
+  EXPECT_FALSE(text("/a", "f"));
 }
 
 TEST_F(FileCacheTest, AnInsertionThatRaisesLeavesNoValueAndPasses) {
@@ -167,7 +169,7 @@ TEST_F(FileCacheTest, AnInsertionThatRaisesLeavesNoValueAndPasses) {
     validateLater();
     static_cast<void>(globalStat("/a"));
     disk.takeAllCalls();
-    disk.failCall(2, FakeDisk::Fault::Raise); // after the clock
+    disk.failCall(2, FakeDisk::Fault::raise); // after the clock
     try {
       insert("/a", "f", "new");
       ADD_FAILURE() << "nothing was raised";
@@ -175,40 +177,41 @@ TEST_F(FileCacheTest, AnInsertionThatRaisesLeavesNoValueAndPasses) {
       EXPECT_EQ(exception.name(), FakeDisk::kRaisedName);
       EXPECT_EQ(exception.reason(), "lstat /a/f");
     }
-    EXPECT_EQ(text("/a", "f"), "(nil)");
+    EXPECT_FALSE(text("/a", "f"));
   }
 }
 
 TEST_F(FileCacheTest, RemovingOneFileLeavesTheOthers) {
   insert("/a", "f", "one");
   insert("/a", "g", "two");
-  cache->removeDir(*"/a"_ns, *"f"_ns);
-  cache->removeDir(*"/a"_ns, *"nothing"_ns);
-  cache->removeDir(*"/nothing"_ns, *"f"_ns);
-  EXPECT_EQ(text("/a", "f"), "(nil)");
-  EXPECT_EQ(text("/a", "g"), "two");
+  cache.removeDir("/a"_ns, "f"_ns);
+  cache.removeDir("/a"_ns, "nothing"_ns);
+  cache.removeDir("/nothing"_ns, "f"_ns);
+  EXPECT_FALSE(text("/a", "f"));
+  EXPECT_EQ(text("/a", "g"), "two"_ns);
 }
 
 TEST_F(FileCacheTest, RemovingADirectoryDropsItsFiles) {
   insert("/a", "f", "one");
   insert("/a", "g", "two");
-  cache->removeDir(*"/link"_ns);
-  EXPECT_EQ(text("/a", "f"), "(nil)");
-  EXPECT_EQ(text("/a", "g"), "(nil)");
+  cache.removeDir("/link"_ns);
+  EXPECT_FALSE(text("/a", "f"));
+  EXPECT_FALSE(text("/a", "g"));
 }
 
 TEST_F(FileCacheTest, NothingIsKeptInADirectoryThatCannotBeExamined) {
   insert("/nothing", "f", "one");
-  EXPECT_EQ(text("/nothing", "f"), "(nil)");
-  EXPECT_EQ(FilerCachePeer::count(*cache), 0U);
+  EXPECT_FALSE(text("/nothing", "f"));
+  EXPECT_EQ(FilerDirCachePeer::count(cache), 0U);
 }
 
 TEST_F(FileCacheTest, NamesAreCopied) {
-  const auto name = NSMutableString::create("some name");
-  cache->insertDir(*"/a"_ns, *name, "one"_ns);
-  name->setString("another name");
-  EXPECT_EQ(text("/a", "some name"), "one");
-  EXPECT_EQ(text("/a", "another name"), "(nil)");
+  {
+    const auto name = NSString::create("some name");
+    cache.insertDir("/a"_ns, name, "one"_ns);
+  }
+  EXPECT_EQ(text("/a", "some name"), "one"_ns);
+  EXPECT_FALSE(text("/a", "another name"));
 }
 
 } // namespace tesker::test

@@ -24,11 +24,11 @@ protected:
     forgetAll();
   }
 
-  RefPtr<NSFileAttributes> lstat(std::string_view file) {
-    return cache.lstatDir(*"/a"_ns, *NSString::create(file));
+  std::optional<NSFileAttributes> lstat(std::string_view file) {
+    return cache.lstatDir("/a"_ns, NSString::create(file));
   }
-  RefPtr<NSFileAttributes> stat(std::string_view file) {
-    return cache.statDir(*"/a"_ns, *NSString::create(file));
+  std::optional<NSFileAttributes> stat(std::string_view file) {
+    return cache.statDir("/a"_ns, NSString::create(file));
   }
   ino_t inode(std::string_view path) { return disk.peek(path, false)->inode; }
 
@@ -82,25 +82,28 @@ TEST_F(FileStatsCacheTest, AFailureIsRememberedUntilTheNextValidation) {
 }
 
 TEST_F(FileStatsCacheTest, ADirectoryThatChangedLosesAllItsEntries) {
-  const auto f = lstat("f");
+  const auto records = recordsInUse();
+  static_cast<void>(lstat("f"));
   static_cast<void>(lstat("g"));
+  EXPECT_EQ(recordsInUse(), records + 2);
   disk.tick();
   disk.addFile("/a/new");
-  static_cast<void>(cache.lstatDir(*"/"_ns, *"a"_ns));
-  static_cast<void>(cache.lstatDir(*"/"_ns, *"b"_ns));
+  static_cast<void>(cache.lstatDir("/"_ns, "a"_ns));
+  static_cast<void>(cache.lstatDir("/"_ns, "b"_ns));
   validateLater();
+  EXPECT_EQ(recordsInUse(), records + 3) << "f, g, a; of b there is none";
   static_cast<void>(lstat("g"));
-  EXPECT_EQ(f->retainCount(), 1U);
+  EXPECT_EQ(recordsInUse(), records + 2) << "f is gone";
 }
 
 TEST_F(FileStatsCacheTest, ASubdirectoryAlsoFillsTheGlobalStatCacheWithTheSameStamp) {
   disk.tick(5);
   const auto info = lstat("sub");
   ASSERT_NE(globalEntry("/a/sub"), nullptr);
-  EXPECT_EQ(globalEntry("/a/sub")->statInfo.get(), info.get());
+  EXPECT_EQ(globalEntry("/a/sub")->statInfo, info);
   EXPECT_EQ(globalEntry("/a/sub")->lastCheck, (FilerTS{1105, generation}));
   EXPECT_THAT(disk.takeAllCalls(), ElementsAre("time", "lstat /a", "time", "lstat /a/sub"));
-  EXPECT_EQ(globalStat("/a/sub").get(), info.get());
+  EXPECT_EQ(globalStat("/a/sub"), info);
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
 
@@ -124,57 +127,58 @@ TEST_F(FileStatsCacheTest, ALinkIsFollowedAnewOnEveryCall) {
 }
 
 TEST_F(FileStatsCacheTest, AFollowedRecordLivesAsLongAsItsEntry) {
-  const auto followed = stat("link");
-  EXPECT_EQ(followed->retainCount(), 2U);
+  const auto records = recordsInUse();
   static_cast<void>(stat("link"));
-  EXPECT_EQ(followed->retainCount(), 1U) << "replaced by a newer one";
-  const auto newer = stat("link");
+  EXPECT_EQ(recordsInUse(), records + 2) << "of the link and of what it leads to";
+  static_cast<void>(stat("link"));
+  EXPECT_EQ(recordsInUse(), records + 2) << "replaced by a newer one";
   manager().reset();
-  EXPECT_EQ(newer->retainCount(), 1U);
+  EXPECT_EQ(recordsInUse(), records);
 }
 
 TEST_F(FileStatsCacheTest, ANewLinkRecordForgetsTheFollowedOne) {
-  const auto followed = stat("link");
+  const auto records = recordsInUse();
+  static_cast<void>(stat("link"));
   validateLater();
   static_cast<void>(lstat("link"));
-  EXPECT_EQ(followed->retainCount(), 1U);
+  EXPECT_EQ(recordsInUse(), records + 1);
 }
 
 TEST_F(FileStatsCacheTest, TheLastFileIsForgottenByAValidationOfAnyMask) {
   static_cast<void>(lstat("f"));
-  EXPECT_TRUE(isEqual(DirFileStatsCachePeer::lastFile(), "f"));
+  EXPECT_EQ(DirFileStatsCachePeer::lastFile(), "f"_ns);
   cache.validate(0);
-  EXPECT_EQ(DirFileStatsCachePeer::lastDir(), nullptr);
-  EXPECT_EQ(DirFileStatsCachePeer::lastFile(), nullptr);
-  EXPECT_EQ(DirFileStatsCachePeer::lastInfo(), nullptr);
+  EXPECT_FALSE(DirFileStatsCachePeer::lastDir());
+  EXPECT_FALSE(DirFileStatsCachePeer::lastFile());
+  EXPECT_FALSE(DirFileStatsCachePeer::lastInfo());
 }
 
 TEST_F(FileStatsCacheTest, TheLastFileSurvivesResetAndFlushes) {
   const auto last = lstat("f");
   disk.setMode("/a/f", 0600);
   manager().reset();
-  manager().flushDir(*"/a"_ns);
+  manager().flushDir("/a"_ns);
   disk.takeAllCalls();
-  EXPECT_EQ(lstat("f").get(), last.get());
+  EXPECT_EQ(lstat("f"), last);
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
   static_cast<void>(lstat("g"));
   EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
 }
 
 TEST_F(FileStatsCacheTest, TheLastFileIsKnownByItsBytes) {
-  const auto dir = NSMutableString::create("/a");
-  const auto file = NSMutableString::create("f");
-  static_cast<void>(cache.lstatDir(*dir, *file));
-  file->setString("g");
-  EXPECT_EQ(inodeOf(cache.lstatDir(*dir, *file)), inode("/a/g"));
+  static_cast<void>(cache.lstatDir("/a"_ns, "f"_ns));
+  manager().reset(); // so that only the memory can answer
+  disk.takeAllCalls();
+  EXPECT_EQ(inodeOf(cache.lstatDir("/a"_ns, "f"_ns)), inode("/a/f"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty()) << "other strings of the same bytes";
+  EXPECT_EQ(inodeOf(cache.lstatDir("/a"_ns, "g"_ns)), inode("/a/g"));
   disk.addDirectory("/b");
-  dir->setString("/b");
-  EXPECT_FALSE(cache.lstatDir(*dir, *file));
+  EXPECT_FALSE(cache.lstatDir("/b"_ns, "g"_ns));
 }
 
 TEST_F(FileStatsCacheTest, Inconsistency1IsReportedForALinkWhoseDirectoryWasFlushed) {
   static_cast<void>(lstat("link"));
-  manager().flushDir(*"/a"_ns);
+  manager().flushDir("/a"_ns);
   EXPECT_EQ(inodeOf(stat("link")), inode("/a/f")) << "answered all the same";
   EXPECT_THAT(log.logged, ElementsAre("statDir: Inconsistency 1 /a/link"));
 }
@@ -184,20 +188,20 @@ TEST_F(FileStatsCacheTest, Inconsistency2IsReportedForALinkWhoseEntryIsMissing) 
   manager().reset();
   // Brings the table back without the link, and then the link as the last file.
   static_cast<void>(lstat("f"));
-  const auto other = DirFileStatsCache::initValidateWhen(1);
-  static_cast<void>(other->lstatDir(*"/a"_ns, *"link"_ns));
+  DirFileStatsCache other(1);
+  static_cast<void>(other.lstatDir("/a"_ns, "link"_ns));
   EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
   EXPECT_THAT(log.logged, ElementsAre("statDir: Inconsistency 2 /a/link"));
 }
 
 TEST_F(FileStatsCacheTest, FilesInADirectoryThatCannotBeExaminedAreAskedForEveryTime) {
   const auto dir = "/nothing"_ns;
-  EXPECT_FALSE(cache.lstatDir(*dir, *"f"_ns));
-  EXPECT_FALSE(cache.lstatDir(*dir, *"g"_ns));
+  EXPECT_FALSE(cache.lstatDir(dir, "f"_ns));
+  EXPECT_FALSE(cache.lstatDir(dir, "g"_ns));
   disk.takeAllCalls();
-  EXPECT_FALSE(cache.lstatDir(*dir, *"f"_ns));
+  EXPECT_FALSE(cache.lstatDir(dir, "f"_ns));
   EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /nothing/f"));
-  EXPECT_EQ(FilerCachePeer::count(cache), 0U);
+  EXPECT_EQ(FilerDirCachePeer::count(cache), 0U);
 }
 
 TEST_F(FileStatsCacheTest, MissesAreCountedAndResetZeroesThem) {
@@ -253,20 +257,21 @@ TEST_F(FileStatEntryTest, TheEntryCarvedLastIsHandedOutFirst) {
 
 TEST_F(FileStatEntryTest, AFreedEntryIsHandedOutNextAndCleared) {
   const auto handle = newDirFileStatEntry();
-  const auto info = NSFileManager::classObject()._privateLstatDir(*"/a"_ns, nullptr);
-  dirFileStatEntry(handle).lstatInfo = RecordHandle(info);
-  dirFileStatEntry(handle).statInfo = RecordHandle(info);
-  EXPECT_EQ(info->retainCount(), 3U);
+  const auto info = NSFileManager::classObject()._privateLstatDir("/a"_ns, nullptr);
+  const auto records = recordsInUse();
+  dirFileStatEntry(handle).lstatInfo = info;
+  dirFileStatEntry(handle).statInfo = info;
+  EXPECT_EQ(recordsInUse(), records + 2);
   freeDirFileStatEntry(handle);
-  EXPECT_EQ(info->retainCount(), 1U);
+  EXPECT_EQ(recordsInUse(), records);
   taken.push_back(newDirFileStatEntry());
   EXPECT_EQ(taken.back(), handle);
-  EXPECT_EQ(dirFileStatEntry(handle).lstatInfo.get(), nullptr);
-  EXPECT_EQ(dirFileStatEntry(handle).statInfo.get(), nullptr);
+  EXPECT_FALSE(dirFileStatEntry(handle).lstatInfo.record());
+  EXPECT_FALSE(dirFileStatEntry(handle).statInfo.record());
 }
 
 TEST_F(FileStatEntryTest, NoMemoryIsReportedAsNewDirFileStatEntry1And2) {
-  disk.failCall(1, FakeDisk::Fault::Error, ENOMEM);
+  disk.failCall(1, FakeDisk::Fault::error, ENOMEM);
   EXPECT_EQ(newDirFileStatEntry(), 0U);
   EXPECT_THAT(log.logged, ElementsAre("newDirFileStatEntry 1", "newDirFileStatEntry 2"));
   taken.push_back(newDirFileStatEntry());
@@ -276,7 +281,7 @@ TEST_F(FileStatEntryTest, NoMemoryIsReportedAsNewDirFileStatEntry1And2) {
 TEST_F(FileStatEntryTest, WithoutMemoryForAnEntryTheAnswerIsGivenAndNotKept) {
   static_cast<void>(globalStat("/a"));
   disk.takeAllCalls();
-  disk.failCall(3, FakeDisk::Fault::Error, ENOMEM); // after the clock and the stat
+  disk.failCall(3, FakeDisk::Fault::error, ENOMEM); // after the clock and the stat
   EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
   EXPECT_THAT(log.logged, ElementsAre("newDirFileStatEntry 1", "newDirFileStatEntry 2",
                                       "statDir: Inconsistency 2 /a/link"));
@@ -287,7 +292,7 @@ TEST_F(FileStatEntryTest, WithoutMemoryForAnEntryTheAnswerIsGivenAndNotKept) {
 }
 
 TEST_F(FileStatEntryTest, APageThatRaisesLeavesNoEntryForTheFile) {
-  for (const auto fault : {FakeDisk::Fault::Raise, FakeDisk::Fault::BadAlloc}) {
+  for (const auto fault : {FakeDisk::Fault::raise, FakeDisk::Fault::badAlloc}) {
     static_cast<void>(globalStat("/a"));
     disk.takeAllCalls();
     disk.failCall(3, fault);
@@ -300,81 +305,38 @@ TEST_F(FileStatEntryTest, APageThatRaisesLeavesNoEntryForTheFile) {
 }
 
 TEST_F(FileStatEntryTest, HandlesOfRecordsAreGivenToTheNextOnes) {
-  const auto info = NSFileManager::classObject()._privateLstatDir(*"/a"_ns, nullptr);
-  RecordHandle nil;
-  EXPECT_EQ(nil.get(), nullptr);
-  EXPECT_EQ(RecordHandle(nullptr).get(), nullptr);
-  RecordHandle first(info);
-  RecordHandle second(info);
-  EXPECT_EQ(first.get(), &*info);
-  EXPECT_EQ(info->retainCount(), 3U);
-  first = RecordHandle();
-  EXPECT_EQ(info->retainCount(), 2U);
+  const auto info = NSFileManager::classObject()._privateLstatDir("/a"_ns, nullptr);
+  const auto other = NSFileManager::classObject()._privateLstatDir("/a/f"_ns, nullptr);
+  const auto records = recordsInUse();
+  RecordHandle nothing;
+  EXPECT_FALSE(nothing.record());
+  nothing = std::optional<NSFileAttributes>();
+  EXPECT_FALSE(nothing.record());
+  EXPECT_EQ(recordsInUse(), records);
+  RecordHandle first;
+  first = info;
+  RecordHandle second;
+  second = other;
+  EXPECT_EQ(first.record(), info);
+  EXPECT_EQ(second.record(), other);
+  EXPECT_EQ(recordsInUse(), records + 2);
+  const auto slot = first.slot();
+  first = std::nullopt;
+  EXPECT_EQ(recordsInUse(), records + 1);
   RecordHandle third(std::move(second));
-  EXPECT_EQ(third.get(), &*info);
-  EXPECT_EQ(info->retainCount(), 2U);
+  EXPECT_EQ(third.record(), other);
+  EXPECT_EQ(recordsInUse(), records + 1);
+  third = info;
+  EXPECT_EQ(third.record(), info) << "replaced in its slot";
+  EXPECT_EQ(recordsInUse(), records + 1);
   const auto level = NSDefaultMallocZone().bytesInUse();
-  for (int i = 0; i < 10'000; ++i)
-    EXPECT_EQ(RecordHandle(info).get(), &*info);
+  for (int i = 0; i < 10'000; ++i) {
+    RecordHandle next;
+    next = other;
+    EXPECT_EQ(next.slot(), slot);
+    EXPECT_EQ(next.record(), other);
+  }
   EXPECT_EQ(NSDefaultMallocZone().bytesInUse(), level);
-}
-
-class CacheMemoryTest : public CachingTest {
-protected:
-  CacheMemoryTest() {
-    for (int d = 0; d < 3; ++d) {
-      const std::string dir = "/d" + std::to_string(d);
-      disk.addDirectory(dir);
-      disk.addDirectory(dir + "/sub");
-      for (int f = 0; f < 300; ++f)
-        disk.addFile(dir + "/file" + std::to_string(f));
-    }
-    disk.tick(100);
-    forgetAll();
-  }
-
-  void fill() {
-    for (int d = 0; d < 3; ++d) {
-      const auto dir = NSString::create("/d" + std::to_string(d));
-      const auto names = manager().childrenForDirPath(*dir);
-      for (const auto &name : *names) {
-        const auto *file = as<NSString>(&*name);
-        static_cast<void>(manager()._privateStatDir(*dir, file));
-        static_cast<void>(manager().getFilerTypeDir(*dir, file));
-      }
-    }
-  }
-};
-
-TEST_F(CacheMemoryTest, MemoryReturnsToItsLevelAfterAReset) {
-  // Once for what stays for the life of the process, joined paths for example.
-  fill();
-  forgetAll();
-  const auto level = filerZone().bytesInUse();
-  for (int i = 0; i < 3; ++i) {
-    fill();
-    EXPECT_GT(filerZone().bytesInUse(), level + 900U * 20U);
-    forgetAll();
-    EXPECT_EQ(filerZone().bytesInUse(), level);
-  }
-}
-
-TEST_F(CacheMemoryTest, PagesOfEntriesAreUsedAgain) {
-  fill();
-  const auto pages = nbDirFileStatEntryPages;
-  EXPECT_GE(pages, 5) << "900 entries at 204 to a page";
-  for (int i = 0; i < 3; ++i) {
-    forgetAll();
-    fill();
-    EXPECT_EQ(nbDirFileStatEntryPages, pages);
-  }
-}
-
-TEST_F(CacheMemoryTest, WarmLookUpsMakeNoSystemCall) {
-  fill();
-  disk.takeAllCalls();
-  fill();
-  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
 
 } // namespace tesker::test

@@ -18,10 +18,9 @@ protected:
 };
 
 TEST_F(GlobalStatCacheTest, NilDirIsReportedAndAnsweredWithNothing) {
-  RefPtr<NSFileAttributes> result = globalStat("/a");
+  static_cast<void>(globalStat("/a"));
   disk.takeAllCalls();
-  globalCachedDirStat(nullptr, result, true);
-  EXPECT_FALSE(result);
+  EXPECT_FALSE(globalCachedDirStat(nullptr, true));
   EXPECT_THAT(log.logged, ElementsAre("globalCachedDirStat: nil dir"));
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
@@ -50,14 +49,14 @@ TEST_F(GlobalStatCacheTest, UnfollowedThenFollowedBothGiveTheUnfollowedRecord) {
   const auto unfollowed = globalStat("/link", false);
   disk.takeAllCalls();
   const auto followed = globalStat("/link", true);
-  EXPECT_EQ(followed.get(), unfollowed.get());
+  EXPECT_EQ(followed, unfollowed);
   EXPECT_TRUE(followed->isLink());
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
 
 TEST_F(GlobalStatCacheTest, FollowedThenUnfollowedBothGiveTheFollowedRecord) {
   const auto followed = globalStat("/link", true);
-  EXPECT_EQ(globalStat("/link", false).get(), followed.get());
+  EXPECT_EQ(globalStat("/link", false), followed);
   EXPECT_TRUE(followed->isDirectory());
 }
 
@@ -69,7 +68,7 @@ TEST_F(GlobalStatCacheTest, AValidationLeavesTheLastDirectoryAloneAndNoOther) {
   disk.setMode("/b", 0700);
   validateLater();
   disk.takeAllCalls();
-  EXPECT_EQ(globalStat("/a").get(), last.get());
+  EXPECT_EQ(globalStat("/a"), last);
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
   EXPECT_EQ(globalStat("/b")->fullPermissions(), S_IFDIR | 0700);
   EXPECT_THAT(disk.takeCalls(), ElementsAre("lstat /b"));
@@ -79,10 +78,10 @@ TEST_F(GlobalStatCacheTest, ResetAndFlushesLeaveTheLastDirectoryAlone) {
   const auto last = globalStat("/a");
   disk.takeAllCalls();
   manager().reset();
-  manager().flushDir(*"/a"_ns);
+  manager().flushDir("/a"_ns);
   manager().flushVeryOld(0);
   disk.takeAllCalls();
-  EXPECT_EQ(globalStat("/a").get(), last.get());
+  EXPECT_EQ(globalStat("/a"), last);
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
 
@@ -90,18 +89,16 @@ TEST_F(GlobalStatCacheTest, AnAnswerOutOfTheTableIsRememberedAsTheLastToo) {
   const auto info = globalStat("/a");
   displaceLastDirectory();
   static_cast<void>(globalStat("/a"));
-  EXPECT_TRUE(isEqual(globalStatState().lastCacheDir.get(), "/a"));
-  EXPECT_EQ(globalStatState().lastCachedStat.get(), info.get());
+  EXPECT_EQ(globalStatState().lastCacheDir, "/a"_ns);
+  EXPECT_EQ(globalStatState().lastCachedStat, info);
 }
 
 TEST_F(GlobalStatCacheTest, TheLastDirectoryIsKnownByItsBytes) {
-  const auto path = NSMutableString::create("/a");
-  RefPtr<NSFileAttributes> result;
-  globalCachedDirStat(&*path, result, false);
-  path->setString("/b");
-  globalCachedDirStat(&*path, result, false);
-  EXPECT_EQ(inodeOf(result), disk.peek("/b", false)->inode)
-      << "the caller changed its string, not what is remembered";
+  static_cast<void>(globalCachedDirStat("/a"_ns, false));
+  disk.takeAllCalls();
+  EXPECT_EQ(inodeOf(globalCachedDirStat("/a"_ns, false)), disk.peek("/a", false)->inode);
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty()) << "another string of the same bytes";
+  EXPECT_EQ(inodeOf(globalCachedDirStat("/b"_ns, false)), disk.peek("/b", false)->inode);
 }
 
 TEST_F(GlobalStatCacheTest, AnEntryOfTheValidationsSecondAndGenerationIsValid) {
@@ -195,7 +192,7 @@ TEST_F(GlobalStatCacheTest, ARefreshThatRaisesLeavesNoEntry) {
   displaceLastDirectory();
   const auto remembered = globalStatState().lastCachedStat;
   validateLater();
-  disk.failCall(2, FakeDisk::Fault::Raise);
+  disk.failCall(2, FakeDisk::Fault::raise);
   try {
     static_cast<void>(globalStat("/a"));
     ADD_FAILURE() << "nothing was raised";
@@ -204,32 +201,33 @@ TEST_F(GlobalStatCacheTest, ARefreshThatRaisesLeavesNoEntry) {
     EXPECT_EQ(exception.reason(), "lstat /a");
   }
   EXPECT_EQ(globalEntry("/a"), nullptr);
-  EXPECT_EQ(globalStatState().lastCachedStat.get(), remembered.get()) << "the memory is untouched";
-  EXPECT_TRUE(isEqual(globalStatState().lastCacheDir.get(), "/"));
+  EXPECT_EQ(globalStatState().lastCachedStat, remembered) << "the memory is untouched";
+  EXPECT_EQ(globalStatState().lastCacheDir, "/"_ns);
 }
 
 TEST_F(GlobalStatCacheTest, FollowingAValidEntryThatRaisesRemovesIt) {
   static_cast<void>(globalStat("/link", false));
   displaceLastDirectory();
-  disk.failCall(1, FakeDisk::Fault::Raise);
+  disk.failCall(1, FakeDisk::Fault::raise);
   EXPECT_THROW(static_cast<void>(globalStat("/link", true)), NSException);
   EXPECT_EQ(globalEntry("/link"), nullptr);
 }
 
 TEST_F(GlobalStatCacheTest, FillMakesAnEntryWithTheGivenStamp) {
-  const auto offered = NSFileManager::classObject()._privateLstatDir(*"/a"_ns, nullptr);
+  const auto offered = NSFileManager::classObject()._privateLstatDir("/a"_ns, nullptr);
   disk.takeAllCalls();
-  fillGlobalCachedDirLStat(*"/a"_ns, offered, FilerTS{1000, generation});
-  EXPECT_EQ(globalStat("/a").get(), offered.get());
+  fillGlobalCachedDirLStat("/a"_ns, offered, FilerTS{1000, generation});
+  EXPECT_EQ(globalStat("/a"), offered);
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
 
 TEST_F(GlobalStatCacheTest, FillReplacesAnEntryThatLedNowhereYet) {
   static_cast<void>(globalStat("/link", false));
   displaceLastDirectory();
-  const auto offered = NSFileManager::classObject()._privateLstatDir(*"/link"_ns, nullptr);
-  fillGlobalCachedDirLStat(*"/link"_ns, offered, FilerTS{1003, 9});
-  EXPECT_EQ(globalEntry("/link")->statInfo.get(), offered.get());
+  disk.setOwner("/link", 5, 5);
+  const auto offered = NSFileManager::classObject()._privateLstatDir("/link"_ns, nullptr);
+  fillGlobalCachedDirLStat("/link"_ns, offered, FilerTS{1003, 9});
+  EXPECT_EQ(globalEntry("/link")->statInfo, offered);
   EXPECT_EQ(globalEntry("/link")->lastCheck, (FilerTS{1003, 9}));
 }
 
@@ -238,9 +236,10 @@ TEST_F(GlobalStatCacheTest, FillChangesNothingWhereTheLinksTargetIsKnown) {
   const auto *entry = globalEntry("/link");
   const auto statInfo = entry->statInfo;
   const auto stamp = entry->lastCheck;
-  const auto offered = NSFileManager::classObject()._privateLstatDir(*"/link"_ns, nullptr);
-  fillGlobalCachedDirLStat(*"/link"_ns, offered, FilerTS{2000, 9});
-  EXPECT_EQ(entry->statInfo.get(), statInfo.get());
+  disk.setOwner("/link", 5, 5);
+  const auto offered = NSFileManager::classObject()._privateLstatDir("/link"_ns, nullptr);
+  fillGlobalCachedDirLStat("/link"_ns, offered, FilerTS{2000, 9});
+  EXPECT_EQ(entry->statInfo, statInfo);
   EXPECT_EQ(entry->lastCheck, stamp) << "not even the stamp";
 }
 
@@ -269,16 +268,25 @@ TEST_F(GlobalStatCacheTest, AnEntryJustAsOldAsTheAgeStays) {
   EXPECT_EQ(globalEntry("/a"), nullptr);
 }
 
+TEST_F(GlobalStatCacheTest, OneFlushRemovesAllVeryOldEntriesHoweverMany) {
+  for (int i = 0; i < 25; ++i)
+    static_cast<void>(globalStat("/nothing" + std::to_string(i)));
+  disk.tick(100);
+  static_cast<void>(globalStat("/a"));
+  EXPECT_EQ(flushVeryOldGlobal(99), 25) << "the limit of the directory caches does not hold here";
+  EXPECT_EQ(globalStatState().globalTable.size(), 1U);
+}
+
 TEST_F(GlobalStatCacheTest, AgesAndTimesAtTheEndsOfTheirRangeDoNotWrap) {
   static_cast<void>(globalStat("/a"));
-  fillGlobalCachedDirLStat(*"/past"_ns, nullptr, FilerTS{INT_MIN, 0});
+  fillGlobalCachedDirLStat("/past"_ns, std::nullopt, FilerTS{INT_MIN, 0});
   EXPECT_EQ(flushVeryOldGlobal(INT_MAX), 1);
   EXPECT_EQ(flushVeryOldGlobal(INT_MIN), 1) << "nothing is younger than that";
 }
 
 // The newest time is sought from 0 upwards.
 TEST_F(GlobalStatCacheTest, AgesOfEntriesFromBefore1970CountFrom1970) {
-  fillGlobalCachedDirLStat(*"/past"_ns, nullptr, FilerTS{-50, 0});
+  fillGlobalCachedDirLStat("/past"_ns, std::nullopt, FilerTS{-50, 0});
   EXPECT_EQ(flushVeryOldGlobal(50), 0);
   EXPECT_EQ(flushVeryOldGlobal(49), 1);
 }

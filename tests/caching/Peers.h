@@ -2,95 +2,93 @@
 #pragma once
 
 #include "caching/CachingFileManager.h"
+#include "caching/FilerFileCache.h"
 #include "caching/FilerNameDirCache.h"
-#include "caching/GlobalTable.h"
 
 #include <optional>
-#include <string>
 #include <string_view>
 #include <vector>
 
 namespace tesker {
 
-// What an entry goes by when it is looked at again; nothing for no entry.
+// What an entry goes by when it is looked at again; as it is made, for no entry.
 struct EntryDates {
   FilerTS stamp;
-  std::optional<double> changed; // seconds since 1970
+  std::optional<std::int32_t> changed; // seconds since 1970
 };
 
 struct FilerCachePeer {
   static FilerTS lastValidateDate(const FilerCache &cache) { return cache.lastValidateDate_; }
   static int statistics(const FilerCache &cache) { return cache.statistics_; }
+};
+
+struct FilerDirCachePeer {
   // Identities and data of the entries, in the order of the table.
-  static std::vector<DirFileUID> identities(const FilerCache &cache) {
+  template <class Value>
+  static std::vector<DirFileUID> identities(const FilerDirCache<Value> &cache) {
     std::vector<DirFileUID> result;
-    for (const auto *entry : cache.dirs_)
-      result.push_back(entry->identity);
+    for (const auto &[identity, entry] : cache.dirs_)
+      result.push_back(identity);
     return result;
   }
-  static std::vector<const NSObject *> data(const FilerCache &cache) {
-    std::vector<const NSObject *> result;
-    for (const auto *entry : cache.dirs_)
-      result.push_back(entry->data.get());
+  template <class Value>
+  static std::vector<std::optional<Value>> data(const FilerDirCache<Value> &cache) {
+    std::vector<std::optional<Value>> result;
+    for (const auto &[identity, entry] : cache.dirs_)
+      result.push_back(entry.data);
     return result;
   }
-  static std::optional<EntryDates> dates(const FilerCache &cache, const DirFileUID &identity) {
-    for (const auto *entry : cache.dirs_)
-      if (entry->identity == identity)
-        return datesOf(*entry);
-    return std::nullopt;
+  template <class Value> static std::size_t count(const FilerDirCache<Value> &cache) {
+    return cache.dirs_.size();
   }
-  template <class Entry> static EntryDates datesOf(const Entry &entry) {
-    EntryDates dates{entry.stamp, std::nullopt};
-    if (entry.changeDate)
-      dates.changed = entry.changeDate->timeIntervalSince1970();
-    return dates;
+  template <class Value>
+  static std::optional<EntryDates> dates(const FilerDirCache<Value> &cache,
+                                         const DirFileUID &identity) {
+    const auto found = cache.dirs_.find(identity);
+    if (found == cache.dirs_.end())
+      return std::nullopt;
+    return EntryDates{found->second.stamp, found->second.changeTime};
   }
-  static std::size_t count(const FilerCache &cache) { return identities(cache).size(); }
   // The one-entry memory: its path, nil when it holds nothing, and the identity of its entry.
-  static const NSString *lastName(const FilerCache &cache) {
-    return cache.lastCachedItem_ != nullptr ? cache.lastCachedDirName_.get() : nullptr;
+  template <class Value> static NSString lastName(const FilerDirCache<Value> &cache) {
+    return cache.lastCachedItem_ != nullptr ? cache.lastCachedDirName_ : nullptr;
   }
-  static DirFileUID lastIdentity(const FilerCache &cache) {
-    return cache.lastCachedItem_->identity;
+  template <class Value> static DirFileUID lastIdentity(const FilerDirCache<Value> &cache) {
+    return cache.lastCachedItem_->first;
   }
   // The path string that the memory holds on to, whether or not it counts.
-  static const NSString *heldName(const FilerCache &cache) {
-    return cache.lastCachedDirName_.get();
+  template <class Value> static NSString heldName(const FilerDirCache<Value> &cache) {
+    return cache.lastCachedDirName_;
   }
 };
 
 struct FilerNameDirCachePeer {
-  static std::optional<EntryDates> dates(const FilerNameDirCache &cache, std::string_view path) {
-    for (const auto *entry : cache.paths_)
-      if (entry->key->bytes() == path)
-        return FilerCachePeer::datesOf(*entry);
-    return std::nullopt;
+  template <class Value>
+  static std::optional<EntryDates> dates(const FilerNameDirCache<Value> &cache,
+                                         std::string_view path) {
+    const auto found = cache.paths_.find(NSString::create(path));
+    if (found == cache.paths_.end())
+      return std::nullopt;
+    return EntryDates{found->second.stamp, found->second.changeTime};
   }
-  static std::size_t count(const FilerNameDirCache &cache) { return data(cache).size(); }
-  static std::vector<const NSObject *> data(const FilerNameDirCache &cache) {
-    std::vector<const NSObject *> result;
-    for (const auto *entry : cache.paths_)
-      result.push_back(entry->data.get());
-    return result;
+  template <class Value> static std::size_t count(const FilerNameDirCache<Value> &cache) {
+    return cache.paths_.size();
   }
 };
 
 struct DirFileStatsCachePeer {
-  static const NSString *lastDir() { return DirFileStatsCache::lastFile().LSlastDir.get(); }
-  static const NSString *lastFile() { return DirFileStatsCache::lastFile().LSlastFile.get(); }
-  static const NSFileAttributes *lastInfo() {
-    return DirFileStatsCache::lastFile().LSlastInfo.get();
+  static NSString lastDir() { return DirFileStatsCache::lastFile().LSlastDir; }
+  static NSString lastFile() { return DirFileStatsCache::lastFile().LSlastFile; }
+  static std::optional<NSFileAttributes> lastInfo() {
+    return DirFileStatsCache::lastFile().LSlastInfo;
   }
 };
 
 struct CachingFileManagerPeer {
-  static DirFileStatsCache &stats() {
-    return *CachingFileManager::classObject().dirFileStatsCache_;
-  }
-  static FileTypeCache &types() { return *CachingFileManager::classObject().fileTypeCache_; }
+  static DirFileStatsCache &stats() { return CachingFileManager::classObject().dirFileStatsCache_; }
+  static FileTypeCache &types() { return CachingFileManager::classObject().fileTypeCache_; }
   static ChildrenNamesCache &listings() {
-    return *CachingFileManager::classObject().childrenNamesCache_;
+    return CachingFileManager::classObject().childrenNamesCache_;
   }
 };
 
@@ -100,7 +98,7 @@ namespace test {
 inline const GlobalEntry *globalEntry(std::string_view path) {
   const GlobalTable &table = globalStatState().globalTable;
   const auto found = table.find(path);
-  return found != table.end() ? &*found->second : nullptr;
+  return found != table.end() ? &found->second : nullptr;
 }
 
 } // namespace test

@@ -39,17 +39,15 @@ protected:
   }
 
   static CachingFileManager &manager() { return CachingFileManager::classObject(); }
-  RefPtr<NSFileAttributes> lstat(const char *name) {
-    return manager()._privateLstatDir(*directory.string(), &*NSString::create(name));
+  std::optional<NSFileAttributes> lstat(const char *name) {
+    return manager()._privateLstatDir(directory.string(), NSString::create(name));
   }
-  RefPtr<NSFileAttributes> stat(const char *name) {
-    return manager()._privateStatDir(*directory.string(), &*NSString::create(name));
+  std::optional<NSFileAttributes> stat(const char *name) {
+    return manager()._privateStatDir(directory.string(), NSString::create(name));
   }
-  std::vector<std::string> names() {
-    return textsOf(manager().childrenForDirPath(*directory.string()));
-  }
+  Names names() { return manager().childrenForDirPath(directory.string()).value_or(Names()); }
   int type(const char *name) {
-    return manager().getFilerTypeDir(*directory.string(), &*NSString::create(name));
+    return manager().getFilerTypeDir(directory.string(), NSString::create(name));
   }
   std::size_t stats() {
     const auto count = system.count("statAt");
@@ -60,10 +58,9 @@ protected:
     system.now += 10;
     manager().validate(7);
     // In place of the last directory.
-    RefPtr<NSFileAttributes> root;
-    globalCachedDirStat(&*"/"_ns, root, false);
-    static_cast<void>(manager().getFilerTypeDir(*"/"_ns, &*"nothing"_ns));
-    static_cast<void>(manager().getFilerTypeDir(*"/"_ns, &*"nothing"_ns));
+    static_cast<void>(globalCachedDirStat("/"_ns, false));
+    static_cast<void>(manager().getFilerTypeDir("/"_ns, "nothing"_ns));
+    static_cast<void>(manager().getFilerTypeDir("/"_ns, "nothing"_ns));
     system.forget();
   }
 
@@ -105,8 +102,8 @@ TEST_F(RealDirectoryTest, TypesAreAsTheFileSystemHasThem) {
   EXPECT_EQ(type("link"), 3);
   EXPECT_EQ(type("dangling"), 4);
   EXPECT_EQ(type("nothing"), 4);
-  EXPECT_EQ(manager().getFilerTypeDir(*"/"_ns, &*"proc"_ns), 2) << "a mount point";
-  EXPECT_EQ(manager().getFilerTypeDir(*"/dev"_ns, &*"null"_ns), 4);
+  EXPECT_EQ(manager().getFilerTypeDir("/"_ns, "proc"_ns), 2) << "a mount point";
+  EXPECT_EQ(manager().getFilerTypeDir("/dev"_ns, "null"_ns), 4);
   static_cast<void>(stats());
   EXPECT_EQ(type("file"), 3);
   EXPECT_EQ(type("sub"), 1);
@@ -135,11 +132,10 @@ TEST_F(RealDirectoryTest, AListingIsKeptUntilAValidationFindsTheDirectoryChanged
 TEST_F(RealDirectoryTest, TwoPathsToOneDirectoryShareTheAttributesOfItsFiles) {
   directory.makeLink("self", ".");
   static_cast<void>(lstat("file"));
-  const auto throughLink = NSString::create(directory.path("self"));
-  RefPtr<NSFileAttributes> followed;
-  globalCachedDirStat(&*throughLink, followed, true);
+  const NSString throughLink = directory.string("self");
+  static_cast<void>(globalCachedDirStat(throughLink, true));
   system.forget();
-  EXPECT_EQ(manager()._privateLstatDir(*throughLink, &*"file"_ns).get(), lstat("file").get());
+  EXPECT_EQ(manager()._privateLstatDir(throughLink, "file"_ns), lstat("file"));
   EXPECT_EQ(stats(), 0U);
 }
 
@@ -149,14 +145,14 @@ TEST_F(RealDirectoryTest, FlushDirGivesFreshAnswers) {
   directory.writeFile("new", "text");
   ASSERT_EQ(::chmod(directory.path("file").c_str(), 0600), 0);
   static_cast<void>(lstat("other")); // in place of the last file
-  manager().flushDir(*directory.string());
+  manager().flushDir(directory.string());
   EXPECT_EQ(lstat("file")->fullPermissions(), S_IFREG | 0600);
   EXPECT_THAT(names(), ::testing::Contains("new"));
 }
 
 TEST_F(RealDirectoryTest, AccessIsJudgedFromTheCachedAttributes) {
   const auto may = [this](int mode, const char *name) {
-    return manager().access(mode, *directory.string(), &*NSString::create(name));
+    return manager().access(mode, directory.string(), NSString::create(name));
   };
   EXPECT_TRUE(may(4, "file"));
   EXPECT_FALSE(may(1, "file")) << "refused to the super-user, too";

@@ -14,7 +14,7 @@ struct Request {
   std::function<std::string()> ask; // the answer as a text
 };
 
-inline std::string describe(const RefPtr<NSFileAttributes> &info) {
+inline std::string describe(const std::optional<NSFileAttributes> &info) {
   return info ? "inode " + std::to_string(inodeOf(info)) : "nil";
 }
 
@@ -22,23 +22,20 @@ inline std::vector<Request> allRequests() {
   static auto &manager = CachingFileManager::classObject();
   const auto status = [](std::string name, bool follow, const char *file) {
     return Request{std::move(name), [follow, file] {
-                     const auto dir = "/dir"_ns;
                      const auto string = NSString::create(file);
-                     return describe(follow ? manager._privateStatDir(*dir, &*string)
-                                            : manager._privateLstatDir(*dir, &*string));
+                     return describe(follow ? manager._privateStatDir("/dir"_ns, string)
+                                            : manager._privateLstatDir("/dir"_ns, string));
                    }};
   };
   const auto type = [](std::string name, const char *file) {
     return Request{std::move(name), [file] {
                      return std::to_string(
-                         manager.getFilerTypeDir(*"/dir"_ns, &*NSString::create(file)));
+                         manager.getFilerTypeDir("/dir"_ns, NSString::create(file)));
                    }};
   };
   const auto whole = [](std::string name, bool follow, const char *path) {
     return Request{std::move(name), [follow, path] {
-                     RefPtr<NSFileAttributes> info;
-                     globalCachedDirStat(&*NSString::create(path), info, follow);
-                     return describe(info);
+                     return describe(globalCachedDirStat(NSString::create(path), follow));
                    }};
   };
   return {
@@ -53,10 +50,16 @@ inline std::vector<Request> allRequests() {
       type("type of a link", "toFile"),
       {"listing",
        [] {
-         const auto names = manager.childrenForDirPath(*"/dir"_ns, true, true);
-         return names ? std::string(names->description()->bytes()) : "nil";
+         const auto names = manager.childrenForDirPath("/dir"_ns, true, true);
+         return names ? std::string(componentsJoinedByString(*names, ", ").bytes()) : "nil";
        }},
-      {"children", [] { return std::to_string(manager.hasChildren(*"/dir"_ns)); }},
+      {"listing with attributes",
+       [] {
+         std::vector<NSFileAttributes> infos;
+         const auto names = manager._privateLStatDir("/dir"_ns, false, false, infos);
+         return names ? std::to_string(infos.size()) : "nil";
+       }},
+      {"children", [] { return std::to_string(manager.hasChildren("/dir"_ns)); }},
   };
 }
 
@@ -74,16 +77,16 @@ protected:
   }
 
   // Cold: nothing is cached. Stale: everything is, and all of it has to be looked at again.
-  enum class State { Cold, Stale };
+  enum class State { cold, stale };
   void prepare(State state, const Request &request) {
     forgetAll();
-    if (state == State::Cold)
+    if (state == State::cold)
       return;
     static_cast<void>(request.ask());
     // Asks for something else, in place of what is remembered as the last of each cache.
-    static_cast<void>(manager().getFilerTypeDir(*"/"_ns, &*"dir"_ns));
-    static_cast<void>(manager().getFilerTypeDir(*"/"_ns, &*"dir"_ns));
-    static_cast<void>(manager()._privateLstatDir(*"/"_ns, &*"link"_ns));
+    static_cast<void>(manager().getFilerTypeDir("/"_ns, "dir"_ns));
+    static_cast<void>(manager().getFilerTypeDir("/"_ns, "dir"_ns));
+    static_cast<void>(manager()._privateLstatDir("/"_ns, "link"_ns));
     displaceLastDirectory();
     validateLater();
     disk.takeAllCalls();
@@ -92,7 +95,7 @@ protected:
   // What holds after any failure: every entry of the global table was made completely.
   static void checkNothingIsHalfMade() {
     for (const auto &[path, entry] : globalStatState().globalTable)
-      EXPECT_NE(entry->lastCheck, FilerTS{}) << path->bytes();
+      EXPECT_NE(entry.lastCheck, FilerTS{}) << path.bytes();
   }
 };
 

@@ -55,7 +55,7 @@ TEST(Arguments, TakeEveryOption) {
 TEST(Arguments, TakeVerbosityBeforeAndAfterTheCommand) {
   EXPECT_EQ(parsed({"-q", "list"}).level, Diagnostics::Level::quiet);
   EXPECT_EQ(parsed({"decode", "x", "-q"}).level, Diagnostics::Level::quiet);
-  EXPECT_EQ(refused({"-q", "list", "-v"}).status, kUsage);
+  EXPECT_EQ(refused({"-q", "list", "-v"}).status, ExitStatus::usage);
 }
 
 TEST(Arguments, TakeAnyPathThatIsNoOption) {
@@ -74,12 +74,12 @@ TEST(Arguments, TakeEverythingBehindTwoDashesForPaths) {
 
 TEST(Arguments, RefuseATimeOutThatIsNone) {
   for (const char *timeout : {"0", "-1", "nan", "inf", "x", "", "1s", "1e7"})
-    EXPECT_EQ(refused({"list", "--timeout", timeout}).status, kUsage) << timeout;
+    EXPECT_EQ(refused({"list", "--timeout", timeout}).status, ExitStatus::usage) << timeout;
 }
 
 TEST(Arguments, RefuseAnUnknownProcessorAndNameTheKnownOnes) {
   const Notice notice = refused({"list", "--cpu", "zx\x1b"});
-  EXPECT_EQ(notice.status, kUsage);
+  EXPECT_EQ(notice.status, ExitStatus::usage);
   EXPECT_THAT(notice.text, HasSubstr("unknown processor 'zx\\x1b'"));
   EXPECT_THAT(notice.text, HasSubstr(", m68k, "));
   EXPECT_EQ(parsed({"list", "--cpu", "7/3"}).cpu, "7/3");
@@ -102,16 +102,16 @@ TEST(Arguments, RefuseWhatMakesNoSense) {
            {"dock", "/a", "--paths0-from", "b"},
        }) {
     const Notice notice = refused(words);
-    EXPECT_EQ(notice.status, kUsage) << testing::PrintToString(words);
+    EXPECT_EQ(notice.status, ExitStatus::usage) << testing::PrintToString(words);
     EXPECT_THAT(notice.text, StartsWith("tesker-apps: "));
   }
 }
 
 TEST(Arguments, ShowHelpAndVersion) {
   EXPECT_EQ(refused({"--version"}).text, "tesker-apps " TESKER_VERSION "\n");
-  EXPECT_EQ(refused({"--version"}).status, kDone);
+  EXPECT_EQ(refused({"--version"}).status, ExitStatus::done);
   const Notice help = refused({"--help"});
-  EXPECT_EQ(help.status, kDone);
+  EXPECT_EQ(help.status, ExitStatus::done);
   EXPECT_THAT(help.text, HasSubstr("Exit status:"));
   EXPECT_THAT(help.text, HasSubstr("Examples:"));
   EXPECT_THAT(refused({"list", "--help"}).text, HasSubstr("--timeout SECONDS"));

@@ -13,11 +13,11 @@ namespace tesker::test {
 // The bytes that the function writes to the output that it is called with.
 template <class Function> std::string captured(const Function &write) {
   const FileDescriptor file(::memfd_create("output", MFD_CLOEXEC));
-  Output output(file.get());
+  Output output(file.number());
   write(output);
   output.flush();
-  std::string bytes(static_cast<std::size_t>(::lseek(file.get(), 0, SEEK_END)), '\0');
-  const ssize_t count = ::pread(file.get(), bytes.data(), bytes.size(), 0);
+  std::string bytes(static_cast<std::size_t>(::lseek(file.number(), 0, SEEK_END)), '\0');
+  const ssize_t count = ::pread(file.number(), bytes.data(), bytes.size(), 0);
   return output.error() == 0 && count == static_cast<ssize_t>(bytes.size()) ? bytes : "no output";
 }
 

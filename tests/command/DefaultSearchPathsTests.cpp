@@ -1,6 +1,7 @@
 #include "command/DefaultSearchPaths.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -38,7 +39,10 @@ protected:
   void set(const std::string &text) {
     configuration.writeFile("tesker/defaults/Tesker.plist", text);
   }
-  std::vector<std::string> paths() { return defaultSearchPaths(*NSUserDefaults::create()); }
+  static std::vector<std::string> paths() {
+    NSUserDefaults defaults;
+    return defaultSearchPaths(defaults);
+  }
   const TemporaryDirectory configuration;
 };
 
@@ -77,10 +81,10 @@ TEST_F(DefaultSearchPaths, AreNoneWhenTheSettingHoldsNone) {
 }
 
 TEST_F(DefaultSearchPaths, LeaveTheSearchListAsItWas) {
-  const Ref<NSUserDefaults> defaults = NSUserDefaults::create();
-  const Ref<NSArray> before = defaults->searchList();
-  (void)defaultSearchPaths(*defaults);
-  EXPECT_TRUE(before->isEqual(&*defaults->searchList()));
+  NSUserDefaults defaults;
+  const std::vector<NSString> before = defaults.searchList();
+  (void)defaultSearchPaths(defaults);
+  EXPECT_EQ(defaults.searchList(), before);
 }
 
 } // namespace

@@ -1,28 +1,9 @@
 #include "command/DisplayText.h"
-#include "command/Utf8.h"
 
 #include <gtest/gtest.h>
 
 namespace tesker::test {
 namespace {
-
-TEST(Utf8, AcceptsCharactersOfEveryLength) {
-  EXPECT_TRUE(isUtf8(""));
-  EXPECT_TRUE(isUtf8("a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x8D\x8E"));
-  EXPECT_TRUE(isUtf8(std::string_view("\0", 1)));
-  EXPECT_TRUE(isUtf8("\xF4\x8F\xBF\xBF"));
-}
-
-TEST(Utf8, RefusesOverlongFormsSurrogatesAndWhatIsTooHigh) {
-  for (const char *bytes : {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF",
-                            "\xED\xA0\x80", "\xED\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80"})
-    EXPECT_FALSE(isUtf8(bytes));
-}
-
-TEST(Utf8, RefusesBrokenCharacters) {
-  for (const char *bytes : {"\x80", "\xC3", "\xE2\x82", "\xE2\x82z", "\xF0\x9F\x8D", "\xFF"})
-    EXPECT_FALSE(isUtf8(bytes));
-}
 
 TEST(DisplayText, LeavesVisibleTextAlone) {
   EXPECT_EQ(displayText("Edit v2 (\xC3\xA4\xE6\x97\xA5)"), "Edit v2 (\xC3\xA4\xE6\x97\xA5)");
@@ -42,6 +23,33 @@ TEST(DisplayText, WritesCharactersOutThatReorderOrHideTheirNeighbours) {
   EXPECT_EQ(displayText("\xE2\x80\x8B\xEF\xBB\xBF"), "\\u{200b}\\u{feff}");
 }
 
+TEST(DisplayText, WritesEveryMarkOfTheReadingDirectionOut) {
+  const std::pair<const char *, const char *> marks[] = {
+      {"\xD8\x9C", "\\u{61c}"},      {"\xE2\x80\x8E", "\\u{200e}"}, {"\xE2\x80\x8F", "\\u{200f}"},
+      {"\xE2\x80\xAA", "\\u{202a}"}, {"\xE2\x80\xAE", "\\u{202e}"}, {"\xE2\x81\xA6", "\\u{2066}"},
+      {"\xE2\x81\xA9", "\\u{2069}"}};
+  for (const auto &[mark, shown] : marks)
+    EXPECT_EQ(displayText(std::string("a") + mark + ".app"), std::string("a") + shown + ".app");
+}
+
+TEST(DisplayText, WritesEveryCharacterOutThatShowsNothing) {
+  const std::pair<const char *, const char *> characters[] = {
+      {"\xC2\xAD", "\\u{ad}"},           {"\xE2\x80\x8D", "\\u{200d}"},
+      {"\xE2\x80\xA8", "\\u{2028}"},     {"\xE2\x81\xA0", "\\u{2060}"},
+      {"\xE2\x81\xAF", "\\u{206f}"},     {"\xEF\xBF\xB9", "\\u{fff9}"},
+      {"\xEF\xBF\xBB", "\\u{fffb}"},     {"\xF3\xA0\x80\x81", "\\u{e0001}"},
+      {"\xF3\xA0\x81\xBF", "\\u{e007f}"}};
+  for (const auto &[character, shown] : characters)
+    EXPECT_EQ(displayText(character), shown);
+}
+
+TEST(DisplayText, LeavesTheNeighboursOfThoseAlone) {
+  for (const char *visible :
+       {"\xC2\xAC", "\xC2\xAE", "\xD8\x9B", "\xD8\x9D", "\xE2\x80\x90", "\xE2\x80\xA7",
+        "\xE2\x80\xAF", "\xE2\x80\xB0", "\xE2\x81\xB0", "\xEF\xBF\xBC"})
+    EXPECT_EQ(displayText(visible), visible);
+}
+
 TEST(DisplayText, DoublesTheBackslashSoThatNoTwoTextsLookTheSame) {
   EXPECT_EQ(displayText("\\x1b"), "\\\\x1b");
 }
@@ -51,6 +59,7 @@ TEST(DisplayText, CountsColumnsAsATerminalDoes) {
   EXPECT_EQ(displayColumns("\xC3\xA4"), 1u);
   EXPECT_EQ(displayColumns("\xE6\x97\xA5"), 2u);
   EXPECT_EQ(displayColumns("a\xCC\x88"), 1u); // a combining mark
+  EXPECT_EQ(displayColumns("\xFF"), 1u);      // shown as one replacement character
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "command/RecordJSON.h"
 #include "command/ResultWriter.h"
-#include "parsing/RecordEncoding.h"
-#include "parsing/TKLine.h"
 #include "tests/command/CapturedOutput.h"
 
 #include <gmock/gmock.h>
@@ -10,37 +8,11 @@
 namespace tesker::test {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Pair;
 
-Ref<NSMutableArray> arrayOf(std::initializer_list<Ref<TKLine>> records) {
-  const Ref<NSMutableArray> array = NSMutableArray::create();
-  for (const Ref<TKLine> &record : records)
-    array->addObject(record);
-  return array;
-}
-
-Ref<TKLine> recordOf(std::initializer_list<std::pair<std::string, std::string>> pairs) {
-  const Ref<TKLine> record = TKLine::create();
-  for (const auto &[key, value] : pairs)
-    record->set(key, value);
-  return record;
-}
-
-// What a writer prints for the results.
-std::string printed(Format format, const std::vector<SearchResult> &results) {
-  return captured([&](Output &output) {
-    const std::unique_ptr<ResultWriter> writer = makeResultWriter(format, output);
-    writer->begin();
-    for (const SearchResult &result : results)
-      writer->add(result);
-    writer->end();
-  });
-}
-
-SearchResult resultOf(const char *request, const char *key, const RefPtr<NSMutableArray> &records) {
-  return {request, key == nullptr ? nullptr : RefPtr<NSString>(NSString::create(key)),
-          records ? RefPtr<NSString>(encodeParsedApp(*records)) : nullptr, records};
-}
+using Records = std::vector<SearchRecord>;
 
 std::string documentWith(const std::string &record) {
   return R"({"schema":1,"results":[{"request":"decode","key":null,"unchanged":false,"records":[)" +
@@ -59,14 +31,14 @@ std::string problemOf(const std::string &document) {
 // ---- writing ----
 
 TEST(RecordJSON, PutsPairsIntoAMemberOfTheirOwnSoThatNoKeyIsReserved) {
-  EXPECT_EQ(recordAsJSON(*recordOf({{"pairs", "1"}, {"otherPairs", "2"}, {"key", "3"}, {"", "4"}})),
+  EXPECT_EQ(recordAsJSON({{{"pairs", "1"}, {"otherPairs", "2"}, {"key", "3"}, {"", "4"}}}),
             R"({"pairs":{"":"4","key":"3","otherPairs":"2","pairs":"1"}})");
 }
 
 TEST(RecordJSON, WritesBytesThatAreNoUtf8AsHexadecimal) {
-  EXPECT_EQ(recordAsJSON(*recordOf({{"name", "a\xFF"}})), R"({"pairs":{"name":{"hex":"61ff"}}})");
+  EXPECT_EQ(recordAsJSON({{{"name", "a\xFF"}}}), R"({"pairs":{"name":{"hex":"61ff"}}})");
   EXPECT_EQ(
-      recordAsJSON(*recordOf({{"\xFF", "x"}, {"\xFE", "\xFD"}})),
+      recordAsJSON({{{"\xFF", "x"}, {"\xFE", "\xFD"}}}),
       R"({"otherPairs":[{"key":{"hex":"ff"},"value":"x"},{"key":{"hex":"fe"},"value":{"hex":"fd"}}],"pairs":{}})");
 }
 
@@ -74,61 +46,26 @@ TEST(RecordJSON, EscapesControlCharacters) {
   EXPECT_EQ(textAsJSON("a\n\x1b\""), R"("a\n\u001b\"")");
 }
 
-TEST(ResultWriter, PrintsOneJSONDocumentWithARecordOnALine) {
-  EXPECT_EQ(printed(Format::json,
-                    {resultOf("list", "/Apps", arrayOf({recordOf({{"a", "1"}}), recordOf({})})),
-                     resultOf("list", "/None", arrayOf({})), resultOf("dock", "Dock", nullptr)}),
-            R"({"schema":1,"results":[
-{"request":"list","key":"/Apps","unchanged":false,"records":[
-{"pairs":{"a":"1"}},
-{"pairs":{}}
-]},
-{"request":"list","key":"/None","unchanged":false,"records":[]},
-{"request":"dock","key":"Dock","unchanged":true,"records":[]}
-]}
-)");
-}
-
-TEST(ResultWriter, PrintsADocumentWithoutResultsWhenThereIsNone) {
-  EXPECT_EQ(
-      recordsFromJSON(printed(Format::json, {resultOf("decode", nullptr, arrayOf({}))}))->count(),
-      0u);
-  EXPECT_EQ(printed(Format::json, {}), "{\"schema\":1,\"results\":[\n]}\n");
-}
-
-TEST(ResultWriter, PrintsOneRecordALineWithItsKey) {
-  EXPECT_EQ(printed(Format::jsonl,
-                    {resultOf("list", "/A\xFF", arrayOf({recordOf({{"a", "1"}}), recordOf({})})),
-                     resultOf("list", "/None", arrayOf({})), resultOf("list", "/Same", nullptr)}),
-            R"({"schema":1,"request":"list","key":{"hex":"2f41ff"},"record":{"pairs":{"a":"1"}}}
-{"schema":1,"request":"list","key":{"hex":"2f41ff"},"record":{"pairs":{}}}
-{"schema":1,"request":"list","key":"/Same","unchanged":true}
-)");
-}
-
-TEST(ResultWriter, AddsNothingToARawAnswer) {
-  EXPECT_EQ(printed(Format::raw, {resultOf("list", "/A", arrayOf({recordOf({{"a", "\xFF"}})}))}),
-            std::string("a\0\xFF\0(1,1,0,1)", 13));
-  EXPECT_EQ(printed(Format::raw, {resultOf("list", "/A", nullptr)}), "");
-}
-
 // ---- reading ----
 
-void expectRoundTrip(const Ref<NSMutableArray> &records) {
-  const Ref<NSString> text = encodeParsedApp(*records);
-  const RefPtr<NSMutableArray> decoded = decodeParsedApp(*text, NSDefaultMallocZone());
-  const std::string document = printed(Format::json, {resultOf("decode", nullptr, decoded)});
-  const Ref<NSMutableArray> back = recordsFromJSON(document);
-  EXPECT_TRUE(encodeParsedApp(*back)->bytes() == text->bytes());
+void expectRoundTrip(const Records &records) {
+  const std::string text = encodeRecords(records);
+  const SearchAnswer answer{text, decodeRecords(text).value()};
+  const std::string document = captured([&](Output &output) {
+    const std::unique_ptr<ResultWriter> writer = makeResultWriter(Format::json, output);
+    writer->begin();
+    writer->add({"decode", std::nullopt, &answer});
+    writer->end();
+  });
+  EXPECT_EQ(encodeRecords(recordsFromJSON(document)), text);
 }
 
 TEST(RecordJSON, ReadsBackWhatItWrote) {
-  expectRoundTrip(arrayOf({}));
-  expectRoundTrip(arrayOf({recordOf({})}));
-  expectRoundTrip(
-      arrayOf({recordOf({{"type", "app"}, {"path", "/A\xC3\xA4\xFF"}}),
-               recordOf({{"\xFF\"\\", "{\"hex\":\"00\"}"}, {"", ""}, {"(1)", "\n\x1b"}}),
-               recordOf({{"type", "app"}})}));
+  expectRoundTrip({});
+  expectRoundTrip({SearchRecord{}});
+  expectRoundTrip({{{{"type", "app"}, {"path", "/A\xC3\xA4\xFF"}}},
+                   {{{"\xFF\"\\", "{\"hex\":\"00\"}"}, {"", ""}, {"(1)", "\n\x1b"}}},
+                   {{{"type", "app"}}}});
 }
 
 TEST(RecordJSON, ReadsBackWhatItWroteOfAnyBytes) {
@@ -140,23 +77,19 @@ TEST(RecordJSON, ReadsBackWhatItWroteOfAnyBytes) {
     return bytes;
   };
   for (int round = 0; round < 200; ++round) {
-    const Ref<NSMutableArray> records = NSMutableArray::create();
-    for (std::size_t i = random() % 5; i > 0; --i) {
-      const Ref<TKLine> record = TKLine::create();
+    Records records(random() % 5);
+    for (SearchRecord &record : records)
       for (std::size_t j = random() % 6; j > 0; --j)
-        record->set(text(), text());
-      records->addObject(record);
-    }
+        record.pairs.emplace_back(text(), text());
     expectRoundTrip(records);
   }
 }
 
 TEST(RecordJSON, AcceptsEitherFormOfTextEverywhere) {
-  const Ref<NSMutableArray> records = recordsFromJSON(
+  const Records records = recordsFromJSON(
       documentWith(R"({"pairs":{"a":{"hex":"4A4b"}},"otherPairs":[{"key":"b","value":"c"}]})"));
-  const auto &record = *as<NSDictionary>(&*records->objectAtIndex(0));
-  EXPECT_EQ(record.objectForKey("a")->description()->bytes(), "JK");
-  EXPECT_EQ(record.objectForKey("b")->description()->bytes(), "c");
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_THAT(records[0].pairs, ElementsAre(Pair("a", "JK"), Pair("b", "c")));
 }
 
 TEST(RecordJSON, RefusesANulThatNoEncodedTextCanCarry) {
@@ -189,6 +122,14 @@ TEST(RecordJSON, RefusesARecordOfAnotherShape) {
             "record 1: \"value\" is missing");
 }
 
+TEST(RecordJSON, RefusesUnknownMembersOfPairsAndTextsSinceTheyWouldBeLost) {
+  EXPECT_EQ(problemOf(documentWith(
+                R"({"pairs":{},"otherPairs":[{"key":"a","value":"1","values":"2"}]})")),
+            "record 1: unknown member \"values\"");
+  EXPECT_EQ(problemOf(documentWith(R"({"pairs":{"a":{"hex":"00","text":"x"}}})")),
+            "record 1, key \"a\": unknown member \"text\"");
+}
+
 TEST(RecordJSON, RefusesADocumentOfAnotherKind) {
   EXPECT_EQ(problemOf("[]"), "the document: not an object");
   EXPECT_EQ(problemOf("{}"), "the document: \"schema\" is missing");
@@ -197,6 +138,8 @@ TEST(RecordJSON, RefusesADocumentOfAnotherKind) {
   EXPECT_EQ(problemOf(R"({"schema":1,"results":[]})"),
             "the document: \"results\" holds 0 results, where one can be encoded");
   EXPECT_EQ(problemOf(R"({"schema":1,"results":[{"unchanged":true,"records":[]}]})"),
+            "the result: an unchanged answer has no records to encode");
+  EXPECT_EQ(problemOf(R"({"schema":1,"results":[{"unchanged":1,"records":[]}]})"),
             "the result: an unchanged answer has no records to encode");
   EXPECT_EQ(problemOf(R"({"schema":1,"results":[{}]})"), "the result: \"records\" is missing");
 }

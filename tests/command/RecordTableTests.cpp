@@ -1,5 +1,4 @@
 #include "command/RecordTable.h"
-#include "parsing/TKLine.h"
 #include "tests/command/CapturedOutput.h"
 
 #include <gmock/gmock.h>
@@ -12,21 +11,13 @@ using testing::Not;
 
 class RecordTable : public testing::Test {
 protected:
-  void add(std::initializer_list<std::pair<const char *, std::string>> pairs) {
-    const Ref<TKLine> record = TKLine::create();
-    for (const auto &[key, value] : pairs)
-      record->set(key, value);
-    records->addObject(record);
-  }
+  void add(SearchRecord record) { answer.records.push_back(std::move(record)); }
   std::string table(std::size_t columns = 0, bool unchanged = false) {
     return captured([&](Output &output) {
-      writeTable(output,
-                 {"list", NSString::create("/Apps"), nullptr,
-                  unchanged ? RefPtr<NSArray>() : RefPtr<NSArray>(records)},
-                 columns);
+      writeTable(output, {"list", "/Apps", unchanged ? nullptr : &answer}, columns);
     });
   }
-  Ref<NSMutableArray> records = NSMutableArray::create();
+  SearchAnswer answer;
 };
 
 TEST_F(RecordTable, SaysThatThereIsNothing) {
@@ -38,11 +29,11 @@ TEST_F(RecordTable, SaysThatTheAnswerIsUnchanged) {
 }
 
 TEST_F(RecordTable, MakesOneRowOfAllRecordsOfAProgramAndSortsByName) {
-  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "extension"}, {"name", "txt"}});
-  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "extension"}, {"name", "rtf"}});
-  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "services"}});
-  add({{"path", "/Apps/Edit.app/Edit"}, {"type", "app"}, {"name", "Edit"}});
-  add({{"path", "/Apps/Draw.app/Draw"}, {"type", "app"}, {"name", "Draw"}});
+  add({{{"path", "/Apps/Edit.app/Edit"}, {"type", "extension"}, {"name", "txt"}}});
+  add({{{"path", "/Apps/Edit.app/Edit"}, {"type", "extension"}, {"name", "rtf"}}});
+  add({{{"path", "/Apps/Edit.app/Edit"}, {"type", "services"}}});
+  add({{{"path", "/Apps/Edit.app/Edit"}, {"type", "app"}, {"name", "Edit"}}});
+  add({{{"path", "/Apps/Draw.app/Draw"}, {"type", "app"}, {"name", "Draw"}}});
   EXPECT_EQ(table(), "2 applications found in /Apps\n"
                      "\n"
                      "NAME  TYPE           EXTENSIONS  PATH\n"
@@ -51,8 +42,8 @@ TEST_F(RecordTable, MakesOneRowOfAllRecordsOfAProgramAndSortsByName) {
 }
 
 TEST_F(RecordTable, MarksWhatIsNotSuitable) {
-  add({{"path", "/Apps/Old"}, {"type", "app"}, {"name", "Old"}, {"suitable", "no"}});
-  add({{"path", "/Apps/New"}, {"type", "app"}, {"name", "New"}});
+  add({{{"path", "/Apps/Old"}, {"type", "app"}, {"name", "Old"}, {"suitable", "no"}}});
+  add({{{"path", "/Apps/New"}, {"type", "app"}, {"name", "New"}}});
   EXPECT_EQ(table(), "2 applications found in /Apps, 1 not suitable for the processor\n"
                      "\n"
                      "NAME  TYPE  EXTENSIONS  NOTE          PATH\n"
@@ -61,14 +52,14 @@ TEST_F(RecordTable, MarksWhatIsNotSuitable) {
 }
 
 TEST_F(RecordTable, CallsAProgramWithoutANameAsItsFile) {
-  add({{"path", "/Apps/define"}, {"type", "services"}});
-  add({{"path", "/Apps/view"}, {"type", "extension"}, {"name", "pic"}});
+  add({{{"path", "/Apps/define"}, {"type", "services"}}});
+  add({{{"path", "/Apps/view"}, {"type", "extension"}, {"name", "pic"}}});
   EXPECT_THAT(table(), HasSubstr("define  services   -           /Apps/define\n"));
   EXPECT_THAT(table(), HasSubstr("view    extension  pic         /Apps/view\n"));
 }
 
 TEST_F(RecordTable, ShowsRecordsWithoutAnyKnownKey) {
-  add({{"colour", "blue"}});
+  add({{{"colour", "blue"}}});
   EXPECT_EQ(table(), "1 application found in /Apps\n"
                      "\n"
                      "NAME  TYPE  EXTENSIONS  PATH\n"
@@ -76,23 +67,23 @@ TEST_F(RecordTable, ShowsRecordsWithoutAnyKnownKey) {
 }
 
 TEST_F(RecordTable, LetsNoNameDriveTheTerminal) {
-  add({{"path", "/Apps/\x1b[2J\n"}, {"type", "a\tpp"}, {"name", "\x1b]0;x\x07\xFF"}});
-  add({{"path", "/Apps/\xE2\x80\xAE"}, {"type", "extension"}, {"name", "\x9b"}});
+  add({{{"path", "/Apps/\x1b[2J\n"}, {"type", "a\tpp"}, {"name", "\x1b]0;x\x07\xFF"}}});
+  add({{{"path", "/Apps/\xE2\x80\xAE"}, {"type", "extension"}, {"name", "\x9b"}}});
   for (const char byte : {'\x1b', '\x07', '\t', '\xFF', '\x9b'})
     EXPECT_THAT(table(), Not(HasSubstr(std::string(1, byte))));
   EXPECT_THAT(table(), HasSubstr("/Apps/\\x1b[2J\\n\n"));
 }
 
 TEST_F(RecordTable, AlignsByColumnsNotBytes) {
-  add({{"path", "/a"}, {"type", "app"}, {"name", "\xE6\x97\xA5\xE6\x9C\xAC"}});
-  add({{"path", "/b"}, {"type", "app"}, {"name", "abcd"}});
+  add({{{"path", "/a"}, {"type", "app"}, {"name", "\xE6\x97\xA5\xE6\x9C\xAC"}}});
+  add({{{"path", "/b"}, {"type", "app"}, {"name", "abcd"}}});
   EXPECT_THAT(table(), HasSubstr("\xE6\x97\xA5\xE6\x9C\xAC  app   -           /a\n"));
   EXPECT_THAT(table(), HasSubstr("abcd  app   -           /b\n"));
 }
 
 TEST_F(RecordTable, BreaksLongListsToFitATerminal) {
   for (int i = 10; i < 20; ++i)
-    add({{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "ext" + std::to_string(i)}});
+    add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "ext" + std::to_string(i)}}});
   EXPECT_EQ(table(60), "1 application found in /Apps\n"
                        "\n"
                        "NAME  TYPE       EXTENSIONS                   PATH\n"
@@ -102,16 +93,36 @@ TEST_F(RecordTable, BreaksLongListsToFitATerminal) {
   EXPECT_THAT(table(), HasSubstr("ext10, ext11, ext12, ext13, ext14, ext15, ext16, ext17, ext18"));
 }
 
+TEST_F(RecordTable, BreaksNoListThatFits) {
+  for (int i = 10; i < 20; ++i)
+    add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "ext" + std::to_string(i)}}});
+  EXPECT_THAT(table(97), HasSubstr("ext18, ext19  /Apps/Edit\n"));
+  EXPECT_THAT(table(96), HasSubstr("ext18,  /Apps/Edit\n                 ext19\n"));
+}
+
+TEST_F(RecordTable, FillsTheLinesOfAListToTheLastColumn) {
+  for (int i = 10; i < 20; ++i)
+    add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "ext" + std::to_string(i)}}});
+  EXPECT_THAT(table(63), HasSubstr("ext10, ext11, ext12, ext13, ext14,  /Apps/Edit\n"));
+  EXPECT_THAT(table(62), HasSubstr("ext10, ext11, ext12, ext13,  /Apps/Edit\n"));
+}
+
+TEST_F(RecordTable, LeavesAListSixteenColumnsEvenWhereTheTerminalIsTooNarrow) {
+  add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "1234567"}}});
+  add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "7654321"}}});
+  EXPECT_THAT(table(34), HasSubstr("1234567, 7654321  /Apps/Edit\n"));
+}
+
 TEST_F(RecordTable, StaysReadableInATerminalThatIsTooNarrow) {
-  add({{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "a-long-extension-name"}});
-  add({{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "b"}});
+  add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "a-long-extension-name"}}});
+  add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "b"}}});
   EXPECT_THAT(table(1), HasSubstr("a-long-extension-name,  /Apps/Edit\n"));
 }
 
 TEST_F(RecordTable, LetsNoLongNamePushTheOthersAway) {
   const std::string longName(100000, 'x');
-  add({{"path", "/long"}, {"type", "app"}, {"name", longName}});
-  add({{"path", "/short"}, {"type", "app"}, {"name", "short"}});
+  add({{{"path", "/long"}, {"type", "app"}, {"name", longName}}});
+  add({{{"path", "/short"}, {"type", "app"}, {"name", "short"}}});
   EXPECT_LT(table().size(), longName.size() + 1000);
   EXPECT_THAT(table(), HasSubstr(longName + "  app   -           /long\n"));
 }

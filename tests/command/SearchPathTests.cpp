@@ -113,6 +113,19 @@ TEST_F(SearchPath, SaysThatAPathIsTooLong) {
               Optional(std::string("File name too long")));
 }
 
+TEST_F(SearchPath, FindsTheLongestPathSearchableAndOneByteMoreTooLong) {
+  std::string path = directory.path();
+  while (path.size() < 900)
+    path += "/" + std::string(100, 'd');
+  const std::string longest = path + "/" + std::string(1022 - path.size(), 'n');
+  std::filesystem::create_directories(longest);
+  std::filesystem::create_directories(longest + "n");
+  EXPECT_EQ(whyNotSearchable(longest), std::nullopt);
+  EXPECT_THAT(whyNotSearchable(longest + "n"), Optional(std::string("longer than 1023 bytes")));
+  // Only what is left when the tool has tidied the path up counts.
+  EXPECT_EQ(whyNotSearchable(longest + "//./"), std::nullopt);
+}
+
 TEST_F(SearchPath, SaysThatTheUserMayNotSearchOrRead) {
   // Modes that keep out both the owner and strangers.
   const std::string closed = directory.makeDirectory("private", 0010);

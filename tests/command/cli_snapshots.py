@@ -4,8 +4,8 @@ prints with the transcripts in snapshots/.
 
   cli_snapshots.py --programs DIR [--update] [NAME...]
 
-DIR holds tesker-apps, ToolFinder, tesker-fake-tool and tesker-make-sample. --update writes the
-transcripts anew; look at the difference before it is committed. Each transcript has a temporary
+DIR holds tesker-apps, ToolFinder, tesker-fake-tool and tesker-make-sample. --update writes new
+transcripts; look at the difference before it is committed. Each transcript has a temporary
 directory of its own, which appears as @TMP@, and leaves its runtime directory empty.
 """
 
@@ -308,6 +308,9 @@ def dock_lists(s):
     s.write("list", b"Apps/Edit.app\0" + a + b"\0\0" + b)
     s.run("dock", "--paths0-from", "list")
     s.run("dock", "--paths0-from", "missing")
+    s.note("more than a message can hold")
+    s.write("huge", b"\0".join([b"/" * 4000 + b"dev"] * 17000))
+    s.run("dock", "--paths0-from", "huge")
 
 
 def defaults(s):

@@ -191,4 +191,15 @@ TEST_F(ChildCare, operationsWorkWithoutStandardDescriptors) {
   }
 }
 
+TEST_F(ChildCare, logLinesOfChildrenWithoutStandardErrorGoIntoNoFile) {
+  useProgram("compress", "/nowhere");
+  for (const auto &closed : std::vector<std::vector<int>>{{2}, {1, 2}, {0, 2}, {0, 1, 2}}) {
+    directory_.writeFile("output", "");
+    EXPECT_NE(
+        statusWithout(closed, [&] { return compressZFile(source_.c_str(), output_.c_str()); }), 0);
+    EXPECT_EQ(contents(output_), "") << testing::PrintToString(closed);
+    EXPECT_EQ(contents(source_), "the source");
+  }
+}
+
 } // namespace

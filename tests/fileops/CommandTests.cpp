@@ -151,4 +151,17 @@ TEST_F(FileopCommand, explainsItself) {
   EXPECT_THAT(run({"--version"}).output, StartsWith("tesker-fileop "));
 }
 
+TEST_F(FileopCommand, namesTheArgumentsOfEachOperationInItsHelp) {
+  const std::pair<std::string, std::string> operations[] = {{"destroy", "PATH"},
+                                                            {"compress", "SOURCE OUTPUT"},
+                                                            {"uncompress", "ARCHIVE DIRECTORY"},
+                                                            {"zcompress", "INPUT OUTPUT"},
+                                                            {"zuncompress", "INPUT OUTPUT"},
+                                                            {"tar", "SOURCE ARCHIVE"},
+                                                            {"untar", "ARCHIVE DIRECTORY"}};
+  for (const auto &[name, arguments] : operations)
+    EXPECT_THAT(run({name, "--help"}).output,
+                HasSubstr("\nUsage: tesker-fileop " + name + " [OPTIONS] " + arguments + "\n"));
+}
+
 } // namespace

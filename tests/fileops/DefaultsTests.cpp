@@ -1,40 +1,36 @@
 // Where the programs come from.
+#include "filesystem/TeskerDefaults.h"
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/PropertyList.h"
-#include "platform/foundation/TeskerDefaults.h"
 #include "tests/fileops/FileOperationsTest.h"
+#include "tests/support/Texts.h"
 
 using namespace tesker;
 using namespace tesker::test;
-using testing::ElementsAre;
 
 namespace {
 
 class Defaults : public FileOperationsTest {
 protected:
-  std::string valueOf(const char *key) {
-    const auto value = NSUserDefaults::standardUserDefaults().stringForKey(key);
-    return value ? std::string(value->bytes()) : "(nil)";
+  NSString valueOf(const char *key) {
+    return NSUserDefaults::standardUserDefaults().stringForKey(key);
   }
 };
 
 TEST_F(Defaults, whatIsBuiltIn) {
-  const auto builtIn = propertyList(kTeskerDefaults);
-  EXPECT_EQ(builtIn->description()->bytes(),
+  EXPECT_EQ(propertyList(kTeskerDefaults)->description(),
             "{rm = \"/bin/rm\"; tar = \"/usr/bin/gnutar\"; compress = \"/usr/bin/compress\"; "
             "uncompress = \"/usr/bin/uncompress\"; AlwaysTarForCompress = Yes; }");
 }
 
 TEST_F(Defaults, theDomainTeskerGoesBeforeAllThatWereThere) {
   NSUserDefaults &defaults = NSUserDefaults::standardUserDefaults();
-  const auto before = defaults.searchList();
+  const std::vector<NSString> before = defaults.searchList();
   registerTeskerDefaults();
-  const auto after = defaults.searchList();
-  ASSERT_EQ(after->count(), before->count() + 1);
-  EXPECT_TRUE(isEqual(as<NSString>(&*after->objectAtIndex(0)), "Tesker"));
-  for (std::size_t i = 0; i < before->count(); ++i)
-    EXPECT_TRUE(after->objectAtIndex(i + 1)->isEqual(&*before->objectAtIndex(i)));
-  defaults.setSearchList(*before);
+  std::vector<NSString> expected = before;
+  expected.insert(expected.begin(), "Tesker"_ns);
+  EXPECT_EQ(defaults.searchList(), expected);
+  defaults.setSearchList(before);
 }
 
 TEST_F(Defaults, theSitesDomainGoesBeforeWhatIsBuiltIn) {
@@ -44,14 +40,14 @@ TEST_F(Defaults, theSitesDomainGoesBeforeWhatIsBuiltIn) {
 
 TEST_F(Defaults, theProgramsOfDebianAreThere) {
   for (const char *key : {"rm", "tar", "compress", "uncompress"})
-    EXPECT_TRUE(exists(valueOf(key))) << valueOf(key);
+    EXPECT_TRUE(exists(valueOf(key).cString())) << key;
 }
 
 TEST_F(Defaults, aVolatileDomainReplacesWhatItHeld) {
   NSUserDefaults &defaults = NSUserDefaults::standardUserDefaults();
   useProgram("rm", "/chosen");
   EXPECT_EQ(valueOf("rm"), "/chosen");
-  defaults.setVolatileDomain(*NSMutableDictionary::create(), NSArgumentDomain);
+  defaults.setVolatileDomain(*NSDictionary::create(), NSArgumentDomain);
   EXPECT_EQ(valueOf("rm"), "/bin/rm");
 }
 

@@ -111,8 +111,8 @@ TEST_F(Failures, aProgramThatMayNotBeExecutedIsSaidWithTheSystemsReason) {
 }
 
 TEST_F(Failures, aDefaultThatIsNoStringNamesNoProgram) {
-  auto pairs = NSMutableDictionary::create();
-  pairs->setObjectForKey(NSMutableArray::create(), *NSString::create("rm"));
+  const auto pairs = NSDictionary::create();
+  pairs->setObjectForKey(NSArray::create(), "rm"_ns);
   NSUserDefaults::standardUserDefaults().setVolatileDomain(*pairs, NSArgumentDomain);
   EXPECT_FALSE(quietly(destroyFile, "/a"));
   EXPECT_THAT(log_.logged, ElementsAre("The user defaults name no program for \"rm\""));

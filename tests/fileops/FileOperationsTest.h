@@ -75,7 +75,7 @@ protected:
   LogCapture log_;
 
 private:
-  Ref<NSMutableDictionary> programs_ = NSMutableDictionary::create();
+  Ref<NSDictionary> programs_ = NSDictionary::create();
 };
 
 } // namespace tesker::test

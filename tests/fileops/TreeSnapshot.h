@@ -10,7 +10,7 @@ namespace tesker::test {
 
 struct TreeEntry {
   mode_t mode;          // type and permissions
-  nlink_t links;        // of what is no directory
+  nlink_t links;        // of anything but a directory
   std::string contents; // of a file, or what a link points to
 
   bool operator==(const TreeEntry &) const = default;

@@ -1,5 +1,7 @@
-// Each test runs in a child process: the table of texts is loaded once in the life of a process.
-#include "filesystem/FileManagerUtils.h"
+// Tests of TeskerErrno run in child processes: the table of texts is loaded once in the life of a
+// process.
+#include "filesystem/ErrorTexts.h"
+#include "platform/foundation/NSException.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
@@ -35,9 +37,9 @@ private:
   ScopedOperatingSystem scope_;
 };
 
-std::string textFor(int number) {
+NSString textFor(int number) {
   errno = number;
-  return std::string(TeskerErrno()->bytes());
+  return TeskerErrno();
 }
 
 // Runs the body with a resource "errno" that holds the text.
@@ -55,14 +57,14 @@ TEST(TeskerErrno, GivesUnknownErrorForNumbersWithoutAText) {
   inChild([] {
     LogCapture log;
     for (const int number : {0, -1, 41, 100000, INT_MAX, INT_MIN})
-      EXPECT_EQ(textFor(number), "Unknown error") << number;
+      EXPECT_EQ(textFor(number), "Unknown error"_ns) << number;
     EXPECT_THAT(log.logged, IsEmpty());
   });
 }
 
 TEST(TeskerErrno, TranslatesTheSystemsText) {
   withResource("\"Permission denied\" = \"Accès refusé\";", [](LogCapture &log) {
-    EXPECT_EQ(textFor(EACCES), "Accès refusé");
+    EXPECT_EQ(textFor(EACCES), "Accès refusé"_ns);
     EXPECT_THAT(log.logged, IsEmpty());
     EXPECT_THAT(log.syslogged, IsEmpty());
   });
@@ -71,9 +73,9 @@ TEST(TeskerErrno, TranslatesTheSystemsText) {
 TEST(TeskerErrno, LogsAMissingEntryOnceForEachTextAndGivesTheSystemsText) {
   withResource("\"No such file or directory\" = Gone;", [](LogCapture &log) {
     for (int i = 0; i < 3; ++i) {
-      EXPECT_EQ(textFor(ENOENT), "Gone");
-      EXPECT_EQ(textFor(EACCES), "Permission denied");
-      EXPECT_EQ(textFor(EISDIR), "Is a directory");
+      EXPECT_EQ(textFor(ENOENT), "Gone"_ns);
+      EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
+      EXPECT_EQ(textFor(EISDIR), "Is a directory"_ns);
     }
     EXPECT_THAT(log.logged,
                 ElementsAre(kNoAccessText,
@@ -86,22 +88,22 @@ TEST(TeskerErrno, LogsAMissingResourceOnce) {
   inChild([] {
     LogCapture log;
     for (int i = 0; i < 3; ++i)
-      EXPECT_EQ(textFor(EACCES), "Permission denied");
+      EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
     EXPECT_THAT(log.logged, ElementsAre(kNoResource, kNoAccessText));
   });
 }
 
 TEST(TeskerErrno, TakesAMalformedResourceForAMissingOne) {
   withResource("\"Permission denied\" = ", [](LogCapture &log) {
-    EXPECT_EQ(textFor(EACCES), "Permission denied");
+    EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
     EXPECT_THAT(log.logged, ElementsAre(kNoResource, kNoAccessText));
   });
 }
 
 TEST(TeskerErrno, TakesAnEntryThatIsNoTextForAMissingOne) {
   withResource("\"Permission denied\" = (a, b);", [](LogCapture &log) {
-    EXPECT_EQ(textFor(EACCES), "Permission denied");
-    EXPECT_EQ(textFor(EACCES), "Permission denied");
+    EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
+    EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
     EXPECT_THAT(log.logged, ElementsAre(kNoAccessText));
   });
 }
@@ -110,9 +112,9 @@ TEST(TeskerErrno, LoadsTheResourceOnce) {
   const InstalledProgram program;
   program.install("\"Permission denied\" = first;");
   inChild([&] {
-    EXPECT_EQ(textFor(EACCES), "first");
+    EXPECT_EQ(textFor(EACCES), "first"_ns);
     program.install("\"Permission denied\" = second;");
-    EXPECT_EQ(textFor(EACCES), "first");
+    EXPECT_EQ(textFor(EACCES), "first"_ns);
   });
 }
 
@@ -120,9 +122,9 @@ TEST(TeskerErrno, DoesNotLookAgainForAMissingResource) {
   const InstalledProgram program;
   inChild([&] {
     LogCapture log;
-    EXPECT_EQ(textFor(EACCES), "Permission denied");
+    EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
     program.install("\"Permission denied\" = late;");
-    EXPECT_EQ(textFor(EACCES), "Permission denied");
+    EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
   });
 }
 
@@ -130,9 +132,28 @@ TEST(TeskerErrno, LeavesTheErrorNumberAsItWas) {
   const InstalledProgram program;
   inChild([] {
     LogCapture log;
-    EXPECT_EQ(textFor(EACCES), "Permission denied");
+    EXPECT_EQ(textFor(EACCES), "Permission denied"_ns);
     EXPECT_EQ(errno, EACCES);
   });
+}
+
+TEST(TeskerBug, LogsTheMessageAsTheFormat) {
+  LogCapture log;
+  TeskerBug("globalCachedDirStat: nil dir");
+  TeskerBug("statDir: Inconsistency 1 %@/%@", {"/dir", "file"});
+  EXPECT_THAT(log.logged,
+              ElementsAre("globalCachedDirStat: nil dir", "statDir: Inconsistency 1 /dir/file"));
+  EXPECT_THAT(log.syslogged, IsEmpty());
+}
+
+TEST(Error, RaisesTheGenericFilerExceptionWithTheReason) {
+  try {
+    _ERROR("100% impossible: %@"_ns);
+    FAIL() << "nothing was raised";
+  } catch (const NSException &exception) {
+    EXPECT_EQ(exception.name(), "TeskerGenericFilerException");
+    EXPECT_EQ(exception.reason(), "100% impossible: %@");
+  }
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 #include "filesystem/TeskerFileManagerMethods.h"
+#include "paths/PathFunctions.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/CountingOperatingSystem.h"
+#include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"
 
@@ -34,11 +36,11 @@ std::string access(const std::string &path) {
   const auto string = NSString::create(path);
   std::string held;
   const auto add = [&](bool holds, const char *name) { held += holds ? name : ""; };
-  add(manager()._fileCanBeReadAtPath(*string), " r");
-  add(manager()._fileCanBeExecutedAtPath(*string), " x");
-  add(manager().fileCanBeReadExecutedAtPath(*string), " rx");
-  add(manager().fileCanBeWriteExecutedAtPath(*string), " wx");
-  add(manager().fileCanBeReadWritedExecutedAtPath(*string), " rwx");
+  add(manager()._fileCanBeReadAtPath(string), " r");
+  add(manager()._fileCanBeExecutedAtPath(string), " x");
+  add(manager().fileCanBeReadExecutedAtPath(string), " rx");
+  add(manager().fileCanBeWriteExecutedAtPath(string), " wx");
+  add(manager().fileCanBeReadWritedExecutedAtPath(string), " rwx");
   return held;
 }
 
@@ -88,20 +90,20 @@ TEST(AccessPredicates, OfAPathThatTheKernelRefusesFailExceptWriteExecuted) {
 TEST(FileCanBeWriteExecuted, AnswersNoOnlyForARefusal) {
   for (const int error : {EACCES, EROFS, EPERM}) {
     const Refusing system(error);
-    EXPECT_FALSE(manager().fileCanBeWriteExecutedAtPath(*"/path"_ns)) << error;
+    EXPECT_FALSE(manager().fileCanBeWriteExecutedAtPath("/path"_ns)) << error;
   }
   for (const int error : {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EIO, ETXTBSY}) {
     const Refusing system(error);
-    EXPECT_TRUE(manager().fileCanBeWriteExecutedAtPath(*"/path"_ns)) << error;
+    EXPECT_TRUE(manager().fileCanBeWriteExecutedAtPath("/path"_ns)) << error;
   }
 }
 
 TEST(FileCanBeWriteExecuted, AnswersNoForAFileInAReadOnlyFileSystem) {
   const TemporaryDirectory directory;
   const auto path = NSString::create(directory.writeFile("file", "", 0755));
-  EXPECT_TRUE(manager().fileCanBeWriteExecutedAtPath(*path));
+  EXPECT_TRUE(manager().fileCanBeWriteExecutedAtPath(path));
   const Refusing readOnly(EROFS);
-  EXPECT_FALSE(manager().fileCanBeWriteExecutedAtPath(*path));
+  EXPECT_FALSE(manager().fileCanBeWriteExecutedAtPath(path));
 }
 
 // Answers one thing and remembers what it was asked.
@@ -115,7 +117,7 @@ public:
     asked.emplace_back(path.bytes());
     return answer_;
   }
-  bool isWritableDeviceForDir(const NSString &, const NSString *) override { return answer_; }
+  bool isWritableDeviceForDir(const NSString &, const NSString &) override { return answer_; }
   std::vector<std::string> asked;
 
 private:
@@ -127,7 +129,7 @@ TEST(IsWritableDeviceTeller, MayVetoReadWritedExecuted) {
   CountingOperatingSystem system;
   const ScopedOperatingSystem scope(system);
   const Teller teller(false);
-  EXPECT_FALSE(manager().fileCanBeReadWritedExecutedAtPath(*directory.string()));
+  EXPECT_FALSE(manager().fileCanBeReadWritedExecutedAtPath(directory.string()));
   EXPECT_THAT(teller.asked, ElementsAre(directory.path()));
   EXPECT_EQ(system.count("access"), 0u);
 }
@@ -135,9 +137,8 @@ TEST(IsWritableDeviceTeller, MayVetoReadWritedExecuted) {
 TEST(IsWritableDeviceTeller, GrantsNothingByItself) {
   const TemporaryDirectory directory;
   const Teller teller(true);
-  EXPECT_TRUE(manager().fileCanBeReadWritedExecutedAtPath(*directory.string()));
-  EXPECT_FALSE(
-      manager().fileCanBeReadWritedExecutedAtPath(*NSString::create(directory.path("missing"))));
+  EXPECT_TRUE(manager().fileCanBeReadWritedExecutedAtPath(directory.string()));
+  EXPECT_FALSE(manager().fileCanBeReadWritedExecutedAtPath(directory.string("missing")));
   EXPECT_EQ(teller.asked.size(), 2u);
 }
 
@@ -152,7 +153,7 @@ TEST(IsWritableDeviceTeller, IsClearedByNil) {
   const TemporaryDirectory directory;
   const Teller teller(false);
   manager().registerIsWritableDeviceTeller(nullptr);
-  EXPECT_TRUE(manager().fileCanBeReadWritedExecutedAtPath(*directory.string()));
+  EXPECT_TRUE(manager().fileCanBeReadWritedExecutedAtPath(directory.string()));
 }
 
 TEST(IsWritableDeviceTeller, IsSharedByAllClasses) {
@@ -165,32 +166,30 @@ TEST(IsWritableDeviceTeller, IsSharedByAllClasses) {
   const Teller teller(false);
   EXPECT_EQ(Subclass::teller(), &teller);
   Subclass subclass;
-  EXPECT_FALSE(subclass.fileCanBeReadWritedExecutedAtPath(*directory.string()));
+  EXPECT_FALSE(subclass.fileCanBeReadWritedExecutedAtPath(directory.string()));
 }
 
 TEST(IsLegalNameDir, HoldsForWhatExistsAndForAMissingFileWithALegalName) {
   const TemporaryDirectory directory;
-  EXPECT_TRUE(manager().isLegalNameDir(*directory.string()));
-  EXPECT_TRUE(manager().isLegalNameDir(*NSString::create(directory.path("missing"))));
-  EXPECT_TRUE(manager().isLegalNameDir(*NSString::create(directory.path("no/such/directory"))));
-  EXPECT_TRUE(manager().isLegalNameDir(*NSString::create(directory.path("new\nline\xff"))));
-  EXPECT_TRUE(manager().isLegalNameDir(*"/a\0b"_ns));
+  EXPECT_TRUE(manager().isLegalNameDir(directory.string()));
+  EXPECT_TRUE(manager().isLegalNameDir(directory.string("missing")));
+  EXPECT_TRUE(manager().isLegalNameDir(directory.string("no/such/directory")));
+  EXPECT_TRUE(manager().isLegalNameDir(directory.string("new\nline\xff")));
+  EXPECT_TRUE(manager().isLegalNameDir("/a\0b"_ns));
 }
 
 TEST(IsLegalNameDir, FailsForANameThatIsTooLong) {
   const TemporaryDirectory directory;
-  const auto named = [&](std::size_t length) {
-    return NSString::create(directory.path(std::string(length, 'n')));
-  };
-  EXPECT_TRUE(manager().isLegalNameDir(*named(255)));
-  EXPECT_FALSE(manager().isLegalNameDir(*named(256)));
-  EXPECT_FALSE(manager().isLegalNameDir(*named(5000)));
+  const auto named = [&](std::size_t length) { return directory.string(std::string(length, 'n')); };
+  EXPECT_TRUE(manager().isLegalNameDir(named(255)));
+  EXPECT_FALSE(manager().isLegalNameDir(named(256)));
+  EXPECT_FALSE(manager().isLegalNameDir(named(5000)));
 }
 
 TEST(IsLegalNameDir, FailsOnlyWhereTheNameItselfIsRefused) {
   struct Unopenable : OperatingSystem {
     int error = 0;
-    int open(const char *, int, mode_t) override {
+    int openAt(int, const char *, int, mode_t) override {
       errno = error;
       return -1;
     }
@@ -198,11 +197,11 @@ TEST(IsLegalNameDir, FailsOnlyWhereTheNameItselfIsRefused) {
   const ScopedOperatingSystem scope(system);
   for (const int error : {EINVAL, ENAMETOOLONG}) {
     system.error = error;
-    EXPECT_FALSE(manager().isLegalNameDir(*"/path"_ns)) << error;
+    EXPECT_FALSE(manager().isLegalNameDir("/path"_ns)) << error;
   }
   for (const int error : {ENOENT, EACCES, ELOOP, EMFILE, EIO}) {
     system.error = error;
-    EXPECT_TRUE(manager().isLegalNameDir(*"/path"_ns)) << error;
+    EXPECT_TRUE(manager().isLegalNameDir("/path"_ns)) << error;
   }
 }
 
@@ -210,14 +209,14 @@ TEST(IsLegalNameDir, ClosesWhatItOpened) {
   const TemporaryDirectory directory;
   CountingOperatingSystem system;
   const ScopedOperatingSystem scope(system);
-  EXPECT_TRUE(manager().isLegalNameDir(*directory.string()));
+  EXPECT_TRUE(manager().isLegalNameDir(directory.string()));
   EXPECT_THAT(system.log, ElementsAre("open " + directory.path(), "close " + directory.path()));
 }
 
 TEST(IsLegalNameDir, DoesNotWaitForTheOtherEndOfAFifo) {
   const TemporaryDirectory directory;
-  ASSERT_EQ(::mkfifo(directory.path("fifo").c_str(), 0600), 0);
-  EXPECT_TRUE(manager().isLegalNameDir(*NSString::create(directory.path("fifo"))));
+  makeFifo(directory.path("fifo"));
+  EXPECT_TRUE(manager().isLegalNameDir(directory.string("fifo")));
 }
 
 TEST(FilerZone, IsOnePageLargeNamedAndTheSameOnEveryCall) {

@@ -46,22 +46,22 @@ mode_t changeTo(mode_t mode, mode_t mask, mode_t oldMode, bool autoSetExec) {
     }
   } system;
   const ScopedOperatingSystem scope(system);
-  EXPECT_TRUE(manager().changePermissions(mode, mask, *"/path"_ns, oldMode, autoSetExec));
+  EXPECT_TRUE(manager().changePermissions(mode, mask, "/path"_ns, oldMode, autoSetExec));
   return system.asked;
 }
 
 TEST(ChangePermissions, SetsTheMode) {
   const TemporaryDirectory directory;
   const std::string file = directory.writeFile("file", "", 0644);
-  EXPECT_TRUE(manager().changePermissions(04751, *NSString::create(file)));
+  EXPECT_TRUE(manager().changePermissions(04751, NSString::create(file)));
   EXPECT_EQ(modeOf(file), mode_t{S_IFREG | 04751});
 }
 
 TEST(ChangePermissions, FailsWhereTheSystemRefuses) {
   const TemporaryDirectory directory;
   const std::string file = directory.writeFile("file", "", 0644);
-  EXPECT_FALSE(manager().changePermissions(0600, *NSString::create(directory.path("missing"))));
-  EXPECT_FALSE(manager().changePermissions(0600, *NSString::create(file + std::string(1, '\0'))));
+  EXPECT_FALSE(manager().changePermissions(0600, directory.string("missing")));
+  EXPECT_FALSE(manager().changePermissions(0600, NSString::create(file + std::string(1, '\0'))));
 }
 
 TEST(ChangePermissions, FailsForAFileOfAnotherUser) {
@@ -70,8 +70,8 @@ TEST(ChangePermissions, FailsForAFileOfAnotherUser) {
   const std::string file = directory.writeFile("file", "", 0644);
   ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
   inOrdinaryUsersChild([&] {
-    EXPECT_FALSE(manager().changePermissions(0600, *NSString::create(file)));
-    EXPECT_FALSE(manager().changePermissions(0600, 0777, *NSString::create(file), 0100644, false));
+    EXPECT_FALSE(manager().changePermissions(0600, NSString::create(file)));
+    EXPECT_FALSE(manager().changePermissions(0600, 0777, NSString::create(file), 0100644, false));
   });
   EXPECT_EQ(modeOf(file), mode_t{S_IFREG | 0644});
 }
@@ -112,25 +112,25 @@ TEST(MaskedChangePermissions, TakesOnlyDirectoriesForDirectories) {
 TEST(MaskedChangePermissions, MakesNoCallWhenNothingChangesEvenForAMissingPath) {
   CountingOperatingSystem system;
   const ScopedOperatingSystem scope(system);
-  EXPECT_TRUE(manager().changePermissions(0644, 0777, *"/no/such/path"_ns, 0100644, false));
-  EXPECT_TRUE(manager().changePermissions(0644, 0777, *"/no/such/path"_ns, 040755, true));
-  EXPECT_TRUE(manager().changePermissions(0777, 0, *"/no/such/path"_ns, 0100644, false));
+  EXPECT_TRUE(manager().changePermissions(0644, 0777, "/no/such/path"_ns, 0100644, false));
+  EXPECT_TRUE(manager().changePermissions(0644, 0777, "/no/such/path"_ns, 040755, true));
+  EXPECT_TRUE(manager().changePermissions(0777, 0, "/no/such/path"_ns, 0100644, false));
   EXPECT_THAT(system.log, IsEmpty());
-  EXPECT_FALSE(manager().changePermissions(0600, 0777, *"/no/such/path"_ns, 0100644, false));
+  EXPECT_FALSE(manager().changePermissions(0600, 0777, "/no/such/path"_ns, 0100644, false));
   EXPECT_THAT(system.log, ElementsAre("changeMode /no/such/path"));
 }
 
 TEST(MaskedChangePermissions, ChangesARealDirectory) {
   const TemporaryDirectory directory;
   const std::string path = directory.makeDirectory("inner", 0700);
-  EXPECT_TRUE(manager().changePermissions(0644, 0777, *NSString::create(path), 040700, true));
+  EXPECT_TRUE(manager().changePermissions(0644, 0777, NSString::create(path), 040700, true));
   EXPECT_EQ(modeOf(path), mode_t{S_IFDIR | 0755});
 }
 
 TEST(CreateDirectory, MakesItWithTheModeLessTheUmask) {
   const TemporaryDirectory directory;
   const mode_t before = ::umask(027);
-  manager().createDirectoryAtPath(*NSString::create(directory.path("new")), 0777);
+  manager().createDirectoryAtPath(directory.string("new"), 0777);
   ::umask(before);
   EXPECT_EQ(modeOf(directory.path("new")), mode_t{S_IFDIR | 0750});
 }
@@ -138,9 +138,9 @@ TEST(CreateDirectory, MakesItWithTheModeLessTheUmask) {
 TEST(CreateDirectory, DoesNotReportItsOutcome) {
   const TemporaryDirectory directory;
   const UnixErrorProbe errors;
-  manager().createDirectoryAtPath(*directory.string(), 0777);
-  manager().createDirectoryAtPath(*NSString::create(directory.path("no/such")), 0777);
-  manager().createDirectoryAtPath(*"/tmp\0/x"_ns, 0777);
+  manager().createDirectoryAtPath(directory.string(), 0777);
+  manager().createDirectoryAtPath(directory.string("no/such"), 0777);
+  manager().createDirectoryAtPath("/tmp\0/x"_ns, 0777);
   EXPECT_THAT(errors.paths, IsEmpty());
   EXPECT_EQ(modeOf(directory.path("no")), mode_t{0});
 }
@@ -148,7 +148,7 @@ TEST(CreateDirectory, DoesNotReportItsOutcome) {
 TEST(CreateDirectory, PassesAnExceptionThroughTheErrorHook) {
   const Raising system;
   const UnixErrorProbe errors;
-  manager().createDirectoryAtPath(*"/path"_ns, 0777);
+  manager().createDirectoryAtPath("/path"_ns, 0777);
   EXPECT_THAT(errors.paths, ElementsAre("/path"));
 }
 
@@ -157,8 +157,7 @@ TEST(RenameOld, RenamesAndAdvancesTheGeneration) {
   const UnixErrorProbe errors;
   directory.writeFile("old", "contents");
   const std::uint32_t before = generation;
-  manager().renameOld(*NSString::create(directory.path("old")),
-                      *NSString::create(directory.path("new")));
+  manager().renameOld(directory.string("old"), directory.string("new"));
   EXPECT_EQ(generation, before + 1);
   EXPECT_EQ(modeOf(directory.path("old")), mode_t{0});
   EXPECT_NE(modeOf(directory.path("new")), mode_t{0});
@@ -169,8 +168,7 @@ TEST(RenameOld, AdvancesTheGenerationEvenWhenItFails) {
   const TemporaryDirectory directory;
   const UnixErrorProbe errors;
   const std::uint32_t before = generation;
-  manager().renameOld(*NSString::create(directory.path("missing")),
-                      *NSString::create(directory.path("new")));
+  manager().renameOld(directory.string("missing"), directory.string("new"));
   EXPECT_EQ(generation, before + 1);
   EXPECT_THAT(errors.paths, ElementsAre(directory.path("new")));
 }
@@ -178,15 +176,14 @@ TEST(RenameOld, AdvancesTheGenerationEvenWhenItFails) {
 TEST(RenameOld, TakesNoPathWithANul) {
   const TemporaryDirectory directory;
   const std::string file = directory.writeFile("file", "");
-  manager().renameOld(*NSString::create(file + std::string("\0x", 2)),
-                      *NSString::create(directory.path("new")));
+  manager().renameOld(NSString::create(file + std::string("\0x", 2)), directory.string("new"));
   EXPECT_NE(modeOf(file), mode_t{0});
 }
 
 TEST(RenameOld, LetsTheGenerationWrap) {
   const std::uint32_t before = generation;
   generation = UINT32_MAX;
-  manager().renameOld(*"/no/such/file"_ns, *"/no/such/other"_ns);
+  manager().renameOld("/no/such/file"_ns, "/no/such/other"_ns);
   EXPECT_EQ(generation, 0u);
   generation = before;
 }
@@ -195,16 +192,15 @@ TEST(GetDirectoryLinkPermissions, IsTheModeOfThePathItself) {
   const TemporaryDirectory directory;
   const std::string inner = directory.makeDirectory("inner", 0711);
   const std::string link = directory.makeLink("link", "inner");
-  EXPECT_EQ(manager().getDirectoryLinkPermissions(*NSString::create(inner)),
-            mode_t{S_IFDIR | 0711});
-  EXPECT_EQ(manager().getDirectoryLinkPermissions(*NSString::create(link)), mode_t{S_IFLNK | 0777});
+  EXPECT_EQ(manager().getDirectoryLinkPermissions(NSString::create(inner)), mode_t{S_IFDIR | 0711});
+  EXPECT_EQ(manager().getDirectoryLinkPermissions(NSString::create(link)), mode_t{S_IFLNK | 0777});
 }
 
 TEST(GetDirectoryLinkPermissions, IsZeroForAFailureAndAnException) {
-  EXPECT_EQ(manager().getDirectoryLinkPermissions(*"/no/such/path"_ns), mode_t{0});
-  EXPECT_EQ(manager().getDirectoryLinkPermissions(*"/\0"_ns), mode_t{0});
+  EXPECT_EQ(manager().getDirectoryLinkPermissions("/no/such/path"_ns), mode_t{0});
+  EXPECT_EQ(manager().getDirectoryLinkPermissions("/\0"_ns), mode_t{0});
   const Raising system;
-  EXPECT_EQ(manager().getDirectoryLinkPermissions(*"/"_ns), mode_t{0});
+  EXPECT_EQ(manager().getDirectoryLinkPermissions("/"_ns), mode_t{0});
 }
 
 } // namespace

@@ -2,15 +2,13 @@
 #include "platform/foundation/NSException.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/CountingOperatingSystem.h"
+#include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"
 
-#include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/sysmacros.h>
-#include <sys/un.h>
 
 namespace tesker::test {
 namespace {
@@ -32,14 +30,14 @@ protected:
     directory_.makeLink("d/loop", "loop");
   }
   mode_t lstatMode(std::string_view name) const {
-    return manager().getLModeDir(*dir_, &*NSString::create(name));
+    return manager().getLModeDir(dir_, NSString::create(name));
   }
   mode_t statMode(std::string_view name) const {
-    return manager().getModeDir(*dir_, &*NSString::create(name));
+    return manager().getModeDir(dir_, NSString::create(name));
   }
 
   const TemporaryDirectory directory_;
-  const Ref<NSString> dir_ = NSString::create(directory_.path("d"));
+  const NSString dir_ = directory_.string("d");
 };
 
 TEST_F(Status, DescribesAFinalLinkItselfOrWhatItLeadsTo) {
@@ -54,61 +52,59 @@ TEST_F(Status, DescribesAFinalLinkItselfOrWhatItLeadsTo) {
 TEST_F(Status, OfADanglingLinkAndALinkLoopIsThatOfTheLinkOrNil) {
   for (const char *name : {"dangling", "loop"}) {
     const auto file = NSString::create(name);
-    EXPECT_TRUE(manager()._privateLstatDir(*dir_, &*file)->isLink());
-    EXPECT_FALSE(manager()._privateStatDir(*dir_, &*file));
-    EXPECT_FALSE(manager()._privateStatNoMountDir(*dir_, &*file));
+    EXPECT_TRUE(manager()._privateLstatDir(dir_, file)->isLink());
+    EXPECT_FALSE(manager()._privateStatDir(dir_, file));
+    EXPECT_FALSE(manager()._privateStatNoMountDir(dir_, file));
   }
 }
 
 TEST_F(Status, OfNilIsTheDirectorysOwn) {
-  EXPECT_EQ(manager().getLModeDir(*NSString::create(directory_.path("d/sub")), nullptr), 0040711);
-  EXPECT_EQ(manager().getModeDir(*NSString::create(directory_.path("d/to-sub")), nullptr), 0040711);
-  EXPECT_EQ(manager().getLModeDir(*NSString::create(directory_.path("d/to-sub")), nullptr),
-            0120777);
+  EXPECT_EQ(manager().getLModeDir(directory_.string("d/sub"), nullptr), 0040711);
+  EXPECT_EQ(manager().getModeDir(directory_.string("d/to-sub"), nullptr), 0040711);
+  EXPECT_EQ(manager().getLModeDir(directory_.string("d/to-sub"), nullptr), 0120777);
 }
 
 TEST_F(Status, IsNilAndNumbersAreZeroForWhatIsNotThere) {
   const auto missing = "missing"_ns;
-  EXPECT_FALSE(manager()._privateLstatDir(*dir_, &*missing));
-  EXPECT_FALSE(manager()._privateStatDir(*dir_, &*missing));
-  EXPECT_FALSE(manager()._privateStatNoMountDir(*dir_, &*missing));
-  EXPECT_EQ(manager().getLModeDir(*dir_, &*missing), 0);
-  EXPECT_EQ(manager().getModeDir(*dir_, &*missing), 0);
-  EXPECT_EQ(manager().devnumForLDir(*dir_, &*missing), 0);
-  EXPECT_EQ(manager().devnumForDir(*dir_, &*missing), 0);
+  EXPECT_FALSE(manager()._privateLstatDir(dir_, missing));
+  EXPECT_FALSE(manager()._privateStatDir(dir_, missing));
+  EXPECT_FALSE(manager()._privateStatNoMountDir(dir_, missing));
+  EXPECT_EQ(manager().getLModeDir(dir_, missing), 0);
+  EXPECT_EQ(manager().getModeDir(dir_, missing), 0);
+  EXPECT_EQ(manager().devnumForLDir(dir_, missing), 0);
+  EXPECT_EQ(manager().devnumForDir(dir_, missing), 0);
 }
 
 TEST_F(Status, IsNilForAPathWithANul) {
-  EXPECT_FALSE(manager()._privateLstatDir(*dir_, &*"file\0"_ns));
-  EXPECT_FALSE(manager()._privateStatDir(*dir_, &*"\0"_ns));
-  EXPECT_FALSE(manager().fileAttributesAtPath(*"/\0"_ns, true));
-  EXPECT_FALSE(manager().fileExistsAtPath(*"/\0"_ns));
+  EXPECT_FALSE(manager()._privateLstatDir(dir_, "file\0"_ns));
+  EXPECT_FALSE(manager()._privateStatDir(dir_, "\0"_ns));
+  EXPECT_FALSE(manager().fileAttributesAtPath("/\0"_ns, true));
+  EXPECT_FALSE(manager().fileExistsAtPath("/\0"_ns));
 }
 
 TEST_F(Status, IsNilWhereTheDirectoryMayNotBeSearched) {
   ASSERT_EQ(::chmod(directory_.path().c_str(), 0755), 0);
   ASSERT_EQ(::chmod(directory_.path("d").c_str(), 0444), 0);
-  inOrdinaryUsersChild([&] { EXPECT_FALSE(manager()._privateLstatDir(*dir_, &*"file"_ns)); });
+  inOrdinaryUsersChild([&] { EXPECT_FALSE(manager()._privateLstatDir(dir_, "file"_ns)); });
 }
 
 TEST_F(Status, GivesTheDeviceNumber) {
   struct stat status {};
   ASSERT_EQ(::stat(directory_.path().c_str(), &status), 0);
-  EXPECT_EQ(manager().devnumForLDir(*dir_, &*"dangling"_ns),
-            static_cast<std::int32_t>(status.st_dev));
-  EXPECT_EQ(manager().devnumForDir(*dir_, &*"to-sub"_ns), static_cast<std::int32_t>(status.st_dev));
-  EXPECT_EQ(manager().devnumForDir(*dir_, &*"dangling"_ns), 0);
+  EXPECT_EQ(manager().devnumForLDir(dir_, "dangling"_ns), static_cast<std::int32_t>(status.st_dev));
+  EXPECT_EQ(manager().devnumForDir(dir_, "to-sub"_ns), static_cast<std::int32_t>(status.st_dev));
+  EXPECT_EQ(manager().devnumForDir(dir_, "dangling"_ns), 0);
 }
 
 TEST_F(Status, FileAttributesAtPathFollowsAFinalLinkOnRequest) {
-  const auto path = NSString::create(directory_.path("d/to-file"));
-  EXPECT_TRUE(manager().fileAttributesAtPath(*path, false)->isLink());
-  EXPECT_TRUE(manager().fileAttributesAtPath(*path, true)->isRegular());
+  const auto path = directory_.string("d/to-file");
+  EXPECT_TRUE(manager().fileAttributesAtPath(path, false)->isLink());
+  EXPECT_TRUE(manager().fileAttributesAtPath(path, true)->isRegular());
 }
 
 TEST_F(Status, FileExistsAtPathFollowsLinks) {
   const auto exists = [&](const char *name) {
-    return manager().fileExistsAtPath(*NSString::create(directory_.path(name)));
+    return manager().fileExistsAtPath(directory_.string(name));
   };
   EXPECT_TRUE(exists("d"));
   EXPECT_TRUE(exists("d/to-file"));
@@ -117,14 +113,8 @@ TEST_F(Status, FileExistsAtPathFollowsLinks) {
 }
 
 TEST_F(Status, DescribesSpecialFiles) {
-  const std::string fifo = directory_.path("d/fifo");
-  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, directory_.path("d/socket").c_str(), sizeof address.sun_path - 1);
-  const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-  ::close(socket);
+  makeFifo(directory_.path("d/fifo"));
+  makeSocket(directory_.path("d/socket"));
   EXPECT_EQ(lstatMode("fifo") & S_IFMT, mode_t{S_IFIFO});
   EXPECT_EQ(lstatMode("socket") & S_IFMT, mode_t{S_IFSOCK});
 }
@@ -133,7 +123,7 @@ TEST_F(Status, DescribesADevice) {
   std::string device = directory_.path("d/device");
   if (::mknod(device.c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0)
     device = "/dev/null";
-  EXPECT_TRUE(manager().fileAttributesAtPath(*NSString::create(device), false)->isDevice());
+  EXPECT_TRUE(manager().fileAttributesAtPath(NSString::create(device), false)->isDevice());
 }
 
 // Marks every link as a magic directory.
@@ -152,14 +142,14 @@ private:
 };
 
 TEST_F(Status, NoMountFollowsAnOrdinaryLink) {
-  EXPECT_TRUE(manager()._privateStatNoMountDir(*dir_, &*"to-sub"_ns)->isDirectory());
-  EXPECT_TRUE(manager()._privateStatNoMountDir(*dir_, &*"to-file"_ns)->isRegular());
-  EXPECT_TRUE(manager()._privateStatNoMountDir(*dir_, &*"sub"_ns)->isDirectory());
+  EXPECT_TRUE(manager()._privateStatNoMountDir(dir_, "to-sub"_ns)->isDirectory());
+  EXPECT_TRUE(manager()._privateStatNoMountDir(dir_, "to-file"_ns)->isRegular());
+  EXPECT_TRUE(manager()._privateStatNoMountDir(dir_, "sub"_ns)->isDirectory());
 }
 
 TEST_F(Status, NoMountDescribesAMagicDirectoryAsTheLinkAndNeverEntersIt) {
   const MagicLinks system;
-  const auto attributes = manager()._privateStatNoMountDir(*dir_, &*"to-sub"_ns);
+  const auto attributes = manager()._privateStatNoMountDir(dir_, "to-sub"_ns);
   EXPECT_TRUE(attributes->isMagicDirectory());
   EXPECT_THAT(system.log, ElementsAre("statAt " + directory_.path("d/to-sub") + " nofollow"));
 }
@@ -167,89 +157,83 @@ TEST_F(Status, NoMountDescribesAMagicDirectoryAsTheLinkAndNeverEntersIt) {
 TEST_F(Status, NoMountExaminesWhatIsNoLinkOnce) {
   CountingOperatingSystem system;
   const ScopedOperatingSystem scope(system);
-  EXPECT_TRUE(manager()._privateStatNoMountDir(*dir_, &*"file"_ns));
+  EXPECT_TRUE(manager()._privateStatNoMountDir(dir_, "file"_ns));
   EXPECT_EQ(system.log.size(), 1u);
-}
-
-TEST_F(Status, ResultsAreOwnedByTheCallerAlone) {
-  EXPECT_EQ(manager()._privateLstatDir(*dir_, &*"file"_ns)->retainCount(), 1u);
-  EXPECT_EQ(manager()._privateStatDir(*dir_, &*"file"_ns)->retainCount(), 1u);
-  EXPECT_EQ(manager()._privateStatNoMountDir(*dir_, &*"to-file"_ns)->retainCount(), 1u);
 }
 
 TEST_F(Status, IsSameDirHoldsForEqualPathsWithoutAskingTheSystem) {
   CountingOperatingSystem system;
   const ScopedOperatingSystem scope(system);
-  EXPECT_TRUE(manager().isSameDir(*"/no/such"_ns, *"/no/such"_ns));
-  EXPECT_TRUE(manager().isSameDir(*"/no"_ns, nullptr, *"/no"_ns, nullptr));
-  EXPECT_TRUE(manager().isSameDir(*"/no"_ns, &*"such"_ns, *"/no"_ns, &*"such"_ns));
+  EXPECT_TRUE(manager().isSameDir("/no/such"_ns, "/no/such"_ns));
+  EXPECT_TRUE(manager().isSameDir("/no"_ns, nullptr, "/no"_ns, nullptr));
+  EXPECT_TRUE(manager().isSameDir("/no"_ns, "such"_ns, "/no"_ns, "such"_ns));
   EXPECT_EQ(system.log.size(), 0u);
 }
 
 TEST_F(Status, IsSameDirHoldsForTwoPathsOfOneDirectory) {
-  const auto sub = NSString::create(directory_.path("d/sub"));
-  const auto link = NSString::create(directory_.path("d/to-sub"));
-  EXPECT_TRUE(manager().isSameDir(*sub, *link));
-  EXPECT_TRUE(manager().isSameDir(*link, *NSString::create(directory_.path("d/./sub"))));
-  EXPECT_FALSE(manager().isSameDir(*sub, *dir_));
+  const auto sub = directory_.string("d/sub");
+  const auto link = directory_.string("d/to-sub");
+  EXPECT_TRUE(manager().isSameDir(sub, link));
+  EXPECT_TRUE(manager().isSameDir(link, directory_.string("d/./sub")));
+  EXPECT_FALSE(manager().isSameDir(sub, dir_));
 }
 
 TEST_F(Status, IsSameDirTakesPairs) {
-  const auto sub = NSString::create(directory_.path("d/sub"));
-  EXPECT_TRUE(manager().isSameDir(*dir_, &*"sub"_ns, *dir_, &*"to-sub"_ns));
-  EXPECT_TRUE(manager().isSameDir(*dir_, &*"to-sub"_ns, *sub, nullptr));
-  EXPECT_TRUE(manager().isSameDir(*sub, &*"."_ns, *sub, nullptr));
-  EXPECT_FALSE(manager().isSameDir(*dir_, &*"sub"_ns, *dir_, &*"file"_ns));
-  EXPECT_FALSE(manager().isSameDir(*dir_, &*"sub"_ns, *dir_, nullptr));
+  const auto sub = directory_.string("d/sub");
+  EXPECT_TRUE(manager().isSameDir(dir_, "sub"_ns, dir_, "to-sub"_ns));
+  EXPECT_TRUE(manager().isSameDir(dir_, "to-sub"_ns, sub, nullptr));
+  EXPECT_TRUE(manager().isSameDir(sub, "."_ns, sub, nullptr));
+  EXPECT_FALSE(manager().isSameDir(dir_, "sub"_ns, dir_, "file"_ns));
+  EXPECT_FALSE(manager().isSameDir(dir_, "sub"_ns, dir_, nullptr));
 }
 
 TEST_F(Status, IsSameDirFailsWhereEitherCannotBeExamined) {
-  const auto missing = NSString::create(directory_.path("missing"));
-  EXPECT_FALSE(manager().isSameDir(*dir_, *missing));
-  EXPECT_FALSE(manager().isSameDir(*missing, *dir_));
-  EXPECT_FALSE(manager().isSameDir(*missing, *NSString::create(directory_.path("missing2"))));
-  EXPECT_FALSE(manager().isSameDir(*dir_, &*"dangling"_ns, *dir_, &*"missing"_ns));
+  const auto missing = directory_.string("missing");
+  EXPECT_FALSE(manager().isSameDir(dir_, missing));
+  EXPECT_FALSE(manager().isSameDir(missing, dir_));
+  EXPECT_FALSE(manager().isSameDir(missing, directory_.string("missing2")));
+  EXPECT_FALSE(manager().isSameDir(dir_, "dangling"_ns, dir_, "missing"_ns));
 }
 
 // Answers status requests as a cache would, with modes that tell which one was sent, or raises.
 class Answering final : public NSFileManager {
 public:
   bool raises = false;
-  RefPtr<NSFileAttributes> _privateLstatDir(const NSString &, const NSString *) override {
+  std::optional<NSFileAttributes> _privateLstatDir(const NSString &, const NSString &) override {
     return answer(S_IFLNK | 1);
   }
-  RefPtr<NSFileAttributes> _privateStatDir(const NSString &, const NSString *) override {
+  std::optional<NSFileAttributes> _privateStatDir(const NSString &, const NSString &) override {
     return answer(S_IFREG | 2);
   }
 
 private:
-  RefPtr<NSFileAttributes> answer(mode_t mode) const {
+  NSFileAttributes answer(mode_t mode) const {
     if (raises)
       throw NSException(NSGenericException, "raised");
     struct stat status {};
     status.st_mode = mode;
     status.st_dev = mode & 7;
-    return NSFileAttributes::create(status);
+    return NSFileAttributes(status);
   }
 };
 
 TEST_F(Status, InheritedMethodsUseTheStatusOfTheSubclass) {
   Answering subclass;
-  EXPECT_EQ(subclass.getLModeDir(*"/no"_ns, nullptr), S_IFLNK | 1);
-  EXPECT_EQ(subclass.getModeDir(*"/no"_ns, nullptr), S_IFREG | 2);
-  EXPECT_EQ(subclass.devnumForLDir(*"/no"_ns, nullptr), 1);
-  EXPECT_EQ(subclass.devnumForDir(*"/no"_ns, nullptr), 2);
-  EXPECT_TRUE(subclass._privateStatNoMountDir(*"/no"_ns, nullptr)->isRegular());
-  EXPECT_TRUE(subclass.isSameDir(*"/no"_ns, *"/other"_ns));
-  EXPECT_TRUE(subclass.isSameDir(*"/no"_ns, &*"a"_ns, *"/other"_ns, nullptr));
+  EXPECT_EQ(subclass.getLModeDir("/no"_ns, nullptr), S_IFLNK | 1);
+  EXPECT_EQ(subclass.getModeDir("/no"_ns, nullptr), S_IFREG | 2);
+  EXPECT_EQ(subclass.devnumForLDir("/no"_ns, nullptr), 1);
+  EXPECT_EQ(subclass.devnumForDir("/no"_ns, nullptr), 2);
+  EXPECT_TRUE(subclass._privateStatNoMountDir("/no"_ns, nullptr)->isRegular());
+  EXPECT_TRUE(subclass.isSameDir("/no"_ns, "/other"_ns));
+  EXPECT_TRUE(subclass.isSameDir("/no"_ns, "a"_ns, "/other"_ns, nullptr));
 }
 
 TEST_F(Status, IsSameDirTakesAnExceptionForNo) {
   Answering subclass;
   subclass.raises = true;
-  EXPECT_FALSE(subclass.isSameDir(*"/no"_ns, *"/other"_ns));
-  EXPECT_FALSE(subclass.isSameDir(*"/no"_ns, &*"a"_ns, *"/no"_ns, nullptr));
-  EXPECT_TRUE(subclass.isSameDir(*"/no"_ns, *"/no"_ns));
+  EXPECT_FALSE(subclass.isSameDir("/no"_ns, "/other"_ns));
+  EXPECT_FALSE(subclass.isSameDir("/no"_ns, "a"_ns, "/no"_ns, nullptr));
+  EXPECT_TRUE(subclass.isSameDir("/no"_ns, "/no"_ns));
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 // What a listing with attributes costs: one opened directory, and one status relative to it for
 // each entry.
+#include "filesystem/DirectoryListing.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "tests/support/CountingOperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "tests/support/Texts.h"
 
 #include <cerrno>
 #include <gmock/gmock.h>
@@ -15,6 +15,7 @@ namespace tesker::test {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::Optional;
 
 // Fails the status of the names that it is told, or has no memory for them.
 class Failing : public CountingOperatingSystem {
@@ -34,10 +35,26 @@ public:
 
 class ListingCost : public ::testing::Test {
 protected:
-  RefPtr<NSMutableArray> list(NSFileManager &manager, const NSString &dir) {
-    return manager._privateLStatDir(dir, true, true, *infos_);
+  // What a walk asks of a directory: the names, and the attributes of each. Nothing when the
+  // directory cannot be listed or one of them cannot be examined.
+  std::optional<std::vector<std::string>> list(const NSString &dir) const {
+    const auto listing = DirectoryListing::read(dir, {.dots = true, .backups = true});
+    if (!listing)
+      return std::nullopt;
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < listing->count(); ++i) {
+      names.emplace_back(listing->name(i));
+      if (!listing->attributes(i))
+        return std::nullopt;
+    }
+    return names;
   }
-  RefPtr<NSMutableArray> list() { return list(NSFileManager::classObject(), *directory_.string()); }
+  std::optional<std::vector<std::string>> list() const { return list(directory_.string()); }
+  // The same of the file manager, which asks itself for the names and for each status.
+  bool listThrough(NSFileManager &manager) const {
+    std::vector<NSFileAttributes> infos;
+    return manager._privateLStatDir(directory_.string(), true, true, infos).has_value();
+  }
   std::string opened() const { return "openDirectory " + directory_.path(); }
   std::string closed() const { return "closeDirectory " + directory_.path(); }
   std::string examined(std::string_view name) const {
@@ -47,13 +64,12 @@ protected:
   const TemporaryDirectory directory_;
   Failing system_;
   const ScopedOperatingSystem scope_{system_};
-  const Ref<NSMutableArray> infos_ = NSMutableArray::create();
 };
 
 TEST_F(ListingCost, IsOneOpenedDirectoryAndOneRelativeStatusForEachKeptEntry) {
   for (const char *name : {"file", ".hidden", "backup~"})
     directory_.writeFile(name, "");
-  EXPECT_THAT(textsOf(list()), ElementsAre("file"));
+  EXPECT_THAT(list(), Optional(ElementsAre("file")));
   EXPECT_THAT(system_.log, ElementsAre(opened(), examined("file"), closed()));
   EXPECT_EQ(system_.fullPathStats, 0u);
 }
@@ -61,9 +77,8 @@ TEST_F(ListingCost, IsOneOpenedDirectoryAndOneRelativeStatusForEachKeptEntry) {
 TEST_F(ListingCost, OfAThousandEntriesIsAThousandRelativeStatusCallsInTheOrderOfTheNames) {
   for (int i = 0; i < 1000; ++i)
     directory_.writeFile("entry-" + std::to_string(i), "");
-  const auto names = textsOf(list());
+  const auto names = list().value();
   ASSERT_EQ(names.size(), 1000u);
-  EXPECT_EQ(infos_->count(), 1000u);
   std::vector<std::string> calls{opened()};
   for (const auto &name : names)
     calls.push_back(examined(name));
@@ -76,7 +91,7 @@ TEST_F(ListingCost, IsTheSameForAnEmptyAndForAMissingDirectory) {
   EXPECT_TRUE(list());
   EXPECT_THAT(system_.log, ElementsAre(opened(), closed()));
   system_.forget();
-  EXPECT_FALSE(list(NSFileManager::classObject(), *"/no/such"_ns));
+  EXPECT_FALSE(list("/no/such"_ns));
   EXPECT_THAT(system_.log, ElementsAre("openDirectory /no/such"));
 }
 
@@ -91,83 +106,20 @@ TEST_F(ListingCost, ReachesEntriesBeyondThePathsThatTheKernelTakes) {
   ASSERT_EQ(::mkdir(path.c_str(), 0755), 0);
   const auto stream = OperatingSystem().openDirectory(path.c_str());
   ASSERT_EQ(::mkdirat(stream->descriptor(), "a-long-name", 0755), 0);
-  EXPECT_THAT(textsOf(list(NSFileManager::classObject(), *NSString::create(path))),
-              ElementsAre("a-long-name"));
-  EXPECT_EQ(infos_->count(), 1u);
+  EXPECT_THAT(list(NSString::create(path)), Optional(ElementsAre("a-long-name")));
 }
 
-// A caching class object that has to send everything on.
-class SendingOn final : public NSFileManager {
-public:
-  RefPtr<NSMutableArray> childrenForDirPath(const NSString &dir, bool filterDots,
-                                            bool filterBackups) override {
-    return NSFileManager::classObject().childrenForDirPath(dir, filterDots, filterBackups);
-  }
-  RefPtr<NSFileAttributes> _privateLstatDir(const NSString &dir, const NSString *file) override {
-    return NSFileManager::classObject()._privateLstatDir(dir, file);
-  }
-};
-
-TEST_F(ListingCost, IsTheSameThroughAnotherClassObject) {
-  directory_.writeFile("file", "");
-  SendingOn sendingOn;
-  EXPECT_TRUE(list(sendingOn, *directory_.string()));
-  EXPECT_THAT(system_.log, ElementsAre(opened(), examined("file"), closed()));
-  EXPECT_EQ(system_.fullPathStats, 0u);
-}
-
-// A caching class object that knows the names, and examines them itself.
-class KnowingNames final : public NSFileManager {
-public:
-  Ref<NSMutableArray> names = NSMutableArray::create();
-  RefPtr<NSMutableArray> childrenForDirPath(const NSString &, bool, bool) override { return names; }
-};
-
-TEST_F(ListingCost, IsAStatusByFullPathWhereTheNamesCameFromACache) {
-  directory_.writeFile("file", "");
-  KnowingNames knowing;
-  knowing.names->addObject("file"_ns);
-  EXPECT_TRUE(list(knowing, *directory_.string()));
-  EXPECT_THAT(system_.log, ElementsAre(examined("file")));
-  EXPECT_EQ(system_.fullPathStats, 1u);
-}
-
-// Examines, for each entry, other files too, and lists another directory in between.
-class Wandering final : public NSFileManager {
-public:
-  explicit Wandering(const NSString &other) : other_(other) {}
-  RefPtr<NSFileAttributes> _privateLstatDir(const NSString &dir, const NSString *file) override {
-    if (file != nullptr && file->bytes() == "file" && !dir.isEqual(&other_)) {
-      const auto infos = NSMutableArray::create();
-      EXPECT_TRUE(_privateLStatDir(other_, true, true, *infos));
-      EXPECT_EQ(infos->count(), 1u);
-      for (const auto &name : {"sub/inner"_ns, ""_ns, "file\0"_ns})
-        (void)NSFileManager::_privateLstatDir(dir, &*name);
-      (void)NSFileManager::_privateLstatDir(dir, nullptr);
-      (void)NSFileManager::_privateLstatDir(other_, &*"inner"_ns);
-    }
-    return NSFileManager::_privateLstatDir(dir, file);
-  }
-
-private:
-  const NSString &other_;
-};
-
-TEST_F(ListingCost, IsRelativeOnlyForPlainNamesOfTheListedDirectory) {
+TEST_F(ListingCost, IsRelativeToItsOwnDirectoryWhileAnotherIsListed) {
   directory_.writeFile("file", "");
   const TemporaryDirectory elsewhere;
   elsewhere.writeFile("inner", "");
-  const auto other = elsewhere.string();
-  Wandering wandering(*other);
-  ASSERT_THAT(textsOf(list(wandering, *directory_.string())), ElementsAre("file"));
-  const std::string innerFile = "statAt " + elsewhere.path("inner") + " nofollow";
-  EXPECT_THAT(system_.log,
-              ElementsAre(opened(), "openDirectory " + elsewhere.path(), innerFile,
-                          "closeDirectory " + elsewhere.path(), examined("sub/inner"),
-                          "statAt " + directory_.path() + " nofollow", "statAt  nofollow",
-                          "statAt " + directory_.path() + " nofollow", innerFile, examined("file"),
-                          closed()));
-  EXPECT_EQ(system_.fullPathStats, 5u);
+  const auto outer = DirectoryListing::read(directory_.string(), {});
+  EXPECT_THAT(list(elsewhere.string()), Optional(ElementsAre("inner")));
+  EXPECT_TRUE(outer->attributes(0)->isRegular());
+  EXPECT_THAT(system_.log, ElementsAre(opened(), "openDirectory " + elsewhere.path(),
+                                       "statAt " + elsewhere.path("inner") + " nofollow",
+                                       "closeDirectory " + elsewhere.path(), examined("file")));
+  EXPECT_EQ(system_.fullPathStats, 0u);
 }
 
 TEST_F(ListingCost, ClosesTheDirectoryWhenAnEntryVanishes) {
@@ -184,29 +136,61 @@ TEST_F(ListingCost, ClosesTheDirectoryWhenAnExceptionPassesThrough) {
   EXPECT_THAT(system_.log, ElementsAre(opened(), closed()));
   system_.exhausting.reset();
   system_.forget();
-  EXPECT_TRUE(NSFileManager::classObject()._privateLstatDir(*directory_.string(), &*"file"_ns));
+  EXPECT_TRUE(NSFileManager::classObject()._privateLstatDir(directory_.string(), "file"_ns));
   EXPECT_EQ(system_.fullPathStats, 1u);
+}
+
+TEST_F(ListingCost, IsOverOnceTheListingIsClosed) {
+  directory_.writeFile("file", "");
+  auto listing = DirectoryListing::read(directory_.string(), {});
+  listing->close();
+  EXPECT_THAT(system_.log, ElementsAre(opened(), closed()));
+  EXPECT_EQ(listing->descriptor(), AT_FDCWD);
+  EXPECT_EQ(listing->name(0), "file");
 }
 
 TEST_F(ListingCost, LeavesNothingOpenForWhatIsAskedAfterwards) {
   directory_.writeFile("file", "");
   EXPECT_TRUE(list());
   system_.forget();
-  EXPECT_TRUE(NSFileManager::classObject()._privateLstatDir(*directory_.string(), &*"file"_ns));
+  EXPECT_TRUE(NSFileManager::classObject()._privateLstatDir(directory_.string(), "file"_ns));
+  EXPECT_THAT(system_.log, ElementsAre(examined("file")));
+  EXPECT_EQ(system_.fullPathStats, 1u);
+}
+
+TEST_F(ListingCost, OfAFileManagersListingIsAStatusByFullPathForEachEntry) {
+  directory_.writeFile("file", "");
+  EXPECT_TRUE(listThrough(NSFileManager::classObject()));
+  EXPECT_THAT(system_.log, ElementsAre(opened(), closed(), examined("file")));
+  EXPECT_EQ(system_.fullPathStats, 1u);
+}
+
+// A caching class object that knows the names, and examines them itself.
+class KnowingNames final : public NSFileManager {
+public:
+  Names names;
+  std::optional<Names> childrenForDirPath(const NSString &, bool, bool) override { return names; }
+};
+
+TEST_F(ListingCost, IsAStatusByFullPathWhereTheNamesCameFromACache) {
+  directory_.writeFile("file", "");
+  KnowingNames knowing;
+  knowing.names = {"file"_ns};
+  EXPECT_TRUE(listThrough(knowing));
   EXPECT_THAT(system_.log, ElementsAre(examined("file")));
   EXPECT_EQ(system_.fullPathStats, 1u);
 }
 
 TEST_F(ListingCost, OfAListingAloneIsOneOpenedDirectoryClosedAtOnce) {
   directory_.writeFile("file", "");
-  EXPECT_TRUE(NSFileManager::classObject().childrenForDirPath(*directory_.string()));
+  EXPECT_TRUE(NSFileManager::classObject().childrenForDirPath(directory_.string()));
   EXPECT_THAT(system_.log, ElementsAre(opened(), closed()));
 }
 
 TEST_F(ListingCost, OfAStatusByPairIsOneCall) {
-  const auto dir = directory_.string();
-  EXPECT_TRUE(NSFileManager::classObject()._privateStatDir(*dir, nullptr));
-  EXPECT_FALSE(NSFileManager::classObject()._privateStatDir(*dir, &*"missing"_ns));
+  const NSString dir = directory_.string();
+  EXPECT_TRUE(NSFileManager::classObject()._privateStatDir(dir, nullptr));
+  EXPECT_FALSE(NSFileManager::classObject()._privateStatDir(dir, "missing"_ns));
   EXPECT_THAT(system_.log, ElementsAre("statAt " + directory_.path() + " follow",
                                        "statAt " + directory_.path("missing") + " follow"));
 }

@@ -1,5 +1,6 @@
 // Tests run in child processes where the tables, which live as long as a process, have to be new.
-#include "filesystem/FileManagerUtils.h"
+#include "filesystem/UsersAndGroups.h"
+#include "paths/PathFunctions.h"
 #include "tests/filesystem/FakeUsers.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Texts.h"
@@ -142,48 +143,48 @@ TEST(IsGIDInUserGroups, SurvivesAFailureToFetch) {
 
 TEST(CachedGetUserName, IsTheNameAskedForOnce) {
   withUsers([](FakeUsers &system) {
-    EXPECT_EQ(cachedGetUserName(0)->bytes(), "root");
-    EXPECT_EQ(cachedGetUserName(1000)->bytes(), "joe");
-    EXPECT_EQ(cachedGetUserName(1000)->bytes(), "joe");
+    EXPECT_EQ(cachedGetUserName(0), "root"_ns);
+    EXPECT_EQ(cachedGetUserName(1000), "joe"_ns);
+    EXPECT_EQ(cachedGetUserName(1000), "joe"_ns);
     EXPECT_THAT(system.log, ElementsAre("userWithId 0", "userWithId 1000"));
   });
 }
 
 TEST(CachedGetUserName, IsTheDecimalIdOfAnUnknownUserAskedForOnce) {
   withUsers([](FakeUsers &system) {
-    EXPECT_EQ(cachedGetUserName(4711)->bytes(), "4711");
-    EXPECT_EQ(cachedGetUserName(4711)->bytes(), "4711");
-    EXPECT_EQ(cachedGetUserName(-2)->bytes(), "-2");
+    EXPECT_EQ(cachedGetUserName(4711), "4711"_ns);
+    EXPECT_EQ(cachedGetUserName(4711), "4711"_ns);
+    EXPECT_EQ(cachedGetUserName(-2), "-2"_ns);
     EXPECT_THAT(system.log, ElementsAre("userWithId 4711", "userWithId 4294967294"));
   });
 }
 
 TEST(CachedGetGroupName, IsTheNameAskedForOnce) {
   withUsers([](FakeUsers &system) {
-    EXPECT_EQ(cachedGetGroupName(0)->bytes(), "wheel");
-    EXPECT_EQ(cachedGetGroupName(100)->bytes(), "users");
-    EXPECT_EQ(cachedGetGroupName(100)->bytes(), "users");
+    EXPECT_EQ(cachedGetGroupName(0), "wheel"_ns);
+    EXPECT_EQ(cachedGetGroupName(100), "users"_ns);
+    EXPECT_EQ(cachedGetGroupName(100), "users"_ns);
     EXPECT_THAT(system.log, ElementsAre("groupNameWithId 0", "groupNameWithId 100"));
   });
 }
 
 TEST(CachedGetGroupName, IsTheDecimalIdOfAnUnknownGroupAskedForOnce) {
   withUsers([](FakeUsers &system) {
-    EXPECT_EQ(cachedGetGroupName(4711)->bytes(), "4711");
-    EXPECT_EQ(cachedGetGroupName(4711)->bytes(), "4711");
+    EXPECT_EQ(cachedGetGroupName(4711), "4711"_ns);
+    EXPECT_EQ(cachedGetGroupName(4711), "4711"_ns);
     EXPECT_EQ(system.log.size(), 1u);
   });
 }
 
 TEST(CachedNames, OfUsersAndGroupsAreKeptApart) {
   withUsers([](FakeUsers &) {
-    EXPECT_EQ(cachedGetUserName(0)->bytes(), "root");
-    EXPECT_EQ(cachedGetGroupName(0)->bytes(), "wheel");
+    EXPECT_EQ(cachedGetUserName(0), "root"_ns);
+    EXPECT_EQ(cachedGetGroupName(0), "wheel"_ns);
   });
 }
 
 TEST(CachedNames, AreKeptInTheFilerZone) {
-  withUsers([](FakeUsers &) { EXPECT_EQ(&cachedGetUserName(0)->zone(), &filerZone()); });
+  withUsers([](FakeUsers &) { EXPECT_EQ(&cachedGetUserName(0).zone(), &filerZone()); });
 }
 
 } // namespace

@@ -22,9 +22,9 @@ public:
     ++listings;
     return OperatingSystem::openDirectory(path);
   }
-  int open(const char *path, int flags, mode_t mode) override {
+  int openAt(int directory, const char *path, int flags, mode_t mode) override {
     ++opens;
-    return OperatingSystem::open(path, flags, mode);
+    return OperatingSystem::openAt(directory, path, flags, mode);
   }
   int poll(struct pollfd *descriptors, nfds_t count, int timeout) override {
     ++polls;

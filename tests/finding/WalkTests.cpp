@@ -2,7 +2,8 @@
 
 #include "examples/MachOWriter.h"
 #include "master/FinderMaster.h"
-#include "tests/parsing/RecordTexts.h"
+#include "parsing/RecordEncoding.h"
+#include "tests/support/RecordTexts.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -35,8 +36,12 @@ protected:
     return {.tool = std::move(tool), .cpu = "i386", .timeout = std::chrono::seconds(120)};
   }
 
-  SearchOutcome search(const std::string &path, const NSString *previous = nullptr) {
+  SearchOutcome search(const std::string &path, std::optional<std::string_view> previous = std::nullopt) {
     return FinderMaster(options()).findAppsInSearchPath(path, previous);
+  }
+
+  static const std::string &textOf(const SearchOutcome &outcome) {
+    return std::get<SearchAnswer>(outcome.result).text;
   }
 
   // The records of a search, or "failed: ..." when there is no answer.
@@ -45,7 +50,8 @@ protected:
       return {"failed: " + failure->reason};
     if (std::holds_alternative<SearchUnchanged>(outcome.result))
       return {"unchanged"};
-    return test::recordTexts(&*std::get<SearchAnswer>(outcome.result).records, directory_.path());
+    return test::recordTexts(decodeParsedApp(NSString::create(textOf(outcome)), NSDefaultMallocZone()),
+                             directory_.path());
   }
 
   std::vector<std::string> foundBelow(std::string_view name) {
@@ -79,7 +85,7 @@ TEST_F(Walk, EmptyTreeIsAnEmptyAnswer) {
   const auto outcome = search(directory_.path("tree"));
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
   ASSERT_NE(answer, nullptr);
-  EXPECT_EQ(answer->text->bytes(), "(0)");
+  EXPECT_EQ(answer->text, "(0)");
 }
 
 TEST_F(Walk, SameTreeGivesIdenticalBytesAndThenNil) {
@@ -87,22 +93,21 @@ TEST_F(Walk, SameTreeGivesIdenticalBytesAndThenNil) {
   addExecutable("tree/two", "Two");
   const auto first = search(directory_.path("tree"));
   const auto second = search(directory_.path("tree"));
-  const auto &text = std::get<SearchAnswer>(first.result).text;
-  EXPECT_EQ(text->bytes(), std::get<SearchAnswer>(second.result).text->bytes());
-  EXPECT_THAT(found(search(directory_.path("tree"), &*text)), ElementsAre("unchanged"));
+  EXPECT_EQ(textOf(first), textOf(second));
+  EXPECT_THAT(found(search(directory_.path("tree"), textOf(first))), ElementsAre("unchanged"));
 }
 
 TEST_F(Walk, ChangedTreeReportsTheNewText) {
   addExecutable("tree/one", "One");
   const auto first = search(directory_.path("tree"));
   addExecutable("tree/two", "Two");
-  EXPECT_THAT(found(search(directory_.path("tree"), &*std::get<SearchAnswer>(first.result).text)),
+  EXPECT_THAT(found(search(directory_.path("tree"), textOf(first))),
               UnorderedElementsAre(record("tree/one", "One"), record("tree/two", "Two")));
 }
 
 TEST_F(Walk, EmptyPreviousTextIsNoAnswerOfAnEmptyTree) {
   directory_.makeDirectory("tree");
-  EXPECT_THAT(found(search(directory_.path("tree"), &*NSString::create(""))), IsEmpty());
+  EXPECT_THAT(found(search(directory_.path("tree"), "")), IsEmpty());
 }
 
 TEST_F(Walk, SearchPathThatIsAWrapperIsParsedAndNotDescendedInto) {
@@ -153,7 +158,7 @@ TEST_F(Walk, DirectoryThatCannotBeListedIsSkippedForAnOrdinaryUser) {
   test::inOrdinaryUsersChild([&] {
     ::unsetenv("XDG_RUNTIME_DIR"); // which is the super-user's
     const auto outcome = FinderMaster(options(directory_.path("tool")))
-                             .findAppsInSearchPath(directory_.path("tree"), nullptr);
+                             .findAppsInSearchPath(directory_.path("tree"));
     if (::geteuid() != 0) {
       EXPECT_THAT(found(outcome), ElementsAre(record("tree/open/one", "One")));
       EXPECT_THAT(outcome.logLines, IsEmpty());
@@ -226,22 +231,20 @@ TEST_F(Walk, DockListWalksEachPathInOrder) {
   addExecutable("C", "C");
   const std::string list = directory_.path("C") + '\0' + directory_.path("A") + '\0' + '\0' +
                            directory_.path("missing") + '\0' + directory_.path("B.app");
-  const auto outcome = FinderMaster(options()).findAppsForDockPaths(list, nullptr);
+  const auto outcome = FinderMaster(options()).findAppsForDockPaths(list);
   EXPECT_THAT(found(outcome), ElementsAre(record("C", "C"), record("A/one", "One"),
                                           "{type = app; path = \"@/B.app/B\"; name = B; "
                                           "icon = NSApplicationIcon; }"));
   EXPECT_THAT(outcome.logLines, testing::Contains("*** Incorrect path: ''"))
       << "an empty piece is a path too";
-  const auto &text = std::get<SearchAnswer>(outcome.result).text;
-  EXPECT_THAT(found(FinderMaster(options()).findAppsForDockPaths(list, &*text)),
+  EXPECT_THAT(found(FinderMaster(options()).findAppsForDockPaths(list, textOf(outcome))),
               ElementsAre("unchanged"));
 }
 
 TEST_F(Walk, NamesOfAnyBytesComeThrough) {
   addExecutable("tree/\xff\xfe\n\x01 x", "Odd");
   const auto outcome = search(directory_.path("tree"));
-  EXPECT_THAT(std::string(std::get<SearchAnswer>(outcome.result).text->bytes()),
-              HasSubstr(directory_.path("tree/\xff\xfe\n\x01 x")));
+  EXPECT_THAT(textOf(outcome), HasSubstr(directory_.path("tree/\xff\xfe\n\x01 x")));
 }
 
 TEST_F(Walk, BrokenEntriesHideNoOthers) {
@@ -303,8 +306,8 @@ TEST_F(Walk, AnswerOf200MebibytesComesThroughAndGoesBackAsPrevious) {
   ASSERT_THAT(outcome.logLines, IsEmpty());
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
   ASSERT_NE(answer, nullptr) << found(outcome).at(0);
-  EXPECT_GT(answer->text->length(), kLongAnswer);
-  EXPECT_THAT(found(search(directory_.path("tree"), &*answer->text)), ElementsAre("unchanged"));
+  EXPECT_GT(answer->text.size(), kLongAnswer);
+  EXPECT_THAT(found(search(directory_.path("tree"), answer->text)), ElementsAre("unchanged"));
 }
 
 TEST_F(Walk, CostsOneStatForEachEntryAndOneListingForEachDirectory) {
@@ -317,10 +320,10 @@ TEST_F(Walk, CostsOneStatForEachEntryAndOneListingForEachDirectory) {
   for (int l = 0; l < kLinks; ++l)
     directory_.makeLink("tree/l" + std::to_string(l), "d0/f0");
   const auto outcome = FinderMaster(options(TESKER_COUNTING_TOOL))
-                           .findAppsInSearchPath(directory_.path("tree"), nullptr);
+                           .findAppsInSearchPath(directory_.path("tree"));
   EXPECT_THAT(found(outcome), IsEmpty());
-  // The search path itself; each entry once; each link and each executable once more, followed.
-  const int stats = 1 + kDirectories * (kFiles + 1) + 2 * kScripts + 2 * kLinks;
+  // The search path itself; each entry once; each link once more, followed.
+  const int stats = 1 + kDirectories * (kFiles + 1) + kScripts + 2 * kLinks;
   const int listings = 1 + kDirectories;
   ASSERT_EQ(outcome.logLineCount, 1U);
   EXPECT_THAT(outcome.logLines[0], HasSubstr("statAt " + std::to_string(stats) + " listings " +

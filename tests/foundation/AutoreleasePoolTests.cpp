@@ -1,7 +1,5 @@
 #include "platform/foundation/NSAutoreleasePool.h"
 
-#include "platform/foundation/NSString.h"
-
 #include <gmock/gmock.h>
 
 #include <functional>
@@ -40,30 +38,23 @@ protected:
 TEST_F(AutoreleasePoolTest, ObjectsLiveUntilThePoolGoesAndTheLastAddedGoesFirst) {
   {
     const auto pool = NSAutoreleasePool::create();
-    autorelease(noting("a"));
-    autorelease(noting("b"));
+    NSAutoreleasePool::addObject(noting("a"));
+    NSAutoreleasePool::addObject(noting("b"));
     EXPECT_THAT(gone, IsEmpty());
   }
   EXPECT_THAT(gone, ElementsAre("b", "a"));
 }
 
-TEST_F(AutoreleasePoolTest, AutoreleasingLendsTheVeryObject) {
-  const auto pool = NSAutoreleasePool::create();
-  const auto string = NSString::create("a");
-  EXPECT_EQ(&autorelease(string), &*string);
-  EXPECT_EQ(string->retainCount(), 2U);
-}
-
 TEST_F(AutoreleasePoolTest, ThePoolBelowIsTheCurrentOneAgainAfterTheInnerOneWent) {
   {
     const auto outer = NSAutoreleasePool::create();
-    autorelease(noting("outer"));
+    NSAutoreleasePool::addObject(noting("outer"));
     {
       const auto inner = NSAutoreleasePool::create();
-      autorelease(noting("inner"));
+      NSAutoreleasePool::addObject(noting("inner"));
     }
     EXPECT_THAT(gone, ElementsAre("inner"));
-    autorelease(noting("outer too"));
+    NSAutoreleasePool::addObject(noting("outer too"));
     EXPECT_THAT(gone, ElementsAre("inner"));
   }
   EXPECT_THAT(gone, ElementsAre("inner", "outer too", "outer"));
@@ -73,7 +64,7 @@ TEST_F(AutoreleasePoolTest, AnOuterPoolCanGoBeforeTheInnerOne) {
   RefPtr<NSAutoreleasePool> outer = NSAutoreleasePool::create();
   RefPtr<NSAutoreleasePool> inner = NSAutoreleasePool::create();
   outer = nullptr;
-  autorelease(noting("inner"));
+  NSAutoreleasePool::addObject(noting("inner"));
   EXPECT_THAT(gone, IsEmpty());
   inner = nullptr;
   EXPECT_THAT(gone, ElementsAre("inner"));
@@ -82,10 +73,10 @@ TEST_F(AutoreleasePoolTest, AnOuterPoolCanGoBeforeTheInnerOne) {
 TEST_F(AutoreleasePoolTest, WhatIsAddedWhileThePoolGoesIsReleasedWithIt) {
   {
     const auto pool = NSAutoreleasePool::create();
-    autorelease(noting("first"));
-    autorelease(Farewell::create([this] {
+    NSAutoreleasePool::addObject(noting("first"));
+    NSAutoreleasePool::addObject(Farewell::create([this] {
       for (const char *name : {"late 1", "late 2", "late 3"})
-        autorelease(noting(name));
+        NSAutoreleasePool::addObject(noting(name));
       gone.emplace_back("second");
     }));
   }

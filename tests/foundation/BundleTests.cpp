@@ -2,9 +2,11 @@
 
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "tests/support/CountingOperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -30,10 +32,8 @@ private:
 std::string mainResource(const std::optional<std::string> &program) {
   RunningAs system(program);
   const ScopedOperatingSystem inForce(system);
-  const auto path = NSBundle::mainBundle()->pathForResource("errno", "strings");
-  if (!path)
-    return "nil";
-  return std::filesystem::weakly_canonical(path->bytes()).string();
+  const auto path = NSBundle::mainBundle().pathForResource("errno", "strings");
+  return path ? std::filesystem::weakly_canonical(path.bytes()).string() : "nil";
 }
 
 TEST(MainBundleTest, AProgramInBinHasItsResourcesBesideThatFolder) {
@@ -73,16 +73,16 @@ TEST(MainBundleTest, TheRunningProgramsFolderCounts) {
   std::filesystem::create_directories(resources);
   const auto file = resources / name;
   std::filesystem::create_directory(file);
-  const auto found = NSBundle::mainBundle()->pathForResource(name, "");
+  const auto found = NSBundle::mainBundle().pathForResource(name, "");
   ASSERT_TRUE(found);
-  EXPECT_TRUE(std::filesystem::equivalent(found->bytes(), file));
+  EXPECT_TRUE(std::filesystem::equivalent(found.bytes(), file));
   std::filesystem::remove(file);
 }
 
 class BundleTest : public testing::Test {
 protected:
-  RefPtr<NSBundle> bundle() const {
-    return NSBundle::bundleWithPath(*NSString::create(directory.path("Foo.app")));
+  std::optional<NSBundle> bundle() const {
+    return NSBundle::bundleWithPath(directory.string("Foo.app"));
   }
   void writeInfo(std::string_view text) const {
     directory.writeFile("Foo.app/Resources/Info-quorvale.plist", text);
@@ -98,7 +98,7 @@ TEST_F(BundleTest, APathThatIsNoDirectoryIsNoBundle) {
 
 TEST_F(BundleTest, APathWithANulInsideIsNoBundle) {
   directory.makeDirectory("Foo.app");
-  EXPECT_FALSE(NSBundle::bundleWithPath(*NSString::create(directory.path("Foo.app") + "\0x"s)));
+  EXPECT_FALSE(NSBundle::bundleWithPath(NSString::create(directory.path("Foo.app") + "\0x"s)));
 }
 
 TEST_F(BundleTest, ALinkToADirectoryIsABundle) {
@@ -109,7 +109,7 @@ TEST_F(BundleTest, ALinkToADirectoryIsABundle) {
 
 TEST_F(BundleTest, TheInfoDictionaryIsReadFromTheResources) {
   writeInfo("{NSExecutable = Foo; }");
-  EXPECT_EQ(bundle()->infoDictionary()->description()->bytes(), "{NSExecutable = Foo; }");
+  EXPECT_EQ(bundle()->infoDictionary()->description(), "{NSExecutable = Foo; }");
 }
 
 TEST_F(BundleTest, AMissingInfoDictionaryIsNil) {
@@ -122,6 +122,19 @@ TEST_F(BundleTest, AMissingInfoDictionaryIsNil) {
 TEST_F(BundleTest, AnInfoFileWithAnotherKindOfValueIsNil) {
   writeInfo("(a, b)");
   EXPECT_FALSE(bundle()->infoDictionary());
+}
+
+TEST_F(BundleTest, EachQuestionIsOneLookAtTheFileSystem) {
+  writeInfo("{}");
+  test::CountingOperatingSystem system;
+  const ScopedOperatingSystem inForce(system);
+  const auto path = directory.path("Foo.app");
+  const auto made = bundle();
+  EXPECT_THAT(system.log, testing::ElementsAre("statAt " + path + " follow"));
+  system.forget();
+  EXPECT_TRUE(made->pathForResource("Info-quorvale", "plist"));
+  EXPECT_THAT(system.log,
+              testing::ElementsAre("statAt " + path + "/Resources/Info-quorvale.plist follow"));
 }
 
 TEST_F(BundleTest, AMalformedInfoDictionaryRaises) {
@@ -137,8 +150,8 @@ TEST_F(BundleTest, AMalformedInfoDictionaryRaises) {
 TEST_F(BundleTest, AResourceIsFoundByNameAndType) {
   const auto file = directory.writeFile("Foo.app/Resources/errno.strings", "");
   const auto bare = directory.writeFile("Foo.app/Resources/errno", "");
-  EXPECT_EQ(bundle()->pathForResource("errno", "strings")->bytes(), file);
-  EXPECT_EQ(bundle()->pathForResource("errno", "")->bytes(), bare);
+  EXPECT_EQ(bundle()->pathForResource("errno", "strings"), file);
+  EXPECT_EQ(bundle()->pathForResource("errno", ""), bare);
   EXPECT_FALSE(bundle()->pathForResource("errno", "plist"));
   EXPECT_FALSE(bundle()->pathForResource("errno\0"s, ""));
 }

@@ -1,6 +1,6 @@
 #include "platform/foundation/FileContents.h"
 
-#include "platform/foundation/FileDescriptor.h"
+#include "tests/support/CountingOperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -21,15 +21,15 @@ using namespace std::string_view_literals;
 using test::TemporaryDirectory;
 using testing::ElementsAre;
 
-std::optional<std::string> contents(std::string_view path) {
-  return contentsOfFile(*NSString::create(path));
+// What the file holds; fails the test when it cannot be read.
+std::string contents(std::string_view path) {
+  const Result<std::string> bytes = contentsOfFile(NSString::create(path));
+  EXPECT_TRUE(bytes) << path << ": error " << bytes.error();
+  return bytes ? *bytes : "";
 }
 
 // The errno of a read that must fail; 0 when it did not.
-int readError(std::string_view path) {
-  errno = 0;
-  return contents(path) ? 0 : errno;
-}
+int readError(std::string_view path) { return contentsOfFile(NSString::create(path)).error(); }
 
 std::vector<std::string> namesIn(const std::string &directory) {
   std::vector<std::string> names;
@@ -90,11 +90,11 @@ TEST(ContentsOfFileTest, AFileLargerThanAnyTextIsRefusedWithoutReadingIt) {
 
 TEST(ContentsOfFileTest, AFileIsReadUpToTheLimitGiven) {
   const TemporaryDirectory directory;
-  const auto path = NSString::create(directory.writeFile("f", "12345678"));
-  EXPECT_EQ(contentsOfFile(*path, 8), "12345678");
-  errno = 0;
-  EXPECT_EQ(contentsOfFile(*path, 7), std::nullopt);
-  EXPECT_EQ(errno, EFBIG);
+  const NSString path = NSString::create(directory.writeFile("f", "12345678"));
+  const Result<std::string> whole = contentsOfFile(path, 8);
+  ASSERT_TRUE(whole);
+  EXPECT_EQ(*whole, "12345678");
+  EXPECT_EQ(contentsOfFile(path, 7).error(), EFBIG);
 }
 
 // Serves reads by a script: each is a text to give, or an error.
@@ -149,25 +149,42 @@ TEST_F(ScriptedContentsTest, AnErrorInTheMiddleGivesNothingAndItsReason) {
 
 TEST_F(ScriptedContentsTest, AFileThatNeverEndsIsGivenUpAtTheLimit) {
   system.endless = true;
-  errno = 0;
-  EXPECT_EQ(contentsOfFile(*NSString::create(file), 1000000), std::nullopt);
-  EXPECT_EQ(errno, EFBIG);
+  EXPECT_EQ(contentsOfFile(NSString::create(file), 1000000).error(), EFBIG);
+}
+
+TEST(ContentsOfFileTest, AFileTakesFiveCalls) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.writeFile("f", "text");
+  test::CountingOperatingSystem system;
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(contents(file), "text");
+  EXPECT_THAT(system.log, ElementsAre("open " + file, "statDescriptor " + file, "readAt " + file,
+                                      "readAt " + file, "close " + file));
 }
 
 TEST(OpenRegularFileTest, TheDescriptorIsCloseOnExecAndTheStatusIsTheFiles) {
   const TemporaryDirectory directory;
-  struct stat status {};
-  const FileDescriptor file(openRegularFile(directory.writeFile("f", "12345").c_str(), status));
+  const Result<RegularFile> file = openRegularFile(directory.writeFile("f", "12345").c_str());
   ASSERT_TRUE(file);
-  EXPECT_EQ(status.st_size, 5);
-  EXPECT_NE(::fcntl(file.get(), F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_EQ(file->status.st_size, 5);
+  EXPECT_NE(::fcntl(file->descriptor.number(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST(OpenRegularFileTest, APathCanBeRelativeToAnOpenDirectory) {
+  const TemporaryDirectory directory;
+  directory.writeFile("d/f", "12345");
+  const FileDescriptor folder(::open(directory.path("d").c_str(), O_RDONLY | O_CLOEXEC));
+  const Result<RegularFile> file = openRegularFile("f", folder.number());
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->status.st_size, 5);
+  EXPECT_EQ(openRegularFile("none", folder.number()).error(), ENOENT);
 }
 
 TEST(OpenRegularFileTest, NoDescriptorIsLeftOpenForWhatIsNoFile) {
   class Counting final : public OperatingSystem {
   public:
-    int open(const char *path, int flags, mode_t mode) override {
-      const int descriptor = OperatingSystem::open(path, flags, mode);
+    int openAt(int directory, const char *path, int flags, mode_t mode) override {
+      const int descriptor = OperatingSystem::openAt(directory, path, flags, mode);
       open_ += descriptor >= 0 ? 1 : 0;
       return descriptor;
     }
@@ -179,24 +196,24 @@ TEST(OpenRegularFileTest, NoDescriptorIsLeftOpenForWhatIsNoFile) {
   };
   Counting system;
   const ScopedOperatingSystem inForce(system);
-  struct stat status {};
-  EXPECT_EQ(openRegularFile("/dev/null", status), -1);
-  EXPECT_EQ(openRegularFile("/", status), -1);
+  EXPECT_EQ(openRegularFile("/dev/null").error(), EINVAL);
+  EXPECT_EQ(openRegularFile("/").error(), EINVAL);
   EXPECT_EQ(system.open_, 0);
 }
 
 class WriteFileTest : public testing::Test {
 protected:
-  bool write(std::string_view name, std::string_view bytes) const {
-    return writeFileAtomically(*NSString::create(directory.path(name)), bytes);
+  // The errno of the write; 0 when it succeeded.
+  int write(std::string_view name, std::string_view bytes) const {
+    return writeFileAtomically(directory.string(name), bytes).error();
   }
   TemporaryDirectory directory;
 };
 
 TEST_F(WriteFileTest, ANewFileHoldsTheBytesAndNothingElseIsLeft) {
-  EXPECT_TRUE(write("f", "a\0b"sv));
+  EXPECT_EQ(write("f", "a\0b"sv), 0);
   EXPECT_EQ(contents(directory.path("f")), "a\0b"sv);
-  EXPECT_TRUE(write("empty", ""));
+  EXPECT_EQ(write("empty", ""), 0);
   EXPECT_EQ(contents(directory.path("empty")), "");
   EXPECT_THAT(namesIn(directory.path()), testing::UnorderedElementsAre("f", "empty"));
 }
@@ -204,15 +221,16 @@ TEST_F(WriteFileTest, ANewFileHoldsTheBytesAndNothingElseIsLeft) {
 TEST_F(WriteFileTest, AnExistingFileIsReplacedNotWrittenInto) {
   const std::string file = directory.writeFile("f", "old and long");
   const FileDescriptor reader(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
-  EXPECT_TRUE(write("f", "new"));
+  EXPECT_EQ(write("f", "new"), 0);
   EXPECT_EQ(contents(file), "new");
   char buffer[32];
-  EXPECT_EQ(::read(reader.get(), buffer, sizeof buffer), 12); // who has it open reads the old one
+  EXPECT_EQ(::read(reader.number(), buffer, sizeof buffer),
+            12); // who has it open reads the old one
 }
 
 TEST_F(WriteFileTest, TheModeFollowsTheUmask) {
   const mode_t before = ::umask(027);
-  EXPECT_TRUE(write("f", "x"));
+  EXPECT_EQ(write("f", "x"), 0);
   ::umask(before);
   struct stat status {};
   ASSERT_EQ(::stat(directory.path("f").c_str(), &status), 0);
@@ -221,21 +239,21 @@ TEST_F(WriteFileTest, TheModeFollowsTheUmask) {
 
 TEST_F(WriteFileTest, ANameAsLongAsNamesCanBeIsWritten) {
   const std::string name(255, 'n');
-  EXPECT_TRUE(write(name, "x"));
+  EXPECT_EQ(write(name, "x"), 0);
   EXPECT_EQ(contents(directory.path(name)), "x");
 }
 
 TEST_F(WriteFileTest, WhatOthersLeftUnderATemporaryNameIsNeitherUsedNorInTheWay) {
-  ASSERT_TRUE(write("f", "old"));
+  ASSERT_EQ(write("f", "old"), 0);
   // Whatever name is tried first is taken by a link to a file that must not be written.
   class Taken final : public OperatingSystem {
   public:
     explicit Taken(const TemporaryDirectory &where) : where_(where) {}
-    int open(const char *path, int flags, mode_t mode) override {
+    int openAt(int folder, const char *path, int flags, mode_t mode) override {
       if (links++ == 0) {
         EXPECT_EQ(::symlink(where_.path("f").c_str(), path), 0);
       }
-      return OperatingSystem::open(path, flags, mode);
+      return OperatingSystem::openAt(folder, path, flags, mode);
     }
     int links = 0;
 
@@ -245,34 +263,37 @@ TEST_F(WriteFileTest, WhatOthersLeftUnderATemporaryNameIsNeitherUsedNorInTheWay)
   {
     Taken system(directory);
     const ScopedOperatingSystem inForce(system);
-    EXPECT_TRUE(write("g", "new"));
+    EXPECT_EQ(write("g", "new"), 0);
     EXPECT_EQ(system.links, 2);
   }
   EXPECT_EQ(contents(directory.path("f")), "old");
   EXPECT_EQ(contents(directory.path("g")), "new");
 }
 
-TEST_F(WriteFileTest, AFolderThatIsMissingIsAnswered) {
-  errno = 0;
-  EXPECT_FALSE(write("none/f", "x"));
-  EXPECT_EQ(errno, ENOENT);
+TEST_F(WriteFileTest, AFileTakesFiveCalls) {
+  test::CountingOperatingSystem system;
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(write("f", "text"), 0);
+  const std::string temporary = system.log[0].substr(system.log[0].find('/'));
+  EXPECT_THAT(system.log,
+              ElementsAre("open " + temporary, "write " + temporary, "synchronize " + temporary,
+                          "close " + temporary, "rename " + temporary + " " + directory.path("f")));
 }
+
+TEST_F(WriteFileTest, AFolderThatIsMissingIsAnswered) { EXPECT_EQ(write("none/f", "x"), ENOENT); }
 
 TEST_F(WriteFileTest, ADirectoryIsNotReplacedAndNoFileIsLeft) {
   directory.makeDirectory("d");
-  errno = 0;
-  EXPECT_FALSE(write("d", "x"));
-  EXPECT_EQ(errno, EISDIR);
-  EXPECT_FALSE(write("d/", "x"));
+  EXPECT_EQ(write("d", "x"), EISDIR);
+  EXPECT_NE(write("d/", "x"), 0);
   EXPECT_THAT(namesIn(directory.path()), ElementsAre("d"));
   EXPECT_THAT(namesIn(directory.path("d")), ElementsAre());
 }
 
 TEST_F(WriteFileTest, APathThatNamesNothingIsAnswered) {
-  errno = 0;
-  EXPECT_FALSE(write("f\0g"sv, "x"));
-  EXPECT_EQ(errno, ENOENT);
-  EXPECT_FALSE(writeFileAtomically(*NSString::create(""), "x"));
+  EXPECT_EQ(write("f\0g"sv, "x"), ENOENT);
+  EXPECT_EQ(writeFileAtomically(""_ns, "x").error(), ENOENT);
+  EXPECT_EQ(writeFileAtomically(nullptr, "x").error(), ENOENT);
   EXPECT_THAT(namesIn(directory.path()), ElementsAre());
 }
 
@@ -310,9 +331,7 @@ class FailingWriteTest : public WriteFileTest {
 protected:
   // A write that must fail with the error, change nothing and leave nothing.
   void expectFailure(int error) {
-    errno = 0;
-    EXPECT_FALSE(write("f", "new"));
-    EXPECT_EQ(errno, error);
+    EXPECT_EQ(write("f", "new"), error);
     EXPECT_THAT(namesIn(directory.path()), ElementsAre("f"));
     EXPECT_EQ(contents(directory.path("f")), "old");
   }
@@ -324,7 +343,7 @@ protected:
 
 TEST_F(FailingWriteTest, PartialWritesAreContinued) {
   system.writeResult = 3;
-  EXPECT_TRUE(write("f", "twelve bytes"));
+  EXPECT_EQ(write("f", "twelve bytes"), 0);
   EXPECT_EQ(contents(directory.path("f")), "twelve bytes");
 }
 
@@ -345,9 +364,7 @@ TEST_F(FailingWriteTest, AFailureToSynchronizeLeavesTheOldFileAndNoOther) {
 
 TEST_F(FailingWriteTest, AFailureToCloseLeavesTheOldFileAndNoOther) {
   system.closeError = EDQUOT;
-  errno = 0;
-  EXPECT_FALSE(write("f", "new"));
-  EXPECT_EQ(errno, EDQUOT);
+  EXPECT_EQ(write("f", "new"), EDQUOT);
   system.closeError = 0;
   EXPECT_THAT(namesIn(directory.path()), ElementsAre("f"));
   EXPECT_EQ(contents(directory.path("f")), "old");

@@ -60,7 +60,7 @@ TEST(KeyedHashTest, TextsChosenForOneHashHaveHashesOfTheirOwn) {
     std::string text;
     for (unsigned bit = 0; bit < 8; ++bit)
       text += colliding(choice >> bit & 1);
-    strings.insert(NSString::create(text)->hash());
+    strings.insert(NSString::create(text).hash());
     data.insert(NSData::create(text)->hash());
     without.insert(std::hash<std::string>()(text));
   }

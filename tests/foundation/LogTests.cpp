@@ -21,22 +21,22 @@ using testing::IsEmpty;
 
 // What the action writes to the process's real standard error, read through a pipe.
 template <class Action> std::string writtenToStandardError(Action action) {
-  int ends[2];
-  EXPECT_EQ(::pipe(ends), 0);
-  FileDescriptor in(ends[0]);
-  FileDescriptor out(ends[1]);
+  Result<Pipe> pipe = createPipe();
+  EXPECT_TRUE(pipe);
+  const FileDescriptor in = std::move(pipe->readEnd);
+  FileDescriptor out = std::move(pipe->writeEnd);
   FileDescriptor former(::dup(STDERR_FILENO));
-  ::dup2(out.get(), STDERR_FILENO);
+  ::dup2(out.number(), STDERR_FILENO);
   out.reset();
   std::string text;
   // Reads meanwhile, so that a text larger than the pipe comes through.
   std::thread reader([&] {
     char buffer[4096];
-    for (ssize_t got; (got = ::read(in.get(), buffer, sizeof buffer)) > 0;)
+    for (ssize_t got; (got = ::read(in.number(), buffer, sizeof buffer)) > 0;)
       text.append(buffer, static_cast<std::size_t>(got));
   });
   action();
-  ::dup2(former.get(), STDERR_FILENO);
+  ::dup2(former.number(), STDERR_FILENO);
   reader.join();
   return text;
 }

@@ -62,9 +62,9 @@ TEST(OperatingSystemTest, StatusIsThatOfTheLinkOrOfWhatItLeadsTo) {
   directory.makeLink("l", "f");
   const FileDescriptor folder(real().open(directory.path().c_str(), O_RDONLY | O_DIRECTORY));
   struct stat status {};
-  ASSERT_EQ(real().statAt(folder.get(), "l", true, status), 0);
+  ASSERT_EQ(real().statAt(folder.number(), "l", true, status), 0);
   EXPECT_TRUE(S_ISREG(status.st_mode));
-  ASSERT_EQ(real().statAt(folder.get(), "l", false, status), 0);
+  ASSERT_EQ(real().statAt(folder.number(), "l", false, status), 0);
   EXPECT_TRUE(S_ISLNK(status.st_mode));
   EXPECT_EQ(real().statAt(AT_FDCWD, directory.path("none").c_str(), true, status), -1);
   EXPECT_EQ(errno, ENOENT);
@@ -75,14 +75,14 @@ TEST(OperatingSystemTest, OpenedFilesAreCloseOnExecAndReadAtAnyPlace) {
   const FileDescriptor file(
       real().open(directory.path("f").c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
   ASSERT_TRUE(file);
-  EXPECT_NE(::fcntl(file.get(), F_GETFD) & FD_CLOEXEC, 0);
-  EXPECT_EQ(real().write(file.get(), "abcdef", 6), 6);
-  EXPECT_EQ(real().synchronize(file.get()), 0);
+  EXPECT_NE(::fcntl(file.number(), F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_EQ(real().write(file.number(), "abcdef", 6), 6);
+  EXPECT_EQ(real().synchronize(file.number()), 0);
   char buffer[8] = {};
-  EXPECT_EQ(real().readAt(file.get(), buffer, sizeof buffer, 2), 4);
+  EXPECT_EQ(real().readAt(file.number(), buffer, sizeof buffer, 2), 4);
   EXPECT_STREQ(buffer, "cdef");
   struct stat status {};
-  ASSERT_EQ(real().statDescriptor(file.get(), status), 0);
+  ASSERT_EQ(real().statDescriptor(file.number(), status), 0);
   EXPECT_EQ(status.st_mode & 07777U, 0600U);
 }
 
@@ -109,11 +109,10 @@ TEST(OperatingSystemTest, ADirectoryIsListedWithItsDots) {
   ASSERT_NE(stream, nullptr);
   EXPECT_NE(::fcntl(stream->descriptor(), F_GETFD) & FD_CLOEXEC, 0);
   std::vector<std::string> names;
-  for (std::string_view name; stream->next(name);)
-    names.emplace_back(name);
+  while (const auto name = stream->next())
+    names.emplace_back(*name);
   EXPECT_THAT(names, UnorderedElementsAre(".", "..", "\xFF", "b"));
-  std::string_view name;
-  EXPECT_FALSE(stream->next(name));
+  EXPECT_FALSE(stream->next());
 }
 
 TEST(OperatingSystemTest, ADirectoryThatCannotBeOpenedIsNil) {
@@ -146,6 +145,43 @@ TEST(OperatingSystemTest, TheProgramPathIsTheRunningProgramsFile) {
   ASSERT_TRUE(path);
   EXPECT_TRUE(std::filesystem::equivalent(*path, "/proc/self/exe"));
   EXPECT_EQ(std::filesystem::path(*path).filename(), "foundation-tests");
+}
+
+// Runs as if the program's file were elsewhere.
+class RunningAs final : public OperatingSystem {
+public:
+  explicit RunningAs(std::optional<std::string> path) : path_(std::move(path)) {}
+  std::optional<std::string> programPath() override { return path_; }
+
+private:
+  std::optional<std::string> path_;
+};
+
+TEST(OperatingSystemTest, TheProgramsFolderEndsInASlashAndItsNameStandsBehindIt) {
+  RunningAs system("/usr/libexec/tesker/ToolFinder");
+  EXPECT_EQ(system.programFolder(), "/usr/libexec/tesker/");
+  EXPECT_EQ(system.programName(), "ToolFinder");
+  RunningAs inRoot("/program");
+  EXPECT_EQ(inRoot.programFolder(), "/");
+  EXPECT_EQ(inRoot.programName(), "program");
+}
+
+TEST(OperatingSystemTest, AProgramWhosePathIsNotToldHasNeitherFolderNorName) {
+  RunningAs system(std::nullopt);
+  EXPECT_EQ(system.programFolder(), "");
+  EXPECT_EQ(system.programName(), "");
+}
+
+TEST(OperatingSystemTest, AFileCanBeOpenedRelativeToAnOpenDirectory) {
+  const TemporaryDirectory directory;
+  directory.writeFile("f", "12345");
+  const auto folder = real().openDirectory(directory.path().c_str());
+  const FileDescriptor file(real().openAt(folder->descriptor(), "f", O_RDONLY));
+  ASSERT_TRUE(file);
+  EXPECT_NE(::fcntl(file.number(), F_GETFD) & FD_CLOEXEC, 0);
+  struct stat status {};
+  ASSERT_EQ(real().statDescriptor(file.number(), status), 0);
+  EXPECT_EQ(status.st_size, 5);
 }
 
 TEST(OperatingSystemTest, AKnownUserHasNameGroupAndHome) {
@@ -187,13 +223,11 @@ TEST(OperatingSystemTest, AllocatedPagesAreZeroAndCanBeWritten) {
 }
 
 TEST(OperatingSystemTest, PollTellsWhatIsReady) {
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  const FileDescriptor in(ends[0]);
-  const FileDescriptor out(ends[1]);
-  pollfd waiting{in.get(), POLLIN, 0};
+  const Result<Pipe> pipe = createPipe();
+  ASSERT_TRUE(pipe);
+  pollfd waiting{pipe->readEnd.number(), POLLIN, 0};
   EXPECT_EQ(real().poll(&waiting, 1, 0), 0);
-  ASSERT_EQ(::write(out.get(), "x", 1), 1);
+  ASSERT_EQ(::write(pipe->writeEnd.number(), "x", 1), 1);
   EXPECT_EQ(real().poll(&waiting, 1, -1), 1);
   EXPECT_NE(waiting.revents & POLLIN, 0);
 }
@@ -232,24 +266,20 @@ private:
 };
 
 TEST(OperatingSystemTest, APollInterruptedByASignalIsResumed) {
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  const FileDescriptor in(ends[0]);
-  const FileDescriptor out(ends[1]);
-  const AlarmClock clock(out.get());
-  pollfd waiting{in.get(), POLLIN, 0};
+  const Result<Pipe> pipe = createPipe();
+  ASSERT_TRUE(pipe);
+  const AlarmClock clock(pipe->writeEnd.number());
+  pollfd waiting{pipe->readEnd.number(), POLLIN, 0};
   EXPECT_EQ(real().poll(&waiting, 1, -1), 1);
   EXPECT_GE(signals, 3);
 }
 
 TEST(OperatingSystemTest, SignalsDoNotKeepAPollFromEndingInTime) {
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  const FileDescriptor in(ends[0]);
-  const FileDescriptor out(ends[1]);
-  // The alarm comes every 2 ms, so a poll that began its 50 ms anew each time would never end.
+  const Result<Pipe> pipe = createPipe();
+  ASSERT_TRUE(pipe);
+  // The alarm comes every 2 ms, so a poll that began its 50 ms again each time would never end.
   const AlarmClock clock(-1);
-  pollfd waiting{in.get(), POLLIN, 0};
+  pollfd waiting{pipe->readEnd.number(), POLLIN, 0};
   EXPECT_EQ(real().poll(&waiting, 1, 50), 0);
 }
 
@@ -257,18 +287,18 @@ TEST(OperatingSystemTest, OpeningAFifoInterruptedByASignalIsResumed) {
   const TemporaryDirectory directory;
   const std::string fifo = directory.path("fifo");
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  const FileDescriptor in(ends[0]);
-  const FileDescriptor out(ends[1]);
+  const Result<Pipe> pipe = createPipe();
+  ASSERT_TRUE(pipe);
   const pid_t child = ::fork();
   if (child == 0) {
     char byte;
     // Opens the other end only when signals have come.
-    ::_exit(::read(in.get(), &byte, 1) == 1 && ::open(fifo.c_str(), O_WRONLY) >= 0 ? 0 : 1);
+    ::_exit(::read(pipe->readEnd.number(), &byte, 1) == 1 && ::open(fifo.c_str(), O_WRONLY) >= 0
+                ? 0
+                : 1);
   }
   ASSERT_GT(child, 0);
-  const AlarmClock clock(out.get());
+  const AlarmClock clock(pipe->writeEnd.number());
   const FileDescriptor opened(real().open(fifo.c_str(), O_RDONLY));
   EXPECT_TRUE(opened);
   EXPECT_GE(signals, 3);

@@ -1,28 +1,37 @@
-#include "platform/foundation/NSData.h"
-#include "platform/foundation/NSDate.h"
+#include "platform/foundation/PropertyListDescription.h"
+
 #include "platform/foundation/PropertyList.h"
+#include "tests/support/Texts.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
 namespace tesker {
+
+class StrangeObject final : public NSObject {
+public:
+  static Ref<StrangeObject> create() { return allocate<StrangeObject>(NSDefaultMallocZone()); }
+
+private:
+  friend NSObject;
+  StrangeObject() = default;
+};
+
 namespace {
 
 using namespace std::string_view_literals;
 
 // How the string appears inside a container.
 std::string inside(std::string_view text) {
-  const auto array = NSMutableArray::create();
-  array->addObject(NSString::create(text));
-  std::string described(propertyListDescription(*array)->bytes());
+  const std::string described(propertyListDescription(*test::arrayOf({text})).bytes());
   EXPECT_TRUE(described.starts_with('(') && described.ends_with(')'));
   return described.substr(1, described.size() - 2);
 }
 
 TEST(PropertyListDescriptionTest, AStringAloneDescribesItself) {
-  EXPECT_EQ(propertyListDescription(*NSString::create("a \"b\"\n\0"sv))->bytes(), "a \"b\"\n\0"sv);
-  EXPECT_EQ(propertyListDescription(*NSString::create(""))->bytes(), "");
+  EXPECT_EQ(propertyListDescription(*"a \"b\"\n\0"_ns.object()), "a \"b\"\n\0"sv);
+  EXPECT_EQ(propertyListDescription(*""_ns.object()), "");
 }
 
 TEST(PropertyListDescriptionTest, AStringOfUnquotedCharactersIsNotQuoted) {
@@ -49,8 +58,7 @@ TEST(PropertyListDescriptionTest, ControlBytesAreEscapedSoThatItIsOneLine) {
 
 TEST(PropertyListDescriptionTest, OctalEscapesKeepFollowingDigitsApart) {
   EXPECT_EQ(inside("\0017"sv), R"("\0017")");
-  EXPECT_EQ(as<NSArray>(propertyList("(\"\\0017\")"))->objectAtIndex(0)->description()->bytes(),
-            "\x01\x37");
+  EXPECT_EQ(propertyList(R"("\0017")")->asString(), "\x01\x37");
 }
 
 TEST(PropertyListDescriptionTest, BytesAbove127AreWrittenAsTheyAre) {
@@ -60,7 +68,7 @@ TEST(PropertyListDescriptionTest, BytesAbove127AreWrittenAsTheyAre) {
 
 TEST(PropertyListDescriptionTest, Containers) {
   const auto check = [](const char *text) {
-    EXPECT_EQ(propertyListDescription(*propertyList(text))->bytes(), text);
+    EXPECT_EQ(propertyListDescription(*propertyList(text)), text);
   };
   check("(a, b)");
   check("()");
@@ -72,14 +80,14 @@ TEST(PropertyListDescriptionTest, Containers) {
 }
 
 TEST(PropertyListDescriptionTest, ObjectsOfOtherKindsAppearAsTheirQuotedDescriptions) {
-  const auto dictionary = NSMutableDictionary::create();
-  dictionary->setObjectForKey(NSDate::dateWithTimeIntervalSince1970(0), *NSString::create("d"));
-  EXPECT_EQ(propertyListDescription(*dictionary)->bytes(), "{d = \"<tesker::NSDate>\"; }");
+  const auto dictionary = NSDictionary::create();
+  dictionary->setObjectForKey(StrangeObject::create(), "d"_ns);
+  EXPECT_EQ(propertyListDescription(*dictionary), "{d = \"<tesker::StrangeObject>\"; }");
 }
 
 TEST(PropertyListDescriptionTest, TheDescriptionOfAContainerIsItsPropertyListText) {
   const auto value = propertyList("({a = <00>; })");
-  EXPECT_EQ(value->description()->bytes(), "({a = <00>; })");
+  EXPECT_EQ(value->description(), "({a = <00>; })");
 }
 
 } // namespace

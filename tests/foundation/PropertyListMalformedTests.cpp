@@ -14,7 +14,7 @@ using namespace std::string_view_literals;
 // The reason for which the text is malformed.
 std::string problem(std::string_view text) {
   try {
-    return "read as " + std::string(propertyList(text)->description()->bytes());
+    return "read as " + std::string(propertyList(text)->description().bytes());
   } catch (const NSException &exception) {
     EXPECT_EQ(exception.name(), "NSParseErrorException");
     return exception.reason();

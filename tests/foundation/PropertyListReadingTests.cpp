@@ -1,8 +1,9 @@
-#include "platform/foundation/NSData.h"
 #include "platform/foundation/PropertyList.h"
-#include "tests/support/TemporaryDirectory.h"
 
+#include "platform/foundation/NSData.h"
 #include "platform/foundation/NSException.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
 #include <gtest/gtest.h>
 
@@ -13,17 +14,11 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// The string that the text holds; fails the test when it holds another kind of value.
-std::string stringIn(std::string_view text) {
-  const auto value = propertyList(text);
-  EXPECT_TRUE(as<NSString>(value)) << text;
-  return std::string(value->description()->bytes());
-}
+// The string that the text holds; nil when it holds another kind of value.
+NSString stringIn(std::string_view text) { return propertyList(text)->asString(); }
 
 // The description of what the text holds.
-std::string described(std::string_view text) {
-  return std::string(propertyList(text)->description()->bytes());
-}
+NSString described(std::string_view text) { return propertyList(text)->description(); }
 
 TEST(PropertyListReadingTest, AnUnquotedStringIsMadeOfLettersDigitsAndSixOtherCharacters) {
   EXPECT_EQ(stringIn("abcxyzABCXYZ0189_$/:.-"), "abcxyzABCXYZ0189_$/:.-");
@@ -128,14 +123,14 @@ TEST(PropertyListReadingTest, TheRegisteredDefaultsText) {
 }
 
 TEST(PropertyListReadingTest, Data) {
-  const auto data = as<NSData>(propertyList("<0fbD77>"));
-  ASSERT_TRUE(data);
-  EXPECT_EQ(data->bytes(), "\x0F\xBD\x77");
-  EXPECT_EQ(as<NSData>(propertyList("<>"))->bytes(), "");
+  const auto data = propertyList("<0fbD77>");
+  ASSERT_NE(data->asData(), nullptr);
+  EXPECT_EQ(data->asData()->bytes(), "\x0F\xBD\x77");
+  EXPECT_EQ(propertyList("<>")->asData()->bytes(), "");
 }
 
 TEST(PropertyListReadingTest, BlanksMayStandAnywhereInData) {
-  EXPECT_EQ(as<NSData>(propertyList("< 0f\nb d\t7 7 >"))->bytes(), "\x0F\xBD\x77");
+  EXPECT_EQ(propertyList("< 0f\nb d\t7 7 >")->asData()->bytes(), "\x0F\xBD\x77");
 }
 
 TEST(PropertyListReadingTest, BlanksAreBytes9To13And32) {
@@ -177,7 +172,7 @@ TEST(PropertyListReadingTest, NestingCountsDepthNotNumber) {
   for (int i = 0; i < 2000; ++i)
     text += "({}),";
   text += ")";
-  EXPECT_EQ(as<NSArray>(propertyList(text))->count(), 2000U);
+  EXPECT_EQ(propertyList(text)->asArray()->count(), 2000U);
 }
 
 TEST(PropertyListReadingTest, LargeTextsAreRead) {
@@ -189,34 +184,35 @@ TEST(PropertyListReadingTest, LargeTextsAreRead) {
     array += "\"\\Ud800\", // comment\n";
     dictionary += "k" + std::to_string(i) + " = /* c */ v;";
   }
-  EXPECT_EQ(as<NSArray>(propertyList(array + ")"))->count(), kCount);
-  const auto read = as<NSDictionary>(propertyList(dictionary + "}"));
-  EXPECT_EQ(read->count(), kCount);
-  EXPECT_TRUE(read->objectForKey("k49999"));
+  EXPECT_EQ(propertyList(array + ")")->asArray()->count(), kCount);
+  const auto read = propertyList(dictionary + "}");
+  EXPECT_EQ(read->asDictionary()->count(), kCount);
+  EXPECT_EQ(read->asDictionary()->stringForKey("k49999"), "v");
   std::string escapes;
   for (std::size_t i = 0; i < kCount; ++i)
     escapes += "\\Ud800";
-  EXPECT_EQ(stringIn("\"" + escapes + "\"").size(), 3 * kCount);
+  EXPECT_EQ(stringIn("\"" + escapes + "\"").length(), 3 * kCount);
 }
 
 TEST(DictionaryWithContentsOfFileTest, ADictionaryIsRead) {
   const test::TemporaryDirectory directory;
-  const auto file = NSString::create(directory.writeFile("f", "/* c */ {a = (b); }\n"));
-  EXPECT_EQ(dictionaryWithContentsOfFile(*file)->description()->bytes(), "{a = (b); }");
+  const NSString file = NSString::create(directory.writeFile("f", "/* c */ {a = (b); }\n"));
+  EXPECT_EQ(dictionaryWithContentsOfFile(file)->description(), "{a = (b); }");
 }
 
 TEST(DictionaryWithContentsOfFileTest, AnUnreadableFileIsNil) {
   const test::TemporaryDirectory directory;
-  EXPECT_FALSE(dictionaryWithContentsOfFile(*NSString::create(directory.path("none"))));
-  EXPECT_FALSE(dictionaryWithContentsOfFile(*directory.string()));
-  EXPECT_FALSE(dictionaryWithContentsOfFile(*NSString::create("")));
+  EXPECT_FALSE(dictionaryWithContentsOfFile(directory.string("none")));
+  EXPECT_FALSE(dictionaryWithContentsOfFile(directory.string()));
+  EXPECT_FALSE(dictionaryWithContentsOfFile(""_ns));
+  EXPECT_FALSE(dictionaryWithContentsOfFile(nullptr));
 }
 
 TEST(DictionaryWithContentsOfFileTest, AFileOfMoreThan16MebibytesIsNil) {
   const test::TemporaryDirectory directory;
   const std::string limit = "{}" + std::string((std::size_t{16} << 20) - 2, ' ');
   const auto read = [&](const std::string &text) {
-    return dictionaryWithContentsOfFile(*NSString::create(directory.writeFile("f", text)));
+    return dictionaryWithContentsOfFile(NSString::create(directory.writeFile("f", text)));
   };
   EXPECT_TRUE(read(limit));
   EXPECT_FALSE(read(limit + " "));
@@ -225,7 +221,7 @@ TEST(DictionaryWithContentsOfFileTest, AFileOfMoreThan16MebibytesIsNil) {
 TEST(DictionaryWithContentsOfFileTest, AnotherKindOfValueIsNil) {
   const test::TemporaryDirectory directory;
   for (const char *text : {"(a)", "a", "\"{}\"", "<00>"})
-    EXPECT_FALSE(dictionaryWithContentsOfFile(*NSString::create(directory.writeFile("f", text))))
+    EXPECT_FALSE(dictionaryWithContentsOfFile(NSString::create(directory.writeFile("f", text))))
         << text;
 }
 
@@ -233,7 +229,7 @@ TEST(DictionaryWithContentsOfFileTest, MalformedTextRaises) {
   const test::TemporaryDirectory directory;
   for (const char *text : {"", "{a = b }", "{a = b; } x"})
     EXPECT_THROW(
-        (void)dictionaryWithContentsOfFile(*NSString::create(directory.writeFile("f", text))),
+        (void)dictionaryWithContentsOfFile(NSString::create(directory.writeFile("f", text))),
         NSException)
         << text;
 }

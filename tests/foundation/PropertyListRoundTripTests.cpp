@@ -1,6 +1,8 @@
 // Whatever value a container holds, its description is one line that reads back equal.
 #include "platform/foundation/NSData.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
+#include "tests/support/Texts.h"
 
 #include <gtest/gtest.h>
 
@@ -15,15 +17,15 @@ class RandomValues {
 public:
   explicit RandomValues(unsigned seed) : random_(seed) {}
 
-  Ref<NSMutableDictionary> dictionary(unsigned depth) {
-    auto made = NSMutableDictionary::create();
+  Ref<NSDictionary> dictionary(unsigned depth) {
+    auto made = NSDictionary::create();
     for (unsigned left = below(25); left > 0; --left)
-      made->setObjectForKey(value(depth), *NSString::create(text()));
+      made->setObjectForKey(value(depth), NSString::create(text()));
     return made;
   }
 
-  Ref<NSMutableArray> array(unsigned depth) {
-    auto made = NSMutableArray::create();
+  Ref<NSArray> array(unsigned depth) {
+    auto made = NSArray::create();
     for (unsigned left = below(6); left > 0; --left)
       made->addObject(value(depth));
     return made;
@@ -52,7 +54,7 @@ private:
     case 5:
       return dictionary(depth - 1);
     default:
-      return NSString::create(text());
+      return NSString::create(text()).object().toRef();
     }
   }
 
@@ -69,11 +71,11 @@ TEST(PropertyListRoundTripTest, RandomDictionariesReadBackEqualAndInOrder) {
   for (int i = 0; i < 100; ++i) {
     const auto value = values.dictionary(3);
     const auto text = propertyListDescription(*value);
-    expectOneLine(*text);
-    const auto read = propertyList(text->bytes());
-    ASSERT_TRUE(value->isEqual(&*read)) << text->bytes();
+    expectOneLine(text);
+    const auto read = propertyList(text.bytes());
+    ASSERT_TRUE(value->isEqual(*read)) << text.bytes();
     ASSERT_EQ(value->hash(), read->hash());
-    ASSERT_EQ(propertyListDescription(*read)->bytes(), text->bytes());
+    ASSERT_EQ(propertyListDescription(*read), text);
   }
 }
 
@@ -82,9 +84,9 @@ TEST(PropertyListRoundTripTest, RandomArraysReadBackEqual) {
   for (int i = 0; i < 100; ++i) {
     const auto value = values.array(4);
     const auto text = propertyListDescription(*value);
-    expectOneLine(*text);
-    const auto read = propertyList(text->bytes());
-    ASSERT_TRUE(value->isEqual(&*read)) << text->bytes();
+    expectOneLine(text);
+    const auto read = propertyList(text.bytes());
+    ASSERT_TRUE(value->isEqual(*read)) << text.bytes();
     ASSERT_EQ(value->hash(), read->hash());
   }
 }
@@ -94,9 +96,9 @@ TEST(PropertyListRoundTripTest, RandomStringsFilesReadBackEqualAndInOrder) {
   for (int i = 0; i < 100; ++i) {
     const auto value = values.dictionary(2);
     const auto text = descriptionInStringsFileFormat(*value);
-    const auto read = propertyListFromStringsFileFormat(text->bytes());
-    ASSERT_TRUE(value->isEqual(&*read)) << text->bytes();
-    ASSERT_EQ(descriptionInStringsFileFormat(*read)->bytes(), text->bytes());
+    const auto read = propertyListFromStringsFileFormat(text.bytes());
+    ASSERT_TRUE(value->isEqual(*read)) << text.bytes();
+    ASSERT_EQ(descriptionInStringsFileFormat(*read), text);
   }
 }
 
@@ -104,10 +106,9 @@ TEST(PropertyListRoundTripTest, EveryByteReadsBackInsideAString) {
   for (int byte = 0; byte < 256; ++byte)
     for (const char *after : {"", "7", "f", "\\"}) {
       const std::string bytes = static_cast<char>(byte) + std::string(after);
-      const auto array = NSMutableArray::create();
-      array->addObject(NSString::create(bytes));
+      const auto array = test::arrayOf({bytes});
       const auto text = propertyListDescription(*array);
-      ASSERT_TRUE(array->isEqual(&*propertyList(text->bytes()))) << text->bytes();
+      ASSERT_TRUE(array->isEqual(*propertyList(text.bytes()))) << text.bytes();
     }
 }
 

@@ -69,7 +69,7 @@ TEST_F(RefTest, CopyingAddsAReferenceAndMovingDoesNot) {
   EXPECT_THAT(noted(), ElementsAre("a retained"));
   const auto moved = std::move(copied);
   EXPECT_THAT(noted(), IsEmpty());
-  EXPECT_EQ(&moved.get(), &first.get());
+  EXPECT_EQ(&*moved, &*first);
 }
 
 TEST_F(RefTest, AssigningReleasesTheFormerObject) {
@@ -110,7 +110,7 @@ TEST_F(RefTest, ANilReferenceTouchesNothing) {
   RefPtr<Witness> copied = nil;
   nil = std::move(copied);
   EXPECT_FALSE(nil);
-  EXPECT_EQ(nil.get(), nullptr);
+  EXPECT_EQ(nil.pointer(), nullptr);
   const RefPtr<Witness> ofNullPointer(static_cast<Witness *>(nullptr));
   EXPECT_FALSE(ofNullPointer);
 }
@@ -127,7 +127,7 @@ TEST_F(RefTest, AReferenceThatMayBeNilKeepsItsObjectUntilItIsAssignedNil) {
 TEST_F(RefTest, AReferenceThatMayBeNilCanBeMadeOfAPointerOrAReference) {
   const auto first = born("a");
   const RefPtr<Witness> ofReference = first;
-  const RefPtr<Witness> ofPointer(&first.get());
+  const RefPtr<Witness> ofPointer(&*first);
   const RefPtr<Witness> copied = ofPointer; // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_THAT(noted(), ElementsAre("a retained", "a retained", "a retained"));
 }
@@ -136,7 +136,7 @@ TEST_F(RefTest, TurningIntoAReferenceThatIsNeverNilAddsAReference) {
   const RefPtr<Witness> maybe = born("a");
   const Ref<Witness> sure = maybe.toRef();
   EXPECT_THAT(noted(), ElementsAre("a retained"));
-  EXPECT_EQ(&sure.get(), maybe.get());
+  EXPECT_EQ(&*sure, maybe.pointer());
 }
 
 TEST_F(RefTest, MovingAReferenceThatMayBeNilLeavesNilBehind) {

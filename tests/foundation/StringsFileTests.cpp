@@ -1,5 +1,7 @@
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
+#include "tests/support/Texts.h"
 
 #include <gtest/gtest.h>
 
@@ -8,13 +10,13 @@
 namespace tesker {
 namespace {
 
-std::string described(std::string_view text) {
-  return std::string(propertyListFromStringsFileFormat(text)->description()->bytes());
+NSString described(std::string_view text) {
+  return propertyListFromStringsFileFormat(text)->description();
 }
 
 std::string problem(std::string_view text) {
   try {
-    return "read as " + described(text);
+    return "read as " + std::string(described(text).bytes());
   } catch (const NSException &exception) {
     EXPECT_EQ(exception.name(), "NSParseErrorException");
     return exception.reason();
@@ -71,9 +73,8 @@ TEST(StringsFileTest, AValueMayNest512DeepAndNoDeeper) {
 
 TEST(StringsFileTest, ADictionaryIsWrittenOnePairALine) {
   const auto dictionary = propertyListFromStringsFileFormat("a = b; \"c d\" = (e, {f = g; });");
-  EXPECT_EQ(descriptionInStringsFileFormat(*dictionary)->bytes(),
-            "a = b;\n\"c d\" = (e, {f = g; });\n");
-  EXPECT_EQ(descriptionInStringsFileFormat(*NSMutableDictionary::create())->bytes(), "");
+  EXPECT_EQ(descriptionInStringsFileFormat(*dictionary), "a = b;\n\"c d\" = (e, {f = g; });\n");
+  EXPECT_EQ(descriptionInStringsFileFormat(*NSDictionary::create()), "");
 }
 
 } // namespace

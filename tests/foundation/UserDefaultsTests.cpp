@@ -2,9 +2,10 @@
 
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/PropertyList.h"
-#include "tests/foundation/ScopedEnvironment.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
 #include <gmock/gmock.h>
 
@@ -19,13 +20,6 @@ using test::TemporaryDirectory;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-Ref<NSArray> listOf(std::initializer_list<std::string_view> names) {
-  auto list = NSMutableArray::create();
-  for (const auto name : names)
-    list->addObject(NSString::create(name));
-  return list;
-}
-
 class UserDefaultsTest : public testing::Test {
 protected:
   // Writes a domain's file under one of the configuration directories.
@@ -33,16 +27,9 @@ protected:
                           std::string_view text) const {
     return files.writeFile(directory + "/tesker/defaults/" + domain + ".plist", text);
   }
-  // The text of the key; "nil" when no domain has it or it is no string.
-  std::string get(std::string_view key) {
-    const auto value = defaults->stringForKey(key);
-    return value ? std::string(value->bytes()) : "nil";
-  }
-  void search(std::initializer_list<std::string_view> names) {
-    defaults->setSearchList(*listOf(names));
-  }
+  NSString get(std::string_view key) { return defaults.stringForKey(key); }
   void registerText(std::string_view text) {
-    defaults->registerDefaults(*as<NSDictionary>(propertyList(text)));
+    defaults.registerDefaults(*propertyList(text)->asDictionary());
   }
 
   TemporaryDirectory files;
@@ -50,7 +37,7 @@ protected:
   ScopedEnvironment user{"XDG_CONFIG_HOME", files.path("user")};
   ScopedEnvironment system{"XDG_CONFIG_DIRS", files.path("site") + ":" + files.path("vendor")};
   LogCapture log;
-  Ref<NSUserDefaults> defaults = NSUserDefaults::create();
+  NSUserDefaults defaults;
 };
 
 TEST_F(UserDefaultsTest, TheStandardDefaultsAreTheSameEveryTime) {
@@ -58,28 +45,28 @@ TEST_F(UserDefaultsTest, TheStandardDefaultsAreTheSameEveryTime) {
 }
 
 TEST_F(UserDefaultsTest, TheSearchListBeginsWithTheProgramsOwnDomain) {
-  EXPECT_EQ(defaults->searchList()->description()->bytes(),
-            "(foundation-tests, NSGlobalDomain, NSRegistrationDomain)");
+  EXPECT_THAT(defaults.searchList(),
+              ElementsAre("foundation-tests", "NSGlobalDomain", "NSRegistrationDomain"));
 }
 
 TEST_F(UserDefaultsTest, ADomainPutFirstStandsAheadOfAllOthers) {
   registerText("{rm = registered; tar = registered; }");
   writeDomain("user", "foundation-tests", "{rm = own; }");
   writeDomain("user", "Tesker", "{rm = mine; }");
-  const auto list = defaults->searchList()->mutableCopy();
-  list->insertObject(NSString::create("Tesker"), 0);
-  defaults->setSearchList(*list);
-  EXPECT_EQ(defaults->searchList()->description()->bytes(),
-            "(Tesker, foundation-tests, NSGlobalDomain, NSRegistrationDomain)");
+  auto list = defaults.searchList();
+  list.insert(list.begin(), "Tesker"_ns);
+  defaults.setSearchList(list);
+  EXPECT_THAT(defaults.searchList(),
+              ElementsAre("Tesker", "foundation-tests", "NSGlobalDomain", "NSRegistrationDomain"));
   EXPECT_EQ(get("rm"), "mine");
   EXPECT_EQ(get("tar"), "registered");
 }
 
 TEST_F(UserDefaultsTest, TheListHandedInIsCopied) {
-  const auto list = defaults->searchList()->mutableCopy();
-  defaults->setSearchList(*list);
-  list->removeLastObject();
-  EXPECT_EQ(defaults->searchList()->count(), 3U);
+  auto list = defaults.searchList();
+  defaults.setSearchList(list);
+  list.pop_back();
+  EXPECT_EQ(defaults.searchList().size(), 3U);
 }
 
 TEST_F(UserDefaultsTest, TheFirstDomainThatHasTheKeyWins) {
@@ -90,41 +77,43 @@ TEST_F(UserDefaultsTest, TheFirstDomainThatHasTheKeyWins) {
   EXPECT_EQ(get("b"), "own");
   EXPECT_EQ(get("c"), "global");
   EXPECT_EQ(get("d"), "registered");
-  EXPECT_EQ(get("e"), "nil");
-  EXPECT_EQ(defaults->objectForKey("e").get(), nullptr);
+  EXPECT_FALSE(get("e"));
+  EXPECT_EQ(defaults.objectForKey("e"), nullptr);
 }
 
 TEST_F(UserDefaultsTest, ADomainThatIsNotInTheListIsNotAsked) {
   registerText("{a = registered; }");
   writeDomain("user", "NSGlobalDomain", "{b = global; }");
-  search({"Tesker"});
-  EXPECT_EQ(get("a"), "nil");
-  EXPECT_EQ(get("b"), "nil");
+  defaults.setSearchList({"Tesker"_ns});
+  EXPECT_FALSE(get("a"));
+  EXPECT_FALSE(get("b"));
 }
 
 TEST_F(UserDefaultsTest, AValueThatIsNoStringIsNoStringAndStillWins) {
   registerText("{a = registered; }");
   writeDomain("user", "NSGlobalDomain", "{a = (1, 2); }");
-  EXPECT_EQ(get("a"), "nil");
-  EXPECT_EQ(defaults->objectForKey("a")->description()->bytes(), "(1, 2)");
+  EXPECT_FALSE(get("a"));
+  EXPECT_EQ(defaults.objectForKey("a")->description(), "(1, 2)");
 }
 
 TEST_F(UserDefaultsTest, RegisteringAgainAddsAndReplaces) {
   registerText("{a = 1; b = 1; }");
   registerText("{b = 2; c = 2; }");
-  EXPECT_EQ(get("a") + get("b") + get("c"), "122");
+  EXPECT_EQ(get("a"), "1");
+  EXPECT_EQ(get("b"), "2");
+  EXPECT_EQ(get("c"), "2");
 }
 
 TEST_F(UserDefaultsTest, TheRegistrationDomainHasNoFile) {
   writeDomain("user", "NSRegistrationDomain", "{a = 1; }");
-  EXPECT_EQ(get("a"), "nil");
+  EXPECT_FALSE(get("a"));
 }
 
 TEST_F(UserDefaultsTest, ForEachKeyTheUsersFileComesFirstThenTheSystemsInOrder) {
   writeDomain("user", "Tesker", "{a = user; }");
   writeDomain("site", "Tesker", "{a = site; b = site; }");
   writeDomain("vendor", "Tesker", "{a = vendor; b = vendor; c = vendor; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   EXPECT_EQ(get("a"), "user");
   EXPECT_EQ(get("b"), "site");
   EXPECT_EQ(get("c"), "vendor");
@@ -133,27 +122,27 @@ TEST_F(UserDefaultsTest, ForEachKeyTheUsersFileComesFirstThenTheSystemsInOrder) 
 TEST_F(UserDefaultsTest, ADomainsFilesComeBeforeTheNextDomain) {
   writeDomain("vendor", "Tesker", "{a = vendor; }");
   writeDomain("user", "NSGlobalDomain", "{a = user; }");
-  search({"Tesker", "NSGlobalDomain"});
+  defaults.setSearchList({"Tesker"_ns, "NSGlobalDomain"_ns});
   EXPECT_EQ(get("a"), "vendor");
 }
 
 TEST_F(UserDefaultsTest, WithoutAConfigurationHomeTheHomesOwnIsRead) {
   writeDomain("home/.config", "Tesker", "{a = home; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment unset("XDG_CONFIG_HOME", nullptr);
   EXPECT_EQ(get("a"), "home");
 }
 
 TEST_F(UserDefaultsTest, AnEmptyConfigurationHomeCountsAsUnset) {
   writeDomain("home/.config", "Tesker", "{a = home; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment empty("XDG_CONFIG_HOME", "");
   EXPECT_EQ(get("a"), "home");
 }
 
 TEST_F(UserDefaultsTest, ARelativeConfigurationHomeIsIgnored) {
   writeDomain("home/.config", "Tesker", "{a = home; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment relative("XDG_CONFIG_HOME", "user");
   EXPECT_EQ(get("a"), "home");
 }
@@ -162,9 +151,9 @@ TEST_F(UserDefaultsTest, ARelativeConfigurationHomeIsIgnored) {
 class WithUser final : public OperatingSystem {
 public:
   std::optional<UserEntry> userWithId(uid_t uid) override { return UserEntry{"u", uid, 0, home}; }
-  int open(const char *path, int flags, mode_t mode) override {
+  int openAt(int directory, const char *path, int flags, mode_t mode) override {
     opened.emplace_back(path);
-    return OperatingSystem::open(path, flags, mode);
+    return OperatingSystem::openAt(directory, path, flags, mode);
   }
   std::optional<std::string> home;
   std::vector<std::string> opened;
@@ -172,7 +161,7 @@ public:
 
 TEST_F(UserDefaultsTest, WithoutAHomeInTheEnvironmentThePasswordDatabaseTellsIt) {
   writeDomain("home/.config", "Tesker", "{a = home; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment noConfiguration("XDG_CONFIG_HOME", nullptr);
   const ScopedEnvironment noHome("HOME", "");
   WithUser withUser;
@@ -183,7 +172,7 @@ TEST_F(UserDefaultsTest, WithoutAHomeInTheEnvironmentThePasswordDatabaseTellsIt)
 
 TEST_F(UserDefaultsTest, WithoutAnyHomeTheSystemsFilesAreRead) {
   writeDomain("site", "Tesker", "{a = site; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment noConfiguration("XDG_CONFIG_HOME", nullptr);
   const ScopedEnvironment noHome("HOME", nullptr);
   WithUser withUser;
@@ -192,19 +181,19 @@ TEST_F(UserDefaultsTest, WithoutAnyHomeTheSystemsFilesAreRead) {
 }
 
 TEST_F(UserDefaultsTest, ARelativeHomeIsIgnored) {
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment noConfiguration("XDG_CONFIG_HOME", nullptr);
   const ScopedEnvironment relative("HOME", "home");
   WithUser withUser;
   const ScopedOperatingSystem inForce(withUser);
-  EXPECT_EQ(get("a"), "nil");
+  EXPECT_FALSE(get("a"));
   EXPECT_THAT(withUser.opened, ElementsAre(files.path("vendor/tesker/defaults/Tesker.plist"),
                                            files.path("site/tesker/defaults/Tesker.plist")));
 }
 
 TEST_F(UserDefaultsTest, RelativeAndEmptySystemDirectoriesAreIgnored) {
   writeDomain("vendor", "Tesker", "{a = vendor; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment directories("XDG_CONFIG_DIRS", "site::" + files.path("vendor") + ":../x");
   WithUser withUser;
   const ScopedOperatingSystem inForce(withUser);
@@ -214,12 +203,12 @@ TEST_F(UserDefaultsTest, RelativeAndEmptySystemDirectoriesAreIgnored) {
 }
 
 TEST_F(UserDefaultsTest, WithoutSystemDirectoriesTheStandardOneIsRead) {
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   for (const char *value : {static_cast<const char *>(nullptr), ""}) {
     const ScopedEnvironment unset("XDG_CONFIG_DIRS", value);
     WithUser withUser;
     const ScopedOperatingSystem inForce(withUser);
-    (void)NSUserDefaults::create()->objectForKey("a");
+    (void)NSUserDefaults().objectForKey("a");
     EXPECT_THAT(withUser.opened,
                 testing::Contains("/etc/xdg/tesker/defaults/NSGlobalDomain.plist"));
   }
@@ -228,21 +217,21 @@ TEST_F(UserDefaultsTest, WithoutSystemDirectoriesTheStandardOneIsRead) {
 TEST_F(UserDefaultsTest, ADomainIsReadWhenItIsFirstSearchedAndOnlyThen) {
   WithUser withUser;
   const ScopedOperatingSystem inForce(withUser);
-  search({"Tesker", "Later"});
+  defaults.setSearchList({"Tesker"_ns, "Later"_ns});
   EXPECT_THAT(withUser.opened, IsEmpty());
   writeDomain("user", "Tesker", "{a = 1; }");
   EXPECT_EQ(get("a"), "1");
   const std::size_t opened = withUser.opened.size();
   EXPECT_THAT(withUser.opened, testing::Each(testing::HasSubstr("Tesker.plist"))); // not "Later"
   writeDomain("user", "Tesker", "{a = 2; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   EXPECT_EQ(get("a"), "1");
   EXPECT_EQ(withUser.opened.size(), opened);
 }
 
 TEST_F(UserDefaultsTest, AMissingFileIsAnEmptyDomainWithoutAMessage) {
-  search({"None"});
-  EXPECT_EQ(get("a"), "nil");
+  defaults.setSearchList({"None"_ns});
+  EXPECT_FALSE(get("a"));
   EXPECT_THAT(log.syslogged, IsEmpty());
   EXPECT_THAT(log.logged, IsEmpty());
 }
@@ -250,27 +239,39 @@ TEST_F(UserDefaultsTest, AMissingFileIsAnEmptyDomainWithoutAMessage) {
 TEST_F(UserDefaultsTest, AMalformedFileIsLoggedOnceAndIsEmpty) {
   const std::string file = writeDomain("user", "Tesker", "{a = 1;\nb = ; }");
   writeDomain("site", "Tesker", "{a = site; }");
-  search({"Tesker"});
+  defaults.setSearchList({"Tesker"_ns});
   EXPECT_EQ(get("a"), "site");
-  EXPECT_EQ(get("b"), "nil");
-  search({"Tesker", "NSGlobalDomain"});
-  EXPECT_EQ(get("b"), "nil");
+  EXPECT_FALSE(get("b"));
+  defaults.setSearchList({"Tesker"_ns, "NSGlobalDomain"_ns});
+  EXPECT_FALSE(get("b"));
   EXPECT_THAT(log.syslogged, ElementsAre("Ignoring defaults file " + file +
                                          ": expected a value at line 2, column 5"));
 }
 
 TEST_F(UserDefaultsTest, AFileThatHoldsNoDictionaryIsLoggedAndEmpty) {
   const std::string file = writeDomain("user", "Tesker", "(a, b)");
-  search({"Tesker"});
-  EXPECT_EQ(get("a"), "nil");
+  defaults.setSearchList({"Tesker"_ns});
+  EXPECT_FALSE(get("a"));
   EXPECT_THAT(log.syslogged,
               ElementsAre("Ignoring defaults file " + file + ": it holds no dictionary"));
 }
 
-TEST_F(UserDefaultsTest, ElementsOfTheSearchListThatAreNoStringsArePassedOver) {
-  registerText("{a = registered; }");
-  defaults->setSearchList(*as<NSArray>(propertyList("((x), {y = z; }, NSRegistrationDomain)")));
-  EXPECT_EQ(get("a"), "registered");
+TEST_F(UserDefaultsTest, AVolatileDomainHasJustItsPairsInPlaceOfThoseOfItsFiles) {
+  writeDomain("user", "Tesker", "{a = file; b = file; }");
+  defaults.setSearchList({"Tesker"_ns});
+  EXPECT_EQ(get("a"), "file");
+  const auto pairs = propertyListFromStringsFileFormat("a = given;");
+  defaults.setVolatileDomain(*pairs, "Tesker");
+  pairs->setObjectForKey("later"_ns, "a"_ns);
+  EXPECT_EQ(get("a"), "given");
+  EXPECT_FALSE(get("b"));
+}
+
+TEST_F(UserDefaultsTest, EachSetOfDefaultsIsItsOwn) {
+  registerText("{a = 1; }");
+  NSUserDefaults others;
+  EXPECT_FALSE(others.stringForKey("a"));
+  EXPECT_EQ(get("a"), "1");
 }
 
 } // namespace

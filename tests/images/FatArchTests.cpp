@@ -1,6 +1,5 @@
-#include "platform/images/ByteOrder.h"
+#include "platform/images/MachO.h"
 #include "platform/images/FatArch.h"
-#include "platform/images/HostArchitecture.h"
 #include "tests/support/MachOBuilder.h"
 
 #include <gmock/gmock.h>
@@ -150,9 +149,8 @@ TEST(FatArchReader, EndsWhereTheFileHasBecomeShorter) {
   const std::string bytes = records({kI386, kArm});
   MemoryImage image = imageOf(bytes);
   FatArchReader reader(image, {FAT_MAGIC, 0xffffffff});
-  fat_arch record;
-  EXPECT_FALSE(reader.next(record));
-  EXPECT_FALSE(reader.next(record));
+  EXPECT_FALSE(reader.next());
+  EXPECT_FALSE(reader.next());
 }
 
 TEST(BestFatArch, ChoosesForThisMachine) {

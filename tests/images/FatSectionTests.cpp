@@ -1,5 +1,6 @@
 // Which image of a fat file the sections are taken from.
 #include "tests/support/MachOBuilder.h"
+#include "tests/support/SparseImage.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,12 @@ constexpr std::size_t kSecondImage = 8192;
 
 std::size_t recordField(std::size_t index, std::size_t field) {
   return at::kFirstRecord + kFatRecord * index + field;
+}
+
+std::string littleEndian(std::size_t word) {
+  std::string bytes;
+  examples::appendWord(bytes, static_cast<std::uint32_t>(word), ByteOrder::kLittle);
+  return bytes;
 }
 
 FatMember member(const Processor &processor, std::string_view header) {
@@ -96,6 +103,44 @@ TEST_F(FatSections, DoNotExistWhereMoreRecordsAreAnnouncedThanThereAre) {
         "(none)");
   EXPECT_EQ(sectionText(MachOBuilder({member(kI386, "i386")}).word(at::kRecordCount, 0).bytes()),
             "(none)");
+}
+
+// A fat file of that many records, all but the last of no processor, and the last one's image
+// behind.
+SparseImage manyRecords(std::uint32_t count, const std::string &image) {
+  const std::string one = fatFile({{kI386, image}});
+  const auto place = static_cast<std::uint32_t>(at::kFirstRecord + kFatRecord * count);
+  std::string record = one.substr(at::kFirstRecord, kFatRecord);
+  std::string offset;
+  examples::appendWord(offset, place, ByteOrder::kBig);
+  record.replace(at::kRecordOffset, offset.size(), offset);
+  std::string header = one.substr(0, at::kRecordCount);
+  examples::appendWord(header, count, ByteOrder::kBig);
+  SparseImage file(place + image.size());
+  file.write(0, header).write(place - kFatRecord, record).write(place, image);
+  return file;
+}
+
+TEST_F(FatSections, ComeFromNoFileOfMoreThanAMillionRecords) {
+  const std::string image = iconImage(kI386, "text").bytes();
+  SparseImage most = manyRecords(1'000'000, image);
+  EXPECT_EQ(sectionText(most), "text");
+  SparseImage tooMany = manyRecords(1'000'001, image);
+  EXPECT_EQ(sectionText(tooMany), "(none)");
+  EXPECT_EQ(tooMany.reads, 1U);
+}
+
+TEST_F(FatSections, WithoutBytesStayInsideTheirImageToo) {
+  const std::string image = iconImage(kI386, "").bytes();
+  const auto emptyAt = [&](std::size_t offset) {
+    return sectionText(
+        MachOBuilder({{kI386, image}, member(kPowerPC, "ppc")})
+            .text(kFirstImage + at::kFirstCommand + at::kFirstSection + at::kSectionOffset,
+                  littleEndian(offset))
+            .bytes());
+  };
+  EXPECT_EQ(emptyAt(image.size()), "");
+  EXPECT_EQ(emptyAt(image.size() + 1), "(none)");
 }
 
 TEST_F(FatSections, DoNotComeFromAFatFileInsideAFatFile) {

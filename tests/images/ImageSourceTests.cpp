@@ -1,5 +1,6 @@
 #include "platform/images/ImageSource.h"
 #include "tests/support/CountingOperatingSystem.h"
+#include "tests/support/MachOBuilder.h"
 #include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -53,7 +54,7 @@ TEST(ImageSource, ReadsExactlyOrNot) {
 TEST(FileImage, HasTheBytesOfTheFileAtEveryOffsetAndLength) {
   const TemporaryDirectory directory;
   const std::string bytes = patterned(20000);
-  auto image = FileImage::open(directory.writeFile("f", bytes).c_str());
+  auto image = openImage(directory.writeFile("f", bytes));
   ASSERT_TRUE(image);
   EXPECT_EQ(image->size(), bytes.size());
   for (const std::size_t length : {1UL, 28UL, 4095UL, 4096UL, 4097UL, 9000UL})
@@ -71,7 +72,7 @@ TEST(FileImage, KeepsItsFirstBytesAndThePieceReadLast) {
   const std::string path = directory.writeFile("f", patterned(20000));
   CountingOperatingSystem system;
   const ScopedOperatingSystem inForce(system);
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   ASSERT_TRUE(image);
   EXPECT_EQ(system.count("open"), 1U);
   EXPECT_EQ(system.count("statDescriptor"), 1U);
@@ -89,7 +90,7 @@ TEST(FileImage, KeepsItsFirstBytesAndThePieceReadLast) {
 TEST(FileImage, StaysAtTheLengthThatItHadWhenItWasOpened) {
   const TemporaryDirectory directory;
   const std::string path = directory.writeFile("f", "12345");
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   ASSERT_TRUE(image);
   directory.writeFile("f", patterned(9000));
   EXPECT_EQ(image->size(), 5U);
@@ -100,7 +101,7 @@ TEST(FileImage, StaysAtTheLengthThatItHadWhenItWasOpened) {
 TEST(FileImage, GivesShortReadsWhenTheFileHasBecomeShorter) {
   const TemporaryDirectory directory;
   const std::string path = directory.writeFile("f", patterned(20000));
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   ASSERT_TRUE(image);
   std::filesystem::resize_file(path, 10010);
   EXPECT_EQ(readText(*image, 10000, 28).size(), 10U);
@@ -111,8 +112,10 @@ TEST(FileImage, GivesShortReadsWhenTheFileHasBecomeShorter) {
 
 TEST(FileImage, ReadsNothingWhereReadingFails) {
   const TemporaryDirectory directory;
-  const FileDescriptor writeOnly(::open(directory.writeFile("f", "12345").c_str(), O_WRONLY));
-  FileImage image(FileDescriptor(::dup(writeOnly.get())), 5);
+  struct stat status {};
+  status.st_size = 5;
+  FileImage image(
+      {FileDescriptor(::open(directory.writeFile("f", "12345").c_str(), O_WRONLY)), status});
   EXPECT_EQ(readText(image, 0, 5), "");
 }
 
@@ -121,7 +124,7 @@ TEST(FileImage, OpensAnEmptyFileWithoutReading) {
   const std::string path = directory.writeFile("f", "");
   CountingOperatingSystem system;
   const ScopedOperatingSystem inForce(system);
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   ASSERT_TRUE(image);
   EXPECT_EQ(image->size(), 0U);
   EXPECT_EQ(readText(*image, 0, 1), "");
@@ -130,30 +133,30 @@ TEST(FileImage, OpensAnEmptyFileWithoutReading) {
 
 TEST(FileImage, IsNothingWhereThereIsNoRegularFile) {
   const TemporaryDirectory directory;
-  EXPECT_FALSE(FileImage::open(directory.path("missing").c_str()));
-  EXPECT_FALSE(FileImage::open(""));
-  EXPECT_FALSE(FileImage::open(directory.makeDirectory("directory").c_str()));
-  EXPECT_FALSE(FileImage::open(directory.makeLink("dangling", "missing").c_str()));
-  EXPECT_FALSE(FileImage::open("/dev/null"));
-  EXPECT_FALSE(FileImage::open("/dev/zero"));
+  EXPECT_FALSE(openImage(directory.path("missing")));
+  EXPECT_FALSE(openImage(""));
+  EXPECT_FALSE(openImage(directory.makeDirectory("directory")));
+  EXPECT_FALSE(openImage(directory.makeLink("dangling", "missing")));
+  EXPECT_FALSE(openImage("/dev/null"));
+  EXPECT_FALSE(openImage("/dev/zero"));
 }
 
 TEST(FileImage, DoesNotWaitForTheWriterOfAFifo) {
   const TemporaryDirectory directory;
   makeFifo(directory.path("fifo"));
-  EXPECT_FALSE(FileImage::open(directory.path("fifo").c_str()));
+  EXPECT_FALSE(openImage(directory.path("fifo")));
 }
 
 TEST(FileImage, IsNothingForASocket) {
   const TemporaryDirectory directory;
   makeSocket(directory.path("socket"));
-  EXPECT_FALSE(FileImage::open(directory.path("socket").c_str()));
+  EXPECT_FALSE(openImage(directory.path("socket")));
 }
 
 TEST(FileImage, FollowsALinkToAFile) {
   const TemporaryDirectory directory;
   directory.writeFile("f", "12345");
-  EXPECT_TRUE(FileImage::open(directory.makeLink("link", "f").c_str()));
+  EXPECT_TRUE(openImage(directory.makeLink("link", "f")));
 }
 
 TEST(FileImage, ClosesItsDescriptorAndKeepsItFromOtherPrograms) {
@@ -163,15 +166,13 @@ TEST(FileImage, ClosesItsDescriptorAndKeepsItFromOtherPrograms) {
   {
     const int next = ::dup(STDIN_FILENO);
     ::close(next);
-    auto image = FileImage::open(path.c_str());
+    auto image = openImage(path);
     ASSERT_TRUE(image);
     EXPECT_EQ(openDescriptors(), before + 1);
     EXPECT_EQ(::fcntl(next, F_GETFD), FD_CLOEXEC);
-    const FileImage moved = std::move(*image);
-    EXPECT_EQ(openDescriptors(), before + 1);
   }
   EXPECT_EQ(openDescriptors(), before);
-  FileImage::open(directory.path().c_str()).reset();
+  EXPECT_FALSE(openImage(directory.path()));
   EXPECT_EQ(openDescriptors(), before);
 }
 

@@ -1,7 +1,6 @@
 // OtherPrograms.h - running other programs on files, and reading the same files ourselves.
 #pragma once
 
-#include "platform/images/ImageSource.h"
 #include "tests/support/MachOBuilder.h"
 
 #include <cstdio>
@@ -30,7 +29,7 @@ inline std::string quoted(const std::string &text) { return "'" + text + "'"; }
 
 // A section of the file's segment __ICON.
 inline std::string fileText(const std::string &path, const char *section = "__header") {
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   return image ? sectionText(*image, "__ICON", section) : "(no image)";
 }
 

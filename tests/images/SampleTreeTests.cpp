@@ -23,7 +23,7 @@ protected:
     for (const auto &entry :
          fs::recursive_directory_iterator(top(), fs::directory_options::skip_permission_denied))
       if (!entry.is_symlink() && entry.is_regular_file()) {
-        auto image = FileImage::open(entry.path().c_str());
+        auto image = openImage(entry.path());
         mach_header header{};
         if (!image) // one that its owner may not read
           continue;

@@ -1,9 +1,8 @@
 // Where the sections of a thin image are found, and where they are not.
 #include "platform/images/MachOImage.h"
 #include "tests/support/MachOBuilder.h"
+#include "tests/support/SparseImage.h"
 
-#include <algorithm>
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace tesker::test {
@@ -54,13 +53,19 @@ TEST_P(EitherByteOrder, TakesAThinImageWhateverItsProcessor) {
   }
 }
 
-TEST_P(EitherByteOrder, FindsAnEmptySection) {
-  EXPECT_EQ(sectionText(icon("").bytes()), "");
-  EXPECT_EQ(sectionText(icon("text")
-                            .word(kOnly + at::kSectionSize, 0)
-                            .word(kOnly + at::kSectionOffset, 0xffffffff)
-                            .bytes()),
-            "");
+TEST_P(EitherByteOrder, FindsAnEmptySection) { EXPECT_EQ(sectionText(icon("").bytes()), ""); }
+
+TEST_P(EitherByteOrder, FindsAnEmptySectionInsideTheImageAndAtItsVeryEndOnly) {
+  const auto end = static_cast<std::uint32_t>(icon().bytes().size());
+  const auto emptyAt = [](std::uint32_t offset) {
+    return sectionText(
+        icon().word(kOnly + at::kSectionSize, 0).word(kOnly + at::kSectionOffset, offset).bytes());
+  };
+  EXPECT_EQ(emptyAt(0), "");
+  EXPECT_EQ(emptyAt(end - 1), "");
+  EXPECT_EQ(emptyAt(end), "");
+  EXPECT_EQ(emptyAt(end + 1), "(none)");
+  EXPECT_EQ(emptyAt(0xffffffff), "(none)");
 }
 
 TEST_P(EitherByteOrder, ComparesNamesOfSixteenBytes) {
@@ -227,49 +232,46 @@ TEST_P(EitherByteOrder, IgnoresWhatKindOfSectionItIs) {
   EXPECT_EQ(sectionText(icon().word(kOnly + at::kSectionFlags, 0xffffffff).bytes()), "text");
 }
 
-// A file of holes behind one segment that announces as many sections as 32 bits can count.
-class EndlessSegment final : public ImageSource {
-public:
-  std::uint64_t size() const override { return std::uint64_t{1} << 33; }
-  std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) override {
-    ++reads;
-    std::fill(buffer.begin(), buffer.end(), std::byte{0});
-    if (offset < sizeof start_)
-      std::memcpy(buffer.data(), reinterpret_cast<const std::byte *>(&start_) + offset,
-                  std::min<std::size_t>(buffer.size(), sizeof start_ - offset));
-    return buffer.size();
-  }
-  void announce(std::uint32_t segmentSize) { start_.segment.cmdsize = segmentSize; }
-  std::size_t reads = 0;
+constexpr std::uint64_t kMostCommands = std::uint64_t{256} << 20;
 
-private:
-  struct Start {
-    mach_header header{};
-    segment_command segment{};
+// A huge image whose second load command, the segment, is at the offset; one of another kind fills
+// the place before it. The segment announces that size and as many sections.
+SparseImage segmentAt(std::uint64_t offset, std::uint64_t size, std::uint32_t sections) {
+  MachOBuilder image = iconImage(kI386, "text");
+  image.word(at::kNumberOfCommands, 2)
+      .word(at::kSizeOfCommands, 0xfffffffc)
+      .word(at::kFirstCommand + at::kCommandSize, static_cast<std::uint32_t>(size))
+      .word(at::kFirstCommand + at::kSectionCount, sections);
+  const std::string segment =
+      image.bytes().substr(at::kFirstCommand, at::kFirstSection + kSectionEntry);
+  image.word(at::kFirstCommand, 99)
+      .word(at::kFirstCommand + at::kCommandSize,
+            static_cast<std::uint32_t>(offset - at::kFirstCommand));
+  SparseImage file(std::uint64_t{1} << 33);
+  file.write(0, image.bytes()).write(offset, segment);
+  return file;
+}
+
+TEST(SectionLookup, ReadsNoMoreThan256MebibytesOfLoadCommands) {
+  // The last of them is a segment that announces as many sections as 32 bits can count.
+  const std::uint64_t room = 100 * kSectionEntry;
+  SparseImage within = segmentAt(kMostCommands - room, room, 0xffffffff);
+  EXPECT_FALSE(findSection(within, {0, within.size()}, "__ICON", "__other"));
+  EXPECT_GT(within.reads, 99U);
+  EXPECT_LE(within.reads, 104U);
+  SparseImage beyond = segmentAt(kMostCommands - room, room + 4, 0xffffffff);
+  EXPECT_FALSE(findSection(beyond, {0, beyond.size()}, "__ICON", "__other"));
+  EXPECT_LE(beyond.reads, 4U);
+}
+
+TEST(SectionLookup, FindsASectionInTheLastOfThoseLoadCommandsAndNoneBehind) {
+  const std::size_t size = at::kFirstSection + kSectionEntry;
+  const auto found = [&](std::uint64_t offset) {
+    SparseImage image = segmentAt(offset, size, 1);
+    return findSection(image, {0, image.size()}, "__ICON", "__header").has_value();
   };
-  static Start made() {
-    Start start;
-    start.header.magic = MH_MAGIC;
-    start.header.ncmds = 1;
-    start.header.sizeofcmds = 0xfffffffc;
-    start.segment.cmd = LC_SEGMENT;
-    start.segment.cmdsize = 0xfff000;
-    start.segment.segname = {'_', '_', 'I', 'C', 'O', 'N'};
-    start.segment.nsects = 0xffffffff;
-    return start;
-  }
-  Start start_ = made();
-};
-
-TEST(SectionLookup, ReadsNoMoreThan16MebibytesOfLoadCommands) {
-  EndlessSegment image;
-  EXPECT_FALSE(findSection(image, {0, image.size()}, "__ICON", "__header"));
-  EXPECT_GT(image.reads, 200'000u);
-  EXPECT_LE(image.reads, (std::size_t{16} << 20) / sizeof(section_entry) + 3);
-  image.reads = 0;
-  image.announce(0xfffffffc);
-  EXPECT_FALSE(findSection(image, {0, image.size()}, "__ICON", "__header"));
-  EXPECT_LE(image.reads, (std::size_t{16} << 20) / sizeof(section_entry) + 3);
+  EXPECT_TRUE(found(kMostCommands - size));
+  EXPECT_FALSE(found(kMostCommands - size + 4));
 }
 
 } // namespace

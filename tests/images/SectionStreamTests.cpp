@@ -58,7 +58,7 @@ TEST(SectionStream, ReadsAFileLikeMemory) {
   const std::string text = everyByte(50000);
   const std::string path =
       directory.writeFile("f", fatFile({{kI386, iconImage(kI386, text).bytes()}}));
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   ASSERT_TRUE(image);
   EXPECT_EQ(sectionText(*image), text);
 }
@@ -69,7 +69,7 @@ TEST(SectionStream, ReadsAFileThatComesInSmallParts) {
       directory.writeFile("f", fatFile({{kI386, iconImage(kI386, "text").bytes()}}));
   SlowSystem system;
   const ScopedOperatingSystem inForce(system);
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   ASSERT_TRUE(image);
   EXPECT_EQ(sectionText(*image), "text");
 }
@@ -89,7 +89,7 @@ TEST(SectionStream, StaysAtItsEndWhenTheFileGrowsAgain) {
   const TemporaryDirectory directory;
   const std::string bytes = iconImage(kI386, everyByte(40000)).bytes();
   const std::string path = directory.writeFile("f", bytes);
-  auto image = FileImage::open(path.c_str());
+  auto image = openImage(path);
   auto stream = QXGetStreamOnSectionForBestArchitecture(*image, "__ICON", "__header");
   ASSERT_TRUE(stream);
   ASSERT_EQ(stream->next(), 0);
@@ -107,7 +107,7 @@ protected:
   std::size_t readsFor(const std::string &path) {
     CountingOperatingSystem system;
     const ScopedOperatingSystem inForce(system);
-    auto image = FileImage::open(path.c_str());
+    auto image = openImage(path);
     EXPECT_TRUE(image);
     for (const char *section : {"__services", "__request", "__header"})
       texts_.push_back(sectionText(*image, "__ICON", section));
@@ -156,7 +156,7 @@ TEST_F(Cost, OfAnImageFarInsideAHugeFileIsAFewReads) {
           .bytes();
   const std::string path = sparseFile("f", fat, kTenGigabytes);
   const FileDescriptor file(OperatingSystem::current().open(path.c_str(), O_WRONLY));
-  ASSERT_EQ(::pwrite(file.get(), image.data(), image.size(), 0xfffff000),
+  ASSERT_EQ(::pwrite(file.number(), image.data(), image.size(), 0xfffff000),
             static_cast<ssize_t>(image.size()));
   EXPECT_LE(readsFor(path), 3U);
   EXPECT_EQ(texts_.back(), "far away");

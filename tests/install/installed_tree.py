@@ -129,7 +129,7 @@ class InstalledTree(unittest.TestCase):
         for header in ("platform/foundation/NSString.h", "caching/CachingFileManager.h", "fileops/FileOperations.h",
                        "parsing/RecordEncoding.h", "master/FinderMaster.h"):
             self.assertIn(header, headers)
-        for header in ("caching/GlobalTable.h", "fileops/ChildSteps.h"):
+        for header in ("caching/FilerFileCache.h", "fileops/ChildSteps.h"):
             self.assertTrue(pathlib.Path(OPTIONS.source, header).is_file())
             self.assertNotIn(header, headers)
         self.assertEqual([header for header in headers if header.startswith(("tool/", "command/", "tests/"))], [])

@@ -46,7 +46,7 @@ def all_options(program):
 
 
 def processors():
-    """Whoever names an unknown one is told those that are known."""
+    """Naming an unknown one makes the program list those it knows."""
     _, said = run("tesker-apps", "list", "--cpu", "none of them")
     return set(re.search(r"known are (.*), and TYPE/SUBTYPE", said).group(1).split(", "))
 

@@ -1,26 +1,12 @@
 #include "tests/master/FakeToolSupport.h"
 
-#include <cstdlib>
-#include <filesystem>
+#include "platform/foundation/OperatingSystem.h"
+#include "tests/support/ScopedEnvironment.h"
 
 namespace tesker::test {
 
 std::string programPath(const std::string &name) {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / name;
-}
-
-ScopedVariable::ScopedVariable(const char *name, const std::string &value) : name_(name) {
-  const char *before = std::getenv(name);
-  wasSet_ = before != nullptr;
-  before_ = wasSet_ ? before : "";
-  ::setenv(name, value.c_str(), 1);
-}
-
-ScopedVariable::~ScopedVariable() {
-  if (wasSet_)
-    ::setenv(name_, before_.c_str(), 1);
-  else
-    ::unsetenv(name_);
+  return OperatingSystem::current().programFolder() + name;
 }
 
 FinderMasterOptions fakeTool(std::chrono::nanoseconds timeout) {
@@ -28,8 +14,8 @@ FinderMasterOptions fakeTool(std::chrono::nanoseconds timeout) {
 }
 
 SearchOutcome searchWithFakeTool(const std::string &way, FinderMasterOptions options,
-                                 const NSString *previous) {
-  const ScopedVariable variable("FAKE_TOOL", way);
+                                 std::optional<std::string_view> previous) {
+  const ScopedEnvironment variable("FAKE_TOOL", way);
   return FinderMaster(std::move(options)).findAppsInSearchPath("/tmp", previous);
 }
 

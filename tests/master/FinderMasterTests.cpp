@@ -1,10 +1,11 @@
-// FinderMasterTests.cpp - searches through real processes, the well-behaved tool and the others.
+// Searches through real processes, the well-behaved tool and the others.
+
 #include "master/LogLines.h"
-#include "parsing/RecordEncoding.h"
-#include "parsing/TKLine.h"
 #include "protocol/NSConnection.h"
 #include "tests/master/FakeToolSupport.h"
+#include "tests/ports/RawSockets.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <algorithm>
@@ -23,6 +24,7 @@ namespace {
 using Kind = SearchFailure::Kind;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 // Long enough for a tool to come to where it hangs.
@@ -143,7 +145,7 @@ TEST(FinderMaster, SaysWhyAToolCannotBeExecuted) {
   const std::string plain = directory.writeFile("plain", "no program", 0644);
   const std::string noFormat = directory.writeFile("noFormat", "\1\2\3", 0755);
   const auto failureWith = [](const std::string &tool) {
-    return failureOf(FinderMaster({.tool = tool}).findAppsInSearchPath("/tmp", nullptr));
+    return failureOf(FinderMaster({.tool = tool}).findAppsInSearchPath("/tmp"));
   };
   const SearchFailure missing = failureWith(directory.path("missing"));
   EXPECT_EQ(missing.kind, Kind::toolMissing);
@@ -158,15 +160,14 @@ TEST(FinderMaster, SaysWhyAToolCannotBeExecuted) {
 
 TEST(FinderMaster, RefusesARequestThatNoMessageCanHold) {
   const std::string path(NSConnection::kLargestArgument + 1, 'a');
-  const SearchFailure failure =
-      failureOf(FinderMaster(fakeTool()).findAppsInSearchPath(path, nullptr));
+  const SearchFailure failure = failureOf(FinderMaster(fakeTool()).findAppsInSearchPath(path));
   EXPECT_EQ(failure.kind, Kind::cannotSearch);
   EXPECT_EQ(failure.reason, "the request is longer than a message can be");
 }
 
 TEST(FinderMaster, FailsAndLeavesNothingWhereThereAreNoDescriptorsLeft) {
   const TemporaryDirectory runtime;
-  const ScopedVariable variable("XDG_RUNTIME_DIR", runtime.path());
+  const ScopedEnvironment variable("XDG_RUNTIME_DIR", runtime.path());
   struct rlimit before {};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   const struct rlimit few { 3, before.rlim_max };
@@ -179,10 +180,10 @@ TEST(FinderMaster, FailsAndLeavesNothingWhereThereAreNoDescriptorsLeft) {
 
 TEST(FinderMaster, RemovesWhatTheToolHasPutIntoThePrivateDirectory) {
   const TemporaryDirectory runtime;
-  const ScopedVariable variable("XDG_RUNTIME_DIR", runtime.path());
+  const ScopedEnvironment variable("XDG_RUNTIME_DIR", runtime.path());
   const std::string tool = runtime.writeFile(
       "tool", "#!/bin/sh\nmkdir \"$TESKER_BOOTSTRAP_DIR/left\"; echo done\n", 0755);
-  EXPECT_THAT(FinderMaster({.tool = tool}).findAppsInSearchPath("/tmp", nullptr).logLines,
+  EXPECT_THAT(FinderMaster({.tool = tool}).findAppsInSearchPath("/tmp").logLines,
               ElementsAre("done"));
   std::filesystem::remove(tool);
   EXPECT_TRUE(std::filesystem::is_empty(runtime.path()));
@@ -191,49 +192,45 @@ TEST(FinderMaster, RemovesWhatTheToolHasPutIntoThePrivateDirectory) {
 TEST(FinderMaster, BringsTheAnswerOfTheRealTool) {
   const TemporaryDirectory directory;
   const FinderMaster master({.tool = programPath("ToolFinder")});
-  const SearchOutcome outcome = master.findAppsInSearchPath(directory.path(), nullptr);
+  const SearchOutcome outcome = master.findAppsInSearchPath(directory.path());
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
   ASSERT_NE(answer, nullptr) << failureOf(outcome).reason;
-  EXPECT_EQ(answer->text->bytes(), "(0)");
-  EXPECT_EQ(answer->records->count(), 0u);
+  EXPECT_EQ(answer->text, "(0)");
+  EXPECT_THAT(answer->records, IsEmpty());
   EXPECT_EQ(outcome.logLineCount, 0u);
 }
 
 TEST(FinderMaster, AsksForDockPathsWithTheKeyDock) {
   const FinderMaster master({.tool = programPath("ToolFinder")});
   const std::string paths("/missing\0/bin/sh", 16);
-  const SearchOutcome outcome = master.findAppsForDockPaths(paths, nullptr);
+  const SearchOutcome outcome = master.findAppsForDockPaths(paths);
   EXPECT_TRUE(std::holds_alternative<SearchAnswer>(outcome.result)) << failureOf(outcome).reason;
 }
 
 TEST(FinderMaster, SaysThatTheAnswerEqualsThePreviousText) {
   const TemporaryDirectory directory;
   const FinderMaster master({.tool = programPath("ToolFinder")});
-  const Ref<NSString> previous = NSString::create("(0)");
-  const SearchOutcome outcome = master.findAppsInSearchPath(directory.path(), &*previous);
-  EXPECT_TRUE(std::holds_alternative<SearchUnchanged>(outcome.result));
-  const Ref<NSString> other = NSString::create("(00)");
+  EXPECT_TRUE(std::holds_alternative<SearchUnchanged>(
+      master.findAppsInSearchPath(directory.path(), "(0)").result));
   EXPECT_TRUE(std::holds_alternative<SearchAnswer>(
-      master.findAppsInSearchPath(directory.path(), &*other).result));
+      master.findAppsInSearchPath(directory.path(), "(00)").result));
 }
 
 TEST(FinderMaster, KeepsTheLinesThatTheToolLogs) {
   const SearchOutcome outcome =
-      FinderMaster({.tool = programPath("ToolFinder")}).findAppsInSearchPath("/a/../b", nullptr);
+      FinderMaster({.tool = programPath("ToolFinder")}).findAppsInSearchPath("/a/../b");
   EXPECT_TRUE(std::holds_alternative<SearchAnswer>(outcome.result));
   EXPECT_THAT(outcome.logLines, testing::Contains("*** Incorrect path: '/a/../b'"));
 }
 
 TEST(FinderMaster, CarriesTextsThatNoSingleMessageHolds) {
-  const Ref<TKLine> record = TKLine::create();
-  record->set("name", std::string(std::size_t{40} << 20, 'x'));
-  const Ref<NSMutableArray> records = NSMutableArray::create();
-  records->addObject(record);
-  const Ref<NSString> previous = encodeParsedApp(*records);
-  const SearchOutcome outcome = searchWithFakeTool("echo-previous", fakeTool(), &*previous);
+  const SearchRecord record{{{"name", std::string(std::size_t{40} << 20, 'x')}}};
+  const std::string previous = encodeRecords({record});
+  const SearchOutcome outcome = searchWithFakeTool("echo-previous", fakeTool(), previous);
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
   ASSERT_NE(answer, nullptr) << failureOf(outcome).reason;
-  EXPECT_TRUE(answer->text->bytes() == previous->bytes());
+  EXPECT_TRUE(answer->text == previous);
+  EXPECT_TRUE(answer->records == std::vector{record});
 }
 
 TEST(FinderMaster, ToleratesAGrandchildThatHoldsTheLogOpen) {
@@ -258,25 +255,21 @@ TEST(FinderMaster, TakesStandardOutputOfTheToolForItsLog) {
 }
 
 TEST(FinderMaster, GivesASearchUpWhenTheCancelDescriptorIsReadable) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
-  const FileDescriptor reading(ends[0]);
-  FileDescriptor writing(ends[1]);
-  writing.reset();
+  Result<Pipe> pipe = createPipe();
+  ASSERT_TRUE(pipe);
+  pipe->writeEnd.reset();
   FinderMasterOptions options = fakeTool();
-  options.cancelDescriptor = reading.get();
+  options.cancelDescriptor = pipe->readEnd.number();
   EXPECT_EQ(failureOf(searchWithFakeTool("never-connect", std::move(options))).kind,
             Kind::cancelled);
 }
 
 TEST(FinderMaster, GivesASearchUpEvenWhileTheToolNeverStopsSending) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
-  const FileDescriptor reading(ends[0]);
-  FileDescriptor writing(ends[1]);
+  Result<Pipe> pipe = createPipe();
+  ASSERT_TRUE(pipe);
   FinderMasterOptions options = fakeTool();
-  options.cancelDescriptor = reading.get();
-  options.onLogLine = [&](std::string_view) { writing.reset(); };
+  options.cancelDescriptor = pipe->readEnd.number();
+  options.onLogLine = [&](std::string_view) { pipe->writeEnd.reset(); };
   EXPECT_EQ(failureOf(searchWithFakeTool("flood", std::move(options))).kind, Kind::cancelled);
 }
 
@@ -296,8 +289,8 @@ std::string valueOf(const SearchOutcome &report, std::string_view key) {
   const auto *answer = std::get_if<SearchAnswer>(&report.result);
   if (answer == nullptr)
     return failureOf(report).reason;
-  const Ref<NSObject> record = answer->records->objectAtIndex(0);
-  return std::string(as<NSDictionary>(&*record)->objectForKey(key)->description()->bytes());
+  const std::string *value = answer->records.at(0).find(key);
+  return value != nullptr ? *value : "nothing";
 }
 
 TEST(FinderMaster, StartsTheToolWithNothingOfItsOwnOpen) {
@@ -334,8 +327,8 @@ TEST(FinderMaster, StartsTheToolInAProcessGroupOfItsOwn) {
 
 TEST(FinderMaster, TellsTheToolTheProcessorTheLogAndTheDirectory) {
   const TemporaryDirectory runtime;
-  const ScopedVariable variable("XDG_RUNTIME_DIR", runtime.path());
-  const ScopedVariable desktop("TESKER_BOOTSTRAP_DIR", "/of/the/desktop");
+  const ScopedEnvironment variable("XDG_RUNTIME_DIR", runtime.path());
+  const ScopedEnvironment desktop("TESKER_BOOTSTRAP_DIR", "/of/the/desktop");
   FinderMasterOptions options = fakeTool();
   options.cpu = "m68k";
   const SearchOutcome outcome = searchWithFakeTool("report", std::move(options));
@@ -345,23 +338,18 @@ TEST(FinderMaster, TellsTheToolTheProcessorTheLogAndTheDirectory) {
 }
 
 TEST(FinderMaster, LeavesTheProcessorToTheEnvironmentWhenNoneIsGiven) {
-  const ScopedVariable variable("TESKER_HOST_CPU", "sparc");
+  const ScopedEnvironment variable("TESKER_HOST_CPU", "sparc");
   EXPECT_EQ(valueOf(searchWithFakeTool("report"), "cpu"), "sparc");
 }
 
 TEST(FinderMaster, FallsBackToTmpWhereTheRuntimeDirectoryIsUnusable) {
-  for (const char *unusable : {"/missing/directory", "relative", ""}) {
-    const ScopedVariable variable("XDG_RUNTIME_DIR", unusable);
+  for (const char *unusable : {"/missing/directory", "relative", ".", ""}) {
+    const ScopedEnvironment variable("XDG_RUNTIME_DIR", unusable);
     EXPECT_THAT(valueOf(searchWithFakeTool("report"), "bootstrap"), StartsWith("/tmp/tesker-"));
   }
 }
 
 // ---- nothing is left ----
-
-std::size_t openDescriptorCount() {
-  const std::filesystem::directory_iterator entries("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
 
 bool hasChildren() {
   siginfo_t info;
@@ -371,12 +359,12 @@ bool hasChildren() {
 TEST(FinderMaster, LeavesNoDescriptorNoProcessAndNoDirectory) {
   const LogCapture log;
   const TemporaryDirectory runtime;
-  const ScopedVariable variable("XDG_RUNTIME_DIR", runtime.path());
+  const ScopedEnvironment variable("XDG_RUNTIME_DIR", runtime.path());
   const std::vector<std::string> ways{
       "empty-answer",       "exit-3",         "send-31-bytes",       "wrong-key", "garbage-bus",
       "leave-a-grandchild", "send-number-80", "send-two-descriptors"};
   searchWithFakeTool("empty-answer"); // what is opened once stays open
-  const std::size_t before = openDescriptorCount();
+  const auto before = openDescriptorCount();
   for (std::size_t i = 0; i < 50; ++i)
     searchWithFakeTool(ways[i % ways.size()] == "garbage-bus" && i > 8 ? "empty-answer"
                                                                        : ways[i % ways.size()]);
@@ -387,8 +375,8 @@ TEST(FinderMaster, LeavesNoDescriptorNoProcessAndNoDirectory) {
 
 TEST(FinderMaster, LeavesNothingOfAToolThatWasEndedAtTheDeadline) {
   const TemporaryDirectory runtime;
-  const ScopedVariable variable("XDG_RUNTIME_DIR", runtime.path());
-  const std::size_t before = openDescriptorCount();
+  const ScopedEnvironment variable("XDG_RUNTIME_DIR", runtime.path());
+  const auto before = openDescriptorCount();
   searchWithFakeTool("never-connect", fakeTool(std::chrono::milliseconds(100)));
   EXPECT_EQ(openDescriptorCount(), before);
   EXPECT_FALSE(hasChildren());

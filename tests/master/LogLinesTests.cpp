@@ -1,9 +1,7 @@
 #include "master/LogLines.h"
 
-#include <array>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 namespace tesker::test {
 namespace {
@@ -12,21 +10,13 @@ using testing::ElementsAre;
 
 class LogLinesTest : public testing::Test {
 protected:
-  LogLinesTest() {
-    std::array<int, 2> ends{};
-    EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-    reading = FileDescriptor(ends[0]);
-    writing = FileDescriptor(ends[1]);
-  }
-  void write(std::string_view bytes) {
-    ASSERT_EQ(::write(writing.get(), bytes.data(), bytes.size()),
-              static_cast<ssize_t>(bytes.size()));
-  }
-  FileDescriptor reading, writing;
+  LogLinesTest() { EXPECT_EQ(::fcntl(pipe.readEnd.number(), F_SETFL, O_NONBLOCK), 0); }
+  void write(std::string_view bytes) { ASSERT_TRUE(writeAll(pipe.writeEnd.number(), bytes)); }
+  Pipe pipe = std::move(*createPipe());
 };
 
 TEST_F(LogLinesTest, JoinsALineThatComesInParts) {
-  LogLines lines(std::move(reading), {});
+  LogLines lines(std::move(pipe.readEnd), {});
   write("one\ntw");
   lines.read();
   EXPECT_THAT(lines.lines(), ElementsAre("one"));
@@ -36,7 +26,7 @@ TEST_F(LogLinesTest, JoinsALineThatComesInParts) {
 }
 
 TEST_F(LogLinesTest, CountsALastLineWithoutALineFeed) {
-  LogLines lines(std::move(reading), {});
+  LogLines lines(std::move(pipe.readEnd), {});
   write("one\nrest");
   lines.finish();
   EXPECT_THAT(lines.lines(), ElementsAre("one", "rest"));
@@ -44,7 +34,7 @@ TEST_F(LogLinesTest, CountsALastLineWithoutALineFeed) {
 }
 
 TEST_F(LogLinesTest, KeepsNoMoreThanTheBeginningOfALongLine) {
-  LogLines lines(std::move(reading), {});
+  LogLines lines(std::move(pipe.readEnd), {});
   write(std::string(LogLines::kLongestLine + 1, 'a') + "\nb\n");
   lines.read();
   EXPECT_THAT(lines.lines(), ElementsAre(std::string(LogLines::kLongestLine, 'a'), "b"));
@@ -52,16 +42,16 @@ TEST_F(LogLinesTest, KeepsNoMoreThanTheBeginningOfALongLine) {
 
 TEST_F(LogLinesTest, KeepsNulBytesAndTellsEachLineAtOnce) {
   std::vector<std::string> heard;
-  LogLines lines(std::move(reading), [&](std::string_view line) { heard.emplace_back(line); });
+  LogLines lines(std::move(pipe.readEnd), [&](std::string_view line) { heard.emplace_back(line); });
   write(std::string_view("a\0b\n", 4));
   lines.read();
   EXPECT_THAT(heard, ElementsAre(std::string("a\0b", 3)));
 }
 
 TEST_F(LogLinesTest, ClosesThePipeAtItsEnd) {
-  LogLines lines(std::move(reading), {});
+  LogLines lines(std::move(pipe.readEnd), {});
   EXPECT_GE(lines.descriptor(), 0);
-  writing.reset();
+  pipe.writeEnd.reset();
   lines.read();
   EXPECT_EQ(lines.descriptor(), -1);
 }

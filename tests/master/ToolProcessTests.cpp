@@ -9,9 +9,9 @@ namespace tesker::test {
 namespace {
 
 std::unique_ptr<ToolProcess> started(const std::string &program) {
-  std::unique_ptr<ToolProcess> process;
-  EXPECT_EQ(ToolProcess::start(program, {}, process), 0);
-  return process;
+  auto process = ToolProcess::start(program, {});
+  EXPECT_EQ(process.error(), 0);
+  return process ? std::move(*process) : nullptr;
 }
 
 std::optional<ToolEnd> endOf(ToolProcess &process) {
@@ -40,9 +40,7 @@ TEST(ToolProcess, SaysNothingWhileTheChildRuns) {
 }
 
 TEST(ToolProcess, AnswersWhyAProgramCannotBeExecuted) {
-  std::unique_ptr<ToolProcess> process;
-  EXPECT_EQ(ToolProcess::start("/missing/tool", {}, process), ENOENT);
-  EXPECT_EQ(process, nullptr);
+  EXPECT_EQ(ToolProcess::start("/missing/tool", {}).error(), ENOENT);
 }
 
 TEST(ToolProcess, GivesTheLogPipeAwayOnce) {

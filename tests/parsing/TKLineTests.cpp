@@ -1,101 +1,112 @@
 #include "parsing/TKLine.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/RecordTexts.h"
+#include "tests/support/Texts.h"
 
 #include <gmock/gmock.h>
 
-namespace tesker {
+namespace tesker::test {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::string textOf(const TKLine &record, std::string_view key) {
-  const auto value = as<NSString>(record.objectForKey(key));
-  return value ? std::string(value->bytes()) : "(nil)";
-}
-
 TEST(TKLine, HoldsThePairsOfAPropertyListDictionary) {
   const auto record = TKLine::initWithString(NSDefaultMallocZone(), "{ type = app; name = Edit; }");
   ASSERT_TRUE(record);
   EXPECT_EQ(record->count(), 2U);
-  EXPECT_EQ(textOf(*record, "type"), "app");
-  EXPECT_EQ(textOf(*record, "name"), "Edit");
+  EXPECT_EQ(stringFor(*record, "type"), "app"_ns);
+  EXPECT_EQ(stringFor(*record, "name"), "Edit"_ns);
 }
 
 TEST(TKLine, KeepsStructuredValuesOfTheText) {
   const auto record = TKLine::initWithString(NSDefaultMallocZone(), "{ list = (a, b); }");
   ASSERT_TRUE(record);
-  EXPECT_TRUE(as<NSArray>(record->objectForKey("list")));
+  EXPECT_NE(record->objectForKey("list")->asArray(), nullptr);
 }
 
 TEST(TKLine, MalformedTextIsLoggedAndGivesNil) {
-  test::LogCapture log;
+  LogCapture log;
   EXPECT_FALSE(TKLine::initWithString(NSDefaultMallocZone(), "{ type = "));
   EXPECT_THAT(log.logged, ElementsAre("*** Could not parse icon header: { type = "));
   EXPECT_THAT(log.syslogged, IsEmpty());
 }
 
 TEST(TKLine, TextThatIsNoDictionaryGivesNilWithoutAMessage) {
-  test::LogCapture log;
+  LogCapture log;
   EXPECT_FALSE(TKLine::initWithString(NSDefaultMallocZone(), "(a, b)"));
   EXPECT_FALSE(TKLine::initWithString(NSDefaultMallocZone(), "word"));
   EXPECT_THAT(log.logged, IsEmpty());
 }
 
 TEST(TKLine, ChangingARecordLeavesOtherRecordsOfTheSameTextAlone) {
-  const auto first = TKLine::initWithString(NSDefaultMallocZone(), "{ a = b; }");
+  auto first = TKLine::initWithString(NSDefaultMallocZone(), "{ a = b; }");
   const auto second = TKLine::initWithString(NSDefaultMallocZone(), "{ a = b; }");
-  EXPECT_TRUE(first->isEqual(second.get()));
-  first->set("a", "c");
-  EXPECT_EQ(textOf(*second, "a"), "b");
-  EXPECT_FALSE(first->isEqual(second.get()));
+  EXPECT_EQ(first, second);
+  first->set("a", "c"_ns);
+  EXPECT_EQ(stringFor(*second, "a"), "b"_ns);
+  EXPECT_NE(first, second);
+}
+
+TEST(TKLine, ACopyIsChangedByItself) {
+  const TKLine first = recordOf({{"a", "b"}});
+  TKLine second = first;
+  second.set("a", "c"_ns);
+  EXPECT_EQ(stringFor(first, "a"), "b"_ns);
 }
 
 TEST(TKLine, SettingANilObjectLeavesTheRecordUnchanged) {
-  auto record = TKLine::create();
-  const auto key = NSString::create("icon");
-  record->setObjectForKey(nullptr, *key);
-  record->set("icon", RefPtr<NSObject>());
-  EXPECT_EQ(record->count(), 0U);
-  record->set("icon", "old");
-  record->setObjectForKey(nullptr, *key);
-  EXPECT_EQ(textOf(*record, "icon"), "old");
+  TKLine record = TKLine::create();
+  record.setObjectForKey(RefPtr<NSObject>(), "icon"_ns);
+  record.setObjectForKey(NSString(), "icon"_ns);
+  record.set("icon", nullptr);
+  EXPECT_EQ(record.count(), 0U);
+  record.set("icon", "old"_ns);
+  record.set("icon", nullptr);
+  EXPECT_EQ(stringFor(record, "icon"), "old"_ns);
 }
 
 TEST(TKLine, AKeyIsRemovedAndOthersStay) {
-  auto record = TKLine::create(2);
-  record->set("a", "1");
-  record->set("b", "2");
-  record->removeObjectForKey("a");
-  record->removeObjectForKey("missing");
-  EXPECT_EQ(record->count(), 1U);
-  EXPECT_FALSE(record->objectForKey("a"));
-  EXPECT_EQ(textOf(*record, "b"), "2");
+  TKLine record = recordOf({{"a", "1"}, {"b", "2"}});
+  record.removeObjectForKey("a");
+  record.removeObjectForKey("missing");
+  EXPECT_EQ(record.count(), 1U);
+  EXPECT_EQ(record.objectForKey("a"), nullptr);
+  EXPECT_EQ(stringFor(record, "b"), "2"_ns);
 }
 
 TEST(TKLine, EnumeratesItsKeysInTheOrderOfSetting) {
-  auto record = TKLine::create();
-  record->set("type", "app");
-  record->set("name", "Edit");
-  record->set("type", "tool");
-  auto keys = record->keyEnumerator();
-  EXPECT_EQ(keys.nextObject()->bytes(), "type");
-  EXPECT_EQ(keys.nextObject()->bytes(), "name");
-  EXPECT_FALSE(keys.nextObject());
+  const TKLine record = recordOf({{"type", "app"}, {"name", "Edit"}, {"type", "tool"}});
+  std::vector<NSString> keys;
+  for (const auto &[key, value] : record)
+    keys.push_back(key);
+  EXPECT_THAT(keys, ElementsAre("type", "name"));
 }
 
 TEST(TKLine, LivesInTheGivenZoneWithItsPairs) {
   NSZone &zone = NSCreateZone(4096, 4096);
   {
-    auto record = TKLine::create(2, zone);
-    EXPECT_EQ(&record->zone(), &zone);
-    record->set("type", "app");
-    EXPECT_EQ(&record->objectForKey("type")->zone(), &zone);
-    EXPECT_GT(zone.bytesInUse(), 0U);
+    TKLine record = TKLine::create(2, zone);
+    const std::size_t room = zone.bytesInUse();
+    EXPECT_GT(room, 0U);
+    record.set("type", "app"_ns);
+    record.set("name", "Edit"_ns);
+    EXPECT_EQ(zone.bytesInUse(), room);
+    for (const char *key : {"c", "d", "e", "f", "g", "h", "i", "j"})
+      record.set(key, "value"_ns);
+    EXPECT_GT(zone.bytesInUse(), room);
   }
   EXPECT_EQ(zone.bytesInUse(), 0U);
 }
 
+TEST(TKLine, WordsOfTheParsersOwnAreOneStringEach) {
+  EXPECT_TRUE(sharedWord("type").isSameObjectAs(sharedWord("type")));
+  EXPECT_FALSE(sharedWord("type").isSameObjectAs(sharedWord("name")));
+  const TKLine a = recordOf({{"type", "app"}});
+  const TKLine b = recordOf({{"type", "app"}});
+  EXPECT_TRUE(a.begin()->key.isSameObjectAs(b.begin()->key));
+}
+
 } // namespace
-} // namespace tesker
+} // namespace tesker::test

@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace tesker::test {
 namespace {
@@ -16,7 +15,7 @@ std::string broken(const std::string &dir, const std::string &file) {
   return "*** checkDirFile invariant broken for '" + dir + "','" + file + "'";
 }
 
-std::string cPath(const NSString *dir, const NSString *file) {
+std::string cPath(const NSString &dir, const NSString &file) {
   PathBuffer buffer;
   std::memset(buffer, 'x', sizeof buffer);
   TeskerSetCPath(buffer, dir, file);
@@ -24,27 +23,39 @@ std::string cPath(const NSString *dir, const NSString *file) {
   return buffer;
 }
 
-std::string catPath(const NSString *dir, const NSString *file) {
-  const auto out = NSMutableString::create("what was there before");
-  TeskerSetCatDirFile(*out, dir, file);
-  return std::string(out->bytes());
+std::string catPath(const NSString &dir, const NSString &file) {
+  std::string out = "what was there before";
+  TeskerSetCatDirFile(out, dir, file);
+  return out;
+}
+
+NSString repeated(std::string_view start, std::size_t count, char byte) {
+  return NSString::joining({start, std::string(count, byte)});
+}
+
+TEST(NamesDirectoryItself, HoldsForNilAndADotOnly) {
+  EXPECT_TRUE(namesDirectoryItself(nullptr));
+  EXPECT_TRUE(namesDirectoryItself("."_ns));
+  EXPECT_FALSE(namesDirectoryItself(""_ns));
+  EXPECT_FALSE(namesDirectoryItself(".."_ns));
+  EXPECT_FALSE(namesDirectoryItself("a"_ns));
 }
 
 TEST(TeskerCheckDirFile, LogsNothingForAGoodPair) {
   LogCapture log;
-  TeskerCheckDirFile(&*"/"_ns, nullptr);
-  TeskerCheckDirFile(&*"/usr"_ns, &*"bin"_ns);
-  TeskerCheckDirFile(&*"/usr"_ns, &*"."_ns);
+  TeskerCheckDirFile("/"_ns, nullptr);
+  TeskerCheckDirFile("/usr"_ns, "bin"_ns);
+  TeskerCheckDirFile("/usr"_ns, "."_ns);
   EXPECT_THAT(log.syslogged, IsEmpty());
 }
 
 TEST(TeskerCheckDirFile, LogsEachWayInWhichThePairIsBroken) {
   LogCapture log;
   TeskerCheckDirFile(nullptr, nullptr);
-  TeskerCheckDirFile(&*""_ns, &*"a"_ns);
-  TeskerCheckDirFile(&*"usr"_ns, &*"a"_ns);
-  TeskerCheckDirFile(&*"/usr"_ns, &*""_ns);
-  TeskerCheckDirFile(&*"/usr"_ns, &*"a/b"_ns);
+  TeskerCheckDirFile(""_ns, "a"_ns);
+  TeskerCheckDirFile("usr"_ns, "a"_ns);
+  TeskerCheckDirFile("/usr"_ns, ""_ns);
+  TeskerCheckDirFile("/usr"_ns, "a/b"_ns);
   EXPECT_THAT(log.syslogged, ElementsAre(broken("", ""), broken("", "a"), broken("usr", "a"),
                                          broken("/usr", ""), broken("/usr", "a/b")));
   EXPECT_THAT(log.logged, IsEmpty());
@@ -52,16 +63,16 @@ TEST(TeskerCheckDirFile, LogsEachWayInWhichThePairIsBroken) {
 
 TEST(TeskerSetCPath, JoinsTheTwoHalves) {
   LogCapture log;
-  EXPECT_EQ(cPath(&*"/"_ns, &*"a"_ns), "/a");
-  EXPECT_EQ(cPath(&*"/usr"_ns, &*"a"_ns), "/usr/a");
-  EXPECT_EQ(cPath(&*"/usr"_ns, nullptr), "/usr");
-  EXPECT_EQ(cPath(&*"/"_ns, nullptr), "/");
+  EXPECT_EQ(cPath("/"_ns, "a"_ns), "/a");
+  EXPECT_EQ(cPath("/usr"_ns, "a"_ns), "/usr/a");
+  EXPECT_EQ(cPath("/usr"_ns, nullptr), "/usr");
+  EXPECT_EQ(cPath("/"_ns, nullptr), "/");
   EXPECT_THAT(log.syslogged, IsEmpty());
 }
 
 TEST(TeskerSetCPath, KeepsTheSlashBeforeADotFile) {
-  EXPECT_EQ(cPath(&*"/usr"_ns, &*"."_ns), "/usr/");
-  EXPECT_EQ(cPath(&*"/"_ns, &*"."_ns), "/");
+  EXPECT_EQ(cPath("/usr"_ns, "."_ns), "/usr/");
+  EXPECT_EQ(cPath("/"_ns, "."_ns), "/");
 }
 
 TEST(TeskerSetCPath, OfNilAndNilLogsAndYieldsTheRoot) {
@@ -72,110 +83,116 @@ TEST(TeskerSetCPath, OfNilAndNilLogsAndYieldsTheRoot) {
 
 TEST(TeskerSetCPath, CarriesOnWithABrokenPair) {
   LogCapture log;
-  EXPECT_EQ(cPath(nullptr, &*"x"_ns), "/x");
-  EXPECT_EQ(cPath(&*"usr"_ns, &*"a/b"_ns), "usr/a/b");
-  EXPECT_EQ(cPath(&*"/usr"_ns, &*""_ns), "/usr/");
+  EXPECT_EQ(cPath(nullptr, "x"_ns), "/x");
+  EXPECT_EQ(cPath("usr"_ns, "a/b"_ns), "usr/a/b");
+  EXPECT_EQ(cPath("/usr"_ns, ""_ns), "/usr/");
   EXPECT_EQ(log.syslogged.size(), 3u);
 }
 
 TEST(TeskerSetCPath, AcceptsThePathThatJustFits) {
-  const auto dir = "/" + std::string(1019, 'd');
-  const auto file = "abc"_ns;
-  ASSERT_EQ(dir.size() + 3, 1023u);
-  EXPECT_EQ(cPath(&*NSString::create(dir + "def"), nullptr), dir + "def");
-  const auto shorter = NSString::create(dir.substr(0, 1019));
-  EXPECT_EQ(cPath(&*shorter, &*file), dir.substr(0, 1019) + "/abc");
+  const NSString whole = repeated("/", 1022, 'd');
+  ASSERT_EQ(whole.length(), 1023u);
+  EXPECT_EQ(cPath(whole, nullptr), whole.bytes());
+  EXPECT_EQ(cPath(repeated("/", 1018, 'd'), "abc"_ns), "/" + std::string(1018, 'd') + "/abc");
 }
 
 TEST(TeskerSetCPath, LeavesTheEmptyStringForAPathThatDoesNotFit) {
-  const auto dir = NSString::create("/" + std::string(1019, 'd'));
-  EXPECT_EQ(cPath(&*dir, &*"abc"_ns), "");
-  EXPECT_EQ(cPath(&*dir, &*NSString::create(std::string(100000, 'f'))), "");
-  EXPECT_EQ(cPath(&*NSString::create("/" + std::string(1023, 'd')), nullptr), "");
+  const NSString dir = repeated("/", 1019, 'd');
+  EXPECT_EQ(cPath(dir, "abc"_ns), "");
+  EXPECT_EQ(cPath(dir, repeated("", 100000, 'f')), "");
+  EXPECT_EQ(cPath(repeated("/", 1023, 'd'), nullptr), "");
   // 1023 bytes already, so that the slash alone is one too many.
-  EXPECT_EQ(cPath(&*NSString::create("/" + std::string(1022, 'd')), &*"."_ns), "");
+  EXPECT_EQ(cPath(repeated("/", 1022, 'd'), "."_ns), "");
 }
 
 TEST(TeskerSetCPath, LeavesTheEmptyStringForAPathWithANul) {
-  EXPECT_EQ(cPath(&*"/usr\0/bin"_ns, &*"a"_ns), "");
-  EXPECT_EQ(cPath(&*"/usr\0/bin"_ns, nullptr), "");
-  EXPECT_EQ(cPath(&*"/usr"_ns, &*"a\0b"_ns), "");
+  EXPECT_EQ(cPath("/usr\0/bin"_ns, "a"_ns), "");
+  EXPECT_EQ(cPath("/usr\0/bin"_ns, nullptr), "");
+  EXPECT_EQ(cPath("/usr"_ns, "a\0b"_ns), "");
 }
 
 TEST(TeskerSetCPath, PassesAnyOtherByteUnchanged) {
-  EXPECT_EQ(cPath(&*"/\xff\xfe"_ns, &*"new\nline\x80"_ns), "/\xff\xfe/new\nline\x80");
+  EXPECT_EQ(cPath("/\xff\xfe"_ns, "new\nline\x80"_ns), "/\xff\xfe/new\nline\x80");
 }
 
 TEST(TeskerCatDirFile, JoinsWithOneSlash) {
-  EXPECT_EQ(TeskerCatDirFile(*"/"_ns, &*"x"_ns)->bytes(), "/x");
-  EXPECT_EQ(TeskerCatDirFile(*"/usr"_ns, &*"x"_ns)->bytes(), "/usr/x");
+  EXPECT_EQ(TeskerCatDirFile("/"_ns, "x"_ns), "/x");
+  EXPECT_EQ(TeskerCatDirFile("/usr"_ns, "x"_ns), "/usr/x");
 }
 
 TEST(TeskerCatDirFile, ReturnsTheDirectoryItselfWithoutAFile) {
-  const auto dir = "/joined/never"_ns;
-  EXPECT_EQ(&*TeskerCatDirFile(*dir, nullptr), &*dir);
-  EXPECT_EQ(&*TeskerCatDirFile(*dir, &*"."_ns), &*dir);
-  EXPECT_FALSE(globalDirNameSet().member("/joined/never"));
+  const NSString dir = "/joined/never"_ns;
+  EXPECT_TRUE(TeskerCatDirFile(dir, nullptr).isSameObjectAs(dir));
+  EXPECT_TRUE(TeskerCatDirFile(dir, "."_ns).isSameObjectAs(dir));
+  EXPECT_FALSE(globalDirNameSet().contains("/joined/never"));
 }
 
 TEST(TeskerCatDirFile, ReturnsTheIdenticalObjectForEqualArguments) {
-  const auto first = TeskerCatDirFile(*"/usr"_ns, &*"shared"_ns);
-  const auto second = TeskerCatDirFile(*"/usr"_ns, &*"shared"_ns);
-  EXPECT_EQ(&*first, &*second);
-  EXPECT_EQ(&*globalDirNameSet().member("/usr/shared"), &*first);
-  EXPECT_EQ(&first->zone(), &filerZone());
+  const NSString first = TeskerCatDirFile("/usr"_ns, "shared"_ns);
+  const NSString second = TeskerCatDirFile("/usr"_ns, "shared"_ns);
+  EXPECT_TRUE(first.isSameObjectAs(second));
+  ASSERT_TRUE(globalDirNameSet().contains("/usr/shared"));
+  EXPECT_TRUE(globalDirNameSet().find("/usr/shared")->isSameObjectAs(first));
+  EXPECT_EQ(&first.zone(), &filerZone());
 }
 
 TEST(TeskerCatDirFile, AddsEachDistinctPathToTheSetOnce) {
-  const std::size_t before = globalDirNameSet().count();
+  const std::size_t before = globalDirNameSet().size();
   for (int i = 0; i < 3; ++i) {
-    const auto one = TeskerCatDirFile(*"/distinct"_ns, &*"one"_ns);
-    const auto two = TeskerCatDirFile(*"/distinct"_ns, &*"two"_ns);
-    EXPECT_NE(&*one, &*two);
+    const NSString one = TeskerCatDirFile("/distinct"_ns, "one"_ns);
+    const NSString two = TeskerCatDirFile("/distinct"_ns, "two"_ns);
+    EXPECT_FALSE(one.isSameObjectAs(two));
   }
-  EXPECT_EQ(globalDirNameSet().count(), before + 2);
+  EXPECT_EQ(globalDirNameSet().size(), before + 2);
+}
+
+TEST(TeskerCatDirFile, TakesNoMemoryForAPathThatIsKnown) {
+  (void)TeskerCatDirFile("/usr"_ns, "known"_ns);
+  const std::size_t before = filerZone().bytesInUse();
+  for (int i = 0; i < 3; ++i)
+    (void)TeskerCatDirFile("/usr"_ns, "known"_ns);
+  EXPECT_EQ(filerZone().bytesInUse(), before);
 }
 
 TEST(TeskerCatDirFile, DoesNotCheckThePair) {
   LogCapture log;
-  EXPECT_EQ(TeskerCatDirFile(*"usr"_ns, &*"a/b"_ns)->bytes(), "usr/a/b");
+  EXPECT_EQ(TeskerCatDirFile("usr"_ns, "a/b"_ns), "usr/a/b");
   EXPECT_THAT(log.syslogged, IsEmpty());
 }
 
 TEST(GlobalDirNameSet, IsTheSameSetInTheFilerZoneOnEveryCall) {
   EXPECT_EQ(&globalDirNameSet(), &globalDirNameSet());
-  EXPECT_EQ(&globalDirNameSet().zone(), &filerZone());
+  EXPECT_EQ(globalDirNameSet().get_allocator().resource(), &filerZone());
 }
 
 TEST(TeskerSetCatDirFile, JoinsTheTwoHalves) {
   LogCapture log;
-  EXPECT_EQ(catPath(&*"/"_ns, &*"x"_ns), "/x");
-  EXPECT_EQ(catPath(&*"/usr"_ns, &*"x"_ns), "/usr/x");
-  EXPECT_EQ(catPath(&*"/usr"_ns, nullptr), "/usr");
+  EXPECT_EQ(catPath("/"_ns, "x"_ns), "/x");
+  EXPECT_EQ(catPath("/usr"_ns, "x"_ns), "/usr/x");
+  EXPECT_EQ(catPath("/usr"_ns, nullptr), "/usr");
   EXPECT_THAT(log.syslogged, IsEmpty());
 }
 
 TEST(TeskerSetCatDirFile, AddsNoSlashForADotFile) {
-  EXPECT_EQ(catPath(&*"/usr"_ns, &*"."_ns), "/usr");
-  EXPECT_EQ(TeskerCatDirFile(*"/usr"_ns, &*"."_ns)->bytes(), "/usr");
+  EXPECT_EQ(catPath("/usr"_ns, "."_ns), "/usr");
+  EXPECT_EQ(TeskerCatDirFile("/usr"_ns, "."_ns), "/usr");
 }
 
 TEST(TeskerSetCatDirFile, TakesAnyDirectoryOfOneCharacterForTheRoot) {
   LogCapture log;
-  EXPECT_EQ(catPath(&*"d"_ns, &*"x"_ns), "dx");
+  EXPECT_EQ(catPath("d"_ns, "x"_ns), "dx");
   EXPECT_THAT(log.syslogged, ElementsAre(broken("d", "x")));
 }
 
 TEST(TeskerSetCatDirFile, ChecksThePairAndCarriesOn) {
   LogCapture log;
   EXPECT_EQ(catPath(nullptr, nullptr), "");
-  EXPECT_EQ(catPath(nullptr, &*"x"_ns), "/x");
+  EXPECT_EQ(catPath(nullptr, "x"_ns), "/x");
   EXPECT_THAT(log.syslogged, ElementsAre(broken("", ""), broken("", "x")));
 }
 
 TEST(TeskerSetCatDirFile, HasNoLimitOfLength) {
-  const std::string dir = "/" + std::string(5000, 'd');
-  EXPECT_EQ(catPath(&*NSString::create(dir), &*"x"_ns), dir + "/x");
+  EXPECT_EQ(catPath(repeated("/", 5000, 'd'), "x"_ns), "/" + std::string(5000, 'd') + "/x");
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "platform/ports/Bootstrap.h"
+#include "platform/ports/BootstrapService.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -19,13 +20,14 @@ using test::openDescriptorCount;
 
 class BootstrapServiceTest : public testing::Test {
 protected:
-  kern_return_t checkIn(std::unique_ptr<BootstrapService> &service) const {
-    return BootstrapService::checkIn(directory_, "name", service);
+  // The status of checking in under the name; a service that came of it is gone again.
+  kern_return_t statusOf(std::string_view name = "name") const {
+    return BootstrapService::checkIn(directory_, name).error();
   }
   std::unique_ptr<BootstrapService> checkedIn() const {
-    std::unique_ptr<BootstrapService> service;
-    EXPECT_EQ(checkIn(service), BOOTSTRAP_SUCCESS);
-    return service;
+    auto service = BootstrapService::checkIn(directory_, "name");
+    EXPECT_EQ(service.error(), 0);
+    return service ? std::move(*service) : nullptr;
   }
   bool exists() const { return std::filesystem::exists(std::filesystem::symlink_status(name_)); }
 
@@ -33,7 +35,8 @@ protected:
   FileDescriptor connect() const {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     const sockaddr_un address = test::addressOf(name_);
-    if (::connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) < 0)
+    if (::connect(socket.number(), reinterpret_cast<const sockaddr *>(&address), sizeof address) <
+        0)
       socket.reset();
     return socket;
   }
@@ -55,16 +58,13 @@ TEST_F(BootstrapServiceTest, MakesTheMissingDirectoriesForItsUserOnly) {
 
 TEST_F(BootstrapServiceTest, RefusesADirectoryThatOthersMayEnter) {
   ASSERT_EQ(::chmod(directory_.c_str(), 0755), 0);
-  std::unique_ptr<BootstrapService> service;
-  EXPECT_EQ(checkIn(service), BOOTSTRAP_NOT_PRIVILEGED);
-  EXPECT_FALSE(service);
+  EXPECT_EQ(statusOf(), BOOTSTRAP_NOT_PRIVILEGED);
   EXPECT_FALSE(exists());
 }
 
 TEST_F(BootstrapServiceTest, RefusesANameThatCanBeNoFiles) {
-  std::unique_ptr<BootstrapService> service;
-  EXPECT_EQ(BootstrapService::checkIn(directory_, "../name", service), EINVAL);
-  EXPECT_EQ(BootstrapService::checkIn(directory_, "", service), EINVAL);
+  EXPECT_EQ(statusOf("../name"), EINVAL);
+  EXPECT_EQ(statusOf(""), EINVAL);
 }
 
 TEST_F(BootstrapServiceTest, RemovesItsSocketAtTheEnd) {
@@ -93,16 +93,13 @@ TEST_F(BootstrapServiceTest, ReplacesASocketThatNobodyListensOn) {
 
 TEST_F(BootstrapServiceTest, IsRefusedWhileAnotherOneLives) {
   const auto first = checkedIn();
-  std::unique_ptr<BootstrapService> second;
-  EXPECT_EQ(checkIn(second), BOOTSTRAP_NAME_IN_USE);
-  EXPECT_FALSE(second);
+  EXPECT_EQ(statusOf(), BOOTSTRAP_NAME_IN_USE);
   EXPECT_TRUE(connect());
 }
 
 TEST_F(BootstrapServiceTest, IsRefusedWhereSomethingElseStandsUnderTheName) {
   temporary_.writeFile("names/name", "a file of the user's");
-  std::unique_ptr<BootstrapService> service;
-  EXPECT_EQ(checkIn(service), BOOTSTRAP_NAME_IN_USE);
+  EXPECT_EQ(statusOf(), BOOTSTRAP_NAME_IN_USE);
   EXPECT_TRUE(exists());
 }
 
@@ -121,7 +118,7 @@ TEST_F(BootstrapServiceTest, KeepsConnectionsOpenForAsLongAsItLives) {
   const FileDescriptor first = connect(), second = connect();
   ASSERT_NE(service->acceptConnection(), PORT_NULL);
   ASSERT_NE(service->acceptConnection(), PORT_NULL);
-  pollfd ends[] = {{first.get(), 0, 0}, {second.get(), 0, 0}};
+  pollfd ends[] = {{first.number(), 0, 0}, {second.number(), 0, 0}};
   EXPECT_EQ(::poll(ends, 2, 0), 0);
   service.reset();
   EXPECT_EQ(::poll(ends, 2, 0), 2);
@@ -140,10 +137,8 @@ TEST_F(BootstrapServiceTest, GivesUpConnectionsThatHaveEnded) {
 TEST_F(BootstrapServiceTest, DoesNotWaitForWhoeverKeepsTheDirectoryLocked) {
   auto service = checkedIn();
   const FileDescriptor other(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
-  std::unique_ptr<BootstrapService> second;
-  EXPECT_EQ(BootstrapService::checkIn(directory_, "second", second), EWOULDBLOCK);
-  EXPECT_FALSE(second);
+  ASSERT_EQ(::flock(other.number(), LOCK_EX), 0);
+  EXPECT_EQ(statusOf("second"), EWOULDBLOCK);
   service.reset();
   EXPECT_FALSE(exists()) << "the name is given up all the same";
 }
@@ -153,23 +148,21 @@ TEST_F(BootstrapServiceTest, TurnsAnotherUsersProcessesAway) {
   const auto service = checkedIn();
   for (const std::string &path : {temporary_.path(), directory_, name_})
     ASSERT_EQ(::chmod(path.c_str(), 0777), 0);
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  const FileDescriptor reading(ready[0]);
-  FileDescriptor writing(ready[1]);
+  Result<Pipe> ready = createPipe();
+  ASSERT_TRUE(ready);
   const pid_t stranger = ::fork();
   if (stranger == 0) {
     const bool connected =
         ::setresuid(test::kOtherUser, test::kOtherUser, test::kOtherUser) == 0 && [&] {
           const FileDescriptor socket = connect();
-          (void)!::write(writing.get(), socket ? "y" : "n", 1);
-          return socket && test::receiveRaw(socket.get()).first.empty(); // the end
+          (void)writeAll(ready->writeEnd.number(), socket ? "y" : "n");
+          return socket && test::receiveRaw(socket.number()).first.empty(); // the end
         }();
     ::_exit(connected ? 0 : 1);
   }
-  writing.reset();
+  ready->writeEnd.reset();
   char connected = 0;
-  ASSERT_EQ(::read(reading.get(), &connected, 1), 1);
+  ASSERT_EQ(::read(ready->readEnd.number(), &connected, 1), 1);
   EXPECT_EQ(connected, 'y');
   EXPECT_EQ(service->acceptConnection(), PORT_NULL);
   int status = -1;

@@ -1,38 +1,45 @@
 #include "platform/ports/Bootstrap.h"
+#include "platform/ports/BootstrapService.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <utility>
 
 namespace tesker {
 namespace {
 
 using test::boundSocket;
+using test::inChild;
 using test::inOrdinaryUsersChild;
 using test::kOtherUser;
 using test::openDescriptorCount;
 
+constexpr std::string_view kName = "the.service";
+
+std::unique_ptr<BootstrapService> checkIn(const std::string &directory, std::string_view name) {
+  auto service = BootstrapService::checkIn(directory, name);
+  EXPECT_EQ(service.error(), 0);
+  return service ? std::move(*service) : nullptr;
+}
+
 // A directory that can stand for the name space, and does.
 class BootstrapLookUp : public testing::Test {
 protected:
-  BootstrapLookUp() : path_(temporary_.makeDirectory("names", 0700)) {
-    ::setenv("TESKER_BOOTSTRAP_DIR", path_.c_str(), 1);
-  }
-  ~BootstrapLookUp() override { ::unsetenv("TESKER_BOOTSTRAP_DIR"); }
-
-  std::unique_ptr<BootstrapService> checkIn(std::string_view name = kMasterServiceName) const {
-    std::unique_ptr<BootstrapService> service;
-    EXPECT_EQ(BootstrapService::checkIn(path_, name, service), BOOTSTRAP_SUCCESS);
-    return service;
+  std::unique_ptr<BootstrapService> checkIn(std::string_view name = kName) const {
+    return tesker::checkIn(path_, name);
   }
 
   // The status of a look-up; a failed one stores nothing and leaves nothing open.
-  static kern_return_t lookUp(std::string_view name = kMasterServiceName) {
+  static kern_return_t lookUp(std::string_view name = kName) {
     const auto before = openDescriptorCount();
     port_t port = 4711;
     const kern_return_t status = bootstrap_look_up(bootstrap_port(), name, port);
@@ -44,13 +51,14 @@ protected:
   }
 
   test::TemporaryDirectory temporary_;
-  std::string path_;
+  std::string path_ = temporary_.makeDirectory("names", 0700);
+  test::ScopedEnvironment variable_{"TESKER_BOOTSTRAP_DIR", path_};
 };
 
 TEST_F(BootstrapLookUp, GivesASendRightToTheService) {
   const auto service = checkIn();
   port_t port = PORT_NULL;
-  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kMasterServiceName, port), BOOTSTRAP_SUCCESS);
+  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kName, port), BOOTSTRAP_SUCCESS);
   EXPECT_NE(port, task_self());
   EXPECT_NE(port, bootstrap_port());
   EXPECT_EQ(::fcntl(sendDescriptor(port), F_GETFD), FD_CLOEXEC);
@@ -67,16 +75,16 @@ TEST_F(BootstrapLookUp, OfWhatIsNotThereIsUnknown) {
 }
 
 TEST_F(BootstrapLookUp, OfASocketThatNobodyListensOnIsUnknown) {
-  const FileDescriptor silent = boundSocket(path_ + "/Miniapp_boot_port");
+  const FileDescriptor silent = boundSocket(path_ + "/the.service");
   ASSERT_TRUE(silent);
   EXPECT_EQ(lookUp(), BOOTSTRAP_UNKNOWN_SERVICE);
 }
 
 TEST_F(BootstrapLookUp, OfSomethingElseUnderTheNameIsUnknown) {
-  temporary_.writeFile("names/Miniapp_boot_port", "no socket");
+  temporary_.writeFile("names/the.service", "no socket");
   EXPECT_EQ(lookUp(), BOOTSTRAP_UNKNOWN_SERVICE);
   const FileDescriptor stream = boundSocket(path_ + "/stream", SOCK_STREAM);
-  ASSERT_EQ(::listen(stream.get(), 1), 0);
+  ASSERT_EQ(::listen(stream.number(), 1), 0);
   EXPECT_EQ(lookUp("stream"), BOOTSTRAP_UNKNOWN_SERVICE);
 }
 
@@ -113,11 +121,11 @@ TEST_F(BootstrapLookUp, RefusesALinkOrAFileInTheDirectorysPlace) {
   EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED);
 }
 
-// The listening socket belongs to whoever made it listen.
+// The listening socket belongs to the one who made it listen.
 TEST_F(BootstrapLookUp, RefusesAServiceOfAnotherUser) {
   TESKER_SKIP_UNLESS_ROOT();
-  const FileDescriptor listener = boundSocket(path_ + "/Miniapp_boot_port");
-  inOrdinaryUsersChild([&] { EXPECT_EQ(::listen(listener.get(), 1), 0); });
+  const FileDescriptor listener = boundSocket(path_ + "/the.service");
+  inOrdinaryUsersChild([&] { EXPECT_EQ(::listen(listener.number(), 1), 0); });
   EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED);
 }
 
@@ -125,7 +133,7 @@ TEST_F(BootstrapLookUp, AcceptsAServiceOfRoot) {
   TESKER_SKIP_UNLESS_ROOT();
   const auto service = checkIn();
   ASSERT_EQ(::chown(path_.c_str(), kOtherUser, kOtherUser), 0);
-  ASSERT_EQ(::chmod((path_ + "/Miniapp_boot_port").c_str(), 0777), 0);
+  ASSERT_EQ(::chmod((path_ + "/the.service").c_str(), 0777), 0);
   ASSERT_EQ(::chmod(temporary_.path().c_str(), 0755), 0);
   inOrdinaryUsersChild([] { EXPECT_EQ(lookUp(), BOOTSTRAP_SUCCESS); });
 }
@@ -135,7 +143,7 @@ TEST_F(BootstrapLookUp, RefusesASocketThatItMayNotConnectTo) {
   if (::geteuid() == 0) {
     ASSERT_EQ(::chown(path_.c_str(), kOtherUser, kOtherUser), 0);
   }
-  ASSERT_EQ(::chmod((path_ + "/Miniapp_boot_port").c_str(), 0), 0);
+  ASSERT_EQ(::chmod((path_ + "/the.service").c_str(), 0), 0);
   ASSERT_EQ(::chmod(temporary_.path().c_str(), 0755), 0);
   inOrdinaryUsersChild([] { EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED); });
 }
@@ -143,15 +151,82 @@ TEST_F(BootstrapLookUp, RefusesASocketThatItMayNotConnectTo) {
 TEST_F(BootstrapLookUp, WorksInADirectoryTooFarDownForASocketAddress) {
   const std::string deep = temporary_.path(std::string(200, 'd') + "/names");
   ::setenv("TESKER_BOOTSTRAP_DIR", deep.c_str(), 1);
-  std::unique_ptr<BootstrapService> service;
-  ASSERT_EQ(BootstrapService::checkIn(deep, kMasterServiceName, service), BOOTSTRAP_SUCCESS);
+  const auto service = tesker::checkIn(deep, kName);
   EXPECT_EQ(lookUp(), BOOTSTRAP_SUCCESS);
+}
+
+// How many further descriptors this process may open.
+void allowDescriptors(rlim_t count) {
+  const FileDescriptor next(::open("/dev/null", O_RDONLY | O_CLOEXEC)); // the lowest that is free
+  const rlim_t limit = static_cast<rlim_t>(next.number()) + count;
+  const rlimit few{limit, limit};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+}
+
+TEST_F(BootstrapLookUp, WithoutDescriptorsForTheDirectoryAndTheSocketSaysSo) {
+  const auto service = checkIn();
+  const std::pair<rlim_t, kern_return_t> statuses[] = {
+      {0, EMFILE}, {1, EMFILE}, {2, BOOTSTRAP_SUCCESS}};
+  for (const auto &[descriptors, status] : statuses)
+    inChild([&, allowed = descriptors, expected = status] {
+      allowDescriptors(allowed);
+      port_t port = 4711;
+      EXPECT_EQ(bootstrap_look_up(bootstrap_port(), kName, port), expected) << allowed;
+      EXPECT_EQ(port == 4711, expected != BOOTSTRAP_SUCCESS);
+    });
+}
+
+TEST_F(BootstrapLookUp, WhereThereIsNoProcSaysSo) {
+  TESKER_SKIP_UNLESS_ROOT();
+  const auto service = checkIn();
+  inChild([&] {
+    ASSERT_EQ(::chroot(temporary_.path().c_str()), 0);
+    ::setenv("TESKER_BOOTSTRAP_DIR", "/names", 1);
+    port_t port = 4711;
+    EXPECT_EQ(bootstrap_look_up(bootstrap_port(), kName, port), ENOENT);
+    EXPECT_EQ(port, 4711U);
+  });
+}
+
+// A system that fails with the error where the directory is opened or examined.
+class FailingSystem final : public OperatingSystem {
+public:
+  explicit FailingSystem(int error) : error_(error) {}
+  int openAt(int directory, const char *path, int flags, mode_t mode) override {
+    return failsToOpen ? fail() : OperatingSystem::openAt(directory, path, flags, mode);
+  }
+  int statDescriptor(int, struct stat &) override { return fail(); }
+  bool failsToOpen = false;
+
+private:
+  int fail() const {
+    errno = error_;
+    return -1;
+  }
+  int error_;
+};
+
+TEST_F(BootstrapLookUp, GivesTheErrorThatKeepsItFromFindingOut) {
+  const auto service = checkIn();
+  FailingSystem failing(EIO);
+  const ScopedOperatingSystem inForce(failing);
+  EXPECT_EQ(lookUp(), EIO);
+  failing.failsToOpen = true;
+  EXPECT_EQ(lookUp(), EIO);
+}
+
+TEST_F(BootstrapLookUp, OfALinkThatLeadsNowhereIsUnknown) {
+  temporary_.makeLink("names/the.service", "missing");
+  temporary_.makeLink("names/circle", "circle");
+  temporary_.makeLink("names/through", temporary_.writeFile("file", "") + "/socket");
+  for (const char *name : {"the.service", "circle", "through"})
+    EXPECT_EQ(lookUp(name), BOOTSTRAP_UNKNOWN_SERVICE) << name;
 }
 
 TEST_F(BootstrapLookUp, IsServedByTheNameServersPortOnly) {
   const auto service = checkIn();
   port_t port = 4711;
-  EXPECT_EQ(bootstrap_look_up(task_self(), kMasterServiceName, port), BOOTSTRAP_NOT_PRIVILEGED);
+  EXPECT_EQ(bootstrap_look_up(task_self(), kName, port), BOOTSTRAP_NOT_PRIVILEGED);
   EXPECT_EQ(port, 4711U);
 }
 
@@ -171,11 +246,11 @@ public:
 TEST_F(BootstrapLookUp, AgainCostsOnePollAndGivesTheSameRight) {
   const auto service = checkIn();
   port_t first = PORT_NULL, second = PORT_NULL;
-  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kMasterServiceName, first), BOOTSTRAP_SUCCESS);
+  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kName, first), BOOTSTRAP_SUCCESS);
   CountingSystem counting;
   const ScopedOperatingSystem inForce(counting);
   const auto before = openDescriptorCount();
-  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kMasterServiceName, second), BOOTSTRAP_SUCCESS);
+  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kName, second), BOOTSTRAP_SUCCESS);
   EXPECT_EQ(second, first);
   EXPECT_EQ(counting.polls, 1);
   EXPECT_EQ(counting.stats, 0);
@@ -201,25 +276,18 @@ TEST_F(BootstrapLookUp, SeesAServiceThatHasGoneBeforeItAccepted) {
 TEST_F(BootstrapLookUp, ConnectsAnewToAServiceThatHasReturned) {
   auto service = checkIn();
   port_t first = PORT_NULL, second = PORT_NULL;
-  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kMasterServiceName, first), BOOTSTRAP_SUCCESS);
+  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kName, first), BOOTSTRAP_SUCCESS);
   service.reset();
   service = checkIn();
-  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kMasterServiceName, second), BOOTSTRAP_SUCCESS);
+  ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kName, second), BOOTSTRAP_SUCCESS);
   EXPECT_NE(second, first);
   EXPECT_EQ(sendDescriptor(first), -1);
   EXPECT_NE(service->acceptConnection(), PORT_NULL);
 }
 
 class BootstrapDirectoryName : public testing::Test {
-protected:
-  BootstrapDirectoryName() {
-    ::unsetenv("TESKER_BOOTSTRAP_DIR");
-    ::unsetenv("XDG_RUNTIME_DIR");
-  }
-  ~BootstrapDirectoryName() override {
-    ::unsetenv("TESKER_BOOTSTRAP_DIR");
-    ::unsetenv("XDG_RUNTIME_DIR");
-  }
+  test::ScopedEnvironment directory_{"TESKER_BOOTSTRAP_DIR", nullptr};
+  test::ScopedEnvironment runtime_{"XDG_RUNTIME_DIR", nullptr};
 };
 
 TEST_F(BootstrapDirectoryName, IsTheFirstThatTheEnvironmentGives) {
@@ -244,9 +312,8 @@ TEST_F(BootstrapDirectoryName, InTmpTheParentMustBeTheUsersOwn) {
   const std::string parent = "/tmp/tesker-" + std::to_string(kOtherUser);
   std::filesystem::remove_all(parent);
   inOrdinaryUsersChild([&] {
-    std::unique_ptr<BootstrapService> service;
+    const auto service = checkIn(bootstrapDirectory(), "name");
     port_t port = PORT_NULL;
-    ASSERT_EQ(BootstrapService::checkIn(bootstrapDirectory(), "name", service), 0);
     ASSERT_EQ(::chmod(parent.c_str(), 0770), 0);
     EXPECT_EQ(bootstrap_look_up(bootstrap_port(), "name", port), BOOTSTRAP_NOT_PRIVILEGED);
     ASSERT_EQ(::chmod(parent.c_str(), 0700), 0);

@@ -45,7 +45,7 @@ FileDescriptor carriedSocket() { return FileDescriptor(::socket(AF_UNIX, SOCK_ST
 int statusOf(int type, std::string_view bytes, const std::vector<int> &descriptors) {
   const PortToFarSide port(type);
   const auto before = openDescriptorCount();
-  EXPECT_TRUE(sendRaw(port.far.get(), bytes, descriptors));
+  EXPECT_TRUE(sendRaw(port.far.number(), bytes, descriptors));
   PortMessage message;
   message.msg_id = 4711;
   const int status = port.receive(message);
@@ -95,11 +95,11 @@ TEST(MessageSend, SendsThirtyTwoBytesWithTheSendRight) {
   ASSERT_EQ(port_allocate(task_self(), message.port), KERN_SUCCESS);
   ASSERT_EQ(msg_send(message, kSendHandOff, 0), 0);
 
-  auto [bytes, rights] = receiveRaw(service.far.get());
+  auto [bytes, rights] = receiveRaw(service.far.number());
   const MessageBytes expected = encode(message);
   EXPECT_EQ(bytes, std::string(expected.begin(), expected.end()));
   ASSERT_EQ(rights.size(), 1U);
-  ASSERT_TRUE(sendRaw(rights[0].get(), "through the port"));
+  ASSERT_TRUE(sendRaw(rights[0].number(), "through the port"));
   EXPECT_EQ(receiveRaw(receiveDescriptor(message.port)).first, "through the port");
   port_deallocate(message.port);
   port_deallocate(message.msg_remote_port);
@@ -145,7 +145,7 @@ TEST(MessageSend, ToAFarSideThatHasGoneGivesTheErrorAndKeepsTheRight) {
 
 TEST(MessageSend, ToAFullSocketEndsAtTheTimeOut) {
   SocketPair pair(SOCK_STREAM);
-  while (::send(pair.near.get(), "filling", 7, MSG_DONTWAIT) > 0) {
+  while (::send(pair.near.number(), "filling", 7, MSG_DONTWAIT) > 0) {
   }
   PortMessage message;
   message.msg_remote_port = portForSendRight(std::move(pair.near));
@@ -158,7 +158,7 @@ TEST(MessageSend, ToAFullSocketEndsAtTheTimeOut) {
 TEST(MessageReceive, GivesThePacketsWordsAndANewNumberForTheRight) {
   const PortToFarSide port(SOCK_SEQPACKET);
   SocketPair carried(SOCK_STREAM);
-  ASSERT_TRUE(sendRaw(port.far.get(), messageText(78), {carried.far.get()}));
+  ASSERT_TRUE(sendRaw(port.far.number(), messageText(78), {carried.far.number()}));
   carried.far.reset();
   PortMessage message;
   ASSERT_EQ(port.receive(message), 0);
@@ -169,7 +169,7 @@ TEST(MessageReceive, GivesThePacketsWordsAndANewNumberForTheRight) {
   EXPECT_GT(message.port, port.port);
   EXPECT_EQ(::fcntl(sendDescriptor(message.port), F_GETFD), FD_CLOEXEC);
   ASSERT_TRUE(sendRaw(sendDescriptor(message.port), "carried"));
-  EXPECT_EQ(receiveRaw(carried.near.get()).first, "carried");
+  EXPECT_EQ(receiveRaw(carried.near.number()).first, "carried");
   port_deallocate(message.port);
 }
 
@@ -177,11 +177,11 @@ TEST(MessageReceive, OfAStreamTakesTheMessageInHoweverManyParts) {
   const PortToFarSide port(SOCK_STREAM);
   const FileDescriptor right = carriedSocket();
   const std::string text = messageText(79);
-  ASSERT_TRUE(sendRaw(port.far.get(), text.substr(0, 1), {right.get()}));
+  ASSERT_TRUE(sendRaw(port.far.number(), text.substr(0, 1), {right.number()}));
   PortMessage message;
   // Each part is there before the next is waited for.
   for (std::size_t at = 1; at < text.size(); ++at)
-    ASSERT_TRUE(sendRaw(port.far.get(), text.substr(at, 1)));
+    ASSERT_TRUE(sendRaw(port.far.number(), text.substr(at, 1)));
   EXPECT_EQ(port.receive(message), 0);
   EXPECT_EQ(message.msg_id, 79U);
   port_deallocate(message.port);
@@ -190,7 +190,7 @@ TEST(MessageReceive, OfAStreamTakesTheMessageInHoweverManyParts) {
 TEST(MessageReceive, OfAStreamReadsNothingBeyondTheMessage) {
   const PortToFarSide port(SOCK_STREAM);
   const FileDescriptor right = carriedSocket();
-  ASSERT_TRUE(sendRaw(port.far.get(), messageText(79) + "what follows", {right.get()}));
+  ASSERT_TRUE(sendRaw(port.far.number(), messageText(79) + "what follows", {right.number()}));
   PortMessage message;
   ASSERT_EQ(port.receive(message), 0);
   EXPECT_EQ(receiveRaw(receiveDescriptor(port.port)).first, "what follows");
@@ -199,7 +199,7 @@ TEST(MessageReceive, OfAStreamReadsNothingBeyondTheMessage) {
 
 TEST(MessageReceive, WaitsForTheRestOfAMessageUntilTheTimeOut) {
   const FileDescriptor right = carriedSocket();
-  EXPECT_EQ(statusOf(SOCK_STREAM, messageText(79).substr(0, 31), {right.get()}), ETIMEDOUT);
+  EXPECT_EQ(statusOf(SOCK_STREAM, messageText(79).substr(0, 31), {right.number()}), ETIMEDOUT);
   const PortToFarSide silent(SOCK_SEQPACKET);
   PortMessage message;
   EXPECT_EQ(silent.receive(message), ETIMEDOUT);
@@ -207,9 +207,9 @@ TEST(MessageReceive, WaitsForTheRestOfAMessageUntilTheTimeOut) {
 
 TEST(MessageReceive, AnotherLengthOfPacketIsMalformed) {
   const FileDescriptor right = carriedSocket();
-  EXPECT_EQ(statusOf(SOCK_SEQPACKET, messageText(78).substr(0, 31), {right.get()}), EBADMSG);
-  EXPECT_EQ(statusOf(SOCK_SEQPACKET, messageText(78) + "x", {right.get()}), EBADMSG);
-  EXPECT_EQ(statusOf(SOCK_SEQPACKET, messageText(78), {right.get()}), 0);
+  EXPECT_EQ(statusOf(SOCK_SEQPACKET, messageText(78).substr(0, 31), {right.number()}), EBADMSG);
+  EXPECT_EQ(statusOf(SOCK_SEQPACKET, messageText(78) + "x", {right.number()}), EBADMSG);
+  EXPECT_EQ(statusOf(SOCK_SEQPACKET, messageText(78), {right.number()}), 0);
 }
 
 class MessageReceiveOf : public testing::TestWithParam<int> {};
@@ -224,20 +224,19 @@ TEST_P(MessageReceiveOf, AMessageWithoutARightIsMalformed) {
 
 TEST_P(MessageReceiveOf, MoreThanOneRightIsMalformedAndAllAreClosed) {
   const FileDescriptor right = carriedSocket();
-  EXPECT_EQ(statusOf(GetParam(), messageText(79), {right.get(), right.get()}), EBADMSG);
-  EXPECT_EQ(statusOf(GetParam(), messageText(79), std::vector<int>(250, right.get())), EBADMSG);
+  EXPECT_EQ(statusOf(GetParam(), messageText(79), {right.number(), right.number()}), EBADMSG);
+  EXPECT_EQ(statusOf(GetParam(), messageText(79), std::vector<int>(250, right.number())), EBADMSG);
 }
 
 TEST_P(MessageReceiveOf, ARightThatIsNoLocalStreamSocketIsMalformed) {
   const FileDescriptor file(::open("/dev/null", O_RDWR | O_CLOEXEC));
   const FileDescriptor packets(::socket(AF_UNIX, SOCK_SEQPACKET, 0));
   const FileDescriptor network(::socket(AF_INET, SOCK_STREAM, 0));
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  const FileDescriptor reading(ends[0]), writing(ends[1]);
-  for (const FileDescriptor *wrong : {&file, &packets, &network, &writing}) {
+  const Result<Pipe> pipe = createPipe();
+  ASSERT_TRUE(pipe);
+  for (const FileDescriptor *wrong : {&file, &packets, &network, &pipe->writeEnd}) {
     ASSERT_TRUE(*wrong);
-    EXPECT_EQ(statusOf(GetParam(), messageText(79), {wrong->get()}), EBADMSG);
+    EXPECT_EQ(statusOf(GetParam(), messageText(79), {wrong->number()}), EBADMSG);
   }
 }
 
@@ -252,7 +251,7 @@ TEST(MessageReceive, AnEndBeforeTheWholeMessageClosesTheRight) {
   PortToFarSide port(SOCK_STREAM);
   const FileDescriptor right = carriedSocket();
   const auto before = openDescriptorCount();
-  ASSERT_TRUE(sendRaw(port.far.get(), messageText(79).substr(0, 31), {right.get()}));
+  ASSERT_TRUE(sendRaw(port.far.number(), messageText(79).substr(0, 31), {right.number()}));
   port.far.reset();
   PortMessage message;
   EXPECT_EQ(port.receive(message), ECONNRESET);
@@ -264,8 +263,8 @@ TEST(MessageReceive, ARightThatComesLaterThanTheFirstByteIsMalformed) {
   const FileDescriptor right = carriedSocket();
   const auto before = openDescriptorCount();
   const std::string text = messageText(79);
-  ASSERT_TRUE(sendRaw(port.far.get(), text.substr(0, 16)));
-  ASSERT_TRUE(sendRaw(port.far.get(), text.substr(16), {right.get()}));
+  ASSERT_TRUE(sendRaw(port.far.number(), text.substr(0, 16)));
+  ASSERT_TRUE(sendRaw(port.far.number(), text.substr(16), {right.number()}));
   PortMessage message;
   EXPECT_EQ(port.receive(message), EBADMSG);
   EXPECT_EQ(openDescriptorCount(), before);

@@ -67,7 +67,7 @@ TEST(Ports, ATakenRightIsTheCallers) {
   EXPECT_EQ(receiveDescriptor(port), -1);
   EXPECT_EQ(sendDescriptor(port), -1);
   port_deallocate(port);
-  EXPECT_TRUE(test::sendRaw(send.get(), "still open"));
+  EXPECT_TRUE(test::sendRaw(send.number(), "still open"));
   EXPECT_FALSE(takeSendRight(port));
 }
 

@@ -97,7 +97,7 @@ inline sockaddr_un addressOf(const std::string &path) {
 inline FileDescriptor boundSocket(const std::string &path, int type = SOCK_SEQPACKET) {
   FileDescriptor socket(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
   const sockaddr_un address = addressOf(path);
-  if (::bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) < 0)
+  if (::bind(socket.number(), reinterpret_cast<const sockaddr *>(&address), sizeof address) < 0)
     socket.reset();
   return socket;
 }

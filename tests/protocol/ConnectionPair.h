@@ -18,11 +18,11 @@ struct Channels {
   SocketPair toTool{SOCK_STREAM}, toMaster{SOCK_STREAM};
 
   RefPtr<NSConnection> toolSide(std::size_t carryLimit = NSConnection::kLargestCarriedText) {
-    return over(std::move(toTool.near), std::move(toMaster.far), NSConnection::Side::Client,
+    return over(std::move(toTool.near), std::move(toMaster.far), NSConnection::Side::client,
                 carryLimit);
   }
   RefPtr<NSConnection> masterSide(std::size_t carryLimit = NSConnection::kLargestCarriedText) {
-    return over(std::move(toMaster.near), std::move(toTool.far), NSConnection::Side::Server,
+    return over(std::move(toMaster.near), std::move(toTool.far), NSConnection::Side::server,
                 carryLimit);
   }
 
@@ -35,13 +35,8 @@ private:
   }
 };
 
-inline std::optional<std::string> textOf(const NSString *text) {
-  return text != nullptr ? std::optional(std::string(text->bytes())) : std::nullopt;
-}
-
 struct Noted {
-  std::optional<std::string> text;
-  std::string key;
+  NSString text, key;
   bool operator==(const Noted &) const = default;
 };
 
@@ -49,8 +44,8 @@ struct Noted {
 class RecordingClient final : public FinderClient {
 public:
   static Ref<RecordingClient> create() { return allocate<RecordingClient>(NSDefaultMallocZone()); }
-  void noteLines(const NSString *text, const NSString &key) override {
-    noted.push_back({textOf(text), std::string(key.bytes())});
+  void noteLines(const NSString &text, const NSString &key) override {
+    noted.push_back({text, key});
   }
   void self() override { ++selfCalls; }
 
@@ -63,21 +58,21 @@ private:
 };
 
 struct Requested {
-  std::string kind, paths;
-  std::optional<std::string> previous;
+  std::string kind;
+  NSString paths, previous;
   bool operator==(const Requested &) const = default;
 };
 
 // A tool's root object.
 class RecordingRoot final : public FinderRequests {
 public:
-  void findAppsInSearchPath(const NSString &path, const NSString *previous,
+  void findAppsInSearchPath(const NSString &path, const NSString &previous,
                             Ref<FinderClient> client) override {
-    take({"path", std::string(path.bytes()), textOf(previous)}, *client);
+    take({"path", path, previous}, *client);
   }
-  void findAppsForDockPaths(const NSString &paths, const NSString *previous,
+  void findAppsForDockPaths(const NSString &paths, const NSString &previous,
                             Ref<FinderClient> client) override {
-    take({"dock", std::string(paths.bytes()), textOf(previous)}, *client);
+    take({"dock", paths, previous}, *client);
   }
 
   std::vector<Requested> requests;
@@ -97,41 +92,41 @@ public:
   explicit BusPeer(Channels &channels) {
     sd_bus *bus = nullptr;
     sd_bus_new(&bus);
-    bus_.reset(bus);
+    bus_ = BusRef(bus);
     sd_id128_t id{};
     sd_id128_randomize(&id);
     sd_bus_set_server(bus, 1, id);
     sd_bus_set_anonymous(bus, 1);
-    input_ = channels.toMaster.near.get();
-    output_ = channels.toTool.far.get();
+    input_ = channels.toMaster.near.number();
+    output_ = channels.toTool.far.number();
     sd_bus_set_fd(bus, channels.toMaster.near.release(), channels.toTool.far.release());
     sd_bus_start(bus);
   }
 
-  sd_bus *bus() const { return bus_.get(); }
-  BusPtr<sd_bus_message> call(const char *interface, const char *member,
+  sd_bus *bus() const { return bus_; }
+  BusRef<sd_bus_message> call(const char *interface, const char *member,
                               const char *path = "/") const {
     return newCall(bus(), path, interface, member);
   }
   // Sends the call and notes how it was answered: "" for a reply without error.
-  void ask(const BusPtr<sd_bus_message> &message) {
-    sd_bus_call_async(bus(), nullptr, message.get(), noteAnswer, this, UINT64_MAX);
+  void ask(const BusRef<sd_bus_message> &message) {
+    sd_bus_call_async(bus(), nullptr, message, noteAnswer, this, UINT64_MAX);
   }
   // Sends the call without asking for a reply.
-  void tell(const BusPtr<sd_bus_message> &message) const {
-    sd_bus_message_set_expect_reply(message.get(), 0);
-    sd_bus_send(bus(), message.get(), nullptr);
+  void tell(const BusRef<sd_bus_message> &message) const {
+    sd_bus_message_set_expect_reply(message, 0);
+    sd_bus_send(bus(), message, nullptr);
   }
   void carry(std::string_view piece) const {
     const auto message = call("Tesker.Connection", "carry");
-    (void)appendText(message.get(), piece);
+    (void)appendText(message, piece);
     tell(message);
   }
-  BusPtr<sd_bus_message> request(std::optional<std::string_view> previous) const {
+  BusRef<sd_bus_message> request(std::optional<std::string_view> previous) const {
     auto message = call("Tesker.ToolFinder", "findAppsInSearchPath_previous_for_");
-    (void)appendText(message.get(), "/p");
-    (void)appendOptionalText(message.get(), previous);
-    sd_bus_message_append(message.get(), "o", "/me");
+    (void)appendText(message, "/p");
+    (void)appendOptionalText(message, previous);
+    sd_bus_message_append(message, "o", "/me");
     return message;
   }
 
@@ -158,7 +153,7 @@ private:
     return 1;
   }
 
-  BusPtr<sd_bus> bus_;
+  BusRef<sd_bus> bus_;
   int input_ = -1, output_ = -1;
 };
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
+
 namespace tesker {
 namespace {
 
@@ -24,8 +26,8 @@ protected:
     tool->setRootObject(root);
   }
 
-  void requestPath(std::string_view path, const NSString *previous = nullptr) {
-    master->rootProxy().findAppsInSearchPath(*NSString::create(path), previous, client);
+  void requestPath(std::string_view path, const NSString &previous = nullptr) {
+    master->rootProxy().findAppsInSearchPath(NSString::create(path), previous, client);
   }
   bool pumpUntil(const std::function<bool()> &done) { return pump(*tool, *master, done); }
   bool pumpUntilRequested(std::size_t count = 1) {
@@ -35,9 +37,9 @@ protected:
     return pumpUntil([&] { return client->noted.size() == count; });
   }
   // Has the tool answer every request with the text.
-  void answerWith(RefPtr<NSString> text) {
+  void answerWith(const NSString &text) {
     root.onRequest = [text](const Requested &request, FinderClient &to) {
-      to.noteLines(text.get(), *NSString::create(request.paths));
+      to.noteLines(text, request.paths);
     };
   }
 
@@ -50,22 +52,19 @@ protected:
 TEST_F(Connection, BringsAPathRequestToTheRootObject) {
   requestPath("/Apps");
   ASSERT_TRUE(pumpUntilRequested());
-  EXPECT_EQ(root.requests[0], (Requested{"path", "/Apps", std::nullopt}));
+  EXPECT_EQ(root.requests[0], (Requested{"path", "/Apps"_ns, nullptr}));
 }
 
 TEST_F(Connection, BringsADockRequestToTheRootObject) {
-  const auto previous = NSString::create("old");
-  master->rootProxy().findAppsForDockPaths(*NSString::create(std::string_view("/a\0/b", 5)),
-                                           &*previous, client);
+  master->rootProxy().findAppsForDockPaths("/a\0/b"_ns, "old"_ns, client);
   ASSERT_TRUE(pumpUntilRequested());
-  EXPECT_EQ(root.requests[0], (Requested{"dock", std::string("/a\0/b", 5), "old"}));
+  EXPECT_EQ(root.requests[0], (Requested{"dock", "/a\0/b"_ns, "old"_ns}));
 }
 
 TEST_F(Connection, TellsNilFromTheEmptyText) {
-  const auto empty = NSString::create("");
-  requestPath("", &*empty);
+  requestPath("", ""_ns);
   ASSERT_TRUE(pumpUntilRequested());
-  EXPECT_EQ(root.requests[0], (Requested{"path", "", ""}));
+  EXPECT_EQ(root.requests[0], (Requested{"path", ""_ns, ""_ns}));
 }
 
 TEST_F(Connection, BringsAnyBytesThroughUnchanged) {
@@ -75,56 +74,65 @@ TEST_F(Connection, BringsAnyBytesThroughUnchanged) {
   answerWith(NSString::create(all));
   requestPath(all);
   ASSERT_TRUE(pumpUntilNoted());
-  EXPECT_EQ(client->noted[0], (Noted{all, all}));
+  EXPECT_EQ(client->noted[0], (Noted{NSString::create(all), NSString::create(all)}));
 }
 
 TEST_F(Connection, BringsTheAnswerOrNilToTheClient) {
-  answerWith(NSString::create("lines"));
+  answerWith("lines"_ns);
   requestPath("/Apps");
   ASSERT_TRUE(pumpUntilNoted());
   answerWith(nullptr);
   requestPath("/Apps");
   ASSERT_TRUE(pumpUntilNoted(2));
-  EXPECT_EQ(client->noted, (std::vector{Noted{"lines", "/Apps"}, Noted{std::nullopt, "/Apps"}}));
+  EXPECT_EQ(client->noted,
+            (std::vector{Noted{"lines"_ns, "/Apps"_ns}, Noted{nullptr, "/Apps"_ns}}));
 }
 
 TEST_F(Connection, BringsEachAnswerToTheClientThatAsked) {
   const auto other = RecordingClient::create();
   root.onRequest = [](const Requested &request, FinderClient &to) {
-    to.noteLines(nullptr, *NSString::create(request.paths));
+    to.noteLines(nullptr, request.paths);
   };
   requestPath("/1");
-  master->rootProxy().findAppsInSearchPath(*NSString::create("/2"), nullptr, other);
+  master->rootProxy().findAppsInSearchPath("/2"_ns, nullptr, other);
   requestPath("/3");
   ASSERT_TRUE(pumpUntilNoted(2));
-  EXPECT_EQ(client->noted, (std::vector{Noted{std::nullopt, "/1"}, Noted{std::nullopt, "/3"}}));
-  EXPECT_EQ(other->noted, (std::vector{Noted{std::nullopt, "/2"}}));
+  EXPECT_EQ(client->noted, (std::vector{Noted{nullptr, "/1"_ns}, Noted{nullptr, "/3"_ns}}));
+  EXPECT_EQ(other->noted, (std::vector{Noted{nullptr, "/2"_ns}}));
+}
+
+TEST_F(Connection, ARequestMayLetGoOfTheConnection) {
+  root.onRequest = [&](const Requested &, FinderClient &) { tool = nullptr; };
+  requestPath("/Apps");
+  while (tool) {
+    (void)tool->dispatch();
+    (void)master->dispatch();
+  }
+  EXPECT_TRUE(pump(*master, *master, [&] { return !master->isValid(); }));
 }
 
 TEST_F(Connection, BringsALargeTextThroughBothWays) {
   std::string large(200 * kMebibyte + 12345, '.');
   for (std::size_t i = 0; i < large.size(); i += 4093)
     large[i] = static_cast<char>(i / 4093);
-  const auto text = NSString::takingOver(std::pmr::string(large, &NSDefaultMallocZone()));
+  const NSString text = NSString::takingOver(std::move(large));
   answerWith(text);
-  requestPath("/Apps", &*text);
+  requestPath("/Apps", text);
   ASSERT_TRUE(pumpUntilNoted());
-  EXPECT_TRUE(root.requests[0].previous == large);
-  EXPECT_TRUE(client->noted[0].text == large);
+  EXPECT_TRUE(root.requests[0].previous == text);
+  EXPECT_TRUE(client->noted[0].text == text);
 }
 
 TEST_F(Connection, ATextIsKeptUnchangedWhileItWaitsToBeSent) {
-  const auto text = NSMutableString::create("before");
-  requestPath("/Apps", &*text);
-  text->setString("after");
+  NSString text = "before"_ns;
+  requestPath("/Apps", text);
+  text = "after"_ns;
   ASSERT_TRUE(pumpUntilRequested());
-  EXPECT_EQ(root.requests[0].previous, "before");
+  EXPECT_EQ(root.requests[0].previous, "before"_ns);
 }
 
 TEST_F(Connection, NeverWaitsForAFarSideThatReadsNothing) {
-  const auto text =
-      NSString::takingOver(std::pmr::string(64 * kMebibyte, '.', &NSDefaultMallocZone()));
-  requestPath("/Apps", &*text);
+  requestPath("/Apps", NSString::takingOver(std::string(64 * kMebibyte, '.')));
   ASSERT_TRUE(pumpUntil([&] { return master->hasUnsent() && tool->pollTimeout() != 0; }));
   for (int i = 0; i < 100; ++i)
     (void)master->dispatch(); // nobody reads
@@ -132,32 +140,33 @@ TEST_F(Connection, NeverWaitsForAFarSideThatReadsNothing) {
   EXPECT_TRUE(root.requests.empty());
   ASSERT_TRUE(pumpUntilRequested());
   EXPECT_FALSE(master->hasUnsent());
-  EXPECT_EQ(root.requests[0].previous->size(), 64 * kMebibyte);
+  EXPECT_EQ(root.requests[0].previous.length(), 64 * kMebibyte);
 }
 
+// How many strings share these bytes.
+unsigned holdersOf(const NSString &string) { return string.object()->retainCount() - 1; }
+
 TEST_F(Connection, ALostConnectionForgetsWhatWasToBeSent) {
-  const auto text = NSString::create("previous");
-  requestPath("/Apps", &*text);
-  EXPECT_EQ(text->retainCount(), 2U);
+  const NSString text = "previous"_ns;
+  requestPath("/Apps", text);
+  EXPECT_EQ(holdersOf(text), 2U);
   tool = nullptr;
   ASSERT_TRUE(pump(*master, *master, [&] { return !master->isValid(); }));
   EXPECT_FALSE(master->hasUnsent());
-  EXPECT_EQ(text->retainCount(), 1U);
-  requestPath("/Apps", &*text); // nothing happens
+  EXPECT_EQ(holdersOf(text), 1U);
+  requestPath("/Apps", text); // nothing happens
   EXPECT_FALSE(master->hasUnsent());
   EXPECT_FALSE(master->dispatch());
   EXPECT_EQ(master->pollTimeout(), -1);
 }
 
 TEST_F(Connection, APathTooLongForOneMessageIsRefused) {
-  const auto path = NSString::takingOver(
-      std::pmr::string(NSConnection::kLargestArgument + 1, 'x', &NSDefaultMallocZone()));
-  EXPECT_THROW(master->rootProxy().findAppsInSearchPath(*path, nullptr, client), NSException);
+  EXPECT_THROW(requestPath(std::string(NSConnection::kLargestArgument + 1, 'x')), NSException);
   EXPECT_FALSE(master->hasUnsent());
 }
 
 TEST_F(Connection, TheLongestPathGoesThroughAndBack) {
-  answerWith(NSString::create("lines"));
+  answerWith("lines"_ns);
   const std::string path(NSConnection::kLargestArgument, 'x');
   requestPath(path);
   ASSERT_TRUE(pumpUntilNoted());
@@ -174,25 +183,59 @@ TEST_F(Connection, ClosesItsSocketsAtItsEnd) {
   EXPECT_EQ(test::openDescriptorCount(), before - 4);
 }
 
+TEST(ConnectionToAToolByHand, NamesEachClientByOnePath) {
+  Channels channels;
+  const auto master = channels.masterSide();
+  const auto first = RecordingClient::create(), second = RecordingClient::create();
+  for (const Ref<RecordingClient> &client : {first, second, first})
+    master->rootProxy().findAppsInSearchPath("/p"_ns, nullptr, client);
+  ASSERT_TRUE(test::sendRaw(channels.toMaster.far.number(),
+                            std::string("\0AUTH ANONYMOUS 61\r\nBEGIN\r\n", 27)));
+  ASSERT_TRUE(pump(*master, *master, [&] { return !master->hasUnsent(); }));
+  std::string said(10000, '\0');
+  said.resize(static_cast<std::size_t>(
+      ::recv(channels.toTool.near.number(), said.data(), said.size(), MSG_DONTWAIT)));
+  const std::regex path("/client/[0-9]+");
+  EXPECT_EQ(
+      (std::vector<std::string>{std::sregex_token_iterator(said.begin(), said.end(), path), {}}),
+      (std::vector<std::string>{"/client/1", "/client/2", "/client/1"}));
+}
+
 TEST(ConnectionOverPorts, TakesTheRightsOutOfThem) {
   Channels channels;
-  const auto receive =
-      NSPort::portWithMachPort(portForReceiveRight(std::move(channels.toTool.near)));
-  const auto send = NSPort::portWithMachPort(portForSendRight(std::move(channels.toMaster.far)));
-  ASSERT_TRUE(NSConnection::initWithReceivePort(receive, send));
-  EXPECT_EQ(receiveDescriptor(receive->machPort()), -1);
-  EXPECT_EQ(sendDescriptor(send->machPort()), -1);
+  const port_t receive = portForReceiveRight(std::move(channels.toTool.near));
+  const port_t send = portForSendRight(std::move(channels.toMaster.far));
+  const auto before = test::openDescriptorCount();
+  const auto connection = NSConnection::initWithReceivePort(NSPort::portWithMachPort(receive),
+                                                            NSPort::portWithMachPort(send));
+  ASSERT_TRUE(connection);
+  EXPECT_EQ(receiveDescriptor(receive), -1);
+  EXPECT_EQ(sendDescriptor(send), -1);
+  EXPECT_EQ(test::openDescriptorCount(), before); // the connection has them
 }
 
 TEST(ConnectionOverPorts, WithoutBothRightsIsNil) {
   Channels channels;
   const auto before = test::openDescriptorCount();
-  const auto nothing = NSPort::portWithMachPort(task_self());
-  const auto receive =
-      NSPort::portWithMachPort(portForReceiveRight(std::move(channels.toTool.near)));
-  const auto send = NSPort::portWithMachPort(portForSendRight(std::move(channels.toMaster.far)));
-  EXPECT_FALSE(NSConnection::initWithReceivePort(nothing, send));
-  EXPECT_FALSE(NSConnection::initWithReceivePort(receive, nothing));
+  const auto nothing = [] { return NSPort::portWithMachPort(task_self()); };
+  EXPECT_FALSE(NSConnection::initWithReceivePort(
+      NSPort::portWithMachPort(portForReceiveRight(std::move(channels.toTool.near))), nothing()));
+  EXPECT_FALSE(NSConnection::initWithReceivePort(
+      nothing(), NSPort::portWithMachPort(portForSendRight(std::move(channels.toMaster.far)))));
+  EXPECT_EQ(test::openDescriptorCount(), before - 2);
+}
+
+TEST(ConnectionOverPorts, APortThatGoesGivesUpWhatTheTaskHolds) {
+  port_t number = PORT_NULL;
+  ASSERT_EQ(port_allocate(task_self(), number), KERN_SUCCESS);
+  const auto before = test::openDescriptorCount();
+  {
+    NSPort port = NSPort::portWithMachPort(number);
+    const NSPort moved = std::move(port);
+    EXPECT_EQ(moved.machPort(), number);
+    EXPECT_EQ(port.machPort(), PORT_NULL);
+    EXPECT_EQ(test::openDescriptorCount(), before);
+  }
   EXPECT_EQ(test::openDescriptorCount(), before - 2);
 }
 
@@ -215,17 +258,16 @@ protected:
 };
 
 TEST_F(ConnectionCarryingLessThanAPiece, ATextOfOnePieceGoesWithItsCall) {
-  const auto text = NSString::create(std::string(NSConnection::kLargestPiece, '.'));
+  const NSString text = NSString::takingOver(std::string(NSConnection::kLargestPiece, '.'));
   answerWith(text);
-  requestPath("/Apps", &*text);
+  requestPath("/Apps", text);
   ASSERT_TRUE(pumpUntilNoted());
-  EXPECT_TRUE(root.requests[0].previous == text->bytes());
-  EXPECT_TRUE(client->noted[0].text == text->bytes());
+  EXPECT_TRUE(root.requests[0].previous == text);
+  EXPECT_TRUE(client->noted[0].text == text);
 }
 
 TEST_F(ConnectionCarryingLessThanAPiece, OfALongerTextAPieceIsCarriedAhead) {
-  const auto text = NSString::create(std::string(NSConnection::kLargestPiece + 1, '.'));
-  requestPath("/Apps", &*text);
+  requestPath("/Apps", NSString::takingOver(std::string(NSConnection::kLargestPiece + 1, '.')));
   EXPECT_FALSE(pumpUntilRequested());
   EXPECT_FALSE(tool->isValid());
   EXPECT_FALSE(master->isValid());

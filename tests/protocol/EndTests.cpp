@@ -29,26 +29,26 @@ protected:
 };
 
 TEST_F(ConnectionEnd, GarbageInPlaceOfTheAuthenticationEndsTheRunLoop) {
-  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "garbage\r\nand more of it\r\n"));
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.number(), "garbage\r\nand more of it\r\n"));
   NSRunLoop::currentRunLoop().run();
   EXPECT_FALSE(tool->isValid());
 }
 
 TEST_F(ConnectionEnd, AnEndlessLineInPlaceOfTheAuthenticationEndsTheRunLoop) {
   const std::string line(std::size_t{1} << 17, 'x');
-  ASSERT_GT(::send(channels.toTool.far.get(), line.data(), line.size(), MSG_DONTWAIT), 0);
+  ASSERT_GT(::send(channels.toTool.far.number(), line.data(), line.size(), MSG_DONTWAIT), 0);
   NSRunLoop::currentRunLoop().run();
   EXPECT_FALSE(tool->isValid());
 }
 
 TEST_F(ConnectionEnd, ARefusedAuthenticationEndsTheRunLoop) {
-  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "REJECTED EXTERNAL\r\n"));
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.number(), "REJECTED EXTERNAL\r\n"));
   NSRunLoop::currentRunLoop().run();
   EXPECT_FALSE(tool->isValid());
 }
 
 TEST_F(ConnectionEnd, AHangUpInTheMiddleOfTheAuthenticationEndsTheRunLoop) {
-  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "OK 0123"));
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.number(), "OK 0123"));
   channels.toTool.far.reset();
   NSRunLoop::currentRunLoop().run();
   EXPECT_FALSE(tool->isValid());
@@ -95,11 +95,11 @@ TEST_F(ConnectionEnd, GarbageAfterTheAuthenticationEndsTheRunLoop) {
 
 TEST_F(ConnectionEnd, ADescriptorWithTheAuthenticationIsClosedAndEndsTheRunLoop) {
   test::SocketPair uninvited(SOCK_STREAM);
-  ASSERT_TRUE(test::sendRaw(channels.toTool.far.get(), "O", {uninvited.far.get()}));
+  ASSERT_TRUE(test::sendRaw(channels.toTool.far.number(), "O", {uninvited.far.number()}));
   uninvited.far.reset();
   NSRunLoop::currentRunLoop().run();
   EXPECT_FALSE(tool->isValid());
-  pollfd end{uninvited.near.get(), 0, 0};
+  pollfd end{uninvited.near.number(), 0, 0};
   EXPECT_EQ(::poll(&end, 1, 0), 1);
 }
 
@@ -108,11 +108,11 @@ TEST_F(ConnectionEnd, ADescriptorWithAMessageIsClosedAndEndsTheRunLoop) {
   BusPeer master(channels);
   master.ask(master.request("one"));
   ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
-  ASSERT_TRUE(test::sendRaw(master.output(), "l", {uninvited.far.get()}));
+  ASSERT_TRUE(test::sendRaw(master.output(), "l", {uninvited.far.number()}));
   uninvited.far.reset();
   NSRunLoop::currentRunLoop().run();
   EXPECT_FALSE(tool->isValid());
-  pollfd end{uninvited.near.get(), 0, 0};
+  pollfd end{uninvited.near.number(), 0, 0};
   EXPECT_EQ(::poll(&end, 1, 0), 1);
 }
 
@@ -134,8 +134,8 @@ TEST_F(ConnectionEnd, WhatArrivedBeforeAHangUpIsStillServed) {
   master.tell(master.request("last words"));
   master.close();
   NSRunLoop::currentRunLoop().run();
-  EXPECT_THAT(root.requests,
-              ElementsAre(Requested{"path", "/p", "first"}, Requested{"path", "/p", "last words"}));
+  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p"_ns, "first"_ns},
+                                         Requested{"path", "/p"_ns, "last words"_ns}));
   EXPECT_FALSE(tool->isValid());
 }
 
@@ -178,7 +178,7 @@ protected:
     auto tool = channels.toolSide();
     tool->setRootObject(root);
     root.onRequest = [](const Requested &, FinderClient &client) {
-      client.noteLines(nullptr, *NSString::create("/p"));
+      client.noteLines(nullptr, "/p"_ns);
       client.self();
       throw std::runtime_error("self returned");
     };

@@ -31,11 +31,11 @@ protected:
     return pumpUntil([&] { return master.answers.size() == count; });
   }
   // Sends a good request; what was sent before has been taken when it arrives.
-  std::optional<std::string> previousOfNextRequest(std::optional<std::string_view> own) {
+  NSString previousOfNextRequest(std::optional<std::string_view> own) {
     const std::size_t before = root.requests.size();
     master.tell(master.request(own));
     EXPECT_TRUE(pumpUntil([&] { return root.requests.size() > before; }));
-    return root.requests.empty() ? "no request" : root.requests.back().previous;
+    return root.requests.empty() ? "no request"_ns : root.requests.back().previous;
   }
 
   Channels channels;
@@ -48,7 +48,7 @@ TEST_F(Protocol, ARequestIsAnsweredWhenAReplyIsAskedFor) {
   master.ask(master.request("old"));
   ASSERT_TRUE(pumpUntilAnswered());
   EXPECT_THAT(master.answers, ElementsAre(""));
-  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p", "old"}));
+  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p"_ns, "old"_ns}));
 }
 
 TEST_F(Protocol, ARequestThatAsksForNoReplyGetsNone) {
@@ -70,30 +70,30 @@ TEST_F(Protocol, ARequestThatAsksForNoReplyGetsNone) {
 
 TEST_F(Protocol, AWrongSignatureIsAnInvalidArgument) {
   const auto message = master.call("Tesker.ToolFinder", "findAppsInSearchPath_previous_for_");
-  sd_bus_message_append(message.get(), "sso", "/p", "", "/me");
+  sd_bus_message_append(message, "sso", "/p", "", "/me");
   master.ask(message);
   ASSERT_TRUE(pumpUntilAnswered());
   EXPECT_THAT(master.answers, ElementsAre(kInvalidArguments));
   EXPECT_TRUE(root.requests.empty());
-  EXPECT_EQ(previousOfNextRequest("next"), "next"); // the run loop goes on
+  EXPECT_EQ(previousOfNextRequest("next"), "next"_ns); // the run loop goes on
 }
 
 TEST_F(Protocol, TwoElementsWhereNoneOrOneMayStandAreAnInvalidArgument) {
   const auto message = master.call("Tesker.ToolFinder", "findAppsForDockPaths_previous_for_");
-  sd_bus_message_append(message.get(), "ayaayo", 1, 'p', 2, 1, 'a', 1, 'b', "/me");
+  sd_bus_message_append(message, "ayaayo", 1, 'p', 2, 1, 'a', 1, 'b', "/me");
   master.ask(message);
   ASSERT_TRUE(pumpUntilAnswered());
   EXPECT_THAT(master.answers, ElementsAre(kInvalidArguments));
   EXPECT_TRUE(root.requests.empty());
-  EXPECT_EQ(previousOfNextRequest("next"), "next");
+  EXPECT_EQ(previousOfNextRequest("next"), "next"_ns);
 }
 
 TEST_F(Protocol, ARefusedCallDoesNotTakeWhatWasCarried) {
   master.carry("carried ");
   const auto message = master.call("Tesker.ToolFinder", "findAppsForDockPaths_previous_for_");
-  sd_bus_message_append(message.get(), "ayaayo", 1, 'p', 2, 1, 'a', 1, 'b', "/me");
+  sd_bus_message_append(message, "ayaayo", 1, 'p', 2, 1, 'a', 1, 'b', "/me");
   master.ask(message);
-  EXPECT_EQ(previousOfNextRequest("own"), "carried own");
+  EXPECT_EQ(previousOfNextRequest("own"), "carried own"_ns);
 }
 
 TEST_F(Protocol, WhatIsNotKnownIsAnErrorAndTheRunLoopGoesOn) {
@@ -104,41 +104,41 @@ TEST_F(Protocol, WhatIsNotKnownIsAnErrorAndTheRunLoopGoesOn) {
   EXPECT_THAT(master.answers, ElementsAre("org.freedesktop.DBus.Error.UnknownMethod",
                                           "org.freedesktop.DBus.Error.UnknownMethod",
                                           "org.freedesktop.DBus.Error.UnknownObject"));
-  EXPECT_EQ(previousOfNextRequest("next"), "next");
+  EXPECT_EQ(previousOfNextRequest("next"), "next"_ns);
 }
 
 TEST_F(Protocol, CarriedPiecesStandBeforeTheNextTextInOrder) {
   master.carry("one ");
   master.carry("");
   master.carry("two ");
-  EXPECT_EQ(previousOfNextRequest("three"), "one two three");
-  EXPECT_EQ(previousOfNextRequest("alone"), "alone");
+  EXPECT_EQ(previousOfNextRequest("three"), "one two three"_ns);
+  EXPECT_EQ(previousOfNextRequest("alone"), "alone"_ns);
 }
 
 TEST_F(Protocol, NilAfterCarriedPiecesCountsAsEmpty) {
   master.carry("carried");
-  EXPECT_EQ(previousOfNextRequest(std::nullopt), "carried");
-  EXPECT_EQ(previousOfNextRequest(std::nullopt), std::nullopt);
+  EXPECT_EQ(previousOfNextRequest(std::nullopt), "carried"_ns);
+  EXPECT_EQ(previousOfNextRequest(std::nullopt), NSString());
   master.carry("");
-  EXPECT_EQ(previousOfNextRequest(std::nullopt), "");
+  EXPECT_EQ(previousOfNextRequest(std::nullopt), ""_ns);
 }
 
 TEST_F(Protocol, CarryIsAnsweredWhenAReplyIsAskedFor) {
   const auto message = master.call("Tesker.Connection", "carry");
-  sd_bus_message_append(message.get(), "ay", 1, 'x');
+  sd_bus_message_append(message, "ay", 1, 'x');
   master.ask(message);
   ASSERT_TRUE(pumpUntilAnswered());
   EXPECT_THAT(master.answers, ElementsAre(""));
-  EXPECT_EQ(previousOfNextRequest("y"), "xy");
+  EXPECT_EQ(previousOfNextRequest("y"), "xy"_ns);
 }
 
 TEST_F(Protocol, CarryingAsMuchAsTheLimitIsTaken) {
   const std::string half(kCarryLimit / 2, '.');
   master.carry(half);
   master.carry(half);
-  EXPECT_EQ(previousOfNextRequest("end"), half + half + "end");
+  EXPECT_EQ(previousOfNextRequest("end"), NSString::create(half + half + "end"));
   master.carry(half + half);
-  EXPECT_EQ(previousOfNextRequest("end"), half + half + "end");
+  EXPECT_EQ(previousOfNextRequest("end"), NSString::create(half + half + "end"));
 }
 
 TEST_F(Protocol, CarryingMoreThanTheLimitEndsTheConnection) {
@@ -160,7 +160,7 @@ TEST_F(Protocol, WhileARequestIsServedAFurtherOneIsRefused) {
   master.tell(master.request("first"));
   ASSERT_TRUE(pumpUntil([&] { return nested; }));
   EXPECT_THAT(master.answers, ElementsAre("org.freedesktop.DBus.Error.LimitsExceeded"));
-  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p", "first"}));
+  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p"_ns, "first"_ns}));
 }
 
 TEST_F(Protocol, TheObjectsAreTheDocumentedOnes) {
@@ -172,7 +172,7 @@ TEST_F(Protocol, TheObjectsAreTheDocumentedOnes) {
     return 1;
   };
   sd_bus_call_async(master.bus(), nullptr,
-                    master.call("org.freedesktop.DBus.Introspectable", "Introspect").get(), keep,
+                    master.call("org.freedesktop.DBus.Introspectable", "Introspect"), keep,
                     &introspected, UINT64_MAX);
   ASSERT_TRUE(pumpUntil([&] { return !introspected.empty(); }));
 

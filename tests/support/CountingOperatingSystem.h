@@ -6,8 +6,8 @@
 //   openDirectory /dir          closeDirectory /dir         statAt /dir/name nofollow
 //   open /file                  readAt /file                access /path 4
 //
-// A status relative to an open directory is written with the directory's path before the name, as
-// any other is; fullPathStats tells how many were not relative.
+// What is relative to an open directory is written with the directory's path before the name, as if
+// it were not; fullPathStats tells how many statuses were not relative.
 #pragma once
 
 #include "platform/foundation/OperatingSystem.h"
@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,11 +44,9 @@ public:
   }
 
   int statAt(int directory, const char *name, bool followLinks, struct stat &status) override {
-    const bool relative = directory != AT_FDCWD && *name != '/';
-    if (!relative)
+    if (!isRelative(directory, name))
       ++fullPathStats;
-    note("statAt", (relative ? pathOf(directory) + "/" : "") + name +
-                       (followLinks ? " follow" : " nofollow"));
+    note("statAt", wholePath(directory, name) + (followLinks ? " follow" : " nofollow"));
     return OperatingSystem::statAt(directory, name, followLinks, status);
   }
   int statDescriptor(int descriptor, struct stat &status) override {
@@ -73,11 +73,12 @@ public:
     note("unlink", path);
     return OperatingSystem::unlink(path);
   }
-  int open(const char *path, int flags, mode_t mode) override {
-    note("open", path);
-    const int descriptor = OperatingSystem::open(path, flags, mode);
+  int openAt(int directory, const char *path, int flags, mode_t mode) override {
+    const std::string whole = wholePath(directory, path);
+    note("open", whole);
+    const int descriptor = OperatingSystem::openAt(directory, path, flags, mode);
     if (descriptor >= 0)
-      paths_[descriptor] = path;
+      paths_[descriptor] = whole;
     return descriptor;
   }
   int close(int descriptor) override {
@@ -163,7 +164,7 @@ private:
     }
     CountedStream(const CountedStream &) = delete;
     CountedStream &operator=(const CountedStream &) = delete;
-    bool next(std::string_view &name) override { return stream_->next(name); }
+    std::optional<std::string_view> next() override { return stream_->next(); }
     int descriptor() const override { return stream_->descriptor(); }
 
   private:
@@ -171,6 +172,12 @@ private:
     std::unique_ptr<DirectoryStream> stream_;
   };
 
+  static bool isRelative(int directory, const char *path) {
+    return directory != AT_FDCWD && *path != '/';
+  }
+  std::string wholePath(int directory, const char *path) const {
+    return isRelative(directory, path) ? pathOf(directory) + "/" + path : path;
+  }
   // What was opened as the descriptor; its number where it was opened by somebody else.
   std::string pathOf(int descriptor) const {
     const auto known = paths_.find(descriptor);

@@ -39,11 +39,10 @@ public:
   Stream(const Stream &) = delete;
   Stream &operator=(const Stream &) = delete;
 
-  bool next(std::string_view &name) override {
+  std::optional<std::string_view> next() override {
     if (!disk_.call("readdir " + path_) || next_ == names_.size())
-      return false;
-    name = names_[next_++];
-    return true;
+      return std::nullopt;
+    return names_[next_++];
   }
   int descriptor() const override { return descriptor_; }
 
@@ -238,9 +237,9 @@ bool FakeDisk::call(const std::string &line) {
   log_.push_back(line);
   if (faultIn_ == kNever || faultIn_ == 0 || --faultIn_ != 0)
     return true;
-  if (fault_ == Fault::Raise)
+  if (fault_ == Fault::raise)
     throw NSException(kRaisedName, line);
-  if (fault_ == Fault::BadAlloc)
+  if (fault_ == Fault::badAlloc)
     throw std::bad_alloc();
   errno = faultError_;
   return false;

@@ -45,7 +45,7 @@ struct FakeStatus {
 class FakeDisk final : public OperatingSystem {
 public:
   // What a call does that was made to fail.
-  enum class Fault { Error, Raise, BadAlloc };
+  enum class Fault { error, raise, badAlloc };
   static constexpr const char *kRaisedName = "FakeDiskException";
 
   FakeDisk();
@@ -137,7 +137,7 @@ private:
   uid_t user_ = 0;
   std::vector<std::string> log_;
   std::size_t faultIn_ = kNever;
-  Fault fault_ = Fault::Error;
+  Fault fault_ = Fault::error;
   int faultError_ = 0;
   std::map<int, std::string> openDirectories_; // paths by descriptor
   int nextDescriptor_ = 1000;

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "examples/MachOWriter.h"
-#include "platform/images/HostArchitecture.h"
+#include "platform/images/FatArch.h"
 #include "platform/images/ImageSource.h"
 #include "platform/images/SectionStream.h"
 
@@ -123,6 +123,12 @@ private:
   MemoryImage whole_;
   std::size_t left_;
 };
+
+// The image in the file at the path; nothing where that is not a regular file.
+inline std::optional<FileImage> openImage(const std::string &path) {
+  auto file = openRegularFile(path.c_str());
+  return file ? std::optional<FileImage>(std::in_place, std::move(*file)) : std::nullopt;
+}
 
 // The whole section of the best architecture, "(none)" when there is no such section.
 inline std::string sectionText(ImageSource &image, std::string_view segment = "__ICON",

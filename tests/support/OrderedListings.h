@@ -7,7 +7,9 @@
 #include "platform/foundation/OperatingSystem.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -15,18 +17,18 @@ namespace tesker::test {
 
 class OrderedListings final : public OperatingSystem {
 public:
-  enum class Order { Ascending, Descending };
-  explicit OrderedListings(Order order = Order::Ascending) : order_(order) {}
+  enum class Order { ascending, descending };
+  explicit OrderedListings(Order order = Order::ascending) : order_(order) {}
 
   std::unique_ptr<DirectoryStream> openDirectory(const char *path) override {
     auto real = OperatingSystem::openDirectory(path);
     if (!real)
       return nullptr;
     std::vector<std::string> names;
-    for (std::string_view name; real->next(name);)
-      names.emplace_back(name);
+    while (const auto name = real->next())
+      names.emplace_back(*name);
     std::sort(names.begin(), names.end());
-    if (order_ == Order::Descending)
+    if (order_ == Order::descending)
       std::reverse(names.begin(), names.end());
     return std::make_unique<Stream>(std::move(real), std::move(names));
   }
@@ -36,11 +38,10 @@ private:
   public:
     Stream(std::unique_ptr<DirectoryStream> real, std::vector<std::string> names)
         : real_(std::move(real)), names_(std::move(names)) {}
-    bool next(std::string_view &name) override {
+    std::optional<std::string_view> next() override {
       if (next_ == names_.size())
-        return false;
-      name = names_[next_++];
-      return true;
+        return std::nullopt;
+      return names_[next_++];
     }
     int descriptor() const override { return real_->descriptor(); }
 

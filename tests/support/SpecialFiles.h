@@ -1,4 +1,4 @@
-// SpecialFiles.h - files that are no regular ones, and the descriptors that this process has open.
+// SpecialFiles.h - files that are not regular, and the descriptors that this process has open.
 #pragma once
 
 #include "platform/foundation/FileDescriptor.h"
@@ -24,7 +24,7 @@ inline void makeSocket(const std::string &path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
-  if (::bind(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0)
+  if (::bind(socket.number(), reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0)
     throw std::system_error(errno, std::generic_category(), path);
 }
 

@@ -17,9 +17,10 @@ public:
   TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
 
   const std::string &path() const { return path_; }
-  Ref<NSString> string() const { return NSString::create(path_); }
+  NSString string() const { return NSString::create(path_); }
   // The full path of a name inside.
   std::string path(std::string_view name) const;
+  NSString string(std::string_view name) const { return NSString::create(path(name)); }
 
   // Each makes the missing directories above, and throws std::system_error on failure. Modes are
   // exact, whatever the umask.

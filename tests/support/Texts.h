@@ -1,40 +1,32 @@
-// Texts.h - string objects written down in tests, and what is in them read back.
+// Texts.h - strings in tests: how they are printed, and arrays of them.
 #pragma once
 
 #include "platform/foundation/NSArray.h"
 #include "platform/foundation/NSString.h"
 
+#include <gtest/gtest.h>
+#include <initializer_list>
+#include <ostream>
 #include <string>
 #include <string_view>
-#include <vector>
+
+namespace tesker {
+
+// How a failed expectation shows a string: its bytes in quotes, or nil. With it a string is
+// compared as it is: EXPECT_EQ(name, "a"_ns), EXPECT_THAT(names, ElementsAre("a", "b")).
+inline void PrintTo(const NSString &string, std::ostream *stream) {
+  *stream << (string ? testing::PrintToString(std::string(string.bytes())) : "nil");
+}
+
+} // namespace tesker
 
 namespace tesker::test {
 
-// A new string object: "a\0b"_ns has three bytes.
-inline Ref<NSString> operator""_ns(const char *bytes, std::size_t length) {
-  return NSString::create(std::string_view(bytes, length));
-}
-
-// The bytes of a string, "(nil)" for nil.
-inline std::string textOf(const RefPtr<NSString> &string) {
-  return string ? std::string(string->bytes()) : "(nil)";
-}
-
-// The texts of the elements, in order; {"(nil)"} for nil.
-inline std::vector<std::string> textsOf(const RefPtr<NSMutableArray> &array) {
-  if (!array)
-    return {"(nil)"};
-  std::vector<std::string> texts;
-  for (const auto &element : *array)
-    texts.emplace_back(element->description()->bytes());
-  return texts;
-}
-
 // An array of new strings.
-inline Ref<NSMutableArray> arrayOf(std::initializer_list<std::string_view> texts) {
-  auto array = NSMutableArray::create(texts.size());
+inline Ref<NSArray> arrayOf(std::initializer_list<std::string_view> texts) {
+  auto array = NSArray::create();
   for (const auto text : texts)
-    array->addObject(NSString::create(text));
+    array->addObject(NSString::create(text).object());
   return array;
 }
 

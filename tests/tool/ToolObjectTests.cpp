@@ -1,11 +1,14 @@
 // The tool object, in the process of the test; the master is a process of its own.
 
 #include "platform/foundation/NSUserDefaults.h"
+#include "platform/ports/Bootstrap.h"
+#include "protocol/FinderNames.h"
+#include "protocol/TKBootstrapTool.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Texts.h"
 #include "tests/tool/ToolUnderTest.h"
-#include "tool/TKBootstrapTool.h"
 #include "tool/ToolFinderTool.h"
 
 #include <gmock/gmock.h>
@@ -23,29 +26,24 @@ using test::LogCapture;
 using test::MasterInSteps;
 using test::NotingClient;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-std::vector<std::string> namesIn(const NSArray &names) {
-  std::vector<std::string> texts;
-  for (const auto &name : names)
-    texts.emplace_back(name->description()->bytes());
-  return texts;
+const std::vector<NSString> &searchList() {
+  return NSUserDefaults::standardUserDefaults().searchList();
 }
 
-std::string settingOf(std::string_view key) {
-  const auto value = NSUserDefaults::standardUserDefaults().stringForKey(key);
-  return value ? std::string(value->bytes()) : "nil";
+NSString settingOf(std::string_view key) {
+  return NSUserDefaults::standardUserDefaults().stringForKey(key);
 }
 
 // A tool whose requests raise.
 class RaisingTool final : public TeskerTool {
 public:
   static Ref<RaisingTool> create() { return allocate<RaisingTool>(NSDefaultMallocZone()); }
-  void findAppsInSearchPath(const NSString &, const NSString *, Ref<FinderClient>) override {
+  void findAppsInSearchPath(const NSString &, const NSString &, Ref<FinderClient>) override {
     throw std::runtime_error("raised");
   }
-  void findAppsForDockPaths(const NSString &, const NSString *, Ref<FinderClient>) override {}
+  void findAppsForDockPaths(const NSString &, const NSString &, Ref<FinderClient>) override {}
 
 private:
   friend NSObject;
@@ -84,19 +82,17 @@ TEST_F(ToolObject, ConnectedIsTheToolOfTheProcess) {
   withConnectedMaster([] {
     const auto tool = ToolFinderTool::create();
     ASSERT_TRUE(tool);
-    EXPECT_EQ(NSTool, tool.get());
+    EXPECT_EQ(NSTool, tool.pointer());
   });
 }
 
 TEST_F(ToolObject, ConnectedPutsTheDomainTeskerBeforeAllOthers) {
   withConnectedMaster([] {
-    std::vector<std::string> expected =
-        namesIn(*NSUserDefaults::standardUserDefaults().searchList());
+    std::vector<NSString> expected = searchList();
     ASSERT_FALSE(expected.empty());
-    expected.insert(expected.begin(), "Tesker");
+    expected.insert(expected.begin(), "Tesker"_ns);
     ASSERT_TRUE(ToolFinderTool::create());
-    EXPECT_THAT(namesIn(*NSUserDefaults::standardUserDefaults().searchList()),
-                ElementsAreArray(expected));
+    EXPECT_EQ(searchList(), expected);
   });
 }
 
@@ -127,25 +123,24 @@ TEST_F(ToolObject, TheMastersOwnSettingsOverrideTheBuiltInDefaults) {
 TEST_F(ToolObject, NotConnectedIsNilAndRegistersNothing) {
   master.goAway();
   inChild([&] {
-    const auto searchList = namesIn(*NSUserDefaults::standardUserDefaults().searchList());
+    const std::vector<NSString> before = searchList();
     EXPECT_FALSE(ToolFinderTool::create());
     EXPECT_EQ(NSTool, nullptr);
     EXPECT_THAT(log.syslogged, ElementsAre("TeskerTool: Cannot get bootstrap port : 1102"));
-    EXPECT_THAT(namesIn(*NSUserDefaults::standardUserDefaults().searchList()),
-                ElementsAreArray(searchList));
-    EXPECT_EQ(settingOf("rm"), "nil");
+    EXPECT_EQ(searchList(), before);
+    EXPECT_FALSE(settingOf("rm"));
   });
 }
 
 TEST_F(ToolObject, AServiceThatTakesNoMessageIsLogged) {
   // It lives, but reads no more.
   port_t service = PORT_NULL;
-  std::unique_ptr<BootstrapService> deaf;
   const test::TemporaryDirectory temporary;
   ::setenv("TESKER_BOOTSTRAP_DIR", temporary.path().c_str(), 1);
-  ASSERT_EQ(BootstrapService::checkIn(temporary.path(), kMasterServiceName, deaf), 0);
+  const auto deaf = BootstrapService::checkIn(temporary.path(), kMasterServiceName);
+  ASSERT_TRUE(deaf);
   ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kMasterServiceName, service), 0);
-  ASSERT_EQ(::shutdown(receiveDescriptor(deaf->acceptConnection()), SHUT_RD), 0);
+  ASSERT_EQ(::shutdown(receiveDescriptor((*deaf)->acceptConnection()), SHUT_RD), 0);
   const auto before = test::openDescriptorCount();
   EXPECT_FALSE(newSlave());
   EXPECT_THAT(log.syslogged,
@@ -163,7 +158,7 @@ TEST_F(ToolObject, AnExceptionOutOfTheRunLoopIsLoggedAndEndsRun) {
                     ElementsAre("TeskerTool [" + std::to_string(::getpid()) + "] exception"));
       },
       [](NSConnection &connection) {
-        connection.rootProxy().findAppsInSearchPath(*NSString::create("/p"), nullptr,
+        connection.rootProxy().findAppsInSearchPath("/p"_ns, nullptr,
                                                     NotingClient::create());
         (void)test::serve(connection, [] { return false; });
       });
@@ -178,7 +173,7 @@ TEST_F(ToolObject, RunReturnsWhenTheConnectionEnds) {
         EXPECT_THAT(log.syslogged, IsEmpty());
       },
       [](NSConnection &connection) {
-        connection.rootProxy().findAppsForDockPaths(*NSString::create("/p"), nullptr,
+        connection.rootProxy().findAppsForDockPaths("/p"_ns, nullptr,
                                                     NotingClient::create());
         EXPECT_TRUE(test::serve(connection, [&] { return !connection.hasUnsent(); }));
       });
@@ -188,7 +183,7 @@ TEST_F(ToolObject, TerminateAsksTheClientForSelfAndEndsWithStatusZero) {
   class Client final : public FinderClient {
   public:
     static Ref<Client> create() { return allocate<Client>(NSDefaultMallocZone()); }
-    void noteLines(const NSString *, const NSString &) override {}
+    void noteLines(const NSString &, const NSString &) override {}
     void self() override { std::fputs("asked for self", stderr); }
   };
   const auto client = Client::create();

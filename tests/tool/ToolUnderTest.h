@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/foundation/FileDescriptor.h"
-#include "platform/ports/Bootstrap.h"
+#include "platform/ports/BootstrapService.h"
 #include "platform/ports/Message.h"
 #include "protocol/NSConnection.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -43,8 +43,8 @@ private:
 class NotingClient final : public FinderClient {
 public:
   static Ref<NotingClient> create() { return allocate<NotingClient>(NSDefaultMallocZone()); }
-  void noteLines(const NSString *text, const NSString &key) override {
-    texts.push_back(text != nullptr ? std::string(text->bytes()) : "nil");
+  void noteLines(const NSString &text, const NSString &key) override {
+    texts.push_back(text ? std::string(text.bytes()) : "nil");
     keys.emplace_back(key.bytes());
   }
   void self() override { ++selfCalls; }

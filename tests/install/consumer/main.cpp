@@ -1,11 +1,12 @@
-// A program of somebody else's that uses the installed library:
+// main.cpp - somebody else's program that uses the installed library.
+//
 //   consumer DIR ANSWER     prints the names in DIR and the programs that the answer text names
 #include "caching/CachingFileManager.h"
-#include "parsing/RecordEncoding.h"
-#include "platform/foundation/FileContents.h"
-#include "platform/foundation/NSDictionary.h"
+#include "master/SearchRecord.h"
 
+#include <fstream>
 #include <iostream>
+#include <iterator>
 
 using namespace tesker;
 
@@ -13,19 +14,21 @@ int main(int count, char **words) {
   if (count != 3)
     return 2;
   CachingFileManager &files = CachingFileManager::classObject();
-  const auto directory = NSString::create(words[1]);
-  const auto names = files.childrenForDirPath(*directory);
-  const auto text = contentsOfFile(*NSString::create(words[2]));
-  if (!names || !text)
+  const NSString directory = NSString::create(words[1]);
+  const auto names = files.childrenForDirPath(directory);
+  if (!names)
     return 1;
-  for (const Ref<NSObject> &name : *names)
-    if (files._privateLstatDir(*directory, as<NSString>(&*name)))
-      std::cout << "name " << as<NSString>(&*name)->bytes() << '\n';
-  const auto records = decodeParsedApp(*NSString::create(*text), NSDefaultMallocZone());
+  for (const NSString &name : *names)
+    if (files._privateLstatDir(directory, name))
+      std::cout << "name " << name.bytes() << '\n';
+
+  std::ifstream file(words[2], std::ios::binary);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const auto records = decodeRecords(text);
   if (!records)
     return 1;
-  for (const Ref<NSObject> &record : *records)
-    if (const auto path = as<NSDictionary>(&*record)->objectForKey("path"))
-      std::cout << "program " << as<NSString>(&*path)->bytes() << '\n';
+  for (const SearchRecord &record : *records)
+    if (const std::string *path = record.find("path"))
+      std::cout << "program " << *path << '\n';
   return 0;
 }

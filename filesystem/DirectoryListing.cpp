@@ -1,0 +1,43 @@
+#include "filesystem/DirectoryListing.h"
+
+#include "paths/PathFunctions.h"
+
+#include <cassert>
+
+namespace tesker {
+
+std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, NameFilter filter) {
+  DirectoryListing listing;
+  listing.stream_ = OperatingSystem::current().openDirectory(dirPath.fileSystemRepresentation());
+  if (!listing.stream_) {
+    _UNIX_ERROR(dirPath);
+    return std::nullopt;
+  }
+  listing.names_.reserve(1024);
+  listing.ends_.reserve(64);
+  unsigned special = 0; // 1 for ".", 2 for ".."
+  while (const auto name = listing.stream_->next()) {
+    if (*name == ".")
+      special += 1;
+    else if (*name == "..")
+      special += 2;
+    else if (!filter.leavesOut(*name)) {
+      listing.names_ += *name;
+      listing.ends_.push_back(listing.names_.size());
+      listing.names_ += '\0';
+    }
+  }
+  if (special != 3)
+    _UNIX_ERROR(dirPath);
+  return listing;
+}
+
+std::optional<NSFileAttributes> DirectoryListing::attributes(std::size_t index) const {
+  assert(stream_);
+  struct stat status;
+  if (OperatingSystem::current().statAt(descriptor(), name(index).data(), false, status) != 0)
+    return std::nullopt;
+  return NSFileAttributes(status);
+}
+
+} // namespace tesker

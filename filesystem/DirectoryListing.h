@@ -1,0 +1,69 @@
+// DirectoryListing.h - the names in a directory, with or without the attributes of what they name.
+//
+// A directory is opened once; the attributes of its entries are asked for relative to it, so that
+// the kernel resolves one name in place of a whole path. All names stand in one piece of memory.
+#pragma once
+
+#include "filesystem/TSStatMethods.h"
+#include "platform/foundation/NSString.h"
+#include "platform/foundation/OperatingSystem.h"
+
+#include <fcntl.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tesker {
+
+// Which names a listing leaves out; "." and ".." are never in one.
+struct NameFilter {
+  bool dots = false;    // names that begin with "."
+  bool backups = false; // names that end in "~"
+
+  bool leavesOut(std::string_view name) const {
+    return (dots && name.starts_with('.')) || (backups && name.ends_with('~'));
+  }
+};
+
+class DirectoryListing {
+public:
+  // Reads the names, in the order in which the directory yields them. Nothing when it cannot be
+  // opened. That, and a directory without "." or "..", is reported to _UNIX_ERROR.
+  [[nodiscard]] static std::optional<DirectoryListing> read(const NSString &dirPath,
+                                                            NameFilter filter);
+
+  std::size_t count() const { return ends_.size(); }
+  // Valid while the listing lives and does not move. C strings end where the name does.
+  std::string_view name(std::size_t index) const {
+    const std::size_t start = index == 0 ? 0 : ends_[index - 1] + 1;
+    return std::string_view(names_).substr(start, ends_[index] - start);
+  }
+  // The attributes of an entry itself, a link not followed; nothing when they cannot be had.
+  // Precondition: the directory is still open.
+  [[nodiscard]] std::optional<NSFileAttributes> attributes(std::size_t index) const;
+
+  // What entries can be opened relative to until close().
+  int descriptor() const { return stream_ ? stream_->descriptor() : AT_FDCWD; }
+  void close() { stream_.reset(); }
+
+private:
+  std::unique_ptr<DirectoryStream> stream_;
+  std::string names_; // each with a NUL behind it
+  std::vector<std::size_t> ends_;
+};
+
+// ---- one thing in a directory, as it goes from the listing to what judges it ----
+
+struct Entry {
+  NSString dir;  // clean, absolute
+  NSString file; // a name in it
+  // Of the file itself, or where that is a link, of what it leads to.
+  NSFileAttributes attributes;
+  // What the file can be opened relative to while dir is open; borrowed. AT_FDCWD: by its full
+  // path.
+  int directory = AT_FDCWD;
+};
+
+} // namespace tesker

@@ -1,0 +1,36 @@
+// ApplicationFinder.h - the two questions that a master asks, and their answers.
+//
+//   const tesker::ApplicationFinder finder([] {});
+//   const tesker::NSString text = finder.findAppsInSearchPath("/Applications"_ns, nullptr);
+//
+// An answer is the text of the encoded records (RecordEncoding.h), or nil when it equals the text
+// of the last answer, which the question brings along (nil when there is none).
+#pragma once
+
+#include "platform/foundation/NSString.h"
+
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace tesker {
+
+class ApplicationFinder {
+public:
+  // checkMasterStillAlive is called before every status of a path and every listing; it returns
+  // while there is anyone to search for.
+  explicit ApplicationFinder(std::function<void()> checkMasterStillAlive)
+      : checkMasterStillAlive_(std::move(checkMasterStillAlive)) {}
+
+  // The applications at the path or below it. An exception that a parser raises for the path itself
+  // passes.
+  [[nodiscard]] NSString findAppsInSearchPath(const NSString &path, const NSString &previous) const;
+  // The same for several paths, in their order.
+  [[nodiscard]] NSString findAppsForDockPaths(const std::vector<NSString> &paths,
+                                              const NSString &previous) const;
+
+private:
+  std::function<void()> checkMasterStillAlive_;
+};
+
+} // namespace tesker

@@ -1,0 +1,52 @@
+// ApplicationWalk.h - from a path to the records of every application at it or below it.
+//
+// What is met is judged by its attributes: an executable goes to the icon-header parser, a wrapper
+// (a directory named *.app, *.debug or *.profile) to the wrapper parser, and any other directory is
+// walked, without the names that begin with "." or end in "~". Links are judged by what they lead
+// to. Whatever goes wrong with one entry skips that entry, without a message.
+//
+// The walk has no depth limit and does not look for cycles: a link to one of its own ancestors is
+// followed each time it is met, until the system refuses the path (ELOOP, ENAMETOOLONG). It keeps
+// one directory open, never more.
+#pragma once
+
+#include "filesystem/DirectoryListing.h"
+#include "parsing/TKLine.h"
+
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace tesker {
+
+class ApplicationWalk {
+public:
+  // checkMasterStillAlive is called before every status of a path and every listing; it returns
+  // while there is anyone to search for.
+  explicit ApplicationWalk(std::function<void()> checkMasterStillAlive)
+      : checkMasterStillAlive_(std::move(checkMasterStillAlive)) {}
+
+  // Each adds what it finds to the lines. An exception that a parser raises for one of the paths
+  // themselves passes.
+  void doForPaths(const std::vector<NSString> &paths);
+  // Follows links; nothing when the path cannot be examined, is relative or has no last name.
+  void doForPath(const NSString &path);
+  void doForPathInfo(const Entry &entry);
+
+  // The records so far, in the order of the walk.
+  const Records &lines() const { return lines_; }
+
+private:
+  // What the pair leads to, or nothing.
+  std::optional<Entry> followed(const NSString &dir, const NSString &file) const;
+  void walkDirectory(const NSString &path);
+  void doForListed(const NSString &path, DirectoryListing &listing, std::size_t index,
+                   const NSFileAttributes &attributes);
+  void add(std::optional<Records> found);
+
+  std::function<void()> checkMasterStillAlive_;
+  Records lines_;
+};
+
+} // namespace tesker

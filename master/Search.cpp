@@ -1,0 +1,218 @@
+#include "master/Search.h"
+
+#include "platform/ports/Bootstrap.h"
+#include "protocol/FinderNames.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+namespace tesker {
+
+namespace {
+
+// How long a tool whose connection has ended gets to end too, so that its exit status can be told.
+constexpr std::chrono::seconds kTimeToEnd{2};
+// A tool that never stops sending must not keep the master from seeing everything else.
+constexpr int kDispatchesInARow = 1000;
+
+NSString stringOf(std::optional<std::string_view> text) {
+  return text ? NSString::create(*text) : nullptr;
+}
+
+// Of a failed check-in.
+std::string textOfStatus(kern_return_t status) {
+  return status < BOOTSTRAP_NOT_PRIVILEGED ? std::strerror(status)
+                                           : "bootstrap status " + std::to_string(status);
+}
+
+} // namespace
+
+Search::Search(const FinderMasterOptions &options, const Request &request)
+    : options_(options), kind_(request.kind), argument_(NSString::create(request.argument)),
+      previous_(stringOf(request.previous)), deadline_(Deadline::in(options.timeout)),
+      receiver_(AnswerReceiver::create(
+          kind_ == Request::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
+          request.previous.has_value())) {}
+
+NSConnection *Search::connection() const {
+  return handOver_ ? handOver_->connection().pointer() : nullptr;
+}
+
+SearchStage Search::stage() const {
+  if (connection() == nullptr)
+    return SearchStage::handOver;
+  return receiver_->answered() ? SearchStage::end : SearchStage::search;
+}
+
+std::optional<SearchFailure> Search::begin() {
+  if (argument_.length() > NSConnection::kLargestArgument)
+    return failure(Kind::cannotSearch, "the request is longer than a message can be");
+  if (previous_.length() > NSConnection::kLargestCarriedText)
+    return failure(Kind::cannotSearch, "the previous answer is longer than an answer can be");
+  Result<PrivateDirectory> directory = PrivateDirectory::create();
+  if (!directory)
+    return failure(Kind::cannotSearch, std::string("no private directory can be made: ") +
+                                           std::strerror(directory.error()));
+  directory_.emplace(std::move(*directory));
+  Result<MasterHandOver> handOver = MasterHandOver::listen(directory_->path());
+  if (!handOver)
+    return failure(Kind::cannotSearch, "the service cannot be registered in " + directory_->path() +
+                                           ": " + textOfStatus(handOver.error()));
+  handOver_.emplace(std::move(*handOver));
+  return startTool();
+}
+
+std::optional<SearchFailure> Search::startTool() {
+  ToolProcess::Environment environment{{"TESKER_BOOTSTRAP_DIR", directory_->path()},
+                                       {"TESKER_LOG_STDERR", "1"}};
+  if (!options_.cpu.empty())
+    environment.emplace_back("TESKER_HOST_CPU", options_.cpu);
+  auto started = ToolProcess::start(options_.tool, environment);
+  if (!started) {
+    const int error = started.error();
+    if (error == EMFILE || error == ENFILE || error == ENOMEM || error == EAGAIN)
+      return failure(Kind::cannotSearch,
+                     std::string("no process can be started: ") + std::strerror(error));
+    return failure(Kind::toolMissing,
+                   "the tool " + options_.tool + " cannot be executed: " + std::strerror(error));
+  }
+  tool_ = std::move(*started);
+  log_.emplace(tool_->takeLogPipe(), options_.onLogLine);
+  return std::nullopt;
+}
+
+SearchOutcome Search::run() {
+  SearchOutcome outcome{SearchUnchanged{}, {}, 0};
+  if (std::optional<SearchFailure> failed = begin())
+    outcome.result = std::move(*failed);
+  else
+    outcome.result = serve();
+  if (log_) {
+    tool_->kill();
+    log_->finish();
+    outcome.logLines = log_->lines();
+    outcome.logLineCount = log_->count();
+  }
+  return outcome;
+}
+
+SearchOutcome::Result Search::serve() {
+  for (;;) {
+    wait();
+    log_->read();
+    // Asked first: what the tool sent before it ended is then there to be taken.
+    const std::optional<ToolEnd> end = tool_->end();
+    if (std::optional<SearchFailure> failed = stepHandOver())
+      return std::move(*failed);
+    stepConnection();
+    if (!receiver_->complaint().empty())
+      return failure(Kind::protocolBroken, receiver_->complaint());
+    if (end && !moreToDispatch_)
+      return judge(*end);
+    if (std::optional<SearchFailure> failed = whatEndsTheWaiting())
+      return std::move(*failed);
+  }
+}
+
+void Search::wait() {
+  std::vector<pollfd> descriptors{{tool_->endDescriptor(), POLLIN, 0},
+                                  {log_->descriptor(), POLLIN, 0},
+                                  {options_.cancelDescriptor, POLLIN, 0}};
+  int timeout = moreToDispatch_ ? 0 : deadline_.pollTimeout();
+  if (!connectionLost_)
+    handOver_->appendPollDescriptors(descriptors);
+  if (const NSConnection *connected = connection()) {
+    connected->appendPollDescriptors(descriptors);
+    if (const int own = connected->pollTimeout(); own >= 0 && !connectionLost_)
+      timeout = std::min(timeout, own);
+  }
+  // Interrupted by a signal it has nothing to report, and the loop goes round once more.
+  const int ready = ::poll(descriptors.data(), descriptors.size(), timeout);
+  cancelled_ = ready > 0 && descriptors[2].revents != 0;
+}
+
+std::optional<SearchFailure> Search::stepHandOver() {
+  if (connectionLost_)
+    return std::nullopt;
+  const bool wasConnected = connection() != nullptr;
+  switch (handOver_->step()) {
+  case MasterHandOver::State::waiting:
+    break;
+  case MasterHandOver::State::done:
+    if (!wasConnected)
+      sendRequest();
+    break;
+  case MasterHandOver::State::lost:
+    connectionHasEnded();
+    break;
+  case MasterHandOver::State::broken:
+    return failure(Kind::protocolBroken, handOver_->reason());
+  case MasterHandOver::State::failed:
+    return failure(Kind::cannotSearch, handOver_->reason());
+  }
+  return std::nullopt;
+}
+
+void Search::sendRequest() {
+  FinderRequests &tool = connection()->rootProxy();
+  if (kind_ == Request::Kind::dockPaths)
+    tool.findAppsForDockPaths(argument_, previous_, receiver_);
+  else
+    tool.findAppsInSearchPath(argument_, previous_, receiver_);
+}
+
+void Search::stepConnection() {
+  moreToDispatch_ = false;
+  NSConnection *connected = connection();
+  if (connected == nullptr || connectionLost_)
+    return;
+  moreToDispatch_ = true;
+  for (int i = 0; i < kDispatchesInARow && moreToDispatch_ && receiver_->complaint().empty(); ++i)
+    moreToDispatch_ = connected->dispatch();
+  if (!connected->isValid())
+    connectionHasEnded();
+}
+
+void Search::connectionHasEnded() {
+  connectionLost_ = true;
+  deadline_ = earlier(deadline_, Deadline::in(kTimeToEnd));
+}
+
+std::optional<SearchFailure> Search::whatEndsTheWaiting() {
+  if (cancelled_)
+    return failure(Kind::cancelled, "the search was given up");
+  if (!deadline_.passed())
+    return std::nullopt;
+  if (connectionLost_)
+    return failure(Kind::connectionLost,
+                   "the connection ended " + describe(stage()) +
+                       ": the tool has closed it or sent what is not understood");
+  return failure(Kind::timedOut, "timed out " + describe(stage()));
+}
+
+SearchOutcome::Result Search::judge(const ToolEnd &end) {
+  const bool worked =
+      end.kind == ToolEnd::Kind::unknown || (end.kind == ToolEnd::Kind::exited && end.value == 0);
+  if (!worked)
+    return failure(Kind::toolDied,
+                   "the tool died " + describe(stage()) + " (" + describe(end) + ")", end);
+  if (stage() == SearchStage::handOver)
+    return failure(Kind::noHandOver, "the tool ended without connecting (" + describe(end) + ")",
+                   end);
+  if (!receiver_->answered())
+    return failure(Kind::toolDied, "the tool ended without an answer (" + describe(end) + ")", end);
+  return answer();
+}
+
+SearchOutcome::Result Search::answer() {
+  const NSString &text = receiver_->text();
+  if (!text)
+    return SearchUnchanged{};
+  std::optional<std::vector<SearchRecord>> records = decodeRecords(text.bytes());
+  if (!records)
+    return failure(Kind::malformedAnswer, "the tool's answer is no list of records");
+  return SearchAnswer{std::string(text.bytes()), std::move(*records)};
+}
+
+} // namespace tesker

@@ -1,0 +1,75 @@
+// Search.h - one search, from the tool's start to its end. Internal to the master.
+#pragma once
+
+#include "master/AnswerReceiver.h"
+#include "master/FinderMaster.h"
+#include "master/LogLines.h"
+#include "master/PrivateDirectory.h"
+#include "master/ToolProcess.h"
+#include "platform/foundation/Deadline.h"
+#include "protocol/MasterHandOver.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tesker {
+
+class Search {
+public:
+  struct Request {
+    enum class Kind { searchPath, dockPaths };
+    Kind kind;
+    std::string_view argument;
+    std::optional<std::string_view> previous;
+  };
+
+  // The options are borrowed.
+  Search(const FinderMasterOptions &options, const Request &request);
+
+  // Once.
+  SearchOutcome run();
+
+private:
+  using Kind = SearchFailure::Kind;
+
+  // What ends the search before its tool runs, or nothing.
+  std::optional<SearchFailure> begin();
+  std::optional<SearchFailure> startTool();
+  SearchOutcome::Result serve();
+  void wait();
+  std::optional<SearchFailure> stepHandOver();
+  void sendRequest();
+  void stepConnection();
+  std::optional<SearchFailure> whatEndsTheWaiting();
+  void connectionHasEnded();
+  SearchOutcome::Result judge(const ToolEnd &end);
+  SearchOutcome::Result answer();
+
+  // Nil before the hand-over.
+  NSConnection *connection() const;
+  SearchStage stage() const;
+  SearchFailure failure(Kind kind, std::string reason,
+                        std::optional<ToolEnd> end = std::nullopt) const {
+    return {kind, stage(), end, std::move(reason)};
+  }
+
+  const FinderMasterOptions &options_;
+  const Request::Kind kind_;
+  const NSString argument_;
+  const NSString previous_;
+  Deadline deadline_;
+  const Ref<AnswerReceiver> receiver_;
+
+  // In the order in which they are made; the tool is ended before its service goes.
+  std::optional<PrivateDirectory> directory_;
+  std::optional<MasterHandOver> handOver_;
+  std::optional<LogLines> log_;
+  std::unique_ptr<ToolProcess> tool_;
+  bool connectionLost_ = false;
+  bool cancelled_ = false;
+  bool moreToDispatch_ = false; // what has come is not all taken yet
+};
+
+} // namespace tesker

@@ -1,0 +1,92 @@
+#include "protocol/MasterHandOver.h"
+
+#include "platform/ports/Message.h"
+#include "protocol/FinderNames.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace tesker {
+
+namespace {
+
+bool isReadable(int descriptor) {
+  pollfd waiting{descriptor, POLLIN, 0};
+  return OperatingSystem::current().poll(&waiting, 1, 0) == 1;
+}
+
+} // namespace
+
+Result<MasterHandOver> MasterHandOver::listen(const std::string &directory) {
+  auto service = BootstrapService::checkIn(directory, kMasterServiceName);
+  if (!service)
+    return service.failure();
+  return MasterHandOver(std::move(*service));
+}
+
+void MasterHandOver::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
+  descriptors.push_back({service_->descriptor(), POLLIN, 0});
+  if (connection_)
+    return;
+  for (const port_t port : accepted_)
+    descriptors.push_back({receiveDescriptor(port), POLLIN, 0});
+}
+
+MasterHandOver::State MasterHandOver::step() {
+  // The service keeps the sockets open, as the tool's check for a living master needs them.
+  while (const port_t port = service_->acceptConnection())
+    if (!connection_)
+      accepted_.push_back(port);
+  if (connection_)
+    return State::done;
+  for (const port_t port : accepted_) {
+    const int descriptor = receiveDescriptor(port);
+    if (descriptor < 0)
+      return State::lost; // the service has seen the end first
+    if (isReadable(descriptor))
+      return receive(port);
+  }
+  return State::waiting;
+}
+
+MasterHandOver::State MasterHandOver::receive(port_t accepted) {
+  PortMessage message;
+  message.msg_local_port = accepted;
+  const int error = msg_receive(message, kReceiveTimeout, 0);
+  if (error == ECONNRESET || error == EBADF)
+    return State::lost;
+  if (error == EBADMSG)
+    return end(State::broken, "the tool's first message is malformed");
+  if (error != 0)
+    return end(State::failed,
+               std::string("the tool's first message cannot be received: ") + std::strerror(error));
+  if (message.msg_id != kToolPortMessage) {
+    port_deallocate(message.port);
+    return end(State::broken, "the tool's first message has the number " +
+                                  std::to_string(message.msg_id) + " instead of " +
+                                  std::to_string(kToolPortMessage));
+  }
+  return answer(message.port);
+}
+
+MasterHandOver::State MasterHandOver::answer(port_t toolPort) {
+  auto sendPort = NSPort::portWithMachPort(toolPort);
+  port_t ownPort = PORT_NULL;
+  if (const int error = port_allocate(task_self(), ownPort); error != 0)
+    return end(State::failed,
+               std::string("no port for the tool's messages: ") + std::strerror(error));
+  auto receivePort = NSPort::portWithMachPort(ownPort);
+  if (msg_send(messageCarrying(ownPort, toolPort, kMasterPortMessage), kSendTimeout, 0) != 0)
+    return State::lost;
+  connection_ = NSConnection::initWithReceivePort(std::move(receivePort), std::move(sendPort),
+                                                  NSConnection::Side::server);
+  // It is refused at once when the tool has hung up already.
+  return connection_ ? State::done : State::lost;
+}
+
+MasterHandOver::State MasterHandOver::end(State state, std::string reason) {
+  reason_ = std::move(reason);
+  return state;
+}
+
+} // namespace tesker

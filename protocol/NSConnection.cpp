@@ -1,0 +1,57 @@
+#include "protocol/NSConnection.h"
+
+#include "protocol/BusConnection.h"
+#include "protocol/NSRunLoop.h"
+#include "protocol/RemoteObjects.h"
+#include "protocol/ServedObjects.h"
+
+namespace tesker {
+
+RefPtr<NSConnection> NSConnection::initWithReceivePort(NSPort receivePort, NSPort sendPort,
+                                                       Side side, std::size_t carryLimit) {
+  FileDescriptor input = takeReceiveRight(receivePort.machPort());
+  FileDescriptor output = takeSendRight(sendPort.machPort());
+  if (!input || !output)
+    return nullptr;
+  auto bus = BusConnection::over(std::move(input), std::move(output), side);
+  if (bus == nullptr)
+    return nullptr;
+  return allocate<NSConnection>(NSDefaultMallocZone(), std::move(bus), carryLimit);
+}
+
+NSConnection::NSConnection(std::unique_ptr<BusConnection> bus, std::size_t carryLimit)
+    : bus_(std::move(bus)), served_(std::make_unique<ServedObjects>(*this, *bus_, carryLimit)),
+      remoteRoot_(std::make_unique<RemoteRoot>(*bus_, *served_)) {
+  bus_->start();
+}
+
+NSConnection::~NSConnection() { NSRunLoop::currentRunLoop().removeConnection(*this); }
+
+void NSConnection::setRootObject(FinderRequests &root) {
+  served_->setRoot(root);
+  NSRunLoop::currentRunLoop().addConnection(*this);
+}
+
+FinderRequests &NSConnection::rootProxy() { return *remoteRoot_; }
+
+bool NSConnection::isValid() const { return bus_->isOpen(); }
+
+bool NSConnection::hasUnsent() const { return bus_->hasUnsent(); }
+
+void NSConnection::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
+  bus_->appendPollDescriptors(descriptors);
+}
+
+int NSConnection::pollTimeout() const {
+  return isValid() && served_->hasCall() ? 0 : bus_->pollTimeout();
+}
+
+bool NSConnection::dispatch() {
+  const Ref<NSConnection> kept(*this);
+  const bool more = bus_->step();
+  if (!isValid())
+    served_->forgetCarried();
+  return served_->makeCall() ? isValid() : more;
+}
+
+} // namespace tesker

@@ -1,0 +1,209 @@
+#include "protocol/ServedObjects.h"
+
+#include "protocol/FinderNames.h"
+#include "protocol/RemoteObjects.h"
+
+#include <cerrno>
+
+namespace tesker {
+
+namespace {
+
+// The library sends the error to a caller that asked for a reply.
+int refuseArguments(sd_bus_error *error) {
+  return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS,
+                          "A text that may be nil is an array of none or one array of bytes");
+}
+
+int refuseWhileBusy(sd_bus_error *error) {
+  return sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED, "Another call is being served");
+}
+
+// Answers a caller that asked for a reply; 1 then, as callbacks do.
+int taken(sd_bus_message *message) {
+  const int result = sd_bus_reply_method_return(message, nullptr);
+  return result >= 0 ? 1 : result;
+}
+
+} // namespace
+
+bool CarriedText::add(std::string piece) {
+  const std::size_t size = pieces_ ? pieces_->size() : 0;
+  if (piece.size() > limit_ - size)
+    return false;
+  if (size > 0)
+    *pieces_ += piece;
+  else
+    pieces_ = std::move(piece);
+  return true;
+}
+
+NSString CarriedText::takeWith(std::optional<std::string> own) {
+  if (!pieces_)
+    return own ? NSString::takingOver(std::move(*own)) : nullptr;
+  std::string text = std::move(*pieces_);
+  pieces_.reset();
+  text += own.value_or(std::string());
+  return NSString::takingOver(std::move(text));
+}
+
+// A client of this side.
+class ServedObjects::Client {
+public:
+  Client(ServedObjects &objects, std::string path, FinderClient &object)
+      : objects_(objects), path_(std::move(path)), object_(object) {}
+  const std::string &path() const { return path_; }
+  bool is(const FinderClient &object) const { return &*object_ == &object; }
+
+  int takeNoteLines(sd_bus_message *message, sd_bus_error *error);
+  int takeSelf(sd_bus_message *message, sd_bus_error *error);
+  void keepRaised() { objects_.keepRaised(); }
+
+private:
+  void answerSelf(sd_bus_message *call);
+
+  ServedObjects &objects_;
+  std::string path_;
+  Ref<FinderClient> object_;
+};
+
+ServedObjects::ServedObjects(NSConnection &connection, BusConnection &bus, std::size_t carryLimit)
+    : connection_(connection), bus_(bus), carried_(carryLimit) {
+  bus_.addObject(bus_names::kRootPath, bus_names::kConnectionInterface, connectionTable(), this);
+}
+
+ServedObjects::~ServedObjects() = default;
+
+void ServedObjects::setRoot(FinderRequests &root) {
+  root_ = &root;
+  bus_.addObject(bus_names::kRootPath, bus_names::kToolInterface, rootTable(), this);
+}
+
+const std::string &ServedObjects::pathOf(FinderClient &client) {
+  for (const Client &known : clients_)
+    if (known.is(client))
+      return known.path();
+  Client &added =
+      clients_.emplace_back(*this, "/client/" + std::to_string(clients_.size() + 1), client);
+  bus_.addObject(added.path().c_str(), bus_names::kClientInterface, clientTable(), &added);
+  return added.path();
+}
+
+bool ServedObjects::makeCall() {
+  if (call_ == nullptr)
+    return false;
+  struct Calling {
+    explicit Calling(bool &flag) : flag_(flag) { flag_ = true; }
+    ~Calling() { flag_ = false; }
+    bool &flag_;
+  } const calling(isCalling_);
+  std::exchange(call_, nullptr)();
+  return true;
+}
+
+int ServedObjects::takeCarry(sd_bus_message *message, sd_bus_error *) {
+  Result<std::string> piece = readText(message);
+  if (!piece)
+    return -piece.error();
+  if (carried_.add(std::move(*piece)))
+    return taken(message);
+  bus_.endAfterwards();
+  return 1;
+}
+
+template <auto request>
+int ServedObjects::takeRequest(sd_bus_message *message, sd_bus_error *error) {
+  Result<std::string> paths = readText(message);
+  Result<std::optional<std::string>> own = readOptionalText(message);
+  const char *client = nullptr;
+  if (!paths || !own || sd_bus_message_read(message, "o", &client) < 0)
+    return refuseArguments(error);
+  if (isBusy())
+    return refuseWhileBusy(error);
+  call_ = [this, argument = NSString::takingOver(std::move(*paths)),
+           previous = carried_.takeWith(std::move(*own)),
+           remote = RemoteClient::create(connection_, bus_, client)] {
+    (root_->*request)(argument, previous, remote);
+  };
+  return taken(message);
+}
+
+int ServedObjects::Client::takeNoteLines(sd_bus_message *message, sd_bus_error *error) {
+  Result<std::optional<std::string>> own = readOptionalText(message);
+  Result<std::string> key = readText(message);
+  if (!own || !key)
+    return refuseArguments(error);
+  if (objects_.isBusy())
+    return refuseWhileBusy(error);
+  objects_.call_ = [object = object_, text = objects_.carried_.takeWith(std::move(*own)),
+                    keptKey = NSString::takingOver(std::move(*key))] {
+    object->noteLines(text, keptKey);
+  };
+  return taken(message);
+}
+
+int ServedObjects::Client::takeSelf(sd_bus_message *message, sd_bus_error *error) {
+  if (objects_.isBusy())
+    return refuseWhileBusy(error);
+  const auto call = std::make_shared<BusRef<sd_bus_message>>(sd_bus_message_ref(message));
+  objects_.call_ = [this, call] { answerSelf(*call); };
+  return 1;
+}
+
+// Answers when the object has, with the object itself.
+void ServedObjects::Client::answerSelf(sd_bus_message *call) {
+  object_->self();
+  if (objects_.bus_.isOpen() && sd_bus_reply_method_return(call, "o", path_.c_str()) < 0)
+    objects_.bus_.end();
+}
+
+// Whatever is raised is kept; the other side gets an error.
+template <class Receiver, auto take>
+int ServedObjects::callback(sd_bus_message *message, void *context, sd_bus_error *error) {
+  auto &receiver = *static_cast<Receiver *>(context);
+  try {
+    return (receiver.*take)(message, error);
+  } catch (...) {
+    receiver.keepRaised();
+    return -ENOMEM;
+  }
+}
+
+const sd_bus_vtable *ServedObjects::connectionTable() {
+  static const sd_bus_vtable table[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD_WITH_ARGS(bus_names::kCarry, SD_BUS_ARGS("ay", piece), SD_BUS_NO_RESULT,
+                              (callback<ServedObjects, &ServedObjects::takeCarry>),
+                              SD_BUS_VTABLE_METHOD_NO_REPLY),
+      SD_BUS_VTABLE_END};
+  return table;
+}
+
+const sd_bus_vtable *ServedObjects::rootTable() {
+  constexpr auto takePath = &ServedObjects::takeRequest<&FinderRequests::findAppsInSearchPath>;
+  constexpr auto takeDock = &ServedObjects::takeRequest<&FinderRequests::findAppsForDockPaths>;
+  static const sd_bus_vtable table[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD_WITH_ARGS(
+          bus_names::kFindInSearchPath, SD_BUS_ARGS("ay", path, "aay", previous, "o", client),
+          SD_BUS_NO_RESULT, (callback<ServedObjects, takePath>), SD_BUS_VTABLE_METHOD_NO_REPLY),
+      SD_BUS_METHOD_WITH_ARGS(
+          bus_names::kFindForDockPaths, SD_BUS_ARGS("ay", paths, "aay", previous, "o", client),
+          SD_BUS_NO_RESULT, (callback<ServedObjects, takeDock>), SD_BUS_VTABLE_METHOD_NO_REPLY),
+      SD_BUS_VTABLE_END};
+  return table;
+}
+
+const sd_bus_vtable *ServedObjects::clientTable() {
+  static const sd_bus_vtable table[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD_WITH_ARGS(bus_names::kNoteLines, SD_BUS_ARGS("aay", text, "ay", key),
+                              SD_BUS_NO_RESULT, (callback<Client, &Client::takeNoteLines>),
+                              SD_BUS_VTABLE_METHOD_NO_REPLY),
+      SD_BUS_METHOD_WITH_ARGS(bus_names::kSelf, SD_BUS_NO_ARGS, SD_BUS_ARGS("o", object),
+                              (callback<Client, &Client::takeSelf>), 0),
+      SD_BUS_VTABLE_END};
+  return table;
+}
+
+} // namespace tesker

@@ -1,0 +1,67 @@
+#include "command/Output.h"
+#include "platform/foundation/FileDescriptor.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <thread>
+#include <unistd.h>
+
+namespace tesker::test {
+namespace {
+
+TEST(Output, KeepsTheFirstError) {
+  Output full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  full.write("x");
+  EXPECT_EQ(full.error(), 0);
+  full.flush();
+  EXPECT_EQ(full.error(), ENOSPC);
+  full.write(std::string(1 << 20, 'x'));
+  EXPECT_EQ(full.error(), ENOSPC);
+}
+
+TEST(Output, SeesAReaderThatIsGone) {
+  ::signal(SIGPIPE, SIG_IGN);
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  ::close(ends[0]);
+  const FileDescriptor writing(ends[1]);
+  Output output(writing.number());
+  output.write(std::string(1 << 20, 'x'));
+  EXPECT_EQ(output.error(), EPIPE);
+}
+
+TEST(Output, WaitsForTheReaderOfAPipeThatDoesNotBlock) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+  const FileDescriptor reading(ends[0]);
+  const FileDescriptor writing(ends[1]);
+  const std::string text(1 << 20, 'x'); // more than a pipe holds
+  std::thread reader([&] {
+    std::array<char, 4096> piece{};
+    for (std::size_t left = text.size(); left > 0;) {
+      pollfd descriptor{reading.number(), POLLIN, 0};
+      ASSERT_EQ(::poll(&descriptor, 1, -1), 1);
+      const ssize_t length = ::read(reading.number(), piece.data(), piece.size());
+      ASSERT_GT(length, 0);
+      left -= static_cast<std::size_t>(length);
+    }
+  });
+  Output output(writing.number());
+  output.write(text);
+  EXPECT_EQ(output.error(), 0);
+  if (output.error() != 0)
+    std::exit(1); // the reader would wait for ever
+  reader.join();
+}
+
+TEST(Output, HasNoColumnsWhereThereIsNoTerminal) {
+  const FileDescriptor file(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  EXPECT_EQ(Output(file.number()).terminalColumns(), 0u);
+}
+
+} // namespace
+} // namespace tesker::test
