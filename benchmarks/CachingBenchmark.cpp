@@ -263,7 +263,7 @@ const auto uncachedLstat = [](const Tree &tree, const NSString &name) {
 const auto uncachedStat = [](const Tree &tree, const NSString &name) {
   return uncached()._privateStatDir(tree.dir(), name);
 };
-// There is no such question to the uncached manager; this is what answers it.
+// The uncached manager has no such question; this is what answers it.
 const auto uncachedType = [](const Tree &tree, const NSString &name) {
   return uncached().getLModeDir(tree.dir(), name);
 };

@@ -59,7 +59,7 @@ private:
   };
   struct Slot {
     std::uint32_t tag = 0;   // the hash
-    std::uint32_t count = 0; // how many entries there were with this one; 0 for a free slot
+    std::uint32_t place = 0; // of the entry, counted from 1; 0 for a free slot
   };
   using Slots = std::pmr::vector<Slot>;
 
@@ -75,15 +75,15 @@ private:
       return kNone;
     const std::uint32_t tag = tagOf(name);
     const std::size_t mask = slots_.size() - 1;
-    for (std::size_t i = tag & mask; slots_[i].count != 0; i = (i + 1) & mask)
-      if (slots_[i].tag == tag && entries_[slots_[i].count - 1].name == name)
-        return slots_[i].count - 1;
+    for (std::size_t i = tag & mask; slots_[i].place != 0; i = (i + 1) & mask)
+      if (slots_[i].tag == tag && entries_[slots_[i].place - 1].name == name)
+        return slots_[i].place - 1;
     return kNone;
   }
 
   static void put(Slots &slots, Slot slot) {
     std::size_t i = slot.tag & (slots.size() - 1);
-    while (slots[i].count != 0)
+    while (slots[i].place != 0)
       i = (i + 1) & (slots.size() - 1);
     slots[i] = slot;
   }
@@ -93,7 +93,7 @@ private:
       return;
     Slots larger(slots_.empty() ? kFirstSlots : 2 * slots_.size(), slots_.get_allocator());
     for (const Slot &slot : slots_)
-      if (slot.count != 0)
+      if (slot.place != 0)
         put(larger, slot);
     slots_.swap(larger);
   }

@@ -2,7 +2,8 @@
 //
 // Mach-O file format, as <loader.h>-style headers define it. Structures are what stands in the
 // file, byte for byte; they are copied out of it, never pointed at inside it. The words of an image
-// are in its writer's byte order (the functions at the end turn them), those of fat files are big-endian.
+// are in its writer's byte order (the functions at the end turn them), those of fat files are
+// big-endian.
 #pragma once
 
 #include "platform/ports/HostInfo.h"

@@ -48,11 +48,10 @@ TEST_F(ApplicationWalkTest, AnExecutableIsOpenedRelativeToItsListingAndExaminedO
   directory_.writeFile("tree/one", "#!/bin/sh\n", 0755);
   const ScopedOperatingSystem scope(system_);
   EXPECT_EQ(applicationsBelow("tree"), 0u);
-  EXPECT_THAT(system_.log,
-              ElementsAre(at("statAt", "tree", "follow"), at("openDirectory", "tree"),
-                          at("statAt", "tree/one", "nofollow"), at("open", "tree/one"),
-                          at("statDescriptor", "tree/one"), at("readAt", "tree/one"),
-                          at("close", "tree/one"), at("closeDirectory", "tree")));
+  EXPECT_THAT(system_.log, ElementsAre(at("statAt", "tree", "follow"), at("openDirectory", "tree"),
+                                       at("statAt", "tree/one", "nofollow"), at("open", "tree/one"),
+                                       at("statDescriptor", "tree/one"), at("readAt", "tree/one"),
+                                       at("close", "tree/one"), at("closeDirectory", "tree")));
   EXPECT_EQ(system_.fullPathStats, 1u);
 }
 
@@ -60,14 +59,13 @@ TEST_F(ApplicationWalkTest, ADirectoryIsClosedBeforeTheWalkGoesFurtherDown) {
   directory_.makeDirectory("tree/below/deeper");
   const ScopedOperatingSystem scope(system_);
   EXPECT_EQ(applicationsBelow("tree"), 0u);
-  EXPECT_THAT(system_.log,
-              ElementsAre(at("statAt", "tree", "follow"), at("openDirectory", "tree"),
-                          at("statAt", "tree/below", "nofollow"), at("closeDirectory", "tree"),
-                          at("openDirectory", "tree/below"),
-                          at("statAt", "tree/below/deeper", "nofollow"),
-                          at("closeDirectory", "tree/below"),
-                          at("openDirectory", "tree/below/deeper"),
-                          at("closeDirectory", "tree/below/deeper")));
+  EXPECT_THAT(
+      system_.log,
+      ElementsAre(at("statAt", "tree", "follow"), at("openDirectory", "tree"),
+                  at("statAt", "tree/below", "nofollow"), at("closeDirectory", "tree"),
+                  at("openDirectory", "tree/below"), at("statAt", "tree/below/deeper", "nofollow"),
+                  at("closeDirectory", "tree/below"), at("openDirectory", "tree/below/deeper"),
+                  at("closeDirectory", "tree/below/deeper")));
 }
 
 TEST_F(ApplicationWalkTest, AFileThatIsNeitherLinkNorExecutableCostsOneStatus) {

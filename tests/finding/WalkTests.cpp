@@ -3,8 +3,8 @@
 #include "examples/MachOWriter.h"
 #include "master/FinderMaster.h"
 #include "parsing/RecordEncoding.h"
-#include "tests/support/RecordTexts.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RecordTexts.h"
 #include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -36,7 +36,8 @@ protected:
     return {.tool = std::move(tool), .cpu = "i386", .timeout = std::chrono::seconds(120)};
   }
 
-  SearchOutcome search(const std::string &path, std::optional<std::string_view> previous = std::nullopt) {
+  SearchOutcome search(const std::string &path,
+                       std::optional<std::string_view> previous = std::nullopt) {
     return FinderMaster(options()).findAppsInSearchPath(path, previous);
   }
 
@@ -50,8 +51,9 @@ protected:
       return {"failed: " + failure->reason};
     if (std::holds_alternative<SearchUnchanged>(outcome.result))
       return {"unchanged"};
-    return test::recordTexts(decodeParsedApp(NSString::create(textOf(outcome)), NSDefaultMallocZone()),
-                             directory_.path());
+    return test::recordTexts(
+        decodeParsedApp(NSString::create(textOf(outcome)), NSDefaultMallocZone()),
+        directory_.path());
   }
 
   std::vector<std::string> foundBelow(std::string_view name) {
@@ -319,8 +321,8 @@ TEST_F(Walk, CostsOneStatForEachEntryAndOneListingForEachDirectory) {
     directory_.writeFile("tree/s" + std::to_string(s), "#!/bin/sh\n", 0755);
   for (int l = 0; l < kLinks; ++l)
     directory_.makeLink("tree/l" + std::to_string(l), "d0/f0");
-  const auto outcome = FinderMaster(options(TESKER_COUNTING_TOOL))
-                           .findAppsInSearchPath(directory_.path("tree"));
+  const auto outcome =
+      FinderMaster(options(TESKER_COUNTING_TOOL)).findAppsInSearchPath(directory_.path("tree"));
   EXPECT_THAT(found(outcome), IsEmpty());
   // The search path itself; each entry once; each link once more, followed.
   const int stats = 1 + kDirectories * (kFiles + 1) + kScripts + 2 * kLinks;

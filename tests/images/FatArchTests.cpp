@@ -1,5 +1,5 @@
-#include "platform/images/MachO.h"
 #include "platform/images/FatArch.h"
+#include "platform/images/MachO.h"
 #include "tests/support/MachOBuilder.h"
 
 #include <gmock/gmock.h>

@@ -222,8 +222,8 @@ TEST_F(Wrapper, AllDescriptionsOfAWrapperShareOneBoundThatIsLoggedOnce) {
   const auto records = parseAppWrapper(NSFileManager::classObject(), directory_.string(),
                                        "Foo.app"_ns, NSDefaultMallocZone());
   EXPECT_EQ(records.value().size(), 100'000u + 3u) << "each description has its application";
-  EXPECT_THAT(log_.syslogged, ElementsAre("*** Applications Finder: too many records for " +
-                                          at("Foo.app/Foo")));
+  EXPECT_THAT(log_.syslogged,
+              ElementsAre("*** Applications Finder: too many records for " + at("Foo.app/Foo")));
 }
 
 TEST_F(Wrapper, DescriptionsThatAreFifosDoNotHang) {

@@ -158,8 +158,7 @@ TEST_F(ToolObject, AnExceptionOutOfTheRunLoopIsLoggedAndEndsRun) {
                     ElementsAre("TeskerTool [" + std::to_string(::getpid()) + "] exception"));
       },
       [](NSConnection &connection) {
-        connection.rootProxy().findAppsInSearchPath("/p"_ns, nullptr,
-                                                    NotingClient::create());
+        connection.rootProxy().findAppsInSearchPath("/p"_ns, nullptr, NotingClient::create());
         (void)test::serve(connection, [] { return false; });
       });
 }
@@ -173,8 +172,7 @@ TEST_F(ToolObject, RunReturnsWhenTheConnectionEnds) {
         EXPECT_THAT(log.syslogged, IsEmpty());
       },
       [](NSConnection &connection) {
-        connection.rootProxy().findAppsForDockPaths("/p"_ns, nullptr,
-                                                    NotingClient::create());
+        connection.rootProxy().findAppsForDockPaths("/p"_ns, nullptr, NotingClient::create());
         EXPECT_TRUE(test::serve(connection, [&] { return !connection.hasUnsent(); }));
       });
 }
