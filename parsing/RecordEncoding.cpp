@@ -156,7 +156,7 @@ private:
 
   // Ends before the first element that is not a string: what wants that number finds none.
   void readPropertyList() {
-    const Ref<NSObject> value = propertyList(list_);
+    const auto value = propertyList(list_);
     const NSArray *tokens = value->asArray();
     if (tokens == nullptr)
       throw NSException(NSInvalidArgumentException, "the last piece is not a list");
@@ -169,7 +169,7 @@ private:
   }
 
   [[noreturn]] void refuse(std::size_t place) const {
-    const Ref<NSObject> tokens = propertyList(list_);
+    const auto tokens = propertyList(list_);
     const NSString token =
         (*(tokens->asArray()->begin() + static_cast<std::ptrdiff_t>(place)))->asString();
     syslogError("==== Applications Finder: '%s' yielded %d",

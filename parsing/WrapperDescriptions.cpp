@@ -37,7 +37,7 @@ TKLine extensionRecord(const NSString &executablePath, const NSString &extension
 // What the text holds, or nil; malformed text is logged with the file's path.
 RefPtr<const NSDictionary> parsedOrLogged(const NSString &path, std::string_view text) {
   try {
-    const Ref<NSObject> value = propertyList(text);
+    const auto value = propertyList(text);
     return RefPtr(value->asDictionary());
   } catch (const NSException &) {
     syslogError("*** Applications Finder: error parsing %s", {path.bytes()});
@@ -125,7 +125,7 @@ void parseResourceFileDict(const NSDictionary &extensions, Records &result,
 std::optional<Records> parseNewStyle(const NSString &executablePath, const NSString &baseName,
                                      const NSString &listPath, RecordRoom &room) {
   const Result<std::string> text = contentsOfFile(listPath, kLargestPropertyListFile);
-  const RefPtr<const NSDictionary> list =
+  const auto list =
       text ? parsedOrLogged(listPath, *text) : bundleDescription(executablePath, listPath);
   if (!list)
     return std::nullopt;
@@ -153,7 +153,7 @@ std::optional<Records> parseOldNewStyle(const NSString &executablePath, const NS
     syslogError("*** Applications Finder: cannot read file %s", {registryPath.bytes()});
     return std::nullopt;
   }
-  const RefPtr<const NSDictionary> registry = parsedOrLogged(registryPath, *text);
+  const auto registry = parsedOrLogged(registryPath, *text);
   if (!registry)
     return std::nullopt;
 

@@ -30,7 +30,7 @@ public:
 
   Ref<NSObject> readWholePropertyList() {
     skipToToken();
-    Ref<NSObject> value = readValue();
+    auto value = readValue();
     skipToToken();
     if (!atEnd())
       fail("junk after the value");
@@ -100,7 +100,7 @@ private:
     if (nesting_ == kDeepestNesting)
       fail("nesting too deep");
     ++nesting_;
-    Ref<NSObject> value = read();
+    auto value = read();
     --nesting_;
     return value;
   }
@@ -131,7 +131,7 @@ private:
   // "key = value;", and where that is allowed "key;", whose value equals the key.
   void readPair(NSDictionary &pairs, bool keyAlone) {
     const NSString key = readString("a key");
-    RefPtr<NSObject> value = key.object();
+    auto value = key.object();
     skipToToken();
     if (skip('=')) {
       skipToToken();
@@ -259,7 +259,7 @@ RefPtr<const NSDictionary> dictionaryWithContentsOfFile(const NSString &path) {
   const Result<std::string> text = contentsOfFile(path, kLargestPropertyListFile);
   if (!text)
     return nullptr;
-  const Ref<NSObject> value = propertyList(*text);
+  const auto value = propertyList(*text);
   return RefPtr(value->asDictionary());
 }
 
