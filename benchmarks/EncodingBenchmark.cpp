@@ -39,11 +39,11 @@ Records makeRecords() {
       appName = NSString::create(application);
     }
     TKLine record = TKLine::create(5);
-    record.set("type", "extension"_ns);
-    record.set("name", NSString::create("ext" + std::to_string(i % kExtensions)));
-    record.set("appName", appName);
-    record.set("icon", NSString::create(application + "-" + icon + ".tiff"));
-    record.set("path", path);
+    record.set(recordWords().type, "extension"_ns);
+    record.set(recordWords().name, NSString::create("ext" + std::to_string(i % kExtensions)));
+    record.set(recordWords().appName, appName);
+    record.set(recordWords().icon, NSString::create(application + "-" + icon + ".tiff"));
+    record.set(recordWords().path, path);
     records.push_back(std::move(record));
   }
   return records;

@@ -1,7 +1,7 @@
 // FoundPrograms.h - the programs that the records of an answer are about.
 #pragma once
 
-#include "master/SearchRecord.h"
+#include "master/SearchOutcome.h"
 
 #include <set>
 #include <string>

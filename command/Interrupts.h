@@ -5,7 +5,7 @@
 // they do what they always do. For a process with one thread.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include <csignal>
 

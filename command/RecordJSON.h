@@ -6,7 +6,7 @@
 // key is reserved. docs/json.md describes the whole document.
 #pragma once
 
-#include "master/SearchRecord.h"
+#include "master/SearchOutcome.h"
 
 #include <stdexcept>
 #include <string>

@@ -1,8 +1,11 @@
-// SearchPath.h - paths from the command line, made ready for the tool.
+// SearchPath.h - paths from the command line, made ready for the tool, and those that are searched
+// when nobody says where.
 //
 // The tool takes absolute paths and refuses any that hold "..". It never says why a path gave
 // nothing, so that is found out here.
 #pragma once
+
+#include "platform/foundation/NSUserDefaults.h"
 
 #include <optional>
 #include <string>
@@ -24,5 +27,10 @@ std::optional<std::string> whyNotSearchable(const std::string &path);
 // The pieces of a list of paths with NULs between them. An empty piece after a last NUL, as
 // `find -print0` leaves it, does not count.
 std::vector<std::string> piecesOfPathList(std::string_view list);
+
+// The setting `ApplicationPaths` of domain "Tesker": an array of strings, or one string; "~/" at
+// the beginning is the home directory. When it is not set: ~/Applications, /usr/local/Applications
+// and /Applications, those that exist.
+[[nodiscard]] std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults);
 
 } // namespace tesker

@@ -1,7 +1,6 @@
 // main.cpp - tesker-apps.
-#include "command/CodecCommands.h"
-#include "command/SearchCommand.h"
-#include "platform/foundation/FileDescriptor.h"
+#include "command/Commands.h"
+#include "platform/foundation/Files.h"
 
 #include <algorithm>
 #include <csignal>

@@ -2,7 +2,7 @@
 
 #include "fileops/ChildProcess.h"
 #include "fileops/SourcePath.h"
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSLog.h"
 
 #include <fcntl.h>

@@ -22,9 +22,8 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
     else if (*name == "..")
       special += 2;
     else if (!filter.leavesOut(*name)) {
-      listing.names_ += *name;
-      listing.ends_.push_back(listing.names_.size());
-      listing.names_ += '\0';
+      listing.names_.append(name->data(), name->size() + 1); // with its NUL
+      listing.ends_.push_back(listing.names_.size() - 1);
     }
   }
   if (special != 3)

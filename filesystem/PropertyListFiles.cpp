@@ -1,6 +1,6 @@
 #include "filesystem/PropertyListFiles.h"
 
-#include "platform/foundation/FileContents.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyList.h"
 #include "platform/foundation/PropertyListDescription.h"

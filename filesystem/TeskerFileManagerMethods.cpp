@@ -2,7 +2,7 @@
 
 #include "filesystem/DirectoryListing.h"
 #include "paths/PathFunctions.h"
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/OperatingSystem.h"
 

@@ -3,7 +3,7 @@
 #include "examples/MachOWriter.h"
 #include "fuzz/Silence.h"
 #include "parsing/IconHeaderParser.h"
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include <cstdint>
 #include <cstdlib>

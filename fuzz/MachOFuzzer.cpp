@@ -1,6 +1,6 @@
 // MachOFuzzer.cpp - everything that is asked of an executable file, asked of any bytes.
 #include "parsing/ArchitectureCheck.h"
-#include "platform/images/SectionStream.h"
+#include "platform/images/MachOImage.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // LogLines.h - the lines that come out of a pipe, kept within bounds. Internal to the master.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include <deque>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "master/Search.h"
 
 #include "platform/ports/Bootstrap.h"
-#include "protocol/FinderNames.h"
+#include "protocol/FinderProtocol.h"
 
 #include <cerrno>
 #include <chrono>
@@ -213,6 +213,18 @@ SearchOutcome::Result Search::answer() {
   if (!records)
     return failure(Kind::malformedAnswer, "the tool's answer is no list of records");
   return SearchAnswer{std::string(text.bytes()), std::move(*records)};
+}
+
+void AnswerReceiver::noteLines(const NSString &text, const NSString &key) {
+  if (answered_)
+    complaint_ = "the tool answered twice";
+  else if (key != key_)
+    complaint_ = "the tool answered for something that was not asked";
+  else if (!text && !hasPrevious_)
+    complaint_ = "the tool calls an answer unchanged that it was never given";
+  answered_ = true;
+  if (text)
+    text_ = text;
 }
 
 } // namespace tesker

@@ -88,8 +88,8 @@ private:
 
   void appendServices() {
     TKLine record = TKLine::create(2, zone_);
-    record.set("path", executablePath_);
-    record.set("type", sharedWord("services"));
+    record.set(recordWords().path, executablePath_);
+    record.set(recordWords().type, recordWords().services);
     append(Records{std::move(record)});
   }
 

@@ -6,7 +6,7 @@
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/Text.h"
-#include "platform/images/SectionStream.h"
+#include "platform/images/MachOImage.h"
 
 #include <algorithm>
 #include <array>
@@ -62,9 +62,9 @@ public:
       std::optional<TKLine> record = current_ == '{' ? braceLine() : wordLine();
       if (!record)
         continue;
-      record->set("path", ownPath);
+      record->set(recordWords().path, ownPath);
       if (!suitable)
-        record->set("suitable", sharedWord("no"));
+        record->set(recordWords().suitable, recordWords().no);
       result.push_back(std::move(*record));
     }
   }
@@ -134,23 +134,23 @@ private:
 
   TKLine applicationRecord(const Words &words) {
     TKLine record = TKLine::create(kMostPairs, zone_);
-    record.set("type", sharedWord("app"));
-    record.set("name", NSString::create(words.kept[1], zone_));
-    record.set("appName", NSString::create(words.kept[2], zone_));
-    record.set("icon", NSString::create(words.kept[3], zone_));
+    record.set(recordWords().type, recordWords().app);
+    record.set(recordWords().name, NSString::create(words.kept[1], zone_));
+    record.set(recordWords().appName, NSString::create(words.kept[2], zone_));
+    record.set(recordWords().icon, NSString::create(words.kept[3], zone_));
     return record;
   }
 
   TKLine extensionRecord(const Words &words) {
     const std::string &extension = words.kept[1];
     TKLine record = TKLine::create(kMostPairs, zone_);
-    record.set("type", sharedWord("extension"));
-    record.set("name", NSString::create(extension, zone_));
-    record.set("appName", NSString::create(words.kept[2], zone_));
+    record.set(recordWords().type, recordWords().extension);
+    record.set(recordWords().name, NSString::create(extension, zone_));
+    record.set(recordWords().appName, NSString::create(words.kept[2], zone_));
     const bool iconIgnored =
         std::ranges::find(kExtensionsWithoutIcon, extension) != std::end(kExtensionsWithoutIcon);
     if (words.count == 4 && (keepsAllIcons_ || !iconIgnored))
-      record.set("icon", NSString::create(words.kept[3], zone_));
+      record.set(recordWords().icon, NSString::create(words.kept[3], zone_));
     return record;
   }
 
@@ -165,10 +165,10 @@ private:
   std::size_t linesTaken_ = 0; // that made a record or a log line
 };
 
-TKLine record(const NSString &path, std::string_view type, NSZone &zone) {
+TKLine record(const NSString &path, const NSString &type, NSZone &zone) {
   TKLine made = TKLine::create(3, zone);
-  made.set("path", path);
-  made.set("type", sharedWord(type));
+  made.set(recordWords().path, path);
+  made.set(recordWords().type, type);
   return made;
 }
 
@@ -191,15 +191,15 @@ std::optional<Records> parseImage(ImageSource &image, const Entry &executable, c
     return result;
   const NSString path = TeskerCatDirFile(executable.dir, executable.file);
   if (hasServices)
-    result.push_back(record(path, "services", zone));
+    result.push_back(record(path, recordWords().services, zone));
   if (!header)
     return result;
   SectionStream stream(image, *header);
   HeaderParser(stream, executable.dir, bytePath, zone)
       .parse(result, path, suitability == Suitability::suitable);
   if (suffixOf(executable.dir.bytes()) == "bundle") {
-    result.push_back(record(path, "bundle", zone));
-    result.back().set("name", executable.file);
+    result.push_back(record(path, recordWords().bundle, zone));
+    result.back().set(recordWords().name, executable.file);
   }
   return result;
 }

@@ -213,7 +213,7 @@ TKLine decodeRecord(IndexReader &indexes, Texts &texts, NSZone &zone) {
   TKLine record = TKLine::create(std::min(pairs, indexes.left() / 2), zone);
   for (std::size_t pair = 0; pair < pairs; ++pair) {
     const auto [key, value] = indexes.pairBelow(texts.count());
-    record.setObjectForKey(texts.at(value), texts.at(key));
+    record.set(texts.at(key), texts.at(value));
   }
   return record;
 }

@@ -4,14 +4,11 @@
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/PropertyList.h"
 
-#include <unordered_set>
-
 namespace tesker {
 
-NSString sharedWord(std::string_view word) {
-  static auto &words = *new std::unordered_set<NSString, StringKeyHash, StringKeyEqual>;
-  const auto known = words.find(word);
-  return known != words.end() ? *known : *words.insert(NSString::create(word)).first;
+const RecordWords &recordWords() {
+  static const auto &words = *new RecordWords;
+  return words;
 }
 
 std::optional<TKLine> TKLine::initWithString(NSZone &zone, std::string_view text) {
@@ -33,14 +30,9 @@ void TKLine::setObjectForKey(RefPtr<NSObject> object, const NSString &key) {
     mdict_.set(key, Ref<NSObject>::adopt(*object.leak()));
 }
 
-void TKLine::set(std::string_view key, const NSString &string) {
-  setObjectForKey(string, sharedWord(key));
-}
-
-void TKLine::setFrom(const NSDictionary &dictionary, std::string_view itsKey,
-                     std::string_view key) {
+void TKLine::setFrom(const NSDictionary &dictionary, std::string_view itsKey, const NSString &key) {
   if (NSObject *value = dictionary.objectForKey(itsKey))
-    mdict_.set(sharedWord(key), Ref<NSObject>(*value));
+    mdict_.set(key, Ref<NSObject>(*value));
 }
 
 void TKLine::addEntriesFromDictionary(const NSDictionary &dictionary) {

@@ -20,8 +20,28 @@
 
 namespace tesker {
 
-// The one string for a word of the parsers' own, of which there are few and many records.
-[[nodiscard]] NSString sharedWord(std::string_view word);
+// The words of the parsers' own records: few, in many records, so each is one string.
+struct RecordWords {
+  const NSString path = "path"_ns;
+  const NSString type = "type"_ns;
+  const NSString name = "name"_ns;
+  const NSString appName = "appName"_ns;
+  const NSString icon = "icon"_ns;
+  const NSString priority = "priority"_ns;
+  const NSString suitable = "suitable"_ns;
+
+  const NSString app = "app"_ns;
+  const NSString extension = "extension"_ns;
+  const NSString services = "services"_ns;
+  const NSString bundle = "bundle"_ns;
+  const NSString inspectorCommand = "InspectorCommand"_ns;
+  const NSString primary = "NSPrimary"_ns;
+  const NSString applicationIcon = "NSApplicationIcon"_ns;
+  const NSString no = "no"_ns;
+};
+
+// Made at the first call; lives as long as the process.
+[[nodiscard]] const RecordWords &recordWords();
 
 class TKLine {
 public:
@@ -44,13 +64,9 @@ public:
 
   // A nil value is ignored, so that optional values can be set without testing them.
   void setObjectForKey(RefPtr<NSObject> object, const NSString &key);
-  void setObjectForKey(const NSString &string, const NSString &key) {
-    setObjectForKey(string.object(), key);
-  }
-  // The same for a key of the parsers' own.
-  void set(std::string_view key, const NSString &string);
+  void set(const NSString &key, const NSString &string) { setObjectForKey(string.object(), key); }
   // Sets the key to what the dictionary has under its own; nothing when it has nothing there.
-  void setFrom(const NSDictionary &dictionary, std::string_view itsKey, std::string_view key);
+  void setFrom(const NSDictionary &dictionary, std::string_view itsKey, const NSString &key);
   // Sets every pair of the dictionary, in its order.
   void addEntriesFromDictionary(const NSDictionary &dictionary);
   void removeObjectForKey(std::string_view key) { mdict_.remove(key); }

@@ -1,6 +1,6 @@
 #include "parsing/WrapperDescriptions.h"
 
-#include "platform/foundation/FileContents.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
@@ -12,10 +12,10 @@ namespace tesker {
 
 namespace {
 
-TKLine recordFor(const NSString &executablePath, std::string_view type) {
+TKLine recordFor(const NSString &executablePath, const NSString &type) {
   TKLine record = TKLine::create(6);
-  record.set("path", executablePath);
-  record.set("type", sharedWord(type));
+  record.set(recordWords().path, executablePath);
+  record.set(recordWords().type, type);
   return record;
 }
 
@@ -27,10 +27,10 @@ NSString iconOf(const NSObject &value, std::string_view key) {
 
 TKLine extensionRecord(const NSString &executablePath, const NSString &extension,
                        const NSString &appName, const NSString &icon) {
-  TKLine record = recordFor(executablePath, "extension");
-  record.set("name", extension);
-  record.set("appName", appName);
-  record.set("icon", icon);
+  TKLine record = recordFor(executablePath, recordWords().extension);
+  record.set(recordWords().name, extension);
+  record.set(recordWords().appName, appName);
+  record.set(recordWords().icon, icon);
   return record;
 }
 
@@ -65,7 +65,7 @@ void addExtensions(const NSDictionary &extensions, std::string_view iconKey, Rec
     if (!room.take(executablePath))
       return;
     result.push_back(extensionRecord(executablePath, name, appName, iconOf(*value, iconKey)));
-    result.back().set("priority", priority);
+    result.back().set(recordWords().priority, priority);
   }
 }
 
@@ -78,7 +78,7 @@ void addInspectors(const NSArray &inspectors, Records &result, const NSString &e
       continue;
     if (!room.take(executablePath))
       return;
-    result.push_back(recordFor(executablePath, "InspectorCommand"));
+    result.push_back(recordFor(executablePath, recordWords().inspectorCommand));
     result.back().addEntriesFromDictionary(*inspector);
   }
 }
@@ -111,7 +111,7 @@ void parseNSTypesArray(const NSArray &types, Records &result, const NSString &ex
       if (!room.take(executablePath))
         return;
       result.push_back(extensionRecord(executablePath, extension, appName, icon));
-      result.back().set("priority", priority);
+      result.back().set(recordWords().priority, priority);
     }
   }
 }
@@ -131,18 +131,18 @@ std::optional<Records> parseNewStyle(const NSString &executablePath, const NSStr
     return std::nullopt;
 
   Records result;
-  const NSString priority = sharedWord("NSPrimary");
+  const NSString priority = recordWords().primary;
   if (const NSArray *types = list->arrayForKey("NSTypes"))
     parseNSTypesArray(*types, result, executablePath, baseName, priority, room);
   else if (const NSDictionary *extensions = list->dictionaryForKey("NSExtensions"))
     parseResourceFileDict(*extensions, result, executablePath, baseName, priority, room);
 
-  TKLine application = recordFor(executablePath, "app");
-  application.setFrom(*list, "NSExecutable", "name");
-  application.setFrom(*list, "NSIcon", "icon");
+  TKLine application = recordFor(executablePath, recordWords().app);
+  application.setFrom(*list, "NSExecutable", recordWords().name);
+  application.setFrom(*list, "NSIcon", recordWords().icon);
   result.push_back(std::move(application));
   if (list->arrayForKey("NSServices") != nullptr)
-    result.push_back(recordFor(executablePath, "services"));
+    result.push_back(recordFor(executablePath, recordWords().services));
   return result;
 }
 
@@ -163,9 +163,9 @@ std::optional<Records> parseOldNewStyle(const NSString &executablePath, const NS
   if (const NSArray *inspectors = registry->arrayForKey("NSNodeInspectors"))
     addInspectors(*inspectors, result, executablePath, room);
 
-  TKLine application = recordFor(executablePath, "app");
-  application.set("name", baseName);
-  application.set("icon", sharedWord("NSApplicationIcon"));
+  TKLine application = recordFor(executablePath, recordWords().app);
+  application.set(recordWords().name, baseName);
+  application.set(recordWords().icon, recordWords().applicationIcon);
   result.push_back(std::move(application));
   return result;
 }

@@ -1,5 +1,8 @@
 #include "protocol/BusConnection.h"
 
+#include "protocol/FinderProtocol.h"
+#include "protocol/NSConnection.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -38,6 +41,29 @@ int configure(sd_bus *bus, NSConnection::Side side) {
   if (result >= 0)
     result = sd_bus_negotiate_fds(bus, 0);
   return result;
+}
+
+using OptionalText = std::optional<std::string_view>;
+
+// Fills the call and sends it. Negative errno on failure.
+template <class Fill>
+int sendWithoutReply(sd_bus *bus, const BusRef<sd_bus_message> &message, Fill fill) {
+  int result = message != nullptr ? fill(message) : -ENOMEM;
+  if (result >= 0)
+    result = sd_bus_message_set_expect_reply(message, 0);
+  return result >= 0 ? sd_bus_send(bus, message, nullptr) : result;
+}
+
+int sendPiece(sd_bus *bus, std::string_view piece) {
+  return sendWithoutReply(
+      bus, newCall(bus, bus_names::kRootPath, bus_names::kConnectionInterface, bus_names::kCarry),
+      [&](sd_bus_message *message) { return appendText(message, piece); });
+}
+
+int sendCall(sd_bus *bus, const OutgoingCall &call, OptionalText rest) {
+  return sendWithoutReply(
+      bus, newCall(bus, call.path.c_str(), call.interface, call.member),
+      [&](sd_bus_message *message) { return call.appendArguments(message, rest); });
 }
 
 } // namespace
@@ -174,6 +200,19 @@ void BusConnection::callAndWait(const std::string &path, const char *interface,
   const BusRef<sd_bus_slot> slotOwner(slot);
   while (isOpen() && !answered)
     stepOrWait();
+}
+
+int Outbox::sendNext(sd_bus *bus) {
+  const OutgoingCall &call = calls_.front();
+  const std::string_view rest = call.text.bytes().substr(carried_);
+  if (rest.size() > NSConnection::kLargestPiece) {
+    carried_ += NSConnection::kLargestPiece;
+    return sendPiece(bus, rest.substr(0, NSConnection::kLargestPiece));
+  }
+  const int result = sendCall(bus, call, call.text ? OptionalText(rest) : std::nullopt);
+  calls_.pop_front();
+  carried_ = 0;
+  return result;
 }
 
 } // namespace tesker

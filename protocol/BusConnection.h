@@ -5,17 +5,47 @@
 // (raiseAfterwards), and step() raises it again once the library has returned.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
+#include "platform/foundation/NSString.h"
+#include "protocol/BusMessage.h"
 #include "protocol/NSConnection.h"
-#include "protocol/Outbox.h"
 
 #include <cstdint>
+#include <deque>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace tesker {
+
+// A one-way call with one text that may be nil and may be long.
+struct OutgoingCall {
+  std::string path; // of the object called
+  const char *interface;
+  const char *member;
+  NSString text;
+  // Appends all arguments; the rest of the text, behind what was carried ahead, is given.
+  std::function<int(sd_bus_message *, std::optional<std::string_view> rest)> appendArguments;
+};
+
+// Calls that wait to be sent. The bus library queues what is not written yet in memory, so it is
+// given one message at a time: the next when its queue is empty. A long text goes ahead of its call
+// in pieces.
+class Outbox {
+public:
+  void add(OutgoingCall call) { calls_.push_back(std::move(call)); }
+  void clear() { calls_.clear(); }
+  bool isEmpty() const { return calls_.empty(); }
+
+  // Sends the next message. Precondition: it is not empty. Negative errno on failure.
+  [[nodiscard]] int sendNext(sd_bus *bus);
+
+private:
+  std::deque<OutgoingCall> calls_;
+  std::size_t carried_ = 0; // bytes of the first call's text that went ahead
+};
 
 class BusConnection {
 public:

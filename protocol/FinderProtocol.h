@@ -1,11 +1,14 @@
-// FinderProtocol.h - the two objects that speak over the connection.
+// FinderProtocol.h - the two objects that speak over the connection, and the names they agree on.
 //
 // The tool publishes a FinderRequests object; the master sends it one request and names its own
 // client object, on which the tool calls back. The same two interfaces serve both sides: one
-// implements what the other calls. docs/protocol.md has them as D-Bus sees them.
+// implements what the other calls. docs/protocol.md has them as D-Bus sees them. The names and
+// numbers of what comes before are in HandOver.h.
 #pragma once
 
 #include "platform/foundation/NSString.h"
+
+#include <string_view>
 
 namespace tesker {
 
@@ -31,5 +34,22 @@ public:
   virtual void findAppsForDockPaths(const NSString &paths, const NSString &previous,
                                     Ref<FinderClient> client) = 0;
 };
+
+// The key of the answer to a request for dock paths, and what stands between neighbours of these.
+inline constexpr std::string_view kDockKey = "Dock";
+inline constexpr char kDockPathSeparator = '\0';
+
+// What the objects and their members are called on D-Bus (docs/Tesker.ToolFinder.xml).
+namespace bus_names {
+inline constexpr const char *kRootPath = "/";
+inline constexpr const char *kToolInterface = "Tesker.ToolFinder";
+inline constexpr const char *kFindInSearchPath = "findAppsInSearchPath_previous_for_";
+inline constexpr const char *kFindForDockPaths = "findAppsForDockPaths_previous_for_";
+inline constexpr const char *kClientInterface = "Tesker.Client";
+inline constexpr const char *kNoteLines = "noteLines_for_";
+inline constexpr const char *kSelf = "self";
+inline constexpr const char *kConnectionInterface = "Tesker.Connection";
+inline constexpr const char *kCarry = "carry";
+} // namespace bus_names
 
 } // namespace tesker

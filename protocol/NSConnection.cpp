@@ -1,9 +1,8 @@
 #include "protocol/NSConnection.h"
 
 #include "protocol/BusConnection.h"
+#include "protocol/BusObjects.h"
 #include "protocol/NSRunLoop.h"
-#include "protocol/RemoteObjects.h"
-#include "protocol/ServedObjects.h"
 
 namespace tesker {
 

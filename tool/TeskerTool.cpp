@@ -3,9 +3,8 @@
 #include "filesystem/TeskerDefaults.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/ports/Bootstrap.h"
-#include "protocol/FinderNames.h"
+#include "protocol/HandOver.h"
 #include "protocol/NSRunLoop.h"
-#include "protocol/TKBootstrapTool.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,7 +1,7 @@
 #include "tool/ToolFinderTool.h"
 
 #include "platform/foundation/Text.h"
-#include "protocol/FinderNames.h"
+#include "protocol/FinderProtocol.h"
 
 #include <cstdlib>
 #include <vector>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "finding/ApplicationFinder.h"
-#include "platform/foundation/NSAutoreleasePool.h"
+#include "platform/foundation/NSObject.h"
 #include "tool/TeskerTool.h"
 
 namespace tesker {

@@ -1,8 +1,8 @@
 // main.cpp - the application-finder tool: a master starts it, it connects back to the master,
 // serves one request and ends. It takes no notice of its arguments.
 
-#include "platform/foundation/FileDescriptor.h"
-#include "platform/ports/TaskPriority.h"
+#include "platform/foundation/Files.h"
+#include "platform/ports/HostInfo.h"
 #include "tool/ToolFinderTool.h"
 
 #include <csignal>

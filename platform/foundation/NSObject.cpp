@@ -2,6 +2,7 @@
 
 #include "platform/foundation/NSString.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <functional>
@@ -12,6 +13,16 @@
 #include <typeinfo>
 
 namespace tesker {
+
+namespace {
+
+// Innermost last; never destroyed, since exit() may be called inside a pool.
+std::vector<NSAutoreleasePool *> &pools() {
+  static auto &stack = *new std::vector<NSAutoreleasePool *>;
+  return stack;
+}
+
+} // namespace
 
 std::size_t NSObject::hash() const { return std::hash<const void *>()(this); }
 
@@ -41,6 +52,26 @@ std::uint32_t checkedBlockSize(std::size_t size, std::size_t room) {
   if (room > kLargest - size)
     throw std::bad_alloc();
   return static_cast<std::uint32_t>(size + room);
+}
+
+Ref<NSAutoreleasePool> NSAutoreleasePool::create() {
+  return allocate<NSAutoreleasePool>(NSDefaultMallocZone());
+}
+
+void NSAutoreleasePool::addObject(Ref<NSObject> object) {
+  assert(!pools().empty());
+  pools().back()->objects_.push_back(std::move(object));
+}
+
+NSAutoreleasePool::NSAutoreleasePool() { pools().push_back(this); }
+
+NSAutoreleasePool::~NSAutoreleasePool() {
+  while (!objects_.empty()) {
+    // Taken out first: whatever goes with it may add further objects.
+    const Ref<NSObject> last = std::move(objects_.back());
+    objects_.pop_back();
+  }
+  std::erase(pools(), this);
 }
 
 } // namespace tesker

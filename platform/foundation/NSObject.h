@@ -1,4 +1,4 @@
-// NSObject.h - the root class.
+// NSObject.h - the root class, and the pools that keep objects until a described moment.
 //
 // Every object is made by a static `create` of its class, in a zone, with one reference; the last
 // release destroys it and gives its memory back to that zone. No member is ever called on nil.
@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <utility>
+#include <vector>
 
 namespace tesker {
 
@@ -89,5 +90,26 @@ Ref<T> NSObject::allocateWithRoom(NSZone &zone, std::size_t room, Arguments &&..
   object->NSObject::zone_ = &zone;
   return Ref<T>::adopt(*object);
 }
+
+// Objects kept alive until a described moment. Results are owned by those who hold them (Ref.h), so
+// a pool serves only where the moment of its release is part of the behaviour: around the whole
+// process and around the one request. Pools form a stack: a new pool is the current one until it is
+// released.
+class NSAutoreleasePool final : public NSObject {
+public:
+  // A new pool, which becomes the current one.
+  [[nodiscard]] static Ref<NSAutoreleasePool> create();
+
+  // Keeps the object alive until the current pool goes. Precondition: there is a pool.
+  static void addObject(Ref<NSObject> object);
+
+private:
+  friend NSObject;
+  NSAutoreleasePool();
+  // Releases the objects, the last added first, and makes the pool below the current one again.
+  ~NSAutoreleasePool() override;
+
+  std::vector<Ref<NSObject>> objects_;
+};
 
 } // namespace tesker

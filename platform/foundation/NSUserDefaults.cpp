@@ -1,6 +1,6 @@
 #include "platform/foundation/NSUserDefaults.h"
 
-#include "platform/foundation/FileContents.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/OperatingSystem.h"

@@ -30,22 +30,49 @@ template <class Call> auto resumed(Call call) {
   }
 }
 
+// Reads with getdents64(2), piece by piece.
 class RealDirectoryStream final : public DirectoryStream {
 public:
-  explicit RealDirectoryStream(DIR *directory) : directory_(directory) {}
-  ~RealDirectoryStream() override { ::closedir(directory_); }
+  explicit RealDirectoryStream(int descriptor)
+      : descriptor_(descriptor), piece_(spare ? std::move(spare) : std::make_unique<Piece>()) {}
+  ~RealDirectoryStream() override {
+    ::close(descriptor_);
+    spare = std::move(piece_);
+  }
   RealDirectoryStream(const RealDirectoryStream &) = delete;
   RealDirectoryStream &operator=(const RealDirectoryStream &) = delete;
 
   std::optional<std::string_view> next() override {
-    const dirent *entry = ::readdir(directory_);
-    return entry != nullptr ? std::optional<std::string_view>(entry->d_name) : std::nullopt;
+    if (position_ == length_ && !fill())
+      return std::nullopt;
+    const auto *entry = reinterpret_cast<const dirent64 *>(piece_->bytes + position_);
+    position_ += entry->d_reclen;
+    return entry->d_name;
   }
-  int descriptor() const override { return ::dirfd(directory_); }
+  int descriptor() const override { return descriptor_; }
 
 private:
-  DIR *directory_;
+  struct Piece {
+    alignas(dirent64) char bytes[32768];
+  };
+  // Most directories are read one after the other: they share a piece.
+  static thread_local std::unique_ptr<Piece> spare;
+
+  bool fill() {
+    const ssize_t got =
+        resumed([&] { return ::getdents64(descriptor_, piece_->bytes, sizeof piece_->bytes); });
+    position_ = 0;
+    length_ = static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+    return length_ > 0;
+  }
+
+  int descriptor_;
+  std::unique_ptr<Piece> piece_;
+  std::size_t position_ = 0;
+  std::size_t length_ = 0;
 };
+
+thread_local std::unique_ptr<RealDirectoryStream::Piece> RealDirectoryStream::spare;
 
 // Calls one of the reentrant database functions with a buffer that grows until the row fits.
 template <class Row, class Lookup>
@@ -113,10 +140,9 @@ int OperatingSystem::synchronize(int descriptor) {
 }
 
 std::unique_ptr<DirectoryStream> OperatingSystem::openDirectory(const char *path) {
-  DIR *directory = ::opendir(path); // close-on-exec
-  if (directory == nullptr)
-    return nullptr;
-  return std::make_unique<RealDirectoryStream>(directory);
+  const int descriptor =
+      resumed([&] { return ::open(path, O_RDONLY | O_NONBLOCK | O_DIRECTORY | O_CLOEXEC); });
+  return descriptor < 0 ? nullptr : std::make_unique<RealDirectoryStream>(descriptor);
 }
 
 std::optional<std::string> OperatingSystem::programPath() {

@@ -24,8 +24,8 @@ namespace tesker {
 class DirectoryStream {
 public:
   virtual ~DirectoryStream() = default;
-  // The next entry's name, valid until the next call, in readdir(3)'s order and with "." and ".."
-  // among them. Nothing at the end or on an error.
+  // The next entry's name, in the directory's own order and with "." and ".." among them. A NUL
+  // stands behind it; valid until the next call. Nothing at the end or on an error.
   virtual std::optional<std::string_view> next() = 0;
   // The descriptor that entries can be examined relative to.
   virtual int descriptor() const = 0;

@@ -1,6 +1,6 @@
 #include "platform/foundation/PropertyList.h"
 
-#include "platform/foundation/FileContents.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSData.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyListDescription.h"

@@ -1,11 +1,12 @@
 #include "platform/foundation/Text.h"
 
 #include <array>
-#include <charconv>
 
 namespace tesker {
 
 namespace {
+
+constexpr char kDigits[] = "0123456789abcdef";
 
 // What a leading byte announces: how many bytes, its own bits of the code, and the smallest code
 // that needs that many bytes. Length 0 for a byte that leads nothing.
@@ -82,7 +83,6 @@ std::optional<unsigned> digitValue(char byte, unsigned base) {
 }
 
 void appendHexadecimal(std::string &text, std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
   for (const char byte : bytes) {
     text += kDigits[static_cast<unsigned char>(byte) >> 4];
     text += kDigits[static_cast<unsigned char>(byte) & 15];
@@ -91,8 +91,11 @@ void appendHexadecimal(std::string &text, std::string_view bytes) {
 
 void appendHexadecimal(std::string &text, std::uint64_t number) {
   std::array<char, 2 * sizeof number> digits;
-  const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), number, 16);
-  text.append(digits.data(), result.ptr);
+  auto first = digits.end(); // from the last digit to the first
+  do
+    *--first = kDigits[number & 15];
+  while ((number >>= 4) != 0);
+  text.append(first, digits.end());
 }
 
 std::vector<std::string_view> piecesOf(std::string_view text, char separator) {

@@ -4,7 +4,7 @@
 // read that was not asked for. A file that has become shorter than it was gives short reads.
 #pragma once
 
-#include "platform/foundation/FileContents.h"
+#include "platform/foundation/Files.h"
 
 #include <array>
 #include <cstddef>

@@ -1,12 +1,14 @@
 #include "platform/ports/Bootstrap.h"
 
-#include "platform/ports/BootstrapDirectory.h"
-#include "platform/ports/ServiceSocket.h"
+#include "platform/foundation/OperatingSystem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <map>
 #include <string>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace tesker {
 
@@ -56,6 +58,44 @@ Result<FileDescriptor> connectToService(std::string_view name) {
   return socket;
 }
 
+constexpr const char *kNameInParent = "bootstrap";
+
+// Where everybody may write, so the directory inside is checked as well.
+std::string parentInTmp() { return "/tmp/tesker-" + std::to_string(::geteuid()); }
+
+// What a failed open(2) says about the directory.
+kern_return_t statusOfRefusal(int error) {
+  switch (error) {
+  case ENOENT:
+    return BOOTSTRAP_UNKNOWN_SERVICE;
+  case ENOTDIR: // a link or a file in its place
+  case ELOOP:
+  case EACCES:
+  case EPERM:
+    return BOOTSTRAP_NOT_PRIVILEGED;
+  default:
+    return error;
+  }
+}
+
+// Fails with the status.
+Result<FileDescriptor> openPrivateDirectory(int above, const char *name) {
+  OperatingSystem &system = OperatingSystem::current();
+  FileDescriptor opened(system.openAt(above, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+  if (!opened)
+    return Failure{statusOfRefusal(errno)};
+  struct stat status {};
+  if (system.statDescriptor(opened.number(), status) < 0)
+    return Failure{errno};
+  if (status.st_uid != ::geteuid() || (status.st_mode & 0777) != 0700)
+    return Failure{BOOTSTRAP_NOT_PRIVILEGED};
+  return opened;
+}
+
+const sockaddr *generic(const sockaddr_un &address) {
+  return reinterpret_cast<const sockaddr *>(&address);
+}
+
 } // namespace
 
 kern_return_t bootstrap_look_up(port_t bootstrap, std::string_view name, port_t &service) {
@@ -79,6 +119,80 @@ kern_return_t bootstrap_look_up(port_t bootstrap, std::string_view name, port_t 
   }
   service = remembered->second;
   return BOOTSTRAP_SUCCESS;
+}
+
+std::string bootstrapDirectory() {
+  if (const auto directory = environmentValue("TESKER_BOOTSTRAP_DIR"))
+    return *directory;
+  if (const auto directory = environmentValue("XDG_RUNTIME_DIR"))
+    return *directory + "/tesker/bootstrap";
+  return parentInTmp() + "/" + kNameInParent;
+}
+
+Result<BootstrapDirectory> BootstrapDirectory::open(const std::string &path) {
+  const std::string parent = parentInTmp();
+  const bool isInTmp = path == parent + "/" + kNameInParent;
+  Result<FileDescriptor> opened =
+      openPrivateDirectory(AT_FDCWD, isInTmp ? parent.c_str() : path.c_str());
+  if (opened && isInTmp)
+    opened = openPrivateDirectory(opened->number(), kNameInParent);
+  if (!opened)
+    return opened.failure();
+  return BootstrapDirectory(std::move(*opened));
+}
+
+std::optional<sockaddr_un> BootstrapDirectory::addressOf(std::string_view name) const {
+  if (name.empty() || name.find('/') != std::string_view::npos ||
+      name.find('\0') != std::string_view::npos)
+    return std::nullopt;
+  const std::string path = wayThroughDescriptor() + "/" + std::string(name);
+  sockaddr_un address{};
+  if (path.size() >= sizeof address.sun_path)
+    return std::nullopt;
+  address.sun_family = AF_UNIX;
+  std::copy(path.begin(), path.end(), address.sun_path);
+  return address;
+}
+
+Result<> BootstrapDirectory::reach() const {
+  if (OperatingSystem::current().access(wayThroughDescriptor().c_str(), F_OK) < 0)
+    return Failure{errno};
+  return {};
+}
+
+std::string BootstrapDirectory::wayThroughDescriptor() const {
+  return "/proc/self/fd/" + std::to_string(descriptor());
+}
+
+FileDescriptor createServiceSocket(int flags) {
+  return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0));
+}
+
+Result<> connectTo(const sockaddr_un &address, const FileDescriptor &socket) {
+  while (::connect(socket.number(), generic(address), sizeof address) < 0)
+    if (errno != EINTR)
+      return Failure{errno};
+  return {};
+}
+
+Result<> bindTo(const sockaddr_un &address, const FileDescriptor &socket) {
+  if (::bind(socket.number(), generic(address), sizeof address) < 0)
+    return Failure{errno};
+  return {};
+}
+
+bool isTrustedPeer(const FileDescriptor &socket) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  return ::getsockopt(socket.number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+         (peer.uid == ::geteuid() || peer.uid == 0);
+}
+
+bool hasHungUp(int socket) {
+  if (socket < 0)
+    return true;
+  pollfd descriptor{socket, 0, 0}; // a hang-up is always reported
+  return OperatingSystem::current().poll(&descriptor, 1, 0) > 0;
 }
 
 } // namespace tesker

@@ -2,7 +2,6 @@
 
 #include "platform/foundation/Deadline.h"
 #include "platform/ports/Bootstrap.h"
-#include "platform/ports/ServiceSocket.h"
 
 #include <algorithm>
 #include <cerrno>

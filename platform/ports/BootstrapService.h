@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/foundation/Result.h"
-#include "platform/ports/BootstrapDirectory.h"
+#include "platform/ports/Bootstrap.h"
 #include "platform/ports/Port.h"
 
 #include <memory>

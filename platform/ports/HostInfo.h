@@ -1,9 +1,11 @@
-// HostInfo.h - which processor this machine has, and which processors there are.
+// HostInfo.h - which processor this machine has, which ones there are, and how eagerly to use it.
 //
 // Processors are told apart by a type (the family) and a subtype (the model), numbered as the
 // Mach-O file format numbers them. TESKER_HOST_CPU in the environment overrides what the machine
 // has, for a master that lists what another machine could run.
 #pragma once
+
+#include "platform/ports/Port.h"
 
 #include <cstdint>
 #include <optional>
@@ -37,6 +39,8 @@ struct QXArchInfo {
 // decimal numbers of 32 bits. Nothing when it is neither.
 [[nodiscard]] std::optional<HostProcessor> processorFromText(std::string_view text);
 
+// ---- this machine ----
+
 using host_t = unsigned;
 
 // The machine that the task runs on.
@@ -60,5 +64,13 @@ inline constexpr unsigned HOST_BASIC_INFO_COUNT = 5;
 // and the processor is the machine's: x86 (64 bits too) is 7/3, Arm 12/0, PowerPC 18/0, and a
 // machine of no known family is -1/-1, which no real executable is for.
 int host_info(host_t host, int flavour, host_basic_info &info, unsigned count);
+
+// ---- this task ----
+
+// Sets the scheduling priority: 10 is nice 0, each step up one nice step down, absolutely. With
+// changeThreads every thread of the task gets it, without it the calling thread and those it makes
+// from now on. Answers 0, or the positive errno: EINVAL when the task is not this one; where the
+// system does not permit it nothing changes.
+kern_return_t task_priority(port_t task, int priority, bool changeThreads);
 
 } // namespace tesker

@@ -5,7 +5,7 @@
 // close-on-exec and belongs to the table of this file, until it is taken out or given up.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include <cstdint>
 

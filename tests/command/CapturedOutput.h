@@ -2,7 +2,7 @@
 #pragma once
 
 #include "command/Output.h"
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include <string>
 #include <sys/mman.h>

@@ -1,4 +1,4 @@
-#include "command/DefaultSearchPaths.h"
+#include "command/SearchPath.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"

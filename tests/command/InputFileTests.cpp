@@ -1,4 +1,4 @@
-#include "command/InputFile.h"
+#include "command/Output.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <cerrno>

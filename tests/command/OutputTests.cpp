@@ -1,5 +1,5 @@
 #include "command/Output.h"
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include <array>
 #include <cerrno>

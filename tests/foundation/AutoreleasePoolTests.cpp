@@ -1,4 +1,4 @@
-#include "platform/foundation/NSAutoreleasePool.h"
+#include "platform/foundation/NSObject.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/FileContents.h"
+#include "platform/foundation/Files.h"
 
 #include "tests/support/CountingOperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"

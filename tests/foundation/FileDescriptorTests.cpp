@@ -1,4 +1,4 @@
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/SpecialFiles.h"

@@ -1,6 +1,6 @@
 #include "platform/foundation/NSLog.h"
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 #include "tests/support/LogCapture.h"
 
 #include <gmock/gmock.h>

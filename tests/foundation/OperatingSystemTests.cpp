@@ -1,6 +1,6 @@
 #include "platform/foundation/OperatingSystem.h"
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>

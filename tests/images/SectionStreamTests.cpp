@@ -1,5 +1,5 @@
 // Reading a section to its end, and what that costs.
-#include "platform/images/SectionStream.h"
+#include "platform/images/MachOImage.h"
 #include "tests/support/CountingOperatingSystem.h"
 #include "tests/support/MachOBuilder.h"
 #include "tests/support/TemporaryDirectory.h"

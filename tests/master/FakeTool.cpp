@@ -1,6 +1,6 @@
 // FakeTool.cpp - a tool that misbehaves in the way that FAKE_TOOL in the environment names.
 
-#include "master/SearchRecord.h"
+#include "master/SearchOutcome.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/master/FakeToolSteps.h"
 #include "tests/ports/RawSockets.h"

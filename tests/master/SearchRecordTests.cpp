@@ -1,4 +1,4 @@
-#include "master/SearchRecord.h"
+#include "master/SearchOutcome.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -234,7 +234,7 @@ TEST(RecordText, ReaderAcceptsExactlyWhatTheWriterProduces) {
     for (auto count = random() % 8; count > 0; --count) {
       TKLine &line = list.emplace_back(TKLine::create());
       for (auto pairs = random() % 24; pairs > 0; --pairs)
-        line.set(word(), NSString::create(word()));
+        line.set(NSString::create(word()), NSString::create(word()));
     }
     const auto back = decodeParsedApp(encodeParsedApp(list), NSDefaultMallocZone());
     ASSERT_TRUE(back) << "round " << round;

@@ -44,7 +44,7 @@ TEST(TKLine, ChangingARecordLeavesOtherRecordsOfTheSameTextAlone) {
   auto first = TKLine::initWithString(NSDefaultMallocZone(), "{ a = b; }");
   const auto second = TKLine::initWithString(NSDefaultMallocZone(), "{ a = b; }");
   EXPECT_EQ(first, second);
-  first->set("a", "c"_ns);
+  first->set("a"_ns, "c"_ns);
   EXPECT_EQ(stringFor(*second, "a"), "b"_ns);
   EXPECT_NE(first, second);
 }
@@ -52,18 +52,18 @@ TEST(TKLine, ChangingARecordLeavesOtherRecordsOfTheSameTextAlone) {
 TEST(TKLine, ACopyIsChangedByItself) {
   const TKLine first = recordOf({{"a", "b"}});
   TKLine second = first;
-  second.set("a", "c"_ns);
+  second.set("a"_ns, "c"_ns);
   EXPECT_EQ(stringFor(first, "a"), "b"_ns);
 }
 
 TEST(TKLine, SettingANilObjectLeavesTheRecordUnchanged) {
   TKLine record = TKLine::create();
   record.setObjectForKey(RefPtr<NSObject>(), "icon"_ns);
-  record.setObjectForKey(NSString(), "icon"_ns);
-  record.set("icon", nullptr);
+  record.set("icon"_ns, NSString());
+  record.set("icon"_ns, nullptr);
   EXPECT_EQ(record.count(), 0U);
-  record.set("icon", "old"_ns);
-  record.set("icon", nullptr);
+  record.set("icon"_ns, "old"_ns);
+  record.set("icon"_ns, nullptr);
   EXPECT_EQ(stringFor(record, "icon"), "old"_ns);
 }
 
@@ -90,22 +90,21 @@ TEST(TKLine, LivesInTheGivenZoneWithItsPairs) {
     TKLine record = TKLine::create(2, zone);
     const std::size_t room = zone.bytesInUse();
     EXPECT_GT(room, 0U);
-    record.set("type", "app"_ns);
-    record.set("name", "Edit"_ns);
+    record.set("type"_ns, "app"_ns);
+    record.set("name"_ns, "Edit"_ns);
     EXPECT_EQ(zone.bytesInUse(), room);
     for (const char *key : {"c", "d", "e", "f", "g", "h", "i", "j"})
-      record.set(key, "value"_ns);
+      record.set(NSString::create(key), "value"_ns);
     EXPECT_GT(zone.bytesInUse(), room);
   }
   EXPECT_EQ(zone.bytesInUse(), 0U);
 }
 
 TEST(TKLine, WordsOfTheParsersOwnAreOneStringEach) {
-  EXPECT_TRUE(sharedWord("type").isSameObjectAs(sharedWord("type")));
-  EXPECT_FALSE(sharedWord("type").isSameObjectAs(sharedWord("name")));
-  const TKLine a = recordOf({{"type", "app"}});
-  const TKLine b = recordOf({{"type", "app"}});
-  EXPECT_TRUE(a.begin()->key.isSameObjectAs(b.begin()->key));
+  EXPECT_TRUE(recordWords().type.isSameObjectAs(recordWords().type));
+  EXPECT_EQ(recordWords().type, "type"_ns);
+  EXPECT_EQ(recordWords().inspectorCommand, "InspectorCommand"_ns);
+  EXPECT_EQ(recordWords().applicationIcon, "NSApplicationIcon"_ns);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // RawSockets.h - the far side of a port, byte by byte.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 #include "platform/ports/Message.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-#include "platform/ports/TaskPriority.h"
+#include "platform/ports/HostInfo.h"
 #include "tests/support/ChildProcess.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,7 @@
 // The hand-over, each side against another one that sends and reads plain bytes.
 
 #include "platform/ports/Bootstrap.h"
-#include "protocol/MasterHandOver.h"
-#include "protocol/TKBootstrapTool.h"
+#include "protocol/HandOver.h"
 #include "tests/protocol/ConnectionPair.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ScopedEnvironment.h"

@@ -5,7 +5,7 @@
 #include "examples/MachOWriter.h"
 #include "platform/images/FatArch.h"
 #include "platform/images/ImageSource.h"
-#include "platform/images/SectionStream.h"
+#include "platform/images/MachOImage.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -20,7 +20,7 @@ namespace test {
 inline TKLine recordOf(std::initializer_list<std::pair<std::string_view, std::string_view>> pairs) {
   TKLine record = TKLine::create(pairs.size());
   for (const auto &[key, value] : pairs)
-    record.set(key, NSString::create(value));
+    record.set(NSString::create(key), NSString::create(value));
   return record;
 }
 

@@ -1,7 +1,7 @@
 // SpecialFiles.h - files that are not regular, and the descriptors that this process has open.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The tool process from its start to its end, against a master that takes every step itself.
 
 #include "examples/MachOWriter.h"
-#include "platform/ports/TaskPriority.h"
+#include "platform/ports/HostInfo.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/protocol/ConnectionPair.h"
 #include "tests/support/ChildProcess.h"

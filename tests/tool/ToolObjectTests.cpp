@@ -2,8 +2,8 @@
 
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/ports/Bootstrap.h"
-#include "protocol/FinderNames.h"
-#include "protocol/TKBootstrapTool.h"
+#include "protocol/FinderProtocol.h"
+#include "protocol/HandOver.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"

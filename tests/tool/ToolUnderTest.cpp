@@ -1,6 +1,6 @@
 #include "tests/tool/ToolUnderTest.h"
 
-#include "protocol/FinderNames.h"
+#include "protocol/HandOver.h"
 #include "tests/ports/RawSockets.h"
 
 #include <csignal>

@@ -1,7 +1,7 @@
 // ToolUnderTest.h - the real tool process, and a master for it whose every step a test takes.
 #pragma once
 
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/Files.h"
 #include "platform/ports/BootstrapService.h"
 #include "platform/ports/Message.h"
 #include "protocol/NSConnection.h"

@@ -2,7 +2,7 @@
 //
 //   consumer DIR ANSWER     prints the names in DIR and the programs that the answer text names
 #include "caching/CachingFileManager.h"
-#include "master/SearchRecord.h"
+#include "master/SearchOutcome.h"
 
 #include <fstream>
 #include <iostream>

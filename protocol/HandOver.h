@@ -1,20 +1,39 @@
-// MasterHandOver.h - the master's side of the hand-over of ports that comes before the connection.
+// HandOver.h - the hand-over of ports that comes before the connection.
 //
 // The master listens under the name "Miniapp_boot_port". The tool connects and sends message 78
 // with its own port; the master answers over that port with message 79 and a new port of its own.
-// The two ports make the connection. Nothing here waits.
+// The two ports make the connection. docs/protocol.md has the messages byte by byte.
 #pragma once
 
 #include "platform/ports/BootstrapService.h"
 #include "protocol/NSConnection.h"
 
+#include <cstdint>
 #include <memory>
 #include <poll.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tesker {
 
+// The master's service, which the tool looks up; while it is there, the master lives.
+inline constexpr std::string_view kMasterServiceName = "Miniapp_boot_port";
+
+// The messages: each carries the port that its sender listens on.
+inline constexpr std::uint32_t kToolPortMessage = 78;
+inline constexpr std::uint32_t kMasterPortMessage = 79;
+
+// ---- the tool's side ----
+
+// Finds the master's service, hands it a fresh receive port (message 78), waits without a limit for
+// the master's port (message 79) and makes a connection over the two. Nil, with one line in the
+// system log, when one of the steps fails; messages with another id are logged and passed over.
+[[nodiscard]] RefPtr<NSConnection> newSlave();
+
+// ---- the master's side ----
+
+// One hand-over: a service, and the first tool that connects to it. Nothing here waits.
 class MasterHandOver {
 public:
   // Listens in the directory. Fails as BootstrapService::checkIn does.

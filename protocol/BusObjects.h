@@ -1,9 +1,9 @@
-// ServedObjects.h - the objects of this side, as the other side calls them.
-// Internal to the connection.
+// BusObjects.h - the objects of both sides, as they meet on the bus. Internal to the connection.
 //
-// A callback of the bus library only decodes the message into a call; the call is made after the
-// library has returned (makeCall), so that a served object can wait for an answer of the other side
-// and no exception passes through the library.
+// This side's objects are served: a callback of the bus library only decodes the message into a
+// call; the call is made after the library has returned (makeCall), so that a served object can
+// wait for an answer of the other side and no exception passes through the library. The other
+// side's objects are remote: calls of theirs become messages.
 #pragma once
 
 #include "protocol/BusConnection.h"
@@ -31,6 +31,7 @@ private:
   std::optional<std::string> pieces_;
 };
 
+// The objects of this side, as the other side calls them.
 class ServedObjects {
 public:
   ServedObjects(NSConnection &connection, BusConnection &bus, std::size_t carryLimit);
@@ -73,6 +74,45 @@ private:
   CarriedText carried_;
   std::function<void()> call_; // to be made next
   bool isCalling_ = false;
+};
+
+// The other side's root object.
+class RemoteRoot final : public FinderRequests {
+public:
+  RemoteRoot(BusConnection &bus, ServedObjects &served) : bus_(bus), served_(served) {}
+
+  void findAppsInSearchPath(const NSString &path, const NSString &previous,
+                            Ref<FinderClient> client) override;
+  void findAppsForDockPaths(const NSString &paths, const NSString &previous,
+                            Ref<FinderClient> client) override;
+
+private:
+  void send(const char *member, const NSString &paths, const NSString &previous,
+            FinderClient &client);
+
+  BusConnection &bus_;
+  ServedObjects &served_; // the clients that the other side answers
+};
+
+// A client object of the other side.
+class RemoteClient final : public FinderClient {
+public:
+  // Keeps the connection, to which the bus belongs, alive.
+  [[nodiscard]] static Ref<FinderClient> create(NSConnection &connection, BusConnection &bus,
+                                                const char *path) {
+    return allocate<RemoteClient>(NSDefaultMallocZone(), connection, bus, path);
+  }
+  void noteLines(const NSString &text, const NSString &key) override;
+  void self() override;
+
+private:
+  friend NSObject;
+  RemoteClient(NSConnection &connection, BusConnection &bus, const char *path)
+      : connection_(connection), bus_(bus), path_(path) {}
+
+  Ref<NSConnection> connection_;
+  BusConnection &bus_;
+  std::string path_;
 };
 
 } // namespace tesker

@@ -1,0 +1,137 @@
+#include "platform/foundation/Files.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace tesker {
+
+namespace {
+
+struct NewFile {
+  FileDescriptor descriptor;
+  std::string name;
+};
+
+// Makes a new file in the path's folder, with a name that is short so that it fits wherever the
+// path's own does. What a crashed process left under such a name is not reused, only passed over.
+Result<NewFile> makeTemporaryFileFor(const std::string &path) {
+  static unsigned counter = 0;
+  constexpr int kMostAttempts = 100;
+  const std::string start =
+      path.substr(0, path.rfind('/') + 1) + ".tmp-" + std::to_string(::getpid()) + "-";
+  NewFile file;
+  for (int attempt = 0; attempt < kMostAttempts && !file.descriptor; ++attempt) {
+    file.name = start + std::to_string(++counter);
+    file.descriptor = FileDescriptor(
+        OperatingSystem::current().open(file.name.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666));
+    if (!file.descriptor && errno != EEXIST)
+      break;
+  }
+  if (!file.descriptor)
+    return Failure{errno};
+  return file;
+}
+
+Result<> writeAndClose(FileDescriptor file, std::string_view bytes) {
+  OperatingSystem &system = OperatingSystem::current();
+  if (const Result<> written = writeAll(file.number(), bytes); !written)
+    return written;
+  if (system.synchronize(file.number()) != 0 || system.close(file.release()) != 0)
+    return Failure{errno};
+  return {};
+}
+
+} // namespace
+
+Result<RegularFile> openRegularFile(const char *path, int directory) {
+  OperatingSystem &system = OperatingSystem::current();
+  RegularFile file{FileDescriptor(system.openAt(directory, path, O_RDONLY | O_NONBLOCK | O_NOCTTY)),
+                   {}};
+  if (!file.descriptor || system.statDescriptor(file.descriptor.number(), file.status) != 0)
+    return Failure{errno};
+  if (!S_ISREG(file.status.st_mode))
+    return Failure{EINVAL};
+  return file;
+}
+
+Result<std::string> contentsOfFile(const NSString &path, std::size_t limit) {
+  const Result<RegularFile> file = openRegularFile(path.fileSystemRepresentation());
+  if (!file)
+    return file.failure();
+  // Grows with what has been read: the announced size of a hostile file is not a reason to
+  // allocate, but it is one to give up before reading, and to ask for less at first.
+  const auto announced = static_cast<std::uint64_t>(file->status.st_size);
+  const std::size_t chunk = std::min<std::uint64_t>(announced + 1, std::uint64_t{64} * 1024);
+  std::string bytes;
+  while (announced <= limit && bytes.size() <= limit) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + std::max(chunk, before));
+    const ssize_t got =
+        OperatingSystem::current().readAt(file->descriptor.number(), bytes.data() + before,
+                                          bytes.size() - before, static_cast<off_t>(before));
+    const int error = errno;
+    bytes.resize(before + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    if (got < 0)
+      return Failure{error};
+    if (got == 0)
+      return bytes;
+  }
+  return Failure{EFBIG};
+}
+
+Result<> writeFileAtomically(const NSString &path, std::string_view bytes) {
+  OperatingSystem &system = OperatingSystem::current();
+  const std::string target = path.fileSystemRepresentation();
+  if (target.empty())
+    return Failure{ENOENT};
+  Result<NewFile> file = makeTemporaryFileFor(target);
+  if (!file)
+    return file.failure();
+  Result<> outcome = writeAndClose(std::move(file->descriptor), bytes);
+  if (outcome && system.rename(file->name.c_str(), target.c_str()) != 0)
+    outcome = Failure{errno};
+  if (!outcome)
+    system.unlink(file->name.c_str());
+  return outcome;
+}
+
+FileDescriptor aboveStandardDescriptors(FileDescriptor descriptor) {
+  if (!descriptor || descriptor.number() > STDERR_FILENO)
+    return descriptor;
+  return FileDescriptor(::fcntl(descriptor.number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+Result<Pipe> createPipe() {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+    return Failure{errno};
+  FileDescriptor readEnd(ends[0]), writeEnd(ends[1]);
+  readEnd = aboveStandardDescriptors(std::move(readEnd));
+  writeEnd = aboveStandardDescriptors(std::move(writeEnd));
+  if (!readEnd || !writeEnd)
+    return Failure{errno};
+  return Pipe{std::move(readEnd), std::move(writeEnd)};
+}
+
+Result<> writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written =
+        OperatingSystem::current().write(descriptor, bytes.data(), bytes.size());
+    if (written <= 0)
+      return Failure{written < 0 ? errno : EIO};
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return {};
+}
+
+void openMissingStandardDescriptors(int mode) {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+    if (::fcntl(descriptor, F_GETFD) < 0)
+      (void)::open("/dev/null", mode); // takes the lowest number, which is this one
+}
+
+} // namespace tesker
