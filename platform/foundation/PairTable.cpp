@@ -24,10 +24,15 @@ void PairTable::set(const NSString &key, Ref<NSObject> value) {
     return;
   }
   pairs_.push_back({key, std::move(value)});
-  if (index_)
-    index_->emplace(key.bytes(), place);
-  else
-    indexIfLarge();
+  try {
+    if (index_)
+      index_->emplace(key.bytes(), place);
+    else
+      indexIfLarge();
+  } catch (...) { // out of memory: no pair that the index does not know
+    pairs_.pop_back();
+    throw;
+  }
 }
 
 void PairTable::remove(std::string_view key) {

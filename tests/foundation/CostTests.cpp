@@ -1,39 +1,13 @@
 // What values cost. The program has allocation functions of its own, which count.
 #include "platform/foundation/NSDictionary.h"
 #include "platform/foundation/PropertyList.h"
+#include "tests/support/AllocationCount.h"
 #include "tests/support/Texts.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdlib>
-#include <new>
 #include <string>
 #include <utility>
-
-namespace {
-
-std::size_t allocations = 0;
-
-void *countedAllocation(std::size_t size, std::size_t alignment) {
-  ++allocations;
-  void *block = nullptr;
-  if (::posix_memalign(&block, std::max(alignment, sizeof(void *)), size != 0 ? size : 1) != 0)
-    throw std::bad_alloc();
-  return block;
-}
-
-} // namespace
-
-void *operator new(std::size_t size) { return countedAllocation(size, alignof(std::max_align_t)); }
-void *operator new(std::size_t size, std::align_val_t alignment) {
-  return countedAllocation(size, static_cast<std::size_t>(alignment));
-}
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t) noexcept { std::free(block); }
-void operator delete(void *block, std::align_val_t) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t, std::align_val_t) noexcept { std::free(block); }
 
 namespace tesker {
 namespace {
@@ -41,9 +15,9 @@ namespace {
 // How many allocations the action makes, the zone of everything being there already.
 template <class Action> std::size_t allocationsOf(Action action) {
   (void)NSDefaultMallocZone();
-  const std::size_t before = allocations;
+  const test::AllocationCount allocations;
   action();
-  return allocations - before;
+  return allocations.count();
 }
 
 const std::string kLongText(1000, 'x');
@@ -138,6 +112,25 @@ TEST(CostTest, WalkingOverADictionaryAllocatesNothing) {
               EXPECT_EQ(list->asDictionary()->dictionaryForKey("b")->stringForKey("c"), "3");
             }),
             0U);
+}
+
+TEST(CostTest, APairThatMemoryIsLackingForIsNotThere) {
+  for (std::size_t number = 1;; ++number) {
+    PairTable table(0, NSDefaultMallocZone());
+    const test::FailingAllocation failure(number);
+    std::size_t set = 0;
+    try {
+      for (; set < 20; ++set)
+        table.set(NSString::create("key" + std::to_string(set)), "value"_ns.object().toRef());
+    } catch (const std::bad_alloc &) {
+    }
+    EXPECT_EQ(table.count(), set) << "allocation " << number;
+    for (std::size_t i = 0; i < 20; ++i)
+      EXPECT_EQ(table.find("key" + std::to_string(i)) != nullptr, i < set)
+          << "allocation " << number;
+    if (set == 20)
+      return;
+  }
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// AllocationCount.h - how often the heap was asked for memory.
+// AllocationCount.h - how often the heap is asked for memory, and what happens when it has none.
 //
 // To be included by one file of a test program: it replaces the program's operator new.
 #pragma once
@@ -10,6 +10,9 @@
 namespace tesker::test {
 
 inline std::size_t allocationsSoFar = 0;
+// The number of the allocation that fails, and whether all after it fail too.
+inline std::size_t failingAllocation = 0;
+inline bool allAfterItFail = false;
 
 // Counts from where it was made.
 class AllocationCount {
@@ -20,13 +23,43 @@ private:
   std::size_t before_ = allocationsSoFar;
 };
 
+// While it lives, the allocation of that number, counted from here and from 1, fails.
+class FailingAllocation {
+public:
+  enum class Which { one, allFromThen };
+  explicit FailingAllocation(std::size_t number, Which which = Which::one) {
+    failingAllocation = allocationsSoFar + number;
+    allAfterItFail = which == Which::allFromThen;
+  }
+  ~FailingAllocation() { failingAllocation = 0; }
+  FailingAllocation(const FailingAllocation &) = delete;
+  FailingAllocation &operator=(const FailingAllocation &) = delete;
+
+  // Whether it has failed yet.
+  bool hasHappened() const { return allocationsSoFar >= failingAllocation; }
+};
+
+inline void *allocateOrFail(std::size_t size, std::size_t alignment) {
+  ++allocationsSoFar;
+  const bool fails =
+      failingAllocation != 0 && (allAfterItFail ? allocationsSoFar >= failingAllocation
+                                                : allocationsSoFar == failingAllocation);
+  void *block = nullptr;
+  const std::size_t enough = alignment < sizeof(void *) ? sizeof(void *) : alignment;
+  if (fails || ::posix_memalign(&block, enough, size == 0 ? 1 : size) != 0)
+    throw std::bad_alloc();
+  return block;
+}
+
 } // namespace tesker::test
 
 void *operator new(std::size_t size) {
-  ++tesker::test::allocationsSoFar;
-  if (void *block = std::malloc(size == 0 ? 1 : size))
-    return block;
-  throw std::bad_alloc();
+  return tesker::test::allocateOrFail(size, alignof(std::max_align_t));
+}
+void *operator new(std::size_t size, std::align_val_t alignment) {
+  return tesker::test::allocateOrFail(size, static_cast<std::size_t>(alignment));
 }
 void operator delete(void *block) noexcept { std::free(block); }
 void operator delete(void *block, std::size_t) noexcept { std::free(block); }
+void operator delete(void *block, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void *block, std::size_t, std::align_val_t) noexcept { std::free(block); }
