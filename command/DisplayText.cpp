@@ -20,6 +20,7 @@ public:
   Utf8Locale &operator=(const Utf8Locale &) = delete;
 
 private:
+  // Nil, which leaves the locale as it is, where the system has no such tables.
   static locale_t tables() {
     static const locale_t made = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t{});
     return made;

@@ -2,7 +2,7 @@
 //
 // Every operation runs one or two programs as child processes, waits until all of them have ended,
 // and answers whether everything was done. The programs are named by the user defaults "rm", "tar",
-// "compress" and "uncompress" (filesystem/TeskerDefaults.h), read at every call; without a value
+// "compress" and "uncompress" (filesystem/BuiltInDefaults.h), read at every call; without a value
 // the operation fails with a log line. Nothing adds or takes off a suffix: callers name every input
 // and output file.
 //

@@ -1,7 +1,7 @@
 // tesker-fileop.cpp - the file operations as a command: one operation, exit status 0 when it was
 // done, 1 when it was not, 2 when the command line makes no sense.
 #include "fileops/FileOperations.h"
-#include "filesystem/TeskerDefaults.h"
+#include "filesystem/BuiltInDefaults.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/NSUserDefaults.h"
 

@@ -8,6 +8,7 @@
 #include "platform/foundation/NSException.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string_view>
 
@@ -15,8 +16,11 @@ namespace tesker {
 
 namespace {
 
+// What the name of a directory that is an application ends in, behind the dot.
+constexpr std::array<std::string_view, 3> kWrapperSuffixes = {"app", "debug", "profile"};
+
 bool isWrapperSuffix(std::string_view suffix) {
-  return suffix == "app" || suffix == "debug" || suffix == "profile";
+  return std::ranges::find(kWrapperSuffixes, suffix) != kWrapperSuffixes.end();
 }
 
 // Whether the entry is a directory that is not an application itself.

@@ -2,7 +2,8 @@
 //
 // The master listens under the name "Miniapp_boot_port". The tool connects and sends message 78
 // with its own port; the master answers over that port with message 79 and a new port of its own.
-// The two ports make the connection. docs/protocol.md has the messages byte by byte.
+// The two ports make the connection. The words of a message are
+// platform/ports/Message.h's; docs/protocol.md tells another master all of it.
 #pragma once
 
 #include "platform/ports/BootstrapService.h"

@@ -1,6 +1,6 @@
 #include "tool/TeskerTool.h"
 
-#include "filesystem/TeskerDefaults.h"
+#include "filesystem/BuiltInDefaults.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/ports/Bootstrap.h"
 #include "protocol/HandOver.h"

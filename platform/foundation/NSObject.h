@@ -60,7 +60,8 @@ protected:
   static Ref<T> allocate(NSZone &zone, Arguments &&...arguments) {
     return allocateWithRoom<T>(zone, 0, std::forward<Arguments>(arguments)...);
   }
-  // The same with so many bytes behind the object, which are its own.
+  // The same with so many bytes behind the object, which are its own. The object knows its zone
+  // only once its constructor is done.
   template <class T, class... Arguments>
   static Ref<T> allocateWithRoom(NSZone &zone, std::size_t room, Arguments &&...arguments);
 
@@ -72,7 +73,7 @@ private:
   NSZone *zone_ = nullptr;
 };
 
-// How large a block can be, so that its size fits the object's word for it.
+// The size of an object's block, which it keeps in 32 bits. Raises std::bad_alloc for a larger one.
 [[nodiscard]] std::uint32_t checkedBlockSize(std::size_t size, std::size_t room);
 
 template <class T, class... Arguments>
@@ -86,7 +87,7 @@ Ref<T> NSObject::allocateWithRoom(NSZone &zone, std::size_t room, Arguments &&..
     zone.deallocate(block, size, alignof(std::max_align_t));
     throw;
   }
-  object->NSObject::size_ = size;
+  object->NSObject::size_ = size; // of the base, whatever names T has
   object->NSObject::zone_ = &zone;
   return Ref<T>::adopt(*object);
 }

@@ -1,5 +1,5 @@
 // Where the programs come from.
-#include "filesystem/TeskerDefaults.h"
+#include "filesystem/BuiltInDefaults.h"
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/PropertyList.h"
 #include "tests/fileops/FileOperationsTest.h"

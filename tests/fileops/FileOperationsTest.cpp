@@ -1,6 +1,6 @@
 #include "tests/fileops/FileOperationsTest.h"
 
-#include "filesystem/TeskerDefaults.h"
+#include "filesystem/BuiltInDefaults.h"
 #include "platform/foundation/NSUserDefaults.h"
 
 #include <cstdint>

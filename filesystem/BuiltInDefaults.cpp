@@ -1,4 +1,4 @@
-#include "filesystem/TeskerDefaults.h"
+#include "filesystem/BuiltInDefaults.h"
 
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/PropertyList.h"

@@ -1,4 +1,5 @@
-// TeskerDefaults.h - the defaults that every program of this system starts from.
+// BuiltInDefaults.h - what every program of this system takes for granted where no settings file
+// says otherwise. Where the files are looked for, NSUserDefaults.h says.
 #pragma once
 
 namespace tesker {
