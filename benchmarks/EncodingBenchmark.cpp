@@ -5,6 +5,7 @@
 // which writes the same text with a standard hash table over the bytes of keys and values and no
 // more: the difference is what our own strings and tables save or cost. Read "Decode",
 // which makes every record and every string again, against "Encode_Plain", too.
+#include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 #include "parsing/TKLine.h"
 

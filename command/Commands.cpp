@@ -62,9 +62,10 @@ private:
   void nameUnsearchablePaths();
   void searchAll();
   SearchOutcome ask(const Request &request);
-  void take(const Request &request, const SearchAnswer &answer);
-  void take(const Request &request, const SearchUnchanged &unchanged);
-  void take(const Request &request, const SearchFailure &failure);
+  void take(const Request &request, const SearchOutcome &outcome, const SearchAnswer &answer);
+  void take(const Request &request, const SearchOutcome &outcome, const SearchUnchanged &unchanged);
+  void take(const Request &request, const SearchOutcome &outcome, const SearchFailure &failure);
+  static std::string whyIncomplete(const SearchOutcome &outcome);
   void reportLog(const Request &request, const SearchOutcome &outcome);
   void save(const std::string &text);
   void fail(ExitStatus status, const std::string &text);
@@ -169,7 +170,10 @@ void SearchRun::nameUnsearchablePaths() {
 void SearchRun::searchAll() {
   for (const Request &request : requests_) {
     const SearchOutcome outcome = ask(request);
-    std::visit([&](const auto &result) { take(request, result); }, outcome.result);
+    std::visit([&](const auto &result) { take(request, outcome, result); }, outcome.result);
+    if (outcome.incomplete)
+      fail(ExitStatus::failed,
+           named(request) + ": the answer is incomplete" + whyIncomplete(outcome));
     reportLog(request, outcome);
     // Without a tool the next request has no better chance.
     const auto *failure = std::get_if<SearchFailure>(&outcome.result);
@@ -191,24 +195,34 @@ SearchOutcome SearchRun::ask(const Request &request) {
                         : master.findAppsInSearchPath(request.argument, previous_);
 }
 
-void SearchRun::take(const Request &request, const SearchAnswer &answer) {
+void SearchRun::take(const Request &request, const SearchOutcome &outcome,
+                     const SearchAnswer &answer) {
   save(answer.text);
-  writer_->add({request.name(), request.key(), &answer});
+  writer_->add(resultOf(request.name(), request.key(), &answer, outcome.incomplete));
 }
 
-void SearchRun::take(const Request &request, const SearchUnchanged &) {
+void SearchRun::take(const Request &request, const SearchOutcome &outcome,
+                     const SearchUnchanged &) {
   save(*previous_);
-  writer_->add({request.name(), request.key(), nullptr});
+  writer_->add(resultOf(request.name(), request.key(), nullptr, outcome.incomplete));
   if (arguments_.format == Format::raw)
     diagnostics_.note(named(request) + ": unchanged since the previous answer");
 }
 
-void SearchRun::take(const Request &request, const SearchFailure &failure) {
+void SearchRun::take(const Request &request, const SearchOutcome &, const SearchFailure &failure) {
   const bool ours = failure.kind == SearchFailure::Kind::cannotSearch ||
                     failure.kind == SearchFailure::Kind::toolMissing ||
                     failure.kind == SearchFailure::Kind::cancelled;
   fail(ours ? ExitStatus::failed : ExitStatus::toolFailed,
        named(request) + ": " + displayText(failure.reason));
+}
+
+// What the tool has said about it, behind the "incomplete: " of its line.
+std::string SearchRun::whyIncomplete(const SearchOutcome &outcome) {
+  for (const std::string &line : outcome.logLines)
+    if (const std::size_t at = line.find("incomplete: "); at != std::string::npos)
+      return displayText(line.substr(at + 10));
+  return "";
 }
 
 // Without -v the tool's lines are only counted, unless they may explain a failure.
@@ -253,15 +267,19 @@ ExitStatus decodeCommand(const Arguments &arguments, Output &output, Diagnostics
   Result<std::string> text = inputOf(arguments, diagnostics);
   if (!text)
     return ExitStatus::failed;
-  std::optional<std::vector<SearchRecord>> records = decodeRecords(*text);
-  if (!records) {
+  // Looked through first, so that nothing is printed of text that proves malformed.
+  EncodedRecords records(*text);
+  if (!records.check()) {
     diagnostics.error(inputName(arguments.input) + ": not a list of encoded records");
     return ExitStatus::malformed;
   }
-  const SearchAnswer answer{std::move(*text), std::move(*records)};
+  std::optional<SearchRecord> record;
   const std::unique_ptr<ResultWriter> writer = makeResultWriter(arguments.format, output);
   writer->begin();
-  writer->add({"decode", std::nullopt, &answer});
+  writer->add({"decode", std::nullopt, &*text, false, [&]() -> const SearchRecord * {
+                 record = records.next();
+                 return record ? &*record : nullptr;
+               }});
   writer->end();
   return ExitStatus::done;
 }

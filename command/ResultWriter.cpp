@@ -19,13 +19,18 @@ const std::string &schemaMember() {
   return member;
 }
 
+// Nothing where an answer is all there is.
+std::string incompleteMember(const SearchResult &result) {
+  return result.incomplete ? ",\"incomplete\":true" : "";
+}
+
 // The answer text, byte for byte.
 class RawWriter final : public ResultWriter {
 public:
   explicit RawWriter(Output &output) : output_(output) {}
   void add(const SearchResult &result) override {
-    if (result.answer != nullptr)
-      output_.write(result.answer->text);
+    if (result.text != nullptr)
+      output_.write(*result.text);
   }
 
 private:
@@ -39,42 +44,43 @@ public:
   void begin() override { output_.write("{" + schemaMember() + ",\"results\":["); }
   void add(const SearchResult &result) override {
     output_.write(std::string(first_ ? "\n{" : ",\n{") + requestMembers(result) +
-                  ",\"unchanged\":" + (result.answer != nullptr ? "false" : "true") +
-                  ",\"records\":[");
+                  ",\"unchanged\":" + (result.text != nullptr ? "false" : "true") +
+                  incompleteMember(result) + ",\"records\":[");
     first_ = false;
-    if (result.answer != nullptr)
-      addRecords(result.answer->records);
+    addRecords(result);
     output_.write("]}");
   }
   void end() override { output_.write("\n]}\n"); }
 
 private:
-  void addRecords(const std::vector<SearchRecord> &records) {
+  void addRecords(const SearchResult &result) {
     const char *separator = "\n";
-    for (const SearchRecord &record : records) {
+    const char *end = "";
+    forEachRecord(result.records, [&](const SearchRecord &record) {
       output_.write(separator);
       output_.write(recordAsJSON(record));
       separator = ",\n";
-    }
-    if (!records.empty())
-      output_.write("\n");
+      end = "\n";
+    });
+    output_.write(end);
   }
   Output &output_;
   bool first_ = true;
 };
 
-// One document for each record, and for each unchanged answer, on a line of its own.
+// One document for each record, and for each unchanged or incomplete answer, on a line of its own.
 class JSONLinesWriter final : public ResultWriter {
 public:
   explicit JSONLinesWriter(Output &output) : output_(output) {}
   void add(const SearchResult &result) override {
     const std::string members = "{" + schemaMember() + "," + requestMembers(result);
-    if (result.answer == nullptr) {
+    if (result.text == nullptr)
       output_.write(members + ",\"unchanged\":true}\n");
-      return;
-    }
-    for (const SearchRecord &record : result.answer->records)
+    forEachRecord(result.records, [&](const SearchRecord &record) {
       output_.write(members + ",\"record\":" + recordAsJSON(record) + "}\n");
+    });
+    if (result.incomplete)
+      output_.write(members + incompleteMember(result) + "}\n");
   }
 
 private:
@@ -99,6 +105,20 @@ private:
 };
 
 } // namespace
+
+RecordSource recordsIn(const std::vector<SearchRecord> &list) {
+  return [next = list.begin(), end = list.end()]() mutable {
+    return next == end ? nullptr : &*next++;
+  };
+}
+
+SearchResult resultOf(std::string request, std::optional<std::string> key,
+                      const SearchAnswer *answer, bool incomplete) {
+  if (answer == nullptr)
+    return {std::move(request), std::move(key), nullptr, incomplete};
+  return {std::move(request), std::move(key), &answer->text, incomplete,
+          recordsIn(answer->records)};
+}
 
 std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output) {
   switch (format) {

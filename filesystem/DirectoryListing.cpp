@@ -1,8 +1,10 @@
 #include "filesystem/DirectoryListing.h"
 
 #include "paths/PathFunctions.h"
+#include "platform/foundation/ReadFailures.h"
 
 #include <cassert>
+#include <cerrno>
 
 namespace tesker {
 
@@ -10,6 +12,7 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
   DirectoryListing listing;
   listing.stream_ = OperatingSystem::current().openDirectory(dirPath.fileSystemRepresentation());
   if (!listing.stream_) {
+    noteReadFailure(errno);
     _UNIX_ERROR(dirPath);
     return std::nullopt;
   }
@@ -26,6 +29,11 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
       listing.ends_.push_back(listing.names_.size() - 1);
     }
   }
+  if (listing.stream_->error() != 0) {
+    noteReadFailure(listing.stream_->error());
+    _UNIX_ERROR(dirPath);
+    return std::nullopt;
+  }
   if (special != 3)
     _UNIX_ERROR(dirPath);
   return listing;
@@ -34,8 +42,10 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
 std::optional<NSFileAttributes> DirectoryListing::attributes(std::size_t index) const {
   assert(stream_);
   struct stat status;
-  if (OperatingSystem::current().statAt(descriptor(), name(index).data(), false, status) != 0)
+  if (OperatingSystem::current().statAt(descriptor(), name(index).data(), false, status) != 0) {
+    noteReadFailure(errno);
     return std::nullopt;
+  }
   return NSFileAttributes(status);
 }
 

@@ -30,7 +30,8 @@ struct NameFilter {
 class DirectoryListing {
 public:
   // Reads the names, in the order in which the directory yields them. Nothing when it cannot be
-  // opened. That, and a directory without "." or "..", is reported to _UNIX_ERROR.
+  // opened or an error ends the reading: a part of the names would be a wrong answer. That, and a
+  // directory without "." or "..", is reported to _UNIX_ERROR.
   [[nodiscard]] static std::optional<DirectoryListing> read(const NSString &dirPath,
                                                             NameFilter filter);
 

@@ -5,6 +5,7 @@
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/ReadFailures.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -154,8 +155,10 @@ std::optional<NSFileAttributes> NSFileManager::fileAttributesAtPath(const NSStri
                                                                     bool traverseLink) {
   struct stat status;
   if (OperatingSystem::current().statAt(AT_FDCWD, path.fileSystemRepresentation(), traverseLink,
-                                        status) != 0)
+                                        status) != 0) {
+    noteReadFailure(errno);
     return std::nullopt;
+  }
   return NSFileAttributes(status);
 }
 

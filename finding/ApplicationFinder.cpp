@@ -2,8 +2,30 @@
 
 #include "finding/ApplicationWalk.h"
 #include "parsing/RecordEncoding.h"
+#include "platform/foundation/NSLog.h"
+#include "platform/foundation/ReadFailures.h"
+
+#include <cstring>
+#include <string>
 
 namespace tesker {
+
+namespace {
+
+void logIncomplete(std::string_view why, std::initializer_list<std::string_view> arguments) {
+  syslogError(std::string(kIncompleteLine).append(why), arguments);
+}
+
+void logWhatIsMissing(const ApplicationWalk &walk, const ReadFailures &failures) {
+  if (walk.isFull())
+    logIncomplete("more than %d records, or %d bytes in them",
+                  {std::to_string(kMostRecords), std::to_string(kMostRecordText)});
+  if (failures.count() > 0)
+    logIncomplete("%d times something could not be read, first: %s",
+                  {std::to_string(failures.count()), std::strerror(failures.firstError())});
+}
+
+} // namespace
 
 NSString ApplicationFinder::findAppsInSearchPath(const NSString &path,
                                                  const NSString &previous) const {
@@ -12,8 +34,10 @@ NSString ApplicationFinder::findAppsInSearchPath(const NSString &path,
 
 NSString ApplicationFinder::findAppsForDockPaths(const std::vector<NSString> &paths,
                                                  const NSString &previous) const {
+  const ReadFailures failures;
   ApplicationWalk walk(checkMasterStillAlive_);
   walk.doForPaths(paths);
+  logWhatIsMissing(walk, failures);
   const NSString text = encodeParsedApp(walk.lines());
   return text == previous ? nullptr : text;
 }

@@ -5,6 +5,11 @@
 //
 // An answer is the text of the encoded records (RecordEncoding.h), or nil when it equals the text
 // of the last answer, which the question brings along (nil when there is none).
+//
+// A file that is not there or may not be read is passed over without a word. Where anything else
+// keeps a file or directory from being read, and where there is more than one search answers, the
+// rest is answered and a line that begins with kIncompleteLine is logged. A lack of memory or of
+// descriptors ends the search: std::bad_alloc and std::system_error pass.
 #pragma once
 
 #include "platform/foundation/NSString.h"

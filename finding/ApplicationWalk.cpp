@@ -4,12 +4,12 @@
 #include "filesystem/TextFunctions.h"
 #include "parsing/AppWrapperParser.h"
 #include "parsing/IconHeaderParser.h"
+#include "parsing/RecordEncoding.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <string_view>
 
 namespace tesker {
@@ -37,7 +37,8 @@ bool isWorthJudging(const NSFileAttributes &attributes) {
 
 void ApplicationWalk::doForPaths(const std::vector<NSString> &paths) {
   for (const NSString &path : paths)
-    doForPath(path);
+    if (!isFull_)
+      doForPath(path);
 }
 
 void ApplicationWalk::doForPath(const NSString &path) {
@@ -88,7 +89,8 @@ void ApplicationWalk::walkDirectory(const NSString &path) {
       found.push_back({i, *attributes});
   }
   for (const auto &[index, attributes] : found)
-    doForListed(path, *listing, index, attributes);
+    if (!isFull_)
+      doForListed(path, *listing, index, attributes);
 }
 
 void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listing,
@@ -107,8 +109,17 @@ void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listin
 }
 
 void ApplicationWalk::add(std::optional<Records> found) {
-  if (found)
-    std::ranges::move(*found, std::back_inserter(lines_));
+  if (!found)
+    return;
+  for (TKLine &line : *found) {
+    line.keepDescriptions();
+    const std::size_t length = line.textLength();
+    isFull_ = lines_.size() == kMostRecords || length > kMostRecordText - textLength_;
+    if (isFull_)
+      return;
+    textLength_ += length;
+    lines_.push_back(std::move(line));
+  }
 }
 
 } // namespace tesker

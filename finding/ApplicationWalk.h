@@ -36,6 +36,9 @@ public:
 
   // The records so far, in the order of the walk.
   const Records &lines() const { return lines_; }
+  // Whether the walk has ended early, since there are more records than one search answers
+  // (kMostRecords, kMostRecordText).
+  bool isFull() const { return isFull_; }
 
 private:
   // What the pair leads to, or nothing.
@@ -47,6 +50,8 @@ private:
 
   std::function<void()> checkMasterStillAlive_;
   Records lines_;
+  std::size_t textLength_ = 0; // of the lines
+  bool isFull_ = false;
 };
 
 } // namespace tesker

@@ -1,6 +1,7 @@
 // RecordTextFuzzer.cpp - decodes the input as an answer text. What decodes must come back equal
 // when it is encoded and decoded again.
 #include "fuzz/Silence.h"
+#include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 
 #include <cstdint>

@@ -1,5 +1,6 @@
 #include "master/Search.h"
 
+#include "parsing/RecordEncoding.h"
 #include "platform/ports/Bootstrap.h"
 #include "protocol/FinderProtocol.h"
 
@@ -15,6 +16,8 @@ namespace {
 constexpr std::chrono::seconds kTimeToEnd{2};
 // A tool that never stops sending must not keep the master from seeing everything else.
 constexpr int kDispatchesInARow = 1000;
+// Nor must an answer that is long to read.
+constexpr std::size_t kRecordsInARow = 1000;
 
 NSString stringOf(std::optional<std::string_view> text) {
   return text ? NSString::create(*text) : nullptr;
@@ -78,12 +81,16 @@ std::optional<SearchFailure> Search::startTool() {
                    "the tool " + options_.tool + " cannot be executed: " + std::strerror(error));
   }
   tool_ = std::move(*started);
-  log_.emplace(tool_->takeLogPipe(), options_.onLogLine);
+  log_.emplace(tool_->takeLogPipe(), [this](std::string_view line) {
+    incomplete_ = incomplete_ || line.starts_with(kIncompleteLine);
+    if (options_.onLogLine)
+      options_.onLogLine(line);
+  });
   return std::nullopt;
 }
 
 SearchOutcome Search::run() {
-  SearchOutcome outcome{SearchUnchanged{}, {}, 0};
+  SearchOutcome outcome{SearchUnchanged{}, false, {}, 0};
   if (std::optional<SearchFailure> failed = begin())
     outcome.result = std::move(*failed);
   else
@@ -91,6 +98,7 @@ SearchOutcome Search::run() {
   if (log_) {
     tool_->kill();
     log_->finish();
+    outcome.incomplete = incomplete_;
     outcome.logLines = log_->lines();
     outcome.logLineCount = log_->count();
   }
@@ -188,7 +196,7 @@ std::optional<SearchFailure> Search::whatEndsTheWaiting() {
     return failure(Kind::connectionLost,
                    "the connection ended " + describe(stage()) +
                        ": the tool has closed it or sent what is not understood");
-  return failure(Kind::timedOut, "timed out " + describe(stage()));
+  return timedOut();
 }
 
 SearchOutcome::Result Search::judge(const ToolEnd &end) {
@@ -209,10 +217,18 @@ SearchOutcome::Result Search::answer() {
   const NSString &text = receiver_->text();
   if (!text)
     return SearchUnchanged{};
-  std::optional<std::vector<SearchRecord>> records = decodeRecords(text.bytes());
-  if (!records)
+  EncodedRecords encoded(text.bytes());
+  if (encoded.count() > kMostRecords)
+    return failure(Kind::malformedAnswer, "the tool's answer has more records than one may have");
+  SearchAnswer answer{std::string(text.bytes()), {}};
+  while (std::optional<SearchRecord> record = encoded.next()) {
+    answer.records.push_back(std::move(*record));
+    if (answer.records.size() % kRecordsInARow == 0 && deadline_.passed())
+      return timedOut();
+  }
+  if (encoded.isMalformed())
     return failure(Kind::malformedAnswer, "the tool's answer is no list of records");
-  return SearchAnswer{std::string(text.bytes()), std::move(*records)};
+  return answer;
 }
 
 void AnswerReceiver::noteLines(const NSString &text, const NSString &key) {

@@ -74,6 +74,9 @@ private:
   void connectionHasEnded();
   SearchOutcome::Result judge(const ToolEnd &end);
   SearchOutcome::Result answer();
+  SearchFailure timedOut() const {
+    return failure(Kind::timedOut, "timed out " + describe(stage()));
+  }
 
   // Nil before the hand-over.
   NSConnection *connection() const;
@@ -95,6 +98,7 @@ private:
   std::optional<MasterHandOver> handOver_;
   std::optional<LogLines> log_;
   std::unique_ptr<ToolProcess> tool_;
+  bool incomplete_ = false; // a line of the log has said so
   bool connectionLost_ = false;
   bool cancelled_ = false;
   bool moreToDispatch_ = false; // what has come is not all taken yet

@@ -1,7 +1,10 @@
 #include "master/SearchOutcome.h"
 
+#include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
+#include "platform/foundation/NSException.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace tesker {
@@ -56,16 +59,56 @@ const std::string *SearchRecord::find(std::string_view key) const {
   return nullptr;
 }
 
+struct EncodedRecords::Reader : RecordReader {
+  using RecordReader::RecordReader;
+};
+
+// Runs the step unless the text has proved malformed, as what it raises says.
+template <class Step> void EncodedRecords::attempt(Step step) {
+  if (malformed_)
+    return;
+  try {
+    step();
+  } catch (const NSException &) {
+    malformed_ = true;
+  }
+}
+
+EncodedRecords::EncodedRecords(std::string_view text) {
+  if (!text.empty())
+    attempt([&] { reader_ = std::make_unique<Reader>(text, NSDefaultMallocZone()); });
+}
+
+EncodedRecords::EncodedRecords(EncodedRecords &&) noexcept = default;
+EncodedRecords &EncodedRecords::operator=(EncodedRecords &&) noexcept = default;
+EncodedRecords::~EncodedRecords() = default;
+
+std::size_t EncodedRecords::count() const { return reader_ ? reader_->count() : 0; }
+
+std::optional<SearchRecord> EncodedRecords::next() {
+  std::optional<SearchRecord> record;
+  attempt([&] {
+    if (const std::optional<TKLine> line = reader_ ? reader_->next() : std::nullopt)
+      record = recordOf(*line);
+  });
+  return record;
+}
+
+bool EncodedRecords::check() {
+  attempt([&] {
+    if (reader_)
+      reader_->check();
+  });
+  return !malformed_;
+}
+
 std::optional<std::vector<SearchRecord>> decodeRecords(std::string_view text) {
-  const std::optional<Records> lines =
-      decodeParsedApp(NSString::create(text), NSDefaultMallocZone());
-  if (!lines)
-    return std::nullopt;
+  EncodedRecords encoded(text);
   std::vector<SearchRecord> records;
-  records.reserve(lines->size());
-  for (const TKLine &line : *lines)
-    records.push_back(recordOf(line));
-  return records;
+  records.reserve(std::min(encoded.count(), text.size() / 2)); // announced only
+  while (std::optional<SearchRecord> record = encoded.next())
+    records.push_back(std::move(*record));
+  return encoded.isMalformed() ? std::nullopt : std::optional(std::move(records));
 }
 
 std::string encodeRecords(const std::vector<SearchRecord> &records) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,6 +27,33 @@ struct SearchRecord {
 
 // The records that the encoded text holds; nothing when it is malformed.
 [[nodiscard]] std::optional<std::vector<SearchRecord>> decodeRecords(std::string_view text);
+
+// The same one by one, for texts of which the records are not all to be in memory at once. Moves,
+// never copies.
+class EncodedRecords {
+public:
+  // The text is borrowed.
+  explicit EncodedRecords(std::string_view text);
+  EncodedRecords(EncodedRecords &&) noexcept;
+  EncodedRecords &operator=(EncodedRecords &&) noexcept;
+  ~EncodedRecords();
+
+  // How many there are, as the text announces; 0 when it is malformed at its beginning.
+  [[nodiscard]] std::size_t count() const;
+  // The next one; nothing after the last and where the text is malformed.
+  [[nodiscard]] std::optional<SearchRecord> next();
+  // Whether next() has come to something malformed.
+  [[nodiscard]] bool isMalformed() const { return malformed_; }
+  // Whether all of it is well formed. To be called before the first next().
+  [[nodiscard]] bool check();
+
+private:
+  template <class Step> void attempt(Step step);
+
+  struct Reader;
+  std::unique_ptr<Reader> reader_; // nil for empty text
+  bool malformed_ = false;
+};
 
 // The encoded text of the records. A key or value that holds a NUL cannot be read back. Of pairs
 // with one key the last counts.
@@ -76,6 +104,9 @@ struct SearchOutcome {
   using Result = std::variant<SearchAnswer, SearchUnchanged, SearchFailure>;
 
   Result result;
+  // Whether the answer lacks something, as a line of the tool's log says: what could not be read,
+  // or lay beyond the most that a search answers.
+  bool incomplete = false;
   // The last lines that the tool wrote to its log (bytes, without line feeds), and how many it
   // wrote in all.
   std::vector<std::string> logLines;

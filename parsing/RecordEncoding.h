@@ -12,31 +12,29 @@
 // (NUL written as a bar) is {type = app; path = "/Apps/Edit.app"; name = Edit; } and
 // {type = app; path = "/Apps/Mail"; }.
 //
-// Nothing is escaped: a key or value that holds a NUL corrupts the text. Values that are not
-// strings travel as their descriptions, and the reader yields every value as a string.
+// RecordDecoding.h reads it back. Nothing is escaped: a key or value that holds a NUL corrupts the
+// text. Values that are not strings travel as their descriptions, and the reader yields every value
+// as a string.
 #pragma once
 
 #include "parsing/TKLine.h"
 #include "platform/foundation/NSString.h"
 
-#include <cstdint>
-#include <optional>
+#include <cstddef>
 #include <string_view>
 
 namespace tesker {
 
+// What one search answers at most, so that no tree of files can fill the memory: some hundred times
+// what a desktop with all its applications has. The text of a record is that of its keys and
+// values, before they share what is equal.
+inline constexpr std::size_t kMostRecords = 1'000'000;
+inline constexpr std::size_t kMostRecordText = std::size_t{256} << 20;
+
+// How every log line begins that says that an answer is not all there is.
+inline constexpr std::string_view kIncompleteLine = "*** Applications Finder: incomplete: ";
+
 // The text for the records; "(0)" for none.
 [[nodiscard]] NSString encodeParsedApp(const Records &records);
-
-// The records, made in the zone, that the text holds: none for empty text, nothing when it is
-// malformed. An index that points outside the pool is logged, "==== Applications Finder: '%s'
-// yielded %d"; other malformed text gives nothing without a message. Numbers after the last record
-// are ignored.
-[[nodiscard]] std::optional<Records> decodeParsedApp(const NSString &text, NSZone &zone);
-
-// The value of lower-case hexadecimal digits, modulo 2 to the 32nd. No character is refused: any
-// byte that is not a decimal digit counts as its value minus 87. Kept: upper-case digits therefore
-// yield wrong values rather than an error, and writers have to use lower case.
-[[nodiscard]] std::uint32_t decodeHexInt(std::string_view digits);
 
 } // namespace tesker

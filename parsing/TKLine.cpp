@@ -3,6 +3,7 @@
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
 
 namespace tesker {
 
@@ -33,6 +34,19 @@ void TKLine::setObjectForKey(RefPtr<NSObject> object, const NSString &key) {
 void TKLine::setFrom(const NSDictionary &dictionary, std::string_view itsKey, const NSString &key) {
   if (NSObject *value = dictionary.objectForKey(itsKey))
     mdict_.set(key, Ref<NSObject>(*value));
+}
+
+void TKLine::keepDescriptions() {
+  for (const auto &[key, value] : mdict_)
+    if (!value->asString())
+      mdict_.set(key, descriptionOnly(*value)); // in its place
+}
+
+std::size_t TKLine::textLength() const {
+  std::size_t length = 0;
+  for (const auto &[key, value] : mdict_)
+    length += key.length() + value->description().length();
+  return length;
 }
 
 void TKLine::addEntriesFromDictionary(const NSDictionary &dictionary) {

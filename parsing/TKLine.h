@@ -71,6 +71,12 @@ public:
   void addEntriesFromDictionary(const NSDictionary &dictionary);
   void removeObjectForKey(std::string_view key) { mdict_.remove(key); }
 
+  // Values that are not strings stay as their descriptions only (descriptionOnly), which is all
+  // that travels of them.
+  void keepDescriptions();
+  // The bytes of all keys and values, before they share what is equal.
+  [[nodiscard]] std::size_t textLength() const;
+
   // Equal values for the same keys, in whatever order.
   bool operator==(const TKLine &other) const = default;
 

@@ -1,5 +1,7 @@
 #include "platform/foundation/Files.h"
 
+#include "platform/foundation/ReadFailures.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -51,8 +53,11 @@ Result<RegularFile> openRegularFile(const char *path, int directory) {
   OperatingSystem &system = OperatingSystem::current();
   RegularFile file{FileDescriptor(system.openAt(directory, path, O_RDONLY | O_NONBLOCK | O_NOCTTY)),
                    {}};
-  if (!file.descriptor || system.statDescriptor(file.descriptor.number(), file.status) != 0)
-    return Failure{errno};
+  if (!file.descriptor || system.statDescriptor(file.descriptor.number(), file.status) != 0) {
+    const Failure failure{errno};
+    noteReadFailure(failure.error);
+    return failure;
+  }
   if (!S_ISREG(file.status.st_mode))
     return Failure{EINVAL};
   return file;
@@ -75,8 +80,10 @@ Result<std::string> contentsOfFile(const NSString &path, std::size_t limit) {
                                           bytes.size() - before, static_cast<off_t>(before));
     const int error = errno;
     bytes.resize(before + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    if (got < 0)
+    if (got < 0) {
+      noteReadFailure(error);
       return Failure{error};
+    }
     if (got == 0)
       return bytes;
   }

@@ -2,7 +2,9 @@
 
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/foundation/ReadFailures.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <string>
 
@@ -11,8 +13,11 @@ namespace tesker {
 namespace {
 
 bool exists(const NSString &path, struct stat &status) {
-  return OperatingSystem::current().statAt(AT_FDCWD, path.fileSystemRepresentation(), true,
-                                           status) == 0;
+  if (OperatingSystem::current().statAt(AT_FDCWD, path.fileSystemRepresentation(), true, status) ==
+      0)
+    return true;
+  noteReadFailure(errno);
+  return false;
 }
 
 bool isDirectory(const NSString &path) {

@@ -33,14 +33,22 @@ template <class Call> auto resumed(Call call) {
 // Reads with getdents64(2), piece by piece.
 class RealDirectoryStream final : public DirectoryStream {
 public:
-  explicit RealDirectoryStream(int descriptor)
-      : descriptor_(descriptor), piece_(spare ? std::move(spare) : std::make_unique<Piece>()) {}
+  RealDirectoryStream()
+      : piece_(spare ? std::move(spare) : std::make_unique_for_overwrite<Piece>()) {}
   ~RealDirectoryStream() override {
-    ::close(descriptor_);
+    if (descriptor_ >= 0)
+      ::close(descriptor_);
     spare = std::move(piece_);
   }
   RealDirectoryStream(const RealDirectoryStream &) = delete;
   RealDirectoryStream &operator=(const RealDirectoryStream &) = delete;
+
+  // False and errno when it cannot be opened.
+  bool open(const char *path) {
+    descriptor_ =
+        resumed([&] { return ::open(path, O_RDONLY | O_NONBLOCK | O_DIRECTORY | O_CLOEXEC); });
+    return descriptor_ >= 0;
+  }
 
   std::optional<std::string_view> next() override {
     if (position_ == length_ && !fill())
@@ -49,6 +57,7 @@ public:
     position_ += entry->d_reclen;
     return entry->d_name;
   }
+  int error() const override { return error_; }
   int descriptor() const override { return descriptor_; }
 
 private:
@@ -61,15 +70,18 @@ private:
   bool fill() {
     const ssize_t got =
         resumed([&] { return ::getdents64(descriptor_, piece_->bytes, sizeof piece_->bytes); });
+    if (got < 0 && errno != ENOENT)
+      error_ = errno;
     position_ = 0;
     length_ = static_cast<std::size_t>(std::max<ssize_t>(got, 0));
     return length_ > 0;
   }
 
-  int descriptor_;
+  int descriptor_ = -1;
   std::unique_ptr<Piece> piece_;
   std::size_t position_ = 0;
   std::size_t length_ = 0;
+  int error_ = 0;
 };
 
 thread_local std::unique_ptr<RealDirectoryStream::Piece> RealDirectoryStream::spare;
@@ -101,11 +113,12 @@ UserEntry userEntryOf(const passwd &row) {
 
 int OperatingSystem::statAt(int directory, const char *name, bool followLinks,
                             struct stat &status) {
-  return ::fstatat(directory, name, &status, followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
+  return resumed(
+      [&] { return ::fstatat(directory, name, &status, followLinks ? 0 : AT_SYMLINK_NOFOLLOW); });
 }
 
 int OperatingSystem::statDescriptor(int descriptor, struct stat &status) {
-  return ::fstat(descriptor, &status);
+  return resumed([&] { return ::fstat(descriptor, &status); });
 }
 
 int OperatingSystem::access(const char *path, int mode) { return ::access(path, mode); }
@@ -140,9 +153,8 @@ int OperatingSystem::synchronize(int descriptor) {
 }
 
 std::unique_ptr<DirectoryStream> OperatingSystem::openDirectory(const char *path) {
-  const int descriptor =
-      resumed([&] { return ::open(path, O_RDONLY | O_NONBLOCK | O_DIRECTORY | O_CLOEXEC); });
-  return descriptor < 0 ? nullptr : std::make_unique<RealDirectoryStream>(descriptor);
+  auto stream = std::make_unique<RealDirectoryStream>(); // before there is anything to close
+  return stream->open(path) ? std::move(stream) : nullptr;
 }
 
 std::optional<std::string> OperatingSystem::programPath() {

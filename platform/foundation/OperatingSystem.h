@@ -27,6 +27,9 @@ public:
   // The next entry's name, in the directory's own order and with "." and ".." among them. A NUL
   // stands behind it; valid until the next call. Nothing at the end or on an error.
   virtual std::optional<std::string_view> next() = 0;
+  // The errno that ended the names before they were all told; 0 when nothing did. A directory that
+  // was removed meanwhile has ended.
+  virtual int error() const { return 0; }
   // The descriptor that entries can be examined relative to.
   virtual int descriptor() const = 0;
 };

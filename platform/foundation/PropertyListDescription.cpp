@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tesker {
 
@@ -55,36 +57,46 @@ void appendData(std::string &out, std::string_view bytes) {
   out += '>';
 }
 
-void appendObject(std::string &out, const NSObject &object);
+// In which order the pairs of dictionaries are written.
+enum class PairOrder { asInserted, byKey };
 
-void appendArray(std::string &out, const NSArray &array) {
+void appendObject(std::string &out, const NSObject &object, PairOrder order);
+
+void appendArray(std::string &out, const NSArray &array, PairOrder order) {
   out += '(';
   std::string_view separator;
   for (const auto &element : array) {
     out += separator;
-    appendObject(out, *element);
+    appendObject(out, *element, order);
     separator = ", ";
   }
   out += ')';
 }
 
 // Each pair is followed by ";" and the terminator.
-void appendPairs(std::string &out, const NSDictionary &dictionary, char terminator) {
-  for (const auto &[key, value] : dictionary) {
-    appendString(out, key.bytes());
+void appendPairs(std::string &out, const NSDictionary &dictionary, char terminator,
+                 PairOrder order) {
+  std::vector<const Pair *> pairs;
+  pairs.reserve(dictionary.count());
+  for (const Pair &pair : dictionary)
+    pairs.push_back(&pair);
+  if (order == PairOrder::byKey)
+    std::ranges::sort(pairs, {}, [](const Pair *pair) { return pair->key.bytes(); });
+  for (const Pair *pair : pairs) {
+    appendString(out, pair->key.bytes());
     out += " = ";
-    appendObject(out, *value);
+    appendObject(out, *pair->value, order);
     out += ';';
     out += terminator;
   }
 }
 
-void appendObject(std::string &out, const NSObject &object) {
+void appendObject(std::string &out, const NSObject &object, PairOrder order) {
   if (const NSArray *array = object.asArray()) {
-    appendArray(out, *array);
+    appendArray(out, *array, order);
   } else if (const NSDictionary *dictionary = object.asDictionary()) {
     out += '{';
-    appendPairs(out, *dictionary, ' ');
+    appendPairs(out, *dictionary, ' ', order);
     out += '}';
   } else if (const NSData *data = object.asData()) {
     appendData(out, data->bytes());
@@ -93,19 +105,50 @@ void appendObject(std::string &out, const NSObject &object) {
   }
 }
 
+NSString descriptionOf(const NSObject &object, PairOrder order) {
+  std::string text;
+  appendObject(text, object, order);
+  return NSString::create(text);
+}
+
+// See descriptionOnly.
+class DescribedObject final : public NSObject {
+public:
+  [[nodiscard]] static Ref<NSObject> create(const NSObject &object) {
+    return allocate<DescribedObject>(NSDefaultMallocZone(),
+                                     descriptionOf(object, PairOrder::asInserted),
+                                     descriptionOf(object, PairOrder::byKey));
+  }
+  std::size_t hash() const override { return identity_.hash(); }
+  bool isEqual(const NSObject &other) const override {
+    const auto *described = dynamic_cast<const DescribedObject *>(&other);
+    return described != nullptr && identity_ == described->identity_;
+  }
+  NSString description() const override { return description_; }
+
+private:
+  friend NSObject;
+  DescribedObject(NSString description, const NSString &identity)
+      : description_(std::move(description)),
+        identity_(description_ == identity ? description_ : identity) {}
+
+  NSString description_;
+  NSString identity_; // equal for equal objects: the description with the pairs ordered by key
+};
+
 } // namespace
 
 NSString propertyListDescription(const NSObject &object) {
   if (const NSString string = object.asString())
     return string;
-  std::string text;
-  appendObject(text, object);
-  return NSString::create(text);
+  return descriptionOf(object, PairOrder::asInserted);
 }
+
+Ref<NSObject> descriptionOnly(const NSObject &object) { return DescribedObject::create(object); }
 
 NSString descriptionInStringsFileFormat(const NSDictionary &dictionary) {
   std::string text;
-  appendPairs(text, dictionary, '\n');
+  appendPairs(text, dictionary, '\n', PairOrder::asInserted);
   return NSString::create(text);
 }
 

@@ -1,6 +1,9 @@
 #include "platform/images/ImageSource.h"
 
+#include "platform/foundation/ReadFailures.h"
+
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace tesker {
@@ -54,6 +57,8 @@ std::size_t FileImage::readFile(std::uint64_t offset, std::span<std::byte> buffe
     return 0;
   const ssize_t got = OperatingSystem::current().readAt(file_.number(), buffer.data(), length,
                                                         static_cast<off_t>(offset));
+  if (got < 0)
+    noteReadFailure(errno);
   return static_cast<std::size_t>(std::max<ssize_t>(got, 0));
 }
 

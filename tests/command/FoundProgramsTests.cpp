@@ -1,4 +1,4 @@
-#include "command/FoundPrograms.h"
+#include "command/RecordTable.h"
 
 #include <gmock/gmock.h>
 
@@ -14,46 +14,49 @@ SearchRecord recordOf(const char *path, const char *type, const char *name) {
 }
 
 TEST(FoundPrograms, AreOneForEachPath) {
-  const auto programs = programsOf(
-      {recordOf("/a", "app", "A"), recordOf("/b", "app", "B"), recordOf("/a", "extension", "txt")});
+  const auto programs =
+      programsOf(recordsIn({recordOf("/a", "app", "A"), recordOf("/b", "app", "B"),
+                            recordOf("/a", "extension", "txt")}));
   ASSERT_THAT(programs, SizeIs(2));
   EXPECT_EQ(programs[0].path, "/a");
   EXPECT_THAT(programs[0].names.list(), ElementsAre("A"));
   EXPECT_THAT(programs[0].extensions.list(), ElementsAre("txt"));
   EXPECT_THAT(programs[1].extensions.list(), IsEmpty());
-  EXPECT_THAT(programsOf({}), IsEmpty());
+  EXPECT_THAT(programsOf(recordsIn({})), IsEmpty());
 }
 
 TEST(FoundPrograms, AreNamedByTheApplicationRatherThanByWhatItOffers) {
   const auto programs =
-      programsOf({recordOf("/a", "services", "Define"), recordOf("/a", "bundle", "Book"),
-                  recordOf("/a", "app", "Dictionary")});
+      programsOf(recordsIn({recordOf("/a", "services", "Define"), recordOf("/a", "bundle", "Book"),
+                            recordOf("/a", "app", "Dictionary")}));
   EXPECT_THAT(programs.at(0).names.list(), ElementsAre("Book", "Dictionary"));
 }
 
 TEST(FoundPrograms, AreNamedByWhatTheyOfferWhereNoApplicationIs) {
-  const auto programs =
-      programsOf({recordOf("/a", "services", "Define"), recordOf("/a", "extension", "txt")});
+  const auto programs = programsOf(
+      recordsIn({recordOf("/a", "services", "Define"), recordOf("/a", "extension", "txt")}));
   EXPECT_THAT(programs.at(0).names.list(), ElementsAre("Define"));
 }
 
 TEST(FoundPrograms, HaveEachWordOnceInTheOrderOfTheRecords) {
   const auto programs =
-      programsOf({recordOf("/a", "extension", "txt"), recordOf("/a", "extension", "rtf"),
-                  recordOf("/a", "extension", ""), recordOf("/a", "extension", "txt")});
+      programsOf(recordsIn({recordOf("/a", "extension", "txt"), recordOf("/a", "extension", "rtf"),
+                            recordOf("/a", "extension", ""), recordOf("/a", "extension", "txt")}));
   EXPECT_THAT(programs.at(0).extensions.list(), ElementsAre("txt", "rtf"));
   EXPECT_THAT(programs[0].types.list(), ElementsAre("extension"));
 }
 
 TEST(FoundPrograms, AreApplicationsFirst) {
-  const auto programs = programsOf({recordOf("/a", "services", "x"), recordOf("/a", "bundle", "y"),
-                                    recordOf("/a", "app", "z"), recordOf("/a", "extension", "e")});
+  const auto programs =
+      programsOf(recordsIn({recordOf("/a", "services", "x"), recordOf("/a", "bundle", "y"),
+                            recordOf("/a", "app", "z"), recordOf("/a", "extension", "e")}));
   EXPECT_THAT(programs.at(0).types.list(), ElementsAre("app", "services", "bundle"));
 }
 
 TEST(FoundPrograms, OfOneNameAreSortedByPath) {
-  const auto programs = programsOf({recordOf("/b", "app", "Edit"), recordOf("/c", "app", "Draw"),
-                                    recordOf("/a", "app", "Edit")});
+  const auto programs =
+      programsOf(recordsIn({recordOf("/b", "app", "Edit"), recordOf("/c", "app", "Draw"),
+                            recordOf("/a", "app", "Edit")}));
   ASSERT_THAT(programs, SizeIs(3));
   EXPECT_EQ(programs[0].path, "/c");
   EXPECT_EQ(programs[1].path, "/a");
@@ -63,9 +66,9 @@ TEST(FoundPrograms, OfOneNameAreSortedByPath) {
 TEST(FoundPrograms, AreNotSuitableWhenOneRecordSaysSo) {
   SearchRecord unsuitable = recordOf("/a", "app", "A");
   unsuitable.pairs.emplace_back("suitable", "no");
-  const auto programs = programsOf({unsuitable, recordOf("/a", "extension", "txt")});
+  const auto programs = programsOf(recordsIn({unsuitable, recordOf("/a", "extension", "txt")}));
   EXPECT_FALSE(programs.at(0).suitable);
-  EXPECT_TRUE(programsOf({recordOf("/a", "app", "A")}).at(0).suitable);
+  EXPECT_TRUE(programsOf(recordsIn({recordOf("/a", "app", "A")})).at(0).suitable);
 }
 
 } // namespace

@@ -54,7 +54,7 @@ void expectRoundTrip(const Records &records) {
   const std::string document = captured([&](Output &output) {
     const std::unique_ptr<ResultWriter> writer = makeResultWriter(Format::json, output);
     writer->begin();
-    writer->add({"decode", std::nullopt, &answer});
+    writer->add(resultOf("decode", std::nullopt, &answer));
     writer->end();
   });
   EXPECT_EQ(encodeRecords(recordsFromJSON(document)), text);

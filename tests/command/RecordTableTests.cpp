@@ -14,7 +14,7 @@ protected:
   void add(SearchRecord record) { answer.records.push_back(std::move(record)); }
   std::string table(std::size_t columns = 0, bool unchanged = false) {
     return captured([&](Output &output) {
-      writeTable(output, {"list", "/Apps", unchanged ? nullptr : &answer}, columns);
+      writeTable(output, resultOf("list", "/Apps", unchanged ? nullptr : &answer), columns);
     });
   }
   SearchAnswer answer;

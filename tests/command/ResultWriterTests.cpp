@@ -27,8 +27,8 @@ std::string printed(Format format, const std::vector<Answer> &answers) {
     const std::unique_ptr<ResultWriter> writer = makeResultWriter(format, output);
     writer->begin();
     for (const auto &[request, key, answer] : answers)
-      writer->add({request, key != nullptr ? std::optional<std::string>(key) : std::nullopt,
-                   answer ? &*answer : nullptr});
+      writer->add(resultOf(request, key != nullptr ? std::optional<std::string>(key) : std::nullopt,
+                           answer ? &*answer : nullptr));
     writer->end();
   });
 }

@@ -2,6 +2,7 @@
 
 #include "examples/MachOWriter.h"
 #include "master/FinderMaster.h"
+#include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RecordTexts.h"

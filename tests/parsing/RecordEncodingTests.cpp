@@ -1,3 +1,4 @@
+#include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 
 #include "platform/foundation/NSData.h"

@@ -1,0 +1,111 @@
+// RecordDecoding.h - the records back out of the text that carries them (RecordEncoding.h).
+//
+// Whoever sends the text may be hostile. What reading it takes beside the records themselves is at
+// most about twice the text: numbers are read where they stand, and a piece of the pool becomes a
+// string when a record first wants it, the same bytes for all.
+#pragma once
+
+#include "parsing/TKLine.h"
+#include "platform/foundation/NSString.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tesker {
+
+// The records, made in the zone, that the text holds: none for empty text, nothing when it is
+// malformed. An index that points outside the pool is logged, "==== Applications Finder: '%s'
+// yielded %d"; other malformed text gives nothing without a message. Numbers after the last record
+// are ignored. The index list may be any property list with an array of strings as long as it has
+// no more than kLargestForeignList bytes; beyond that only what encodeParsedApp writes is read.
+[[nodiscard]] std::optional<Records> decodeParsedApp(const NSString &text, NSZone &zone);
+inline constexpr std::size_t kLargestForeignList = std::size_t{1} << 20;
+
+// The value of lower-case hexadecimal digits, modulo 2 to the 32nd. No character is refused: any
+// byte that is not a decimal digit counts as its value minus 87. Kept: upper-case digits therefore
+// yield wrong values rather than an error, and writers have to use lower case.
+[[nodiscard]] std::uint32_t decodeHexInt(std::string_view digits);
+
+// ---- one record at a time ----
+
+// The pieces of the pool, found by their numbers.
+class PoolTexts {
+public:
+  // The pool with a NUL behind every piece; borrowed.
+  explicit PoolTexts(std::string_view pool);
+  std::size_t count() const { return count_; }
+  // Precondition: the index is below the count.
+  const NSString &at(std::size_t index);
+
+private:
+  // Where every fourth piece begins: in between a look is cheaper than the memory.
+  static constexpr std::size_t kStride = 4;
+  static constexpr std::size_t kBlock = 512;
+  using Block = std::array<NSString, kBlock>;
+
+  std::string_view pieceAt(std::size_t index) const;
+
+  std::string_view pool_;
+  std::size_t count_ = 0;
+  std::vector<std::uint32_t> starts_;
+  std::vector<std::unique_ptr<Block>> strings_; // made as they are wanted
+};
+
+// The numbers of the index list, one after the other.
+class IndexNumbers {
+public:
+  // The list's bytes; borrowed. Raises an NSException when it is not a list that may be read.
+  explicit IndexNumbers(std::string_view list);
+  // The next one. Raises when there is none left.
+  std::uint32_t next();
+  // How many there can be at most from here on.
+  std::size_t most() const { return rest_.size() / 2 + 1; }
+  // The same numbers from the first on.
+  void rewind();
+  // How many have been taken.
+  std::size_t taken() const { return taken_; }
+  // The number's text, as it stands in the list.
+  NSString tokenAt(std::size_t place) const;
+
+private:
+  std::string_view list_;
+  std::string rewritten_; // a list in another form, in the plain one
+  std::string_view plain_;
+  std::string_view rest_;
+  std::size_t taken_ = 0;
+};
+
+// All methods raise an NSException where the text is malformed; a bad index is logged first.
+class RecordReader {
+public:
+  // The text is borrowed; not empty.
+  RecordReader(std::string_view text, NSZone &zone);
+
+  // How many records are announced.
+  std::uint32_t count() const { return count_; }
+  // The next record; nothing after the last.
+  std::optional<TKLine> next();
+  // Goes through the rest as next() does, without making records, and back to the first.
+  void check();
+
+private:
+  struct IndexPair {
+    std::size_t key;
+    std::size_t value;
+  };
+  IndexPair nextPair();
+  [[noreturn]] void refuse(std::size_t place, std::uint32_t number) const;
+
+  NSZone &zone_;
+  IndexNumbers numbers_;
+  PoolTexts texts_;
+  std::uint32_t count_;
+  std::uint32_t read_ = 0;
+};
+
+} // namespace tesker

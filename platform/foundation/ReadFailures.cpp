@@ -1,0 +1,36 @@
+#include "platform/foundation/ReadFailures.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <new>
+#include <system_error>
+
+namespace tesker {
+
+namespace {
+
+// The answers of a file that is not there, is not ours to read, or cannot be read by its nature.
+constexpr std::array kOrdinary = {ENOENT, ENOTDIR,      EACCES, EPERM,
+                                  ELOOP,  ENAMETOOLONG, ENXIO,  ENODEV};
+
+thread_local ReadFailures *listening = nullptr;
+
+} // namespace
+
+ReadFailures::ReadFailures() : before_(listening) { listening = this; }
+
+ReadFailures::~ReadFailures() { listening = before_; }
+
+void noteReadFailure(int error) {
+  if (listening == nullptr || std::ranges::find(kOrdinary, error) != kOrdinary.end())
+    return;
+  if (error == ENOMEM)
+    throw std::bad_alloc();
+  if (error == EMFILE || error == ENFILE)
+    throw std::system_error(error, std::generic_category());
+  if (listening->count_++ == 0)
+    listening->firstError_ = error;
+}
+
+} // namespace tesker
