@@ -4,7 +4,6 @@
 #include "filesystem/DirectoryListing.h"
 #include "filesystem/UsersAndGroups.h"
 #include "paths/PathFunctions.h"
-#include "platform/foundation/NSException.h"
 
 #include <algorithm>
 #include <iterator>
@@ -74,25 +73,6 @@ std::optional<NSFileAttributes> CachingFileManager::_privateStatDir(const NSStri
                                                                     const NSString &file) {
   return namesDirectoryItself(file) ? globalCachedDirStat(dir, true)
                                     : dirFileStatsCache_.statDir(dir, file);
-}
-
-std::optional<Names> CachingFileManager::_privateLStatDir(const NSString &dir, bool filterDots,
-                                                          bool filterBackups,
-                                                          std::vector<NSFileAttributes> &infos) {
-  try {
-    auto names = childrenForDirPath(dir, filterDots, filterBackups);
-    if (!names)
-      return std::nullopt;
-    for (const NSString &name : *names) {
-      const auto info = _privateLstatDir(dir, name);
-      if (!info) // it vanished, and nothing stands for it in infos
-        return std::nullopt;
-      infos.push_back(*info);
-    }
-    return names;
-  } catch (const NSException &) {
-    return std::nullopt;
-  }
 }
 
 bool CachingFileManager::isAccessible(int mode, const NSString &dir, const NSString &file) {

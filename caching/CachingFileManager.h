@@ -48,18 +48,12 @@ public:
   // Every living cache, oldest first; borrowed.
   const std::pmr::vector<FilerCache *> &caches() const { return FilerCache::living(); }
 
-  // A file that is nil or "." is the directory itself. _privateStatNoMountDir is inherited: it asks
-  // through these two.
+  // A file that is nil or "." is the directory itself. What is inherited asks through these two and
+  // childrenForDirPath: _privateStatNoMountDir, _privateLStatDir and the rest.
   [[nodiscard]] std::optional<NSFileAttributes> _privateLstatDir(const NSString &dir,
                                                                  const NSString &file) override;
   [[nodiscard]] std::optional<NSFileAttributes> _privateStatDir(const NSString &dir,
                                                                 const NSString &file) override;
-  // From the cached listing and the cached attributes of each name. An exception that the
-  // file-system layer raises gives nothing, too.
-  [[nodiscard]] std::optional<Names>
-  _privateLStatDir(const NSString &dir, bool filterDots, bool filterBackups,
-                   std::vector<NSFileAttributes> &infos) override;
-
   // Whether the process's user may use the file as the bits of mode say (4 read, 2 write, 1
   // execute), judged from the cached attributes. A magic directory may always be used, and mode 0
   // is always granted, also for a file that is not there. Only one triplet counts: an owner who is
