@@ -210,6 +210,19 @@ TEST_F(CachingFileManagerTest, FlushChildrenNamesCacheForgetsTheListingsOnly) {
   manager().flushChildrenNamesCache();
   EXPECT_EQ(FilerNameDirCachePeer::count(CachingFileManagerPeer::listings()), 0U);
   EXPECT_EQ(FilerDirCachePeer::count(CachingFileManagerPeer::types()), 1U);
+  EXPECT_NE(globalEntry("/a"), nullptr);
+}
+
+// By then another directory may be at the path than the one that was last looked at.
+TEST_F(CachingFileManagerTest, FlushDirFlushesTheDirectoryThatIsAtThePathNow) {
+  disk.addFile("/b/f");
+  static_cast<void>(globalStat("/a"));
+  static_cast<void>(manager()._privateLstatDir("/b"_ns, "f"_ns));
+  disk.setMode("/b/f", 0600);
+  disk.move("/a", "/old");
+  disk.move("/b", "/a");
+  manager().flushDir("/a"_ns);
+  EXPECT_EQ(manager().getLModeDir("/a"_ns, "f"_ns), S_IFREG | 0600);
 }
 
 TEST_F(CachingFileManagerTest, FlushVeryOldAddsUpAllCaches) {
@@ -345,6 +358,13 @@ TEST_F(CachingFileManagerTest, ATellerMayVetoWritingAndIsAskedForNothingElse) {
   EXPECT_TRUE(may(4, "f"));
   EXPECT_FALSE(manager().access(2, "/a"_ns, nullptr));
   EXPECT_THAT(teller.asked, ElementsAre("/a f", "/a f", "/a f", "/a (nil)"));
+}
+
+TEST_F(CachingFileManagerTest, ATellerIsAskedAboutAFileThatIsNotThereToo) {
+  TellerDouble teller;
+  manager().registerIsWritableDeviceTeller(&teller);
+  EXPECT_FALSE(may(2, "nothing"));
+  EXPECT_THAT(teller.asked, ElementsAre("/a nothing"));
 }
 
 TEST_F(CachingFileManagerTest, AccessNeverRaises) {

@@ -165,6 +165,29 @@ TEST_F(DirCacheTest, TheLastDirectoryIsGivenAgainWithoutALook) {
   EXPECT_FALSE(text("/a"));
 }
 
+TEST_F(DirCacheTest, OnlyALookUpThatFindsADirectoryMakesItTheLast) {
+  insert("/a", "value"_ns);
+  EXPECT_FALSE(FilerDirCachePeer::lastName(cache));
+  static_cast<void>(text("/a"));
+  EXPECT_EQ(FilerDirCachePeer::lastName(cache), "/a"_ns);
+  static_cast<void>(text("/b"));
+  EXPECT_EQ(FilerDirCachePeer::lastName(cache), "/a"_ns);
+}
+
+TEST_F(DirCacheTest, OneInodeOnTwoDevicesIsTwoDirectories) {
+  struct stat record {};
+  record.st_mode = S_IFDIR | 0755;
+  record.st_dev = 77;
+  record.st_ino = disk.peek("/a", false)->inode;
+  FilerTS now;
+  setFilerTS(now);
+  fillGlobalCachedDirLStat("/mounted"_ns, NSFileAttributes(record), now);
+  insert("/a", "value"_ns);
+  EXPECT_FALSE(text("/mounted"));
+  insert("/mounted", "other"_ns);
+  EXPECT_EQ(FilerDirCachePeer::count(cache), 2U);
+}
+
 TEST_F(DirCacheTest, TheMemoryIsNotUsedWhenSwitchedOff) {
   staticCacheEnabled = false;
   insert("/a", "value"_ns);
@@ -361,8 +384,10 @@ TEST_F(VeryOldDirsTest, EntriesAreFlushedInReverseOrderOfCollection) {
 
 TEST_F(VeryOldDirsTest, AFlushForgetsTheLastDirectory) {
   makeOldEntries();
+  static_cast<void>(text("/"));
+  ASSERT_EQ(FilerDirCachePeer::lastName(cache), "/"_ns);
   static_cast<void>(cache.flushVeryOld(99));
-  EXPECT_FALSE(FilerDirCachePeer::lastName(cache));
+  EXPECT_FALSE(FilerDirCachePeer::lastName(cache)) << "though it was not flushed itself";
 }
 
 // The newest time is sought from 0 upwards.

@@ -69,6 +69,16 @@ TEST_F(FileStatsCacheTest, AChangeInTheValidationsSecondGoesUnseenUntilTheNext) 
   EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600) << "the generation tells them apart";
 }
 
+TEST_F(FileStatsCacheTest, AValidationThatIsNotForTheCacheLeavesItsEntriesFresh) {
+  static_cast<void>(lstat("f"));
+  disk.setMode("/a/f", 0600);
+  disk.tick();
+  manager().validate(1);
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0644);
+  manager().validate(4);
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
+}
+
 TEST_F(FileStatsCacheTest, AFailureIsRememberedUntilTheNextValidation) {
   EXPECT_FALSE(lstat("late"));
   static_cast<void>(lstat("f"));
@@ -110,8 +120,11 @@ TEST_F(FileStatsCacheTest, ASubdirectoryAlsoFillsTheGlobalStatCacheWithTheSameSt
 TEST_F(FileStatsCacheTest, FilesAndLinksDoNotFillTheGlobalStatCache) {
   static_cast<void>(lstat("f"));
   static_cast<void>(lstat("link"));
+  disk.addLink("/a/magic", "nothing", 01777);
+  static_cast<void>(lstat("magic"));
   EXPECT_EQ(globalEntry("/a/f"), nullptr);
   EXPECT_EQ(globalEntry("/a/link"), nullptr);
+  EXPECT_EQ(globalEntry("/a/magic"), nullptr);
 }
 
 TEST_F(FileStatsCacheTest, ALinkIsFollowedAnewOnEveryCall) {
@@ -163,6 +176,24 @@ TEST_F(FileStatsCacheTest, TheLastFileSurvivesResetAndFlushes) {
   EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
   static_cast<void>(lstat("g"));
   EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
+}
+
+TEST_F(FileStatsCacheTest, AFileThatIsNotThereIsTheLastFileToo) {
+  static_cast<void>(lstat("late"));
+  EXPECT_EQ(DirFileStatsCachePeer::lastFile(), "late"_ns);
+  disk.addFile("/a/late");
+  manager().reset();
+  disk.takeAllCalls();
+  EXPECT_FALSE(lstat("late"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(FileStatsCacheTest, AnAnswerOutOfTheTableIsTheLastFileToo) {
+  const auto info = lstat("f");
+  static_cast<void>(lstat("g"));
+  static_cast<void>(lstat("f"));
+  EXPECT_EQ(DirFileStatsCachePeer::lastFile(), "f"_ns);
+  EXPECT_EQ(DirFileStatsCachePeer::lastInfo(), info);
 }
 
 TEST_F(FileStatsCacheTest, TheLastFileIsKnownByItsBytes) {

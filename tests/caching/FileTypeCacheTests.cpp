@@ -139,6 +139,11 @@ TEST_F(FileTypeCacheTest, ABrokenPairIsLogged) {
   EXPECT_THAT(log.syslogged, ElementsAre("*** checkDirFile invariant broken for '/a','sub/f'"));
 }
 
+TEST_F(FileTypeCacheTest, ABrokenPairIsLoggedAlsoForTheDirectoryItself) {
+  EXPECT_EQ(cache.getFilerTypeDir("a"_ns, "."_ns), 0);
+  EXPECT_THAT(log.syslogged, ElementsAre("*** checkDirFile invariant broken for 'a','.'"));
+}
+
 TEST_F(FileTypeCacheTest, ATypeOutlivesAValidationAsLongAsTheDirectoryIsUnchanged) {
   static_cast<void>(type("f"));
   displaceLastDirectory();
@@ -256,7 +261,8 @@ TEST_F(ChildrenNamesCacheTest, AnUnchangedDirectoryCostsOneStatAfterAValidation)
 
 TEST_F(ChildrenNamesCacheTest, ADirectoryThatCannotBeListedIsAskedForEveryTime) {
   EXPECT_FALSE(names("/nothing"));
-  disk.takeAllCalls();
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("opendir /nothing", "lstat /nothing"));
+  EXPECT_EQ(FilerNameDirCachePeer::count(cache), 1U) << "kept, but not as a listing";
   EXPECT_FALSE(names("/nothing"));
   EXPECT_THAT(disk.takeCalls(), ElementsAre("opendir /nothing"));
 }

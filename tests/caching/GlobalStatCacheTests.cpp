@@ -147,6 +147,15 @@ TEST_F(GlobalStatCacheTest, AFailureIsRememberedUntilTheNextValidation) {
   EXPECT_TRUE(globalStat("/late"));
 }
 
+TEST_F(GlobalStatCacheTest, AFailureOfTheLastDirectoryIsGivenAgainAlsoAfterAValidation) {
+  EXPECT_FALSE(globalStat("/late"));
+  disk.addDirectory("/late");
+  validateLater();
+  disk.takeAllCalls();
+  EXPECT_FALSE(globalStat("/late"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
 TEST_F(GlobalStatCacheTest, ARefreshForgetsWhereALinkLed) {
   static_cast<void>(globalStat("/link", true));
   displaceLastDirectory();
