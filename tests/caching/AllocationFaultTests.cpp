@@ -47,6 +47,7 @@ TEST_F(AllocationFaultTest, AnyAllocationThatFailsLeavesTheCachesWhole) {
     for (const auto state : {State::cold, State::stale}) {
       prepare(state, request);
       const std::string right = request.ask();
+      const auto records = recordsInUse();
       forgetAll();
       const auto level = filerZone().bytesInUse();
       for (std::size_t n = 1;; ++n) {
@@ -67,6 +68,7 @@ TEST_F(AllocationFaultTest, AnyAllocationThatFailsLeavesTheCachesWhole) {
         checkNothingIsHalfMade();
         EXPECT_TRUE(raised) << "a lack of memory is not an answer";
         EXPECT_EQ(request.ask(), right) << "asked again";
+        EXPECT_EQ(recordsInUse(), records);
         forgetAll();
         EXPECT_EQ(filerZone().bytesInUse(), level);
       }

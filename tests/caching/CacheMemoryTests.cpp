@@ -46,6 +46,15 @@ TEST_F(CacheMemoryTest, MemoryReturnsToItsLevelAfterAReset) {
   }
 }
 
+TEST_F(CacheMemoryTest, TheGlobalTableGivesAllItsMemoryBack) {
+  const auto level = filerZone().bytesInUse();
+  for (int i = 0; i < 1000; ++i)
+    static_cast<void>(globalStat("/nothing" + std::to_string(i)));
+  EXPECT_GT(filerZone().bytesInUse(), level);
+  forgetAll();
+  EXPECT_EQ(filerZone().bytesInUse(), level);
+}
+
 TEST_F(CacheMemoryTest, PagesOfEntriesAreUsedAgain) {
   fill();
   const auto pages = nbDirFileStatEntryPages;

@@ -2,6 +2,7 @@
 #include "platform/foundation/NSException.h"
 #include "tests/caching/CachingTest.h"
 
+#include <cstdlib>
 #include <new>
 
 namespace tesker::test {
@@ -40,6 +41,19 @@ TEST_F(CachingFileManagerTest, InitializeRunsOnceAndMakesTheThreeCaches) {
   EXPECT_NE(dynamic_cast<const ChildrenNamesCache *>(caches[2]), nullptr);
   for (const FilerCache *cache : caches)
     EXPECT_EQ(&cache->zone(), &filerZone());
+}
+
+// In a process of its own, where nothing has been asked yet.
+TEST(CachingFileManagerFirstUseTest, CountsAsAValidation) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto useFirst = [] {
+    FakeDisk disk;
+    const ScopedOperatingSystem inForce(disk);
+    const FilerTS before = globalLastValidateDate;
+    static_cast<void>(CachingFileManager::classObject());
+    std::_Exit(before == FilerTS{} && globalLastValidateDate == FilerTS{1000, 0} ? 0 : 1);
+  };
+  EXPECT_EXIT(useFirst(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(CachingFileManagerTest, NoFileOrDotIsTheDirectoryItself) {
@@ -222,6 +236,7 @@ TEST_F(CachingFileManagerTest, FlushDirFlushesTheDirectoryThatIsAtThePathNow) {
   disk.move("/a", "/old");
   disk.move("/b", "/a");
   manager().flushDir("/a"_ns);
+  displaceLastDirectory();
   EXPECT_EQ(manager().getLModeDir("/a"_ns, "f"_ns), S_IFREG | 0600);
 }
 

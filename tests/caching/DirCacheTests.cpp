@@ -174,18 +174,23 @@ TEST_F(DirCacheTest, OnlyALookUpThatFindsADirectoryMakesItTheLast) {
   EXPECT_EQ(FilerDirCachePeer::lastName(cache), "/a"_ns);
 }
 
-TEST_F(DirCacheTest, OneInodeOnTwoDevicesIsTwoDirectories) {
-  struct stat record {};
-  record.st_mode = S_IFDIR | 0755;
-  record.st_dev = 77;
-  record.st_ino = disk.peek("/a", false)->inode;
-  FilerTS now;
-  setFilerTS(now);
-  fillGlobalCachedDirLStat("/mounted"_ns, NSFileAttributes(record), now);
+TEST_F(DirCacheTest, DirectoriesAreKnownByDeviceAndInodeTogether) {
+  const ino_t inode = disk.peek("/a", false)->inode;
   insert("/a", "value"_ns);
-  EXPECT_FALSE(text("/mounted"));
-  insert("/mounted", "other"_ns);
-  EXPECT_EQ(FilerDirCachePeer::count(cache), 2U);
+  // So many that some of them stand in one place of the table, and one with the same hash.
+  std::vector<DirFileUID> others{{inode, 1}};
+  for (dev_t device = 2; device < 50; ++device)
+    others.push_back({device, inode});
+  for (const DirFileUID &other : others) {
+    struct stat record {};
+    record.st_mode = S_IFDIR | 0755;
+    record.st_dev = other.device;
+    record.st_ino = other.inode;
+    const std::string path = "/on" + std::to_string(other.device);
+    fillGlobalCachedDirLStat(NSString::create(path), NSFileAttributes(record),
+                             globalLastValidateDate);
+    EXPECT_FALSE(text(path)) << other.device << ' ' << other.inode;
+  }
 }
 
 TEST_F(DirCacheTest, TheMemoryIsNotUsedWhenSwitchedOff) {

@@ -139,6 +139,12 @@ TEST_F(FileStatsCacheTest, ALinkIsFollowedAnewOnEveryCall) {
   EXPECT_THAT(log.logged, IsEmpty());
 }
 
+TEST_F(FileStatsCacheTest, AMagicDirectoryIsFollowedLikeAnyLink) {
+  disk.addLink("/a/magic", "f", 01777);
+  EXPECT_TRUE(lstat("magic")->isMagicDirectory());
+  EXPECT_EQ(inodeOf(stat("magic")), inode("/a/f"));
+}
+
 TEST_F(FileStatsCacheTest, AFollowedRecordLivesAsLongAsItsEntry) {
   const auto records = recordsInUse();
   static_cast<void>(stat("link"));
@@ -205,6 +211,7 @@ TEST_F(FileStatsCacheTest, TheLastFileIsKnownByItsBytes) {
   EXPECT_EQ(inodeOf(cache.lstatDir("/a"_ns, "g"_ns)), inode("/a/g"));
   disk.addDirectory("/b");
   EXPECT_FALSE(cache.lstatDir("/b"_ns, "g"_ns));
+  EXPECT_EQ(inodeOf(cache.lstatDir("/a"_ns, "g"_ns)), inode("/a/g"));
 }
 
 TEST_F(FileStatsCacheTest, Inconsistency1IsReportedForALinkWhoseDirectoryWasFlushed) {

@@ -60,6 +60,11 @@ TEST_F(FileTypeCacheTest, TypesOfFilesThemselves) {
   }
 }
 
+TEST_F(FileTypeCacheTest, AllFilesOfATypeShareOneString) {
+  EXPECT_TRUE(type("fifo").isSameObjectAs(type("socket")));
+  EXPECT_TRUE(type("f").isSameObjectAs(type("toFile")));
+}
+
 TEST_F(FileTypeCacheTest, AMountPointIsDirectoryChangeDevAndASubdirectoryDirectorySameDev) {
   EXPECT_EQ(type("mount"), "DirectoryChangeDev"_ns);
   EXPECT_EQ(number("mount"), 2);
