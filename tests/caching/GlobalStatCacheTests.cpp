@@ -238,6 +238,7 @@ TEST_F(GlobalStatCacheTest, FillReplacesAnEntryThatLedNowhereYet) {
   fillGlobalCachedDirLStat("/link"_ns, offered, FilerTS{1003, 9});
   EXPECT_EQ(globalEntry("/link")->statInfo, offered);
   EXPECT_EQ(globalEntry("/link")->lastCheck, (FilerTS{1003, 9}));
+  EXPECT_EQ(globalStatState().lastCacheDir, "/"_ns) << "what is offered was not asked for";
 }
 
 TEST_F(GlobalStatCacheTest, FillChangesNothingWhereTheLinksTargetIsKnown) {
