@@ -127,7 +127,7 @@ TEST_F(FileStatsCacheTest, FilesAndLinksDoNotFillTheGlobalStatCache) {
   EXPECT_EQ(globalEntry("/a/magic"), nullptr);
 }
 
-TEST_F(FileStatsCacheTest, ALinkIsFollowedAnewOnEveryCall) {
+TEST_F(FileStatsCacheTest, ALinkIsFollowedAgainOnEveryCall) {
   EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
   disk.takeAllCalls();
   EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));

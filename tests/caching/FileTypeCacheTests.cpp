@@ -86,7 +86,7 @@ TEST_F(FileTypeCacheTest, ALinkIsOfTheTypeOfItsTarget) {
   EXPECT_EQ(type("toFifo"), "Other"_ns);
 }
 
-TEST_F(FileTypeCacheTest, TypesOfLinksAreFoundOutAnewEachTime) {
+TEST_F(FileTypeCacheTest, TypesOfLinksAreFoundOutAgainEachTime) {
   EXPECT_EQ(type("toSub"), "Directory"_ns);
   disk.takeAllCalls();
   EXPECT_EQ(type("toSub"), "Directory"_ns);
