@@ -19,6 +19,8 @@
 // MemoryPerEntry has the bytes of all zones and of the entry pages for each file whose attributes
 // are cached, the listing not counted.
 #include "caching/CachingFileManager.h"
+#include "caching/DirFileStatEntry.h"
+#include "caching/NameTable.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/OperatingSystem.h"
 

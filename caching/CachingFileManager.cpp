@@ -1,10 +1,12 @@
 #include "caching/CachingFileManager.h"
 
+#include "caching/DirFileStatsCache.h"
+#include "caching/FileTypeCache.h"
+#include "caching/FilerNameDirCache.h"
 #include "caching/GlobalStatCache.h"
 #include "filesystem/DirectoryListing.h"
 #include "filesystem/UsersAndGroups.h"
 #include "paths/PathFunctions.h"
-#include "platform/foundation/NSException.h"
 
 #include <algorithm>
 #include <iterator>
@@ -46,10 +48,14 @@ bool isPermitted(int mode, const NSFileAttributes &info) {
 
 } // namespace
 
-CachingFileManager::CachingFileManager()
-    : dirFileStatsCache_(kValidateFiles, tesker::filerZone()),
-      fileTypeCache_(kValidateFiles, tesker::filerZone()),
-      childrenNamesCache_(kValidateListings, tesker::filerZone()) {}
+// Made in this order, which is that of the list of caches.
+struct CachingFileManager::Caches {
+  DirFileStatsCache dirFileStats{kValidateFiles, tesker::filerZone()};
+  FileTypeCache fileTypes{kValidateFiles, tesker::filerZone()};
+  ChildrenNamesCache childrenNames{kValidateListings, tesker::filerZone()};
+};
+
+CachingFileManager::CachingFileManager() : caches_(std::make_unique<Caches>()) {}
 
 CachingFileManager &CachingFileManager::classObject() {
   static CachingFileManager &object = initialize();
@@ -64,35 +70,20 @@ CachingFileManager &CachingFileManager::initialize() {
 
 void CachingFileManager::bumpGeneration() { ++generation; }
 
+const std::pmr::vector<FilerCache *> &CachingFileManager::caches() const {
+  return FilerCache::living();
+}
+
 std::optional<NSFileAttributes> CachingFileManager::_privateLstatDir(const NSString &dir,
                                                                      const NSString &file) {
   return namesDirectoryItself(file) ? globalCachedDirStat(dir, false)
-                                    : dirFileStatsCache_.lstatDir(dir, file);
+                                    : caches_->dirFileStats.lstatDir(dir, file);
 }
 
 std::optional<NSFileAttributes> CachingFileManager::_privateStatDir(const NSString &dir,
                                                                     const NSString &file) {
   return namesDirectoryItself(file) ? globalCachedDirStat(dir, true)
-                                    : dirFileStatsCache_.statDir(dir, file);
-}
-
-std::optional<Names> CachingFileManager::_privateLStatDir(const NSString &dir, bool filterDots,
-                                                          bool filterBackups,
-                                                          std::vector<NSFileAttributes> &infos) {
-  try {
-    auto names = childrenForDirPath(dir, filterDots, filterBackups);
-    if (!names)
-      return std::nullopt;
-    for (const NSString &name : *names) {
-      const auto info = _privateLstatDir(dir, name);
-      if (!info) // it vanished, and nothing stands for it in infos
-        return std::nullopt;
-      infos.push_back(*info);
-    }
-    return names;
-  } catch (const NSException &) {
-    return std::nullopt;
-  }
+                                    : caches_->dirFileStats.statDir(dir, file);
 }
 
 bool CachingFileManager::isAccessible(int mode, const NSString &dir, const NSString &file) {
@@ -121,12 +112,12 @@ bool CachingFileManager::access(int mode, const NSString &dir, const NSString &f
 }
 
 std::int32_t CachingFileManager::getFilerTypeDir(const NSString &dir, const NSString &file) {
-  return fileTypeCache_.getFilerTypeDir(dir, file);
+  return caches_->fileTypes.getFilerTypeDir(dir, file);
 }
 
 std::optional<Names> CachingFileManager::childrenForDirPath(const NSString &dirPath,
                                                             bool filterDots, bool filterBackups) {
-  const Names *names = childrenNamesCache_.childrenNamesFor(dirPath);
+  const Names *names = caches_->childrenNames.childrenNamesFor(dirPath);
   if (names == nullptr)
     return std::nullopt;
   if (!filterDots && !filterBackups)
@@ -140,7 +131,7 @@ std::optional<Names> CachingFileManager::childrenForDirPath(const NSString &dirP
 }
 
 bool CachingFileManager::hasChildren(const NSString &path) {
-  const Names *names = childrenNamesCache_.childrenNamesFor(path);
+  const Names *names = caches_->childrenNames.childrenNamesFor(path);
   return names != nullptr && !names->empty();
 }
 
@@ -171,6 +162,6 @@ std::int32_t CachingFileManager::flushVeryOld(std::int32_t age) {
   return removed;
 }
 
-void CachingFileManager::flushChildrenNamesCache() { childrenNamesCache_.reset(); }
+void CachingFileManager::flushChildrenNamesCache() { caches_->childrenNames.reset(); }
 
 } // namespace tesker

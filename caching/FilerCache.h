@@ -26,7 +26,10 @@
 #pragma once
 
 #include "filesystem/TSStatMethods.h"
+#include "filesystem/TeskerFileManagerMethods.h"
+#include "paths/PathFunctions.h"
 #include "platform/foundation/NSString.h"
+#include "platform/foundation/OperatingSystem.h"
 
 #include <algorithm>
 #include <array>
@@ -48,18 +51,24 @@ struct FilerTS {
 
 // The moment of the last validation; {0, 0} until the caches are initialised. Set by
 // CachingFileManager alone.
-extern FilerTS globalLastValidateDate;
+inline FilerTS globalLastValidateDate;
 
 // Whole seconds since 1970, cut to 32 bits.
-std::int32_t TSCurrentTime();
+inline std::int32_t TSCurrentTime() {
+  return static_cast<std::int32_t>(OperatingSystem::current().currentTime());
+}
 // Stores the present moment.
-void setFilerTS(FilerTS &stamp);
+inline void setFilerTS(FilerTS &stamp) { stamp = {TSCurrentTime(), generation}; }
 // Stores the moment of the last validation.
-void setGlobalTS(FilerTS &stamp);
+inline void setGlobalTS(FilerTS &stamp) { stamp = globalLastValidateDate; }
 
 // The later of the seconds in which contents and status last changed; nothing for no attributes.
-[[nodiscard]] std::optional<std::int32_t>
-changeTimeOf(const std::optional<NSFileAttributes> &attributes);
+[[nodiscard]] inline std::optional<std::int32_t>
+changeTimeOf(const std::optional<NSFileAttributes> &attributes) {
+  if (!attributes)
+    return std::nullopt;
+  return std::max(attributes->_mtime(), attributes->_getLastChangeTime());
+}
 
 // The change test: whether the present attributes show a change since changeTime was stored, in an
 // entry with that stamp. No attributes always do.
@@ -70,8 +79,11 @@ changeTimeOf(const std::optional<NSFileAttributes> &attributes);
 // sometimes doing so without need. It does not help where a directory is cached later than the
 // validation that its stamp carries, in the very second of its last change, and is changed once
 // more in that second; that change goes unseen until the next one.
-[[nodiscard]] bool hasChanged(const std::optional<NSFileAttributes> &attributes,
-                              std::optional<std::int32_t> changeTime, const FilerTS &stamp);
+[[nodiscard]] inline bool hasChanged(const std::optional<NSFileAttributes> &attributes,
+                                     std::optional<std::int32_t> changeTime, const FilerTS &stamp) {
+  const auto current = changeTimeOf(attributes);
+  return !current || current != changeTime || *current == stamp.time;
+}
 
 // What a cache keeps of one directory or file.
 template <class Value> struct CacheEntry {
@@ -89,11 +101,17 @@ public:
   FilerCache &operator=(const FilerCache &) = delete;
 
   // Moves the cache's own validation stamp to now when the masks have a bit in common.
-  virtual void validate(std::int32_t mask);
+  virtual void validate(std::int32_t mask) {
+    if ((mask & validateMask_) != 0)
+      setFilerTS(lastValidateDate_);
+  }
   // Removes everything and counts as a validation of this cache. The entries made until the next
   // common validation are stamped with the last common one, which is then older than the cache's
   // own: they are put to the change test at every use, which costs time but no answer.
-  virtual void reset();
+  virtual void reset() {
+    statistics_ = 0;
+    setFilerTS(lastValidateDate_);
+  }
   // Removes the directory's entry; nothing when there is none.
   virtual void flushDir(const NSString &dir) = 0;
   // Removes entries stamped more than age seconds before the newest, at most kLargestFlush of them,
@@ -103,12 +121,15 @@ public:
   // What the entries are allocated in.
   NSZone &zone() const { return zone_; }
   // Every living cache, oldest first; borrowed.
-  static const std::pmr::vector<FilerCache *> &living();
+  static const std::pmr::vector<FilerCache *> &living() { return livingCaches(); }
 
 protected:
   // A new cache that takes part in validations with a bit of the mask.
-  FilerCache(std::int32_t validateMask, NSZone &zone);
-  virtual ~FilerCache();
+  FilerCache(std::int32_t validateMask, NSZone &zone) : zone_(zone), validateMask_(validateMask) {
+    setFilerTS(lastValidateDate_);
+    livingCaches().push_back(this);
+  }
+  virtual ~FilerCache() { std::erase(livingCaches(), this); }
 
   // Whether an entry with that stamp needs no comparison.
   bool isValid(const FilerTS &stamp) const { return stamp >= lastValidateDate_; }
@@ -117,6 +138,12 @@ protected:
 
 private:
   friend struct FilerCachePeer; // for tests
+
+  // Never destroyed, for caches may outlive any scope.
+  static std::pmr::vector<FilerCache *> &livingCaches() {
+    static auto &caches = *new std::pmr::vector<FilerCache *>(&filerZone());
+    return caches;
+  }
 
   NSZone &zone_;
   FilerTS lastValidateDate_;

@@ -3,7 +3,16 @@
 // One table for the process, from full directory path to the attributes of the path itself and,
 // for a symbolic link, of what it leads to. A failure is remembered like an answer. Entries are
 // good until the next validation (FilerCache.h says how far that can be trusted) and are asked for
-// again at their next use after it. Used through CachingFileManager.
+// again at their next use after it.
+//
+// Who asks: CachingFileManager about a directory itself (no file, or "."), and the caches by
+// directory and by path (FilerDirCache.h, FilerNameDirCache.h), which learn a directory's identity
+// and change date here. Who fills: the attribute cache (DirFileStatsCache.h) offers every
+// subdirectory that it meets, so that a walk need not ask again when it enters one.
+//
+// Paths are known by their bytes: "/a" and "/a/" are two entries, and so are a link and what it
+// leads to. A directory below a link is remembered under both of its paths, and a flush of one of
+// them has to take the whole table (CachingFileManager::flushDir).
 //
 // In front of the table stands a memory of the one path that was asked for last, because callers
 // ask for one directory many times in a row, once for each of its children. It is the weakest of

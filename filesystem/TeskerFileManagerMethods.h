@@ -73,14 +73,14 @@ public:
   [[nodiscard]] virtual std::optional<NSFileAttributes> _privateStatDir(const NSString &dir,
                                                                         const NSString &file);
   // Follows links, except magic directories, which are described as links.
-  [[nodiscard]] virtual std::optional<NSFileAttributes>
-  _privateStatNoMountDir(const NSString &dir, const NSString &file);
+  [[nodiscard]] std::optional<NSFileAttributes> _privateStatNoMountDir(const NSString &dir,
+                                                                       const NSString &file);
   // The names as childrenForDirPath gives them, and the attributes of each appended to infos in the
-  // same order. Nothing when the directory cannot be listed or an entry vanished meanwhile (what
-  // was appended stays).
-  [[nodiscard]] virtual std::optional<Names> _privateLStatDir(const NSString &dir, bool filterDots,
-                                                              bool filterBackups,
-                                                              std::vector<NSFileAttributes> &infos);
+  // same order. Nothing when the directory cannot be listed, when an entry vanished meanwhile, and
+  // when a subclass raises; what was appended stays.
+  [[nodiscard]] std::optional<Names> _privateLStatDir(const NSString &dir, bool filterDots,
+                                                      bool filterBackups,
+                                                      std::vector<NSFileAttributes> &infos);
   // fullPermissions of the attributes; 0 when there are none.
   std::uint16_t getLModeDir(const NSString &dir, const NSString &file);
   std::uint16_t getModeDir(const NSString &dir, const NSString &file);

@@ -73,6 +73,32 @@ TEST_F(AllocationFaultTest, AnyAllocationThatFailsLeavesTheCachesWhole) {
     }
 }
 
+// In the heap itself: the filer zone asks it for many blocks at a time, so that few of them can
+// fail.
+TEST_F(AllocationFaultTest, AFileThatThereIsNoRoomForLeavesNoRecord) {
+  DirFileStatsCache cache(2);
+  const auto dir = "/dir"_ns;
+  const auto file = "file"_ns;
+  const auto records = recordsInUse();
+  int raised = 0;
+  for (std::size_t n = 1;; ++n) {
+    cache.reset();
+    cache.validate(0); // the memory of the last file
+    failIn = n;
+    try {
+      static_cast<void>(cache.lstatDir(dir, file));
+    } catch (const std::bad_alloc &) {
+      ++raised;
+      EXPECT_EQ(recordsInUse(), records) << "allocation " << n;
+    }
+    if (failIn != 0)
+      break;
+  }
+  failIn = kNever;
+  EXPECT_GE(raised, 4) << "two for the directory, and the slots and entries of its names";
+  EXPECT_EQ(recordsInUse(), records + 1);
+}
+
 TEST_F(AllocationFaultTest, FlushesDoNotNeedMemoryToSucceed) {
   static_cast<void>(manager().flushVeryOld(0)); // the table of homes is made at first use
   for (const auto &request : allRequests())

@@ -46,6 +46,15 @@ TEST_F(CacheMemoryTest, MemoryReturnsToItsLevelAfterAReset) {
   }
 }
 
+TEST_F(CacheMemoryTest, TheGlobalTableGivesAllItsMemoryBack) {
+  const auto level = filerZone().bytesInUse();
+  for (int i = 0; i < 1000; ++i)
+    static_cast<void>(globalStat("/nothing" + std::to_string(i)));
+  EXPECT_GT(filerZone().bytesInUse(), level);
+  forgetAll();
+  EXPECT_EQ(filerZone().bytesInUse(), level);
+}
+
 TEST_F(CacheMemoryTest, PagesOfEntriesAreUsedAgain) {
   fill();
   const auto pages = nbDirFileStatEntryPages;
@@ -60,18 +69,22 @@ TEST_F(CacheMemoryTest, PagesOfEntriesAreUsedAgain) {
 // Otherwise a walk would go through memory in no order from then on.
 TEST_F(CacheMemoryTest, AfterAResetFilesGetTheEntriesAndSlotsThatTheyHadBefore) {
   const auto dir = "/d0"_ns;
+  disk.addLink("/d0/link", "sub");
+  disk.addFile("/d0/last");
+  validateLater();
   const auto filled = [&] {
     std::vector<std::pair<const void *, std::uint32_t>> places;
     const auto names = manager().childrenForDirPath(dir);
     for (const NSString &file : *names) {
-      static_cast<void>(manager()._privateLstatDir(dir, file));
+      static_cast<void>(manager()._privateStatDir(dir, file));
       const auto *entry = CachingFileManagerPeer::stats().getDir(dir)->find(file);
       places.emplace_back(entry, entry->lstatInfo.slot());
+      places.emplace_back(entry, entry->statInfo.slot()); // of the link alone
     }
     return places;
   };
   const auto before = filled();
-  ASSERT_EQ(before.size(), 301U);
+  ASSERT_EQ(before.size(), 2 * 303U);
   manager().reset();
   manager().validate(7);
   EXPECT_EQ(filled(), before);

@@ -2,6 +2,7 @@
 #include "platform/foundation/NSException.h"
 #include "tests/caching/CachingTest.h"
 
+#include <cstdlib>
 #include <new>
 
 namespace tesker::test {
@@ -33,12 +34,26 @@ protected:
 TEST_F(CachingFileManagerTest, InitializeRunsOnceAndMakesTheThreeCaches) {
   CachingFileManager &first = CachingFileManager::classObject();
   EXPECT_EQ(&CachingFileManager::classObject(), &first);
-  ASSERT_GE(first.caches().size(), 3U);
-  EXPECT_EQ(first.caches()[0], &CachingFileManagerPeer::stats());
-  EXPECT_EQ(first.caches()[1], &CachingFileManagerPeer::types());
-  EXPECT_EQ(first.caches()[2], &CachingFileManagerPeer::listings());
-  for (std::size_t i = 0; i < 3; ++i)
-    EXPECT_EQ(&first.caches()[i]->zone(), &filerZone());
+  const auto &caches = first.caches();
+  ASSERT_EQ(caches.size(), 3U);
+  EXPECT_NE(dynamic_cast<const DirFileStatsCache *>(caches[0]), nullptr);
+  EXPECT_NE(dynamic_cast<const FileTypeCache *>(caches[1]), nullptr);
+  EXPECT_NE(dynamic_cast<const ChildrenNamesCache *>(caches[2]), nullptr);
+  for (const FilerCache *cache : caches)
+    EXPECT_EQ(&cache->zone(), &filerZone());
+}
+
+// In a process of its own, where nothing has been asked yet.
+TEST(CachingFileManagerFirstUseTest, CountsAsAValidation) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto useFirst = [] {
+    FakeDisk disk;
+    const ScopedOperatingSystem inForce(disk);
+    const FilerTS before = globalLastValidateDate;
+    static_cast<void>(CachingFileManager::classObject());
+    std::_Exit(before == FilerTS{} && globalLastValidateDate == FilerTS{1000, 0} ? 0 : 1);
+  };
+  EXPECT_EXIT(useFirst(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(CachingFileManagerTest, NoFileOrDotIsTheDirectoryItself) {
@@ -209,6 +224,20 @@ TEST_F(CachingFileManagerTest, FlushChildrenNamesCacheForgetsTheListingsOnly) {
   manager().flushChildrenNamesCache();
   EXPECT_EQ(FilerNameDirCachePeer::count(CachingFileManagerPeer::listings()), 0U);
   EXPECT_EQ(FilerDirCachePeer::count(CachingFileManagerPeer::types()), 1U);
+  EXPECT_NE(globalEntry("/a"), nullptr);
+}
+
+// By then another directory may be at the path than the one that was last looked at.
+TEST_F(CachingFileManagerTest, FlushDirFlushesTheDirectoryThatIsAtThePathNow) {
+  disk.addFile("/b/f");
+  static_cast<void>(globalStat("/a"));
+  static_cast<void>(manager()._privateLstatDir("/b"_ns, "f"_ns));
+  disk.setMode("/b/f", 0600);
+  disk.move("/a", "/old");
+  disk.move("/b", "/a");
+  manager().flushDir("/a"_ns);
+  displaceLastDirectory();
+  EXPECT_EQ(manager().getLModeDir("/a"_ns, "f"_ns), S_IFREG | 0600);
 }
 
 TEST_F(CachingFileManagerTest, FlushVeryOldAddsUpAllCaches) {
@@ -344,6 +373,13 @@ TEST_F(CachingFileManagerTest, ATellerMayVetoWritingAndIsAskedForNothingElse) {
   EXPECT_TRUE(may(4, "f"));
   EXPECT_FALSE(manager().access(2, "/a"_ns, nullptr));
   EXPECT_THAT(teller.asked, ElementsAre("/a f", "/a f", "/a f", "/a (nil)"));
+}
+
+TEST_F(CachingFileManagerTest, ATellerIsAskedAboutAFileThatIsNotThereToo) {
+  TellerDouble teller;
+  manager().registerIsWritableDeviceTeller(&teller);
+  EXPECT_FALSE(may(2, "nothing"));
+  EXPECT_THAT(teller.asked, ElementsAre("/a nothing"));
 }
 
 TEST_F(CachingFileManagerTest, AccessNeverRaises) {

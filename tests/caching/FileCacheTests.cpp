@@ -86,6 +86,18 @@ TEST_F(FileCacheTest, AFileChangedSinceIsDroppedAndTheOthersOfTheDirectoryAreNot
   EXPECT_EQ(text("/a", "g"), "two"_ns);
 }
 
+TEST_F(FileCacheTest, AFileIsExaminedBehindALink) {
+  disk.addDirectory("/b");
+  disk.addLink("/b/toF", "/a/f");
+  validateLater();
+  insert("/b", "toF", "one");
+  displaceLast();
+  disk.tick();
+  disk.write("/a/f");
+  validateLater();
+  EXPECT_FALSE(text("/b", "toF"));
+}
+
 TEST_F(FileCacheTest, InsertingIntoAChangedDirectoryLeavesTheOtherFiles) {
   insert("/a", "g", "two");
   displaceLast();

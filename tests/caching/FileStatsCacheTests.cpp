@@ -69,6 +69,16 @@ TEST_F(FileStatsCacheTest, AChangeInTheValidationsSecondGoesUnseenUntilTheNext) 
   EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600) << "the generation tells them apart";
 }
 
+TEST_F(FileStatsCacheTest, AValidationThatIsNotForTheCacheLeavesItsEntriesFresh) {
+  static_cast<void>(lstat("f"));
+  disk.setMode("/a/f", 0600);
+  disk.tick();
+  manager().validate(1);
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0644);
+  manager().validate(4);
+  EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
+}
+
 TEST_F(FileStatsCacheTest, AFailureIsRememberedUntilTheNextValidation) {
   EXPECT_FALSE(lstat("late"));
   static_cast<void>(lstat("f"));
@@ -110,11 +120,14 @@ TEST_F(FileStatsCacheTest, ASubdirectoryAlsoFillsTheGlobalStatCacheWithTheSameSt
 TEST_F(FileStatsCacheTest, FilesAndLinksDoNotFillTheGlobalStatCache) {
   static_cast<void>(lstat("f"));
   static_cast<void>(lstat("link"));
+  disk.addLink("/a/magic", "nothing", 01777);
+  static_cast<void>(lstat("magic"));
   EXPECT_EQ(globalEntry("/a/f"), nullptr);
   EXPECT_EQ(globalEntry("/a/link"), nullptr);
+  EXPECT_EQ(globalEntry("/a/magic"), nullptr);
 }
 
-TEST_F(FileStatsCacheTest, ALinkIsFollowedAnewOnEveryCall) {
+TEST_F(FileStatsCacheTest, ALinkIsFollowedAgainOnEveryCall) {
   EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
   disk.takeAllCalls();
   EXPECT_EQ(inodeOf(stat("link")), inode("/a/f"));
@@ -124,6 +137,12 @@ TEST_F(FileStatsCacheTest, ALinkIsFollowedAnewOnEveryCall) {
   EXPECT_EQ(inodeOf(lstat("link")), inode("/a/link"));
   EXPECT_THAT(disk.takeCalls(), IsEmpty());
   EXPECT_THAT(log.logged, IsEmpty());
+}
+
+TEST_F(FileStatsCacheTest, AMagicDirectoryIsFollowedLikeAnyLink) {
+  disk.addLink("/a/magic", "f", 01777);
+  EXPECT_TRUE(lstat("magic")->isMagicDirectory());
+  EXPECT_EQ(inodeOf(stat("magic")), inode("/a/f"));
 }
 
 TEST_F(FileStatsCacheTest, AFollowedRecordLivesAsLongAsItsEntry) {
@@ -165,6 +184,24 @@ TEST_F(FileStatsCacheTest, TheLastFileSurvivesResetAndFlushes) {
   EXPECT_EQ(lstat("f")->fullPermissions(), S_IFREG | 0600);
 }
 
+TEST_F(FileStatsCacheTest, AFileThatIsNotThereIsTheLastFileToo) {
+  static_cast<void>(lstat("late"));
+  EXPECT_EQ(DirFileStatsCachePeer::lastFile(), "late"_ns);
+  disk.addFile("/a/late");
+  manager().reset();
+  disk.takeAllCalls();
+  EXPECT_FALSE(lstat("late"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
+}
+
+TEST_F(FileStatsCacheTest, AnAnswerOutOfTheTableIsTheLastFileToo) {
+  const auto info = lstat("f");
+  static_cast<void>(lstat("g"));
+  static_cast<void>(lstat("f"));
+  EXPECT_EQ(DirFileStatsCachePeer::lastFile(), "f"_ns);
+  EXPECT_EQ(DirFileStatsCachePeer::lastInfo(), info);
+}
+
 TEST_F(FileStatsCacheTest, TheLastFileIsKnownByItsBytes) {
   static_cast<void>(cache.lstatDir("/a"_ns, "f"_ns));
   manager().reset(); // so that only the memory can answer
@@ -174,6 +211,7 @@ TEST_F(FileStatsCacheTest, TheLastFileIsKnownByItsBytes) {
   EXPECT_EQ(inodeOf(cache.lstatDir("/a"_ns, "g"_ns)), inode("/a/g"));
   disk.addDirectory("/b");
   EXPECT_FALSE(cache.lstatDir("/b"_ns, "g"_ns));
+  EXPECT_EQ(inodeOf(cache.lstatDir("/a"_ns, "g"_ns)), inode("/a/g"));
 }
 
 TEST_F(FileStatsCacheTest, Inconsistency1IsReportedForALinkWhoseDirectoryWasFlushed) {

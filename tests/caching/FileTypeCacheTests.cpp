@@ -60,6 +60,11 @@ TEST_F(FileTypeCacheTest, TypesOfFilesThemselves) {
   }
 }
 
+TEST_F(FileTypeCacheTest, AllFilesOfATypeShareOneString) {
+  EXPECT_TRUE(type("fifo").isSameObjectAs(type("socket")));
+  EXPECT_TRUE(type("f").isSameObjectAs(type("toFile")));
+}
+
 TEST_F(FileTypeCacheTest, AMountPointIsDirectoryChangeDevAndASubdirectoryDirectorySameDev) {
   EXPECT_EQ(type("mount"), "DirectoryChangeDev"_ns);
   EXPECT_EQ(number("mount"), 2);
@@ -81,7 +86,7 @@ TEST_F(FileTypeCacheTest, ALinkIsOfTheTypeOfItsTarget) {
   EXPECT_EQ(type("toFifo"), "Other"_ns);
 }
 
-TEST_F(FileTypeCacheTest, TypesOfLinksAreFoundOutAnewEachTime) {
+TEST_F(FileTypeCacheTest, TypesOfLinksAreFoundOutAgainEachTime) {
   EXPECT_EQ(type("toSub"), "Directory"_ns);
   disk.takeAllCalls();
   EXPECT_EQ(type("toSub"), "Directory"_ns);
@@ -137,6 +142,11 @@ TEST_F(FileTypeCacheTest, NoFileOrDotIsTheDirectoryItselfAndDoesNotTouchTheCache
 TEST_F(FileTypeCacheTest, ABrokenPairIsLogged) {
   EXPECT_EQ(cache.getFilerTypeDir("/a"_ns, "sub/f"_ns), 4);
   EXPECT_THAT(log.syslogged, ElementsAre("*** checkDirFile invariant broken for '/a','sub/f'"));
+}
+
+TEST_F(FileTypeCacheTest, ABrokenPairIsLoggedAlsoForTheDirectoryItself) {
+  EXPECT_EQ(cache.getFilerTypeDir("a"_ns, "."_ns), 0);
+  EXPECT_THAT(log.syslogged, ElementsAre("*** checkDirFile invariant broken for 'a','.'"));
 }
 
 TEST_F(FileTypeCacheTest, ATypeOutlivesAValidationAsLongAsTheDirectoryIsUnchanged) {
@@ -256,7 +266,8 @@ TEST_F(ChildrenNamesCacheTest, AnUnchangedDirectoryCostsOneStatAfterAValidation)
 
 TEST_F(ChildrenNamesCacheTest, ADirectoryThatCannotBeListedIsAskedForEveryTime) {
   EXPECT_FALSE(names("/nothing"));
-  disk.takeAllCalls();
+  EXPECT_THAT(disk.takeCalls(), ElementsAre("opendir /nothing", "lstat /nothing"));
+  EXPECT_EQ(FilerNameDirCachePeer::count(cache), 1U) << "kept, but not as a listing";
   EXPECT_FALSE(names("/nothing"));
   EXPECT_THAT(disk.takeCalls(), ElementsAre("opendir /nothing"));
 }

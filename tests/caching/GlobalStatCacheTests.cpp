@@ -76,7 +76,7 @@ TEST_F(GlobalStatCacheTest, AValidationLeavesTheLastDirectoryAloneAndNoOther) {
 
 TEST_F(GlobalStatCacheTest, ResetAndFlushesLeaveTheLastDirectoryAlone) {
   const auto last = globalStat("/a");
-  disk.takeAllCalls();
+  disk.setMode("/a", 0700);
   manager().reset();
   manager().flushDir("/a"_ns);
   manager().flushVeryOld(0);
@@ -145,6 +145,15 @@ TEST_F(GlobalStatCacheTest, AFailureIsRememberedUntilTheNextValidation) {
   displaceLastDirectory();
   validateLater();
   EXPECT_TRUE(globalStat("/late"));
+}
+
+TEST_F(GlobalStatCacheTest, AFailureOfTheLastDirectoryIsGivenAgainAlsoAfterAValidation) {
+  EXPECT_FALSE(globalStat("/late"));
+  disk.addDirectory("/late");
+  validateLater();
+  disk.takeAllCalls();
+  EXPECT_FALSE(globalStat("/late"));
+  EXPECT_THAT(disk.takeAllCalls(), IsEmpty());
 }
 
 TEST_F(GlobalStatCacheTest, ARefreshForgetsWhereALinkLed) {
@@ -229,6 +238,7 @@ TEST_F(GlobalStatCacheTest, FillReplacesAnEntryThatLedNowhereYet) {
   fillGlobalCachedDirLStat("/link"_ns, offered, FilerTS{1003, 9});
   EXPECT_EQ(globalEntry("/link")->statInfo, offered);
   EXPECT_EQ(globalEntry("/link")->lastCheck, (FilerTS{1003, 9}));
+  EXPECT_EQ(globalStatState().lastCacheDir, "/"_ns) << "what is offered was not asked for";
 }
 
 TEST_F(GlobalStatCacheTest, FillChangesNothingWhereTheLinksTargetIsKnown) {

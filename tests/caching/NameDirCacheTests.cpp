@@ -90,6 +90,15 @@ TEST_F(NameDirCacheTest, TheDirectoryIsExaminedBehindALink) {
   EXPECT_FALSE(text("/link"));
 }
 
+TEST_F(NameDirCacheTest, TheDateKeptIsThatOfTheDirectoryBehindALink) {
+  disk.addFile("/a/new");
+  validateLater();
+  insert("/link", "one");
+  displaceLastDirectory();
+  validateLater();
+  EXPECT_EQ(text("/link"), "one"_ns);
+}
+
 TEST_F(NameDirCacheTest, ADirectoryLastChangedInTheStampsSecondCountsAsChanged) {
   disk.addFile("/a/new");
   forgetAll();

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <string>
+#include <unordered_map>
 
 namespace tesker::test {
 namespace {
@@ -57,6 +58,36 @@ TEST_F(NameTableTest, NamesAreKnownByAllTheirBytes) {
   EXPECT_EQ(table.find("a"_ns), 1);
   EXPECT_EQ(table.find(""_ns), 3);
   EXPECT_FALSE(table.find("a\0c"_ns));
+}
+
+// The hashes depend on a key of the process, so the two names have to be sought: among so many the
+// tables' 32 bits of two of them are the same.
+TEST_F(NameTableTest, NamesWhoseHashesMeetAreToldApart) {
+  std::unordered_map<std::uint32_t, int> seen;
+  int number = 0;
+  while (seen.try_emplace(static_cast<std::uint32_t>(name(number).hash()), number).second)
+    ++number;
+  const int other = seen[static_cast<std::uint32_t>(name(number).hash())];
+  table.insert("first"_ns, -1); // stands where a walk would begin
+  table.insert(name(other), other);
+  ASSERT_EQ(table.find("first"_ns), -1);
+  EXPECT_EQ(table.find(name(other)), other);
+  EXPECT_FALSE(table.find(name(number)));
+  table.insert(name(number), number);
+  EXPECT_EQ(table.find(name(other)), other);
+  EXPECT_EQ(table.find(name(number)), number);
+}
+
+// So small a table is full enough that names go on from its last slot to its first.
+TEST_F(NameTableTest, TheSlotsAreARing) {
+  constexpr int kNames = 12;
+  for (int first = 0; first < 100 * kNames; first += kNames) {
+    NameTable<int> small(NSDefaultMallocZone());
+    for (int i = 0; i < kNames; ++i)
+      small.insert(name(first + i), i);
+    for (int i = kNames - 1; i >= 0; --i)
+      ASSERT_EQ(small.find(name(first + i)), i);
+  }
 }
 
 TEST_F(NameTableTest, ATableThatWasMovedHasAllNames) {

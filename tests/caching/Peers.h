@@ -2,6 +2,8 @@
 #pragma once
 
 #include "caching/CachingFileManager.h"
+#include "caching/DirFileStatsCache.h"
+#include "caching/FileTypeCache.h"
 #include "caching/FilerFileCache.h"
 #include "caching/FilerNameDirCache.h"
 
@@ -84,11 +86,16 @@ struct DirFileStatsCachePeer {
   }
 };
 
+// The caches of the class object, which are the oldest of all.
 struct CachingFileManagerPeer {
-  static DirFileStatsCache &stats() { return CachingFileManager::classObject().dirFileStatsCache_; }
-  static FileTypeCache &types() { return CachingFileManager::classObject().fileTypeCache_; }
-  static ChildrenNamesCache &listings() {
-    return CachingFileManager::classObject().childrenNamesCache_;
+  static DirFileStatsCache &stats() { return oldest<DirFileStatsCache>(0); }
+  static FileTypeCache &types() { return oldest<FileTypeCache>(1); }
+  static ChildrenNamesCache &listings() { return oldest<ChildrenNamesCache>(2); }
+
+private:
+  // Raises std::bad_cast where there is another kind of cache.
+  template <class Cache> static Cache &oldest(std::size_t place) {
+    return dynamic_cast<Cache &>(*CachingFileManager::classObject().caches().at(place));
   }
 };
 

@@ -87,7 +87,7 @@ TEST_F(RealDirectoryTest, AfterAValidationThereIsOneStatAndTheChangeIsSeen) {
   EXPECT_EQ(system.countLine("statAt " + directory.path("file") + " nofollow"), 1U);
 }
 
-TEST_F(RealDirectoryTest, ALinkIsFollowedAnewOnEveryCall) {
+TEST_F(RealDirectoryTest, ALinkIsFollowedAgainOnEveryCall) {
   EXPECT_TRUE(stat("link")->isRegular());
   static_cast<void>(stats());
   std::filesystem::remove(directory.path("file"));
