@@ -1,15 +1,57 @@
 #include "fileops/FileOperations.h"
 
 #include "fileops/ChildProcess.h"
-#include "fileops/SourcePath.h"
+#include "paths/PathFunctions.h"
 #include "platform/foundation/FileDescriptor.h"
 #include "platform/foundation/NSLog.h"
 
+#include <cerrno>
 #include <fcntl.h>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unistd.h>
 
 namespace tesker {
 
 namespace {
+
+// Where to run tar, and what to give it, for the path of a source.
+struct SourcePath {
+  std::string directory; // never empty: "/" for what stands directly in the root
+  std::string baseName;  // what follows the last "/"; empty when nothing does
+};
+
+// What a path without any "/" means.
+enum class WithoutSlash { isRefused, inWorkingDirectory };
+
+std::optional<SourcePath> inWorkingDirectory(std::string_view baseName) {
+  PathBuffer directory;
+  if (::getcwd(directory, sizeof directory) == nullptr) {
+    NSLog("Cannot find the working directory of '%s': %s", {baseName, errorText(errno)});
+    return std::nullopt;
+  }
+  return SourcePath{directory, std::string(baseName)};
+}
+
+// Splits the path at its last "/". Nothing, and a log line, when the path does not fit a path
+// buffer (1024 bytes with its NUL), when it has no "/" and that is refused, and when it has none
+// and the working directory cannot be found.
+std::optional<SourcePath> splitSourcePath(std::string_view path, WithoutSlash withoutSlash) {
+  if (path.size() >= kPathBufferSize) {
+    NSLog("The source path is longer than %d bytes: '%s'",
+          {std::to_string(kPathBufferSize - 1), path});
+    return std::nullopt;
+  }
+  const std::size_t slash = path.rfind('/');
+  if (slash != std::string_view::npos)
+    return SourcePath{std::string(slash == 0 ? "/" : path.substr(0, slash)),
+                      std::string(path.substr(slash + 1))};
+  if (withoutSlash == WithoutSlash::inWorkingDirectory)
+    return inWorkingDirectory(path);
+  NSLog("The source path has no directory before its name: '%s'", {path});
+  return std::nullopt;
+}
 
 // What compress answers for an input that its output would not be smaller than.
 constexpr int kNotShrunk = 2;
