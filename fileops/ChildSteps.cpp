@@ -1,6 +1,6 @@
 #include "fileops/ChildSteps.h"
 
-#include "fileops/Command.h"
+#include "fileops/ChildProcess.h"
 
 #include <array>
 #include <cerrno>
