@@ -109,6 +109,8 @@ void take(const std::string &step) {
   } else if (verb == "exit") {
     std::_Exit(std::stoi(rest));
   } else if (verb == "signal") {
+    // Tests that run in the background may have SIGINT ignored, and so would this program.
+    std::signal(std::stoi(rest), SIG_DFL);
     ::raise(std::stoi(rest));
   } else {
     fail("unknown step " + step);

@@ -71,6 +71,9 @@ bool hasChildren() { return ::waitpid(-1, nullptr, WNOHANG | __WALL) != -1 || er
 StandardErrorCapture::StandardErrorCapture()
     : file_(::memfd_create("standard error", MFD_CLOEXEC)),
       before_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+  // Two children may write at the same moment. The system keeps the writers of a file in memory
+  // apart only where each appends; else the lines may land on each other.
+  ::fcntl(file_, F_SETFL, O_APPEND);
   ::dup2(file_, STDERR_FILENO);
 }
 
