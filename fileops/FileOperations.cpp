@@ -1,6 +1,7 @@
 #include "fileops/FileOperations.h"
 
 #include "fileops/ChildProcess.h"
+#include "fileops/OutputCheck.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/FileDescriptor.h"
 #include "platform/foundation/NSLog.h"
@@ -20,6 +21,8 @@ namespace {
 struct SourcePath {
   std::string directory; // never empty: "/" for what stands directly in the root
   std::string baseName;  // what follows the last "/"; empty when nothing does
+
+  std::string whole() const { return directory + "/" + baseName; }
 };
 
 // What a path without any "/" means.
@@ -53,6 +56,9 @@ std::optional<SourcePath> splitSourcePath(std::string_view path, WithoutSlash wi
   return std::nullopt;
 }
 
+// Kept: the line ends in a colon, without the reason; readers of the log know it so.
+constexpr const char *kCannotCreate = "cannot create '%s':";
+
 // What compress answers for an input that its output would not be smaller than.
 constexpr int kNotShrunk = 2;
 
@@ -67,6 +73,10 @@ FileDescriptor openFile(const char *path, int flags) {
 // never removed: it may hold all that could be saved.
 std::optional<int> filterFile(const char *programKey, const char *inputFile,
                               const char *outputFile) {
+  if (!mayBeOutput(outputFile, inputFile)) {
+    NSLog(kCannotOpenForWriting, {outputFile});
+    return std::nullopt;
+  }
   const Command filter(programPath(programKey), {"-c"});
   const auto child = ChildProcess::start(filter, [&] {
     const int input = openInputOrEnd(inputFile);
@@ -75,6 +85,54 @@ std::optional<int> filterFile(const char *programKey, const char *inputFile,
     useAsStandard(output, STDOUT_FILENO);
   });
   return child.waitForExitStatus();
+}
+
+// The output of compressFile, empty; none when it cannot be created, or not without losing what tar
+// is to read. That may be a file where the caller is, when the source's directory is not there.
+FileDescriptor createOutput(const char *path, const SourcePath &source) {
+  OperatingSystem &system = OperatingSystem::current();
+  struct stat status {};
+  const bool isThere = system.statAt(AT_FDCWD, source.whole().c_str(), false, status) == 0;
+  if (!mayBeOutput(path, isThere ? source.whole() : source.baseName))
+    return {};
+  return openFile(path, O_WRONLY | O_CREAT | O_TRUNC);
+}
+
+// Removes the output, unless it is a device: that was there before, and will be needed again.
+void removeOutput(const char *path, int output) {
+  OperatingSystem &system = OperatingSystem::current();
+  struct stat status {};
+  if (system.statDescriptor(output, status) == 0 && S_ISREG(status.st_mode))
+    system.unlink(path);
+}
+
+// Runs tar into compress into the output; false, and logged, when any of it failed.
+bool packInto(const SourcePath &source, int output) {
+  Result<Pipe> pipe = createPipe();
+  if (!pipe) {
+    NSLog("cannot create pipe: %s", {errorText(pipe.error())});
+    return false;
+  }
+  const Command tar(programPath("tar"), {"cf", "-", operand(source.baseName)});
+  const Command compress(programPath("compress"), {"-f", "-c"});
+
+  const auto tarChild = ChildProcess::start(tar, [&] {
+    useAsStandard(pipe->writeEnd.number(), STDOUT_FILENO);
+    // Kept: unlike all the others this child goes on where it is. The verdict is left to tar, which
+    // fails unless something of that name is here as well.
+    (void)changeDirectory(source.directory.c_str());
+  });
+  // Only tar may hold the write end, or compress would never see the end of its input.
+  pipe->writeEnd.reset();
+  const auto compressChild = ChildProcess::start(compress, [&] {
+    useAsStandard(pipe->readEnd.number(), STDIN_FILENO);
+    useAsStandard(output, STDOUT_FILENO);
+  });
+  // Only compress may hold the read end, or tar would wait for ever when compress ends early.
+  pipe->readEnd.reset();
+  const bool archived = tarChild.waitForSuccessOrLog();
+  const bool compressed = compressChild.waitForSuccessOrLog();
+  return archived && compressed;
 }
 
 } // namespace
@@ -88,6 +146,13 @@ bool archiveTarFile(const char *sourcePath, const char *archive) {
   const auto source = splitSourcePath(sourcePath, WithoutSlash::inWorkingDirectory);
   if (!source)
     return false;
+  // The archive is found by the child, in the source's directory.
+  const bool standsAlone = *archive == '\0' || *archive == '/';
+  const std::string output = standsAlone ? archive : source->directory + "/" + archive;
+  if (!mayBeOutput(output, source->whole())) {
+    NSLog(kCannotCreate, {archive});
+    return false;
+  }
   const Command tar(programPath("tar"), {"cf", archiveOperand(archive), operand(source->baseName)});
   const auto steps = [&] { changeDirectoryOrEnd(source->directory.c_str()); };
   return ChildProcess::start(tar, steps).waitForSuccess();
@@ -114,40 +179,14 @@ bool compressFile(const char *sourcePath, const char *outputFile) {
   const auto source = splitSourcePath(sourcePath, WithoutSlash::isRefused);
   if (!source)
     return false;
-  const FileDescriptor output = openFile(outputFile, O_WRONLY | O_CREAT | O_TRUNC);
+  const FileDescriptor output = createOutput(outputFile, *source);
   if (!output) {
-    // Kept: the line ends in a colon, without the reason; readers of the log know it so.
-    NSLog("cannot create '%s':", {outputFile});
+    NSLog(kCannotCreate, {outputFile});
     return false;
   }
-  Result<Pipe> pipe = createPipe();
-  if (!pipe) {
-    NSLog("cannot create pipe: %s", {errorText(pipe.error())});
-    OperatingSystem::current().unlink(outputFile);
-    return false;
-  }
-  const Command tar(programPath("tar"), {"cf", "-", operand(source->baseName)});
-  const Command compress(programPath("compress"), {"-f", "-c"});
-
-  const auto tarChild = ChildProcess::start(tar, [&] {
-    useAsStandard(pipe->writeEnd.number(), STDOUT_FILENO);
-    // Kept: unlike all the others this child goes on where it is. The verdict is left to tar, which
-    // fails unless something of that name is here as well.
-    (void)changeDirectory(source->directory.c_str());
-  });
-  // Only tar may hold the write end, or compress would never see the end of its input.
-  pipe->writeEnd.reset();
-  const auto compressChild = ChildProcess::start(compress, [&] {
-    useAsStandard(pipe->readEnd.number(), STDIN_FILENO);
-    useAsStandard(output.number(), STDOUT_FILENO);
-  });
-  // Only compress may hold the read end, or tar would wait for ever when compress ends early.
-  pipe->readEnd.reset();
-  const bool archived = tarChild.waitForSuccessOrLog();
-  const bool compressed = compressChild.waitForSuccessOrLog();
-  if (archived && compressed)
+  if (packInto(*source, output.number()))
     return true;
-  OperatingSystem::current().unlink(outputFile);
+  removeOutput(outputFile, output.number());
   return false;
 }
 
@@ -156,7 +195,7 @@ bool uncompressFile(const char *archive, const char *targetDirectory) {
   if (!input) {
     // Kept: the words of a file that cannot be created, though this one cannot be opened; readers
     // of the log know one line for both.
-    NSLog("cannot create '%s':", {archive});
+    NSLog(kCannotCreate, {archive});
     return false;
   }
   Result<Pipe> pipe = createPipe();

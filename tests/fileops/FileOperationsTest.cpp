@@ -87,6 +87,16 @@ std::string StandardErrorCapture::text() const {
   return contents("/proc/self/fd/" + std::to_string(file_));
 }
 
+WorkingDirectory::WorkingDirectory(const std::string &path)
+    : before_(::open(".", O_PATH | O_CLOEXEC)) {
+  EXPECT_EQ(::chdir(path.c_str()), 0);
+}
+
+WorkingDirectory::~WorkingDirectory() {
+  EXPECT_EQ(::fchdir(before_), 0);
+  ::close(before_);
+}
+
 FileOperationsTest::FileOperationsTest() {
   [[maybe_unused]] static const bool once = (setUpDefaults(), true);
   NSUserDefaults::standardUserDefaults().setVolatileDomain(*programs_, NSArgumentDomain);

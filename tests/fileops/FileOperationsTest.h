@@ -42,6 +42,18 @@ private:
   int before_;
 };
 
+// Makes the directory the working one while it lives.
+class WorkingDirectory {
+public:
+  explicit WorkingDirectory(const std::string &path);
+  ~WorkingDirectory();
+  WorkingDirectory(const WorkingDirectory &) = delete;
+  WorkingDirectory &operator=(const WorkingDirectory &) = delete;
+
+private:
+  int before_;
+};
+
 // One run of a fake program, as it saw it.
 struct FakeRun {
   std::string directory;
