@@ -4,6 +4,7 @@
 #include "filesystem/TeskerDefaults.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/OperatingSystem.h"
 
 #include <CLI/CLI.hpp>
 
@@ -84,12 +85,30 @@ int finish(bool done, const char *failure, const Arguments &arguments) {
   return kNotDone;
 }
 
+// Whether the path is a symbolic link with slashes or dots after it, and logged: rm would empty the
+// directory that the link leads to, where the link itself was meant.
+bool leadsThroughLink(const std::string &path) {
+  std::string link = path;
+  while (link.ends_with('/') || link.ends_with("/."))
+    link.pop_back();
+  struct stat status {};
+  if (link == path ||
+      OperatingSystem::current().statAt(AT_FDCWD, link.c_str(), false, status) != 0 ||
+      !S_ISLNK(status.st_mode))
+    return false;
+  NSLog("tesker-fileop: '%s' means the directory that the symbolic link '%s' leads to; leave the "
+        "end out to remove the link, or name the directory itself.",
+        {path, link});
+  return true;
+}
+
 int runOperation(const CLI::App &command, const Arguments &arguments) {
   for (const PairOperation &operation : kPairOperations)
     if (command.got_subcommand(operation.name))
       return finish(operation.run(arguments.from.c_str(), arguments.to.c_str()), operation.failure,
                     arguments);
-  return finish(destroyFile(arguments.from.c_str()), "Could not remove '%s'.", arguments);
+  const bool done = !leadsThroughLink(arguments.from) && destroyFile(arguments.from.c_str());
+  return finish(done, "Could not remove '%s'.", arguments);
 }
 
 void describe(CLI::App &command, Arguments &arguments) {

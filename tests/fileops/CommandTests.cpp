@@ -53,6 +53,33 @@ TEST_F(FileopCommand, refusesToCompressANameWithoutADirectory) {
                     path("out") + "'.\n");
 }
 
+TEST_F(FileopCommand, doesNotRemoveWhatALinkLeadsToForASlashAfterIt) {
+  const std::string kept = directory_.writeFile("directory/file", "kept");
+  directory_.makeLink("link", "directory");
+  const std::string link = path("link");
+  for (const char *end : {"/", "//", "/.", "/./", "//.//", "/././"})
+    expectNotDone({"destroy", link + end},
+                  "tesker-fileop: '" + link + end +
+                      "' means the directory that the symbolic link '" + link +
+                      "' leads to; leave the end out to remove the link, or name the " +
+                      "directory itself.\ntesker-fileop: Could not remove '" + link + end + "'.\n");
+  EXPECT_EQ(contents(kept), "kept");
+  EXPECT_TRUE(exists(link));
+}
+
+TEST_F(FileopCommand, removesLinksAndWhatIsBelowThemAndDirectoriesWithASlash) {
+  const std::string kept = directory_.writeFile("directory/file", "kept");
+  directory_.writeFile("directory/below/other", "");
+  directory_.makeLink("link", "directory");
+  expectDone({"destroy", path("link/below/")});
+  EXPECT_FALSE(exists(path("directory/below")));
+  expectDone({"destroy", path("link")});
+  EXPECT_FALSE(exists(path("link")));
+  EXPECT_EQ(contents(kept), "kept");
+  expectDone({"destroy", path("directory//")});
+  EXPECT_FALSE(exists(path("directory")));
+}
+
 TEST_F(FileopCommand, overridesProgramsForOneCallAndNoOthers) {
   const std::string tar = useFake("tar", "print packed");
   const std::string compress = useFake("compress", "copy");
