@@ -77,6 +77,7 @@ std::optional<int> filterFile(const char *programKey, const char *inputFile,
     NSLog(kCannotOpenForWriting, {outputFile});
     return std::nullopt;
   }
+  const OperationUnderWay underWay;
   const Command filter(programPath(programKey), {"-c"});
   const auto child = ChildProcess::start(filter, [&] {
     const int input = openInputOrEnd(inputFile);
@@ -87,15 +88,13 @@ std::optional<int> filterFile(const char *programKey, const char *inputFile,
   return child.waitForExitStatus();
 }
 
-// The output of compressFile, empty; none when it cannot be created, or not without losing what tar
-// is to read. That may be a file where the caller is, when the source's directory is not there.
-FileDescriptor createOutput(const char *path, const SourcePath &source) {
-  OperatingSystem &system = OperatingSystem::current();
+// What tar finds under the source's name: where the source's directory is not there, tar runs where
+// the caller is.
+std::string whatTarReads(const SourcePath &source) {
   struct stat status {};
-  const bool isThere = system.statAt(AT_FDCWD, source.whole().c_str(), false, status) == 0;
-  if (!mayBeOutput(path, isThere ? source.whole() : source.baseName))
-    return {};
-  return openFile(path, O_WRONLY | O_CREAT | O_TRUNC);
+  const int found =
+      OperatingSystem::current().statAt(AT_FDCWD, source.whole().c_str(), false, status);
+  return found == 0 ? source.whole() : source.baseName;
 }
 
 // Removes the output, unless it is a device: that was there before, and will be needed again.
@@ -138,6 +137,7 @@ bool packInto(const SourcePath &source, int output) {
 } // namespace
 
 bool destroyFile(const char *path) {
+  const OperationUnderWay underWay;
   const Command rm(programPath("rm"), {"-rf", operand(path)});
   return ChildProcess::start(rm, [] {}).waitForSuccess();
 }
@@ -153,12 +153,14 @@ bool archiveTarFile(const char *sourcePath, const char *archive) {
     NSLog(kCannotCreate, {archive});
     return false;
   }
+  const OperationUnderWay underWay;
   const Command tar(programPath("tar"), {"cf", archiveOperand(archive), operand(source->baseName)});
   const auto steps = [&] { changeDirectoryOrEnd(source->directory.c_str()); };
   return ChildProcess::start(tar, steps).waitForSuccess();
 }
 
 bool unarchiveTarFile(const char *archive, const char *targetDirectory) {
+  const OperationUnderWay underWay;
   const Command tar(programPath("tar"), {"xpf", archiveOperand(archive)});
   const auto steps = [&] { changeDirectoryOrEnd(targetDirectory); };
   return ChildProcess::start(tar, steps).waitForSuccess();
@@ -179,7 +181,11 @@ bool compressFile(const char *sourcePath, const char *outputFile) {
   const auto source = splitSourcePath(sourcePath, WithoutSlash::isRefused);
   if (!source)
     return false;
-  const FileDescriptor output = createOutput(outputFile, *source);
+  const bool isAllowed = mayBeOutput(outputFile, whatTarReads(*source));
+  // From here on there is something to clean up.
+  const OperationUnderWay underWay;
+  const FileDescriptor output =
+      isAllowed ? openFile(outputFile, O_WRONLY | O_CREAT | O_TRUNC) : FileDescriptor();
   if (!output) {
     NSLog(kCannotCreate, {outputFile});
     return false;
@@ -203,6 +209,7 @@ bool uncompressFile(const char *archive, const char *targetDirectory) {
     NSLog("cannot create pipe: %s", {errorText(pipe.error())});
     return false;
   }
+  const OperationUnderWay underWay;
   const Command tar(programPath("tar"), {"xpf", "-"});
   const Command uncompress(programPath("uncompress"), {"-c"});
 
@@ -223,5 +230,7 @@ bool uncompressFile(const char *archive, const char *targetDirectory) {
   const bool extracted = tarChild.waitForSuccessOrLog();
   return uncompressed && extracted;
 }
+
+bool interruptFileOperation(int signal) { return OperationUnderWay::interrupt(signal); }
 
 } // namespace tesker

@@ -68,4 +68,14 @@ namespace tesker {
 // On failure what was extracted stays. Logs "Cannot chdir to %s: %s" (and nothing is extracted).
 [[nodiscard]] bool unarchiveTarFile(const char *archive, const char *targetDirectory);
 
+// Interrupts the operation that is under way in this process: its programs are sent the signal, no
+// further one is started, and it goes on as its programs end: a failure as any other, which cleans
+// up and is logged. False, with nothing done, when there is nothing to interrupt: none is under
+// way, or it has made and started nothing yet.
+//
+// Nothing here handles signals. A program that is to end by one but not half-way calls this in its
+// handler (it is async-signal-safe and leaves errno alone), and ends when the operation has
+// answered; or at once, when the answer is false. Handlers of the caller's are not run in children.
+[[nodiscard]] bool interruptFileOperation(int signal);
+
 } // namespace tesker

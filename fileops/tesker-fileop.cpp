@@ -1,5 +1,6 @@
 // tesker-fileop.cpp - the file operations as a command: one operation, exit status 0 when it was
-// done, 1 when it was not, 2 when the command line makes no sense.
+// done, 1 when it was not, 2 when the command line makes no sense. A signal that ends it ends the
+// operation first.
 #include "fileops/FileOperations.h"
 #include "filesystem/TeskerDefaults.h"
 #include "platform/foundation/NSLog.h"
@@ -9,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <csignal>
 #include <exception>
 #include <string>
 #include <utility>
@@ -20,6 +22,7 @@ namespace {
 
 constexpr int kNotDone = 1;
 constexpr int kUsageError = 2;
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // An operation on two paths, as the command line names it.
 struct PairOperation {
@@ -76,6 +79,36 @@ void usePrograms(const std::vector<std::string> &programs) {
   std::vector<NSString> searchList = defaults.searchList();
   searchList.insert(searchList.begin(), NSString::create(NSArgumentDomain));
   defaults.setSearchList(std::move(searchList));
+}
+
+// The signal that ends this process once the operation has cleaned up, or 0.
+volatile std::sig_atomic_t endingSignal = 0;
+
+void endBy(int signal) {
+  ::signal(signal, SIG_DFL);
+  ::raise(signal);
+}
+
+void handleSignal(int signal) {
+  if (interruptFileOperation(signal))
+    endingSignal = signal;
+  else
+    endBy(signal);
+}
+
+// From now on the signals by which a person or the system ends a program end an operation first.
+// One that is ignored, as in the background or by nohup, stays so.
+void handleSignals() {
+  struct sigaction handling {};
+  handling.sa_handler = handleSignal;
+  handling.sa_flags = SA_RESTART;
+  for (const int signal : kEndingSignals)
+    ::sigaddset(&handling.sa_mask, signal);
+  for (const int signal : kEndingSignals) {
+    struct sigaction before {};
+    if (::sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+      ::sigaction(signal, &handling, nullptr);
+  }
 }
 
 int finish(bool done, const char *failure, const Arguments &arguments) {
@@ -143,7 +176,11 @@ int run(int count, const char *const *words) {
   }
   registerTeskerDefaults();
   usePrograms(arguments.programs);
-  return runOperation(command, arguments);
+  handleSignals();
+  const int status = runOperation(command, arguments);
+  if (endingSignal != 0)
+    endBy(endingSignal);
+  return status;
 }
 
 } // namespace

@@ -24,21 +24,6 @@ protected:
   std::string output_ = path("output");
 };
 
-// The disposition of a signal, put back at the end.
-class Disposition {
-public:
-  Disposition(int signal, void (*handler)(int)) : signal_(signal) {
-    before_ = std::signal(signal, handler);
-  }
-  ~Disposition() { std::signal(signal_, before_); }
-  Disposition(const Disposition &) = delete;
-  Disposition &operator=(const Disposition &) = delete;
-
-private:
-  int signal_;
-  void (*before_)(int);
-};
-
 TEST_F(ChildCare, compressFileStartsAndAwaitsTarBeforeCompress) {
   useFake("tar", "");
   EXPECT_TRUE(compress());

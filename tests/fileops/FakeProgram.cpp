@@ -11,7 +11,8 @@
 //   exit STATUS  ends with the status
 //   signal NUMBER  ends by the signal
 // After the last step it ends with status 0. First of all it adds to PROGRAM.record, a line each:
-// "run", "directory PATH", "argument WORD"..., "descriptor NUMBER"..., "sigpipe default|other".
+// "run", "directory PATH", "argument WORD"..., "descriptor NUMBER"..., "blocked SIGNAL"...,
+// "sigpipe default|other".
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -53,6 +54,17 @@ std::string openDescriptors() {
   return lines;
 }
 
+std::string blockedSignals() {
+  sigset_t blocked;
+  if (::sigprocmask(SIG_BLOCK, nullptr, &blocked) != 0)
+    fail("sigprocmask");
+  std::string lines;
+  for (int signal = 1; signal < NSIG; ++signal)
+    if (::sigismember(&blocked, signal) == 1)
+      lines += "blocked " + std::to_string(signal) + "\n";
+  return lines;
+}
+
 void record(int count, char **words) {
   std::string lines = "run\n";
   char directory[4096];
@@ -61,7 +73,7 @@ void record(int count, char **words) {
   lines += "directory " + std::string(directory) + "\n";
   for (int i = 0; i < count; ++i)
     lines += "argument " + std::string(words[i]) + "\n";
-  lines += openDescriptors();
+  lines += openDescriptors() + blockedSignals();
   const bool isDefault = std::signal(SIGPIPE, SIG_DFL) == SIG_DFL;
   lines += std::string("sigpipe ") + (isDefault ? "default" : "other") + "\n";
   std::ofstream(std::string(words[0]) + ".record", std::ios::app) << lines;

@@ -135,6 +135,8 @@ std::vector<FakeRun> FileOperationsTest::runs(const std::string &key) const {
       found.back().arguments.push_back(rest);
     else if (verb == "descriptor")
       found.back().descriptors.insert(std::stoi(rest));
+    else if (verb == "blocked")
+      found.back().blocked.insert(std::stoi(rest));
     else if (verb == "sigpipe")
       found.back().sigpipeIsDefault = rest == "default";
   }

@@ -1,5 +1,6 @@
 #include "tests/fileops/FileopCommand.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -7,7 +8,23 @@
 
 namespace tesker::test {
 
-pid_t FileopCommand::start(std::vector<std::string> words) {
+namespace {
+
+// The attributes of a process that is started by a terminal's shell.
+void setAttributes(posix_spawnattr_t &attributes, int ignored) {
+  sigset_t standard;
+  ::sigemptyset(&standard);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    if (signal != ignored)
+      ::sigaddset(&standard, signal);
+  ::posix_spawnattr_init(&attributes);
+  ::posix_spawnattr_setsigdefault(&attributes, &standard);
+  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+}
+
+} // namespace
+
+pid_t FileopCommand::start(std::vector<std::string> words, int ignored) {
   words.insert(words.begin(), TESKER_FILEOP);
   std::vector<char *> pointers;
   for (std::string &word : words)
@@ -20,8 +37,11 @@ pid_t FileopCommand::start(std::vector<std::string> words) {
                                      0600);
   ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, path("command.errors").c_str(), flags,
                                      0600);
+  posix_spawnattr_t attributes;
+  setAttributes(attributes, ignored);
   pid_t id = -1;
-  EXPECT_EQ(::posix_spawn(&id, TESKER_FILEOP, &actions, nullptr, pointers.data(), environ), 0);
+  EXPECT_EQ(::posix_spawn(&id, TESKER_FILEOP, &actions, &attributes, pointers.data(), environ), 0);
+  ::posix_spawnattr_destroy(&attributes);
   ::posix_spawn_file_actions_destroy(&actions);
   return id;
 }

@@ -18,8 +18,10 @@ struct Ended {
 
 class FileopCommand : public FileOperationsTest {
 protected:
-  // Starts the command with the words; it has to be waited for, and only one may run at a time.
-  pid_t start(std::vector<std::string> words);
+  // Starts the command with the words, in a process group of its own; it has to be waited for, and
+  // only one may run at a time. It finds SIGINT, SIGTERM and SIGHUP as a terminal's programs do,
+  // but the ignored one.
+  pid_t start(std::vector<std::string> words, int ignored = 0);
   Ended waitFor(pid_t id);
   Ended run(std::vector<std::string> words) { return waitFor(start(std::move(words))); }
 

@@ -17,10 +17,12 @@ SystemCalls &SystemCalls::current() {
 extern "C" {
 pid_t __real_fork();
 pid_t __real_wait4(pid_t id, int *status, int options, struct rusage *usage);
+int __real_kill(pid_t id, int signal);
 int __real_pipe2(int *ends, int flags);
 
 pid_t __wrap_fork();
 pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage);
+int __wrap_kill(pid_t id, int signal);
 int __wrap_pipe2(int *ends, int flags);
 
 pid_t __wrap_fork() {
@@ -29,6 +31,8 @@ pid_t __wrap_fork() {
     errno = EAGAIN;
     return -1;
   }
+  if (calls.beforeFork)
+    calls.beforeFork();
   const pid_t id = __real_fork();
   if (id > 0)
     calls.forked.push_back(id);
@@ -48,6 +52,11 @@ pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage) {
   const pid_t ended = __real_wait4(id, status, options, usage);
   calls.statuses.push_back(*status);
   return ended;
+}
+
+int __wrap_kill(pid_t id, int signal) {
+  SystemCalls::current().signalled.push_back(id);
+  return __real_kill(id, signal);
 }
 
 int __wrap_pipe2(int *ends, int flags) {
