@@ -1,7 +1,9 @@
 #include "tests/fileops/SystemCalls.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <sys/resource.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,11 +21,13 @@ pid_t __real_fork();
 pid_t __real_wait4(pid_t id, int *status, int options, struct rusage *usage);
 int __real_kill(pid_t id, int signal);
 int __real_pipe2(int *ends, int flags);
+ssize_t __real_writev(int descriptor, const struct iovec *pieces, int count);
 
 pid_t __wrap_fork();
 pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage);
 int __wrap_kill(pid_t id, int signal);
 int __wrap_pipe2(int *ends, int flags);
+ssize_t __wrap_writev(int descriptor, const struct iovec *pieces, int count);
 
 pid_t __wrap_fork() {
   SystemCalls &calls = SystemCalls::current();
@@ -65,6 +69,24 @@ int __wrap_pipe2(int *ends, int flags) {
     return __real_pipe2(ends, flags);
   errno = failure;
   return -1;
+}
+
+ssize_t __wrap_writev(int descriptor, const struct iovec *pieces, int count) {
+  SystemCalls &calls = SystemCalls::current();
+  if (calls.interruptedWrites > 0) {
+    --calls.interruptedWrites;
+    errno = EINTR;
+    return -1;
+  }
+  if (calls.longestWrite == 0)
+    return __real_writev(descriptor, pieces, count);
+  // A part of the first piece that holds anything.
+  while (count > 1 && pieces->iov_len == 0) {
+    ++pieces;
+    --count;
+  }
+  return ::write(descriptor, pieces->iov_base,
+                 std::min(pieces->iov_len, static_cast<std::size_t>(calls.longestWrite)));
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)

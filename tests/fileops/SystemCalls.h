@@ -1,7 +1,7 @@
 // SystemCalls.h - the calls that start and await children, watched and made to fail.
 //
-// The test program is linked so that fork, wait4, kill and pipe2 of the code under test come here
-// first.
+// The test program is linked so that fork, wait4, kill, writev and pipe2 of the code under test
+// come here first.
 #pragma once
 
 #include <functional>
@@ -20,6 +20,8 @@ struct SystemCalls {
   int failedFork = 0;                    // which fork fails with EAGAIN, counted from 1
   int pipeError = 0;                     // the errno that pipe2 fails with
   int interruptedWaits = 0;              // so many waits end with EINTR
+  int interruptedWrites = 0;             // so many writev end with EINTR
+  int longestWrite = 0;                  // no writev takes more bytes; 0: as many as there are
 
   static SystemCalls &current();
 };
