@@ -91,6 +91,7 @@ void readInput(bool copying) {
 
 // The FIFO is opened for reading, which waits for a writer, and read to its end.
 void waitFor(const std::string &fifo) {
+  ::alarm(60); // nobody does in a test that has gone wrong
   const int descriptor = ::open(fifo.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0)
     fail(fifo);

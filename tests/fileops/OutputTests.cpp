@@ -4,6 +4,7 @@
 #include "tests/support/SpecialFiles.h"
 
 #include <filesystem>
+#include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -174,12 +175,15 @@ TEST_F(Outputs, ofCompressMayHaveTheNameOfTheSource) {
 TEST_P(PackingOutputs, areNoFileOfTheTree) {
   const std::string part = directory_.writeFile("tree/below/part", "part");
   directory_.makeDirectory("aside");
+  directory_.writeFile("tree/below/single", "of one name");
   directory_.makeLink("aside/link", "../tree/below/part");
+  directory_.makeLink("aside/link to single", "../tree/below/single");
   directory_.makeLink("way in", "tree/below");
   std::filesystem::create_hard_link(part, path("aside/hard"));
   const TreeSnapshot before = snapshotOf(path("tree"));
   for (const char *name :
-       {"tree/below/part", "aside/link", "aside/hard", "way in/part", "tree/../tree/below/part"}) {
+       {"tree/below/part", "aside/link", "aside/hard", "way in/part", "tree/../tree/below/part",
+        "tree/below/single", "aside/link to single", "way in/single"}) {
     expectRefused(GetParam(), path("tree"), path(name));
     expectRefused(GetParam(), path("tree/."), path(name));
     expectRefused(GetParam(), path("tree/"), path(name));
@@ -240,6 +244,42 @@ TEST_F(Outputs, thatAreDevicesAreNotRemovedWhenCompressFails) {
   EXPECT_THAT(system.removed, IsEmpty());
   EXPECT_FALSE(compressFile(source_.c_str(), path("output").c_str()));
   EXPECT_THAT(system.removed, ElementsAre(path("output")));
+}
+
+// Says something else about one path.
+class Telling : public OperatingSystem {
+public:
+  Telling(std::string path, std::function<void(struct stat &)> change)
+      : path_(std::move(path)), change_(std::move(change)) {}
+  int statAt(int directory, const char *name, bool followLinks, struct stat &status) override {
+    const int result = OperatingSystem::statAt(directory, name, followLinks, status);
+    if (name == path_)
+      change_(status);
+    return result;
+  }
+
+private:
+  std::string path_;
+  std::function<void(struct stat &)> change_;
+};
+
+TEST_F(Outputs, mayHaveTheSourcesNumberOnAnotherDisk) {
+  const std::string output = directory_.writeFile("output", "before");
+  struct stat source {};
+  ASSERT_EQ(::stat(source_.c_str(), &source), 0);
+  Telling system(output, [&](struct stat &status) {
+    status.st_ino = source.st_ino;
+    status.st_dev = source.st_dev + 1;
+  });
+  const ScopedOperatingSystem telling(system);
+  expectDoneHere(kMaking[0], source_, output);
+}
+
+TEST_F(Outputs, mayBeDisks) {
+  const std::string output = directory_.writeFile("output", "before");
+  Telling system(output, [](struct stat &status) { status.st_mode = S_IFBLK | 0600; });
+  const ScopedOperatingSystem telling(system);
+  expectDoneHere(kMaking[0], source_, output);
 }
 
 class ExtractingInputs : public Outputs, public testing::WithParamInterface<PairFunction> {};
