@@ -68,14 +68,14 @@ namespace tesker {
 // On failure what was extracted stays. Logs "Cannot chdir to %s: %s" (and nothing is extracted).
 [[nodiscard]] bool unarchiveTarFile(const char *archive, const char *targetDirectory);
 
-// Interrupts the operation that is under way in this process: its programs are sent the signal, no
-// further one is started, and it goes on as its programs end: a failure as any other, which cleans
-// up and is logged. False, with nothing done, when there is nothing to interrupt: none is under
-// way, or it has made and started nothing yet.
+// Interrupts the operation that is under way in this process: its programs are sent the signal and
+// no further one is started. It still waits for them, cleans up, logs and answers as it does when
+// they fail by themselves. False, with nothing done, when no operation is under way, or when it has
+// made and started nothing yet. Later operations are not concerned.
 //
-// Nothing here handles signals. A program that is to end by one but not half-way calls this in its
-// handler (it is async-signal-safe and leaves errno alone), and ends when the operation has
-// answered; or at once, when the answer is false. Handlers of the caller's are not run in children.
+// The library handles no signals. A program that a signal is to end, but not half-way, calls this
+// in its handler and ends when the operation has answered, or at once when this answers false. It
+// is async-signal-safe and leaves errno alone. Children forget the caller's handlers at once.
 [[nodiscard]] bool interruptFileOperation(int signal);
 
 } // namespace tesker

@@ -172,7 +172,7 @@ TEST_F(Outputs, ofCompressMayHaveTheNameOfTheSource) {
   EXPECT_NE(contents("source"), "before");
 }
 
-TEST_P(PackingOutputs, areNoFileOfTheTree) {
+TEST_P(PackingOutputs, areNeverAFileOfTheTree) {
   const std::string part = directory_.writeFile("tree/below/part", "part");
   directory_.makeDirectory("aside");
   directory_.writeFile("tree/below/single", "of one name");
