@@ -283,7 +283,11 @@ TEST_F(Outputs, mayBeDisks) {
 }
 
 class ExtractingInputs : public Outputs, public testing::WithParamInterface<PairFunction> {};
-INSTANTIATE_TEST_SUITE_P(By, ExtractingInputs, testing::Values(uncompressFile, unarchiveTarFile));
+INSTANTIATE_TEST_SUITE_P(By, ExtractingInputs, testing::Values(uncompressFile, unarchiveTarFile),
+                         [](const auto &function) {
+                           return std::string(function.param == uncompressFile ? "uncompress"
+                                                                               : "untar");
+                         });
 
 TEST_P(ExtractingInputs, areLeftAloneAsTargets) {
   const StandardErrorCapture quiet;
