@@ -1,20 +1,114 @@
 #include "fileops/ChildProcess.h"
 
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/NSUserDefaults.h"
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <utility>
 
 namespace tesker {
 
-ChildProcess::ChildProcess(pid_t id, const Command &command) : id_(id), command_(command) {
-  if (id_ < 0)
-    NSLog("Cannot fork: %s", {errorText(errno)});
+namespace {
+
+constexpr pid_t kNobody = 0;
+
+// What the handler of a signal looks at, in the middle of anything: the children that have not been
+// waited for (an operation has two at most), and the signal that interrupted the operation, or 0.
+std::atomic<bool> isUnderWay = false;
+std::atomic<int> interruption = 0;
+std::array<std::atomic<pid_t>, 2> running{};
+static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+
+void replaceInRunning(pid_t before, pid_t after) {
+  for (auto &child : running)
+    if (pid_t expected = before; child.compare_exchange_strong(expected, after))
+      return;
 }
 
-void ChildProcess::beginChild() {
+} // namespace
+
+std::string programPath(std::string_view key) {
+  const NSString path = NSUserDefaults::standardUserDefaults().stringForKey(key);
+  if (!path) {
+    NSLog("The user defaults name no program for \"%s\"", {key});
+    return {};
+  }
+  return path.fileSystemRepresentation();
+}
+
+std::string operand(std::string_view name) {
+  return std::string(name.starts_with('-') ? "./" : "").append(name);
+}
+
+std::string archiveOperand(std::string_view name) {
+  const bool looksLikeStream = name == "-";
+  const bool looksRemote = name.find(':') < name.find('/');
+  return std::string(looksLikeStream || looksRemote ? "./" : "").append(name);
+}
+
+Command::Command(std::string program, std::initializer_list<std::string_view> arguments) {
+  words_.reserve(arguments.size() + 1);
+  words_.push_back(std::move(program));
+  words_.insert(words_.end(), arguments.begin(), arguments.end());
+  for (std::string &word : words_)
+    pointers_.push_back(word.data());
+  pointers_.push_back(nullptr);
+}
+
+OperationUnderWay::OperationUnderWay() {
+  interruption = 0;
+  isUnderWay = true;
+}
+
+OperationUnderWay::~OperationUnderWay() { isUnderWay = false; }
+
+bool OperationUnderWay::interrupt(int signal) {
+  if (!isUnderWay)
+    return false;
+  const int savedErrno = errno;
+  interruption = signal;
+  for (const auto &child : running)
+    if (const pid_t id = child; id != kNobody)
+      ::kill(id, signal);
+  errno = savedErrno;
+  return true;
+}
+
+SignalsHeld::SignalsHeld() {
+  sigset_t all;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &before_);
+}
+
+void SignalsHeld::letThrough() const { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+pid_t ChildProcess::forkChild() {
+  if (interruption != 0)
+    return -1;
+  const pid_t id = ::fork();
+  if (id < 0)
+    NSLog("Cannot fork: %s", {errorText(errno)});
+  if (id <= 0)
+    return id;
+  replaceInRunning(kNobody, id);
+  // Held signals have not come in between; another thread may have interrupted the operation.
+  if (const int signal = interruption; signal != 0)
+    ::kill(id, signal);
+  return id;
+}
+
+void ChildProcess::forgetHandlers() {
+  for (int signal = 1; signal < NSIG; ++signal) {
+    struct sigaction action {};
+    if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN &&
+        action.sa_handler != SIG_DFL)
+      ::signal(signal, SIG_DFL);
+  }
   // An ignored signal stays ignored over exec. A program whose reader has gone is to end by
   // SIGPIPE rather than go on writing to nobody, even where the caller ignores the signal.
   ::signal(SIGPIPE, SIG_DFL);
@@ -28,6 +122,8 @@ std::optional<int> ChildProcess::waitForExitStatus() const {
   do
     ended = ::wait4(id_, &status, 0, nullptr);
   while (ended < 0 && errno == EINTR);
+  // Ids are given out in turn, so that this one is not another process's at once.
+  replaceInRunning(id_, kNobody);
   if (ended != id_ || !WIFEXITED(status))
     return std::nullopt;
   return WEXITSTATUS(status);

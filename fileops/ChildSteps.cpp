@@ -1,6 +1,6 @@
 #include "fileops/ChildSteps.h"
 
-#include "fileops/Command.h"
+#include "fileops/ChildProcess.h"
 
 #include <array>
 #include <cerrno>
@@ -104,14 +104,13 @@ void changeDirectoryOrEnd(const char *directory) {
     ::_exit(kCannotBegin);
 }
 
-// Kept: both lines end in a colon, without the reason that should follow it; readers of the log
-// know them so.
+// Kept: this line ends in a colon, without a reason, like the other one.
 int openInputOrEnd(const char *path) {
   return openOrEnd(path, O_RDONLY, "cannot open '%s' for reading:");
 }
 
 int createOutputOrEnd(const char *path) {
-  return openOrEnd(path, O_WRONLY | O_CREAT | O_TRUNC, "cannot open '%s' for writing:");
+  return openOrEnd(path, O_WRONLY | O_CREAT | O_TRUNC, kCannotOpenForWriting);
 }
 
 void execute(const Command &command) {

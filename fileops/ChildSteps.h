@@ -20,6 +20,10 @@ void useAsStandard(int descriptor, int standard);
 // The same, and the child ends with status 127 on failure.
 void changeDirectoryOrEnd(const char *directory);
 
+// Kept: the line ends in a colon, without the reason that should follow it; readers of the log know
+// it so.
+inline constexpr const char *kCannotOpenForWriting = "cannot open '%s' for writing:";
+
 // Opens a file for reading, or creates it (or empties it) for writing, as a close-on-exec
 // descriptor beyond the three standard ones. On failure "cannot open '%s' for reading:" or "cannot
 // open '%s' for writing:" is logged, and the child ends with status 127.

@@ -14,8 +14,14 @@
 // logged as "Cannot fork: %s" and counts as a child that failed.
 //
 // Children inherit the environment and the caller's open descriptors, and start with SIGPIPE at its
-// default even where the caller ignores it. Output files are made with mode 0666 less the umask,
-// and what they held is lost.
+// default even where the caller ignores it.
+//
+// Output files are made with mode 0666 less the umask. What is there already is emptied, links
+// followed; what it held is lost. But an output is refused, as one that cannot be created, before
+// any child is started and with nothing changed, when it is
+//   the source, or a file in the tree that the source is, by any path, symbolic or hard link;
+//   neither a regular file nor a device: a directory, a socket, a FIFO that somebody may never
+//   read.
 //
 // Callers must neither ignore SIGCHLD nor wait for children that are not theirs, or operations
 // count as failed.
@@ -30,7 +36,8 @@ namespace tesker {
 // Packs and compresses a file or tree: tar cf - NAME, in the source's directory, into
 // compress -f -c, into the output file. The source path has to hold a "/" and to be shorter than
 // 1024 bytes, else it is refused with a log line. No child is started when the output cannot be
-// created. On failure the output file is removed, whatever it was before. Logs
+// created. On failure the output is removed, whatever it was before: a symbolic link itself, not
+// what it leads to; a device stays. Logs
 // "cannot create '%s':", "cannot create pipe: %s", "Cannot chdir to %s: %s" (and tar runs all the
 // same) and "Error while executing %s" for each program that failed.
 [[nodiscard]] bool compressFile(const char *sourcePath, const char *outputFile);
@@ -53,11 +60,22 @@ namespace tesker {
 // Packs a file or tree: tar cf ARCHIVE NAME, in the source's directory; a source without a "/" is
 // in the working directory. A relative archive path starts at the source's directory. A source path
 // of 1024 bytes or more is refused with a log line. On failure whatever the program made of the
-// archive stays. Logs "Cannot chdir to %s: %s" (and nothing is packed).
+// archive stays. Logs "cannot create '%s':" for an archive that is refused, and
+// "Cannot chdir to %s: %s" (and nothing is packed).
 [[nodiscard]] bool archiveTarFile(const char *sourcePath, const char *archive);
 
 // The reverse: tar xpf ARCHIVE, in the target directory, where a relative archive path starts too.
 // On failure what was extracted stays. Logs "Cannot chdir to %s: %s" (and nothing is extracted).
 [[nodiscard]] bool unarchiveTarFile(const char *archive, const char *targetDirectory);
+
+// Interrupts the operation that is under way in this process: its programs are sent the signal and
+// no further one is started. It still waits for them, cleans up, logs and answers as it does when
+// they fail by themselves. False, with nothing done, when no operation is under way, or when it has
+// made and started nothing yet. Later operations are not concerned.
+//
+// The library handles no signals. A program that a signal is to end, but not half-way, calls this
+// in its handler and ends when the operation has answered, or at once when this answers false. It
+// is async-signal-safe and leaves errno alone. Children forget the caller's handlers at once.
+[[nodiscard]] bool interruptFileOperation(int signal);
 
 } // namespace tesker

@@ -1,13 +1,16 @@
 // tesker-fileop.cpp - the file operations as a command: one operation, exit status 0 when it was
-// done, 1 when it was not, 2 when the command line makes no sense.
+// done, 1 when it was not, 2 when the command line makes no sense. A signal that ends it ends the
+// operation first.
 #include "fileops/FileOperations.h"
 #include "filesystem/BuiltInDefaults.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/OperatingSystem.h"
 
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <csignal>
 #include <exception>
 #include <string>
 #include <utility>
@@ -19,6 +22,7 @@ namespace {
 
 constexpr int kNotDone = 1;
 constexpr int kUsageError = 2;
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // An operation on two paths, as the command line names it.
 struct PairOperation {
@@ -77,6 +81,36 @@ void usePrograms(const std::vector<std::string> &programs) {
   defaults.setSearchList(std::move(searchList));
 }
 
+// The signal that ends this process once the operation has cleaned up, or 0.
+volatile std::sig_atomic_t endingSignal = 0;
+
+void endBy(int signal) {
+  ::signal(signal, SIG_DFL);
+  ::raise(signal);
+}
+
+void handleSignal(int signal) {
+  if (interruptFileOperation(signal))
+    endingSignal = signal;
+  else
+    endBy(signal);
+}
+
+// From now on the signals by which a person or the system ends a program end an operation first.
+// One that is ignored, as in the background or by nohup, stays so.
+void handleSignals() {
+  struct sigaction handling {};
+  handling.sa_handler = handleSignal;
+  handling.sa_flags = SA_RESTART;
+  for (const int signal : kEndingSignals)
+    ::sigaddset(&handling.sa_mask, signal);
+  for (const int signal : kEndingSignals) {
+    struct sigaction before {};
+    if (::sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+      ::sigaction(signal, &handling, nullptr);
+  }
+}
+
 int finish(bool done, const char *failure, const Arguments &arguments) {
   if (done)
     return 0;
@@ -84,12 +118,30 @@ int finish(bool done, const char *failure, const Arguments &arguments) {
   return kNotDone;
 }
 
+// Whether the path is a symbolic link with slashes or dots after it, and logged: rm would empty the
+// directory that the link leads to, where the link itself was meant.
+bool leadsThroughLink(const std::string &path) {
+  std::string link = path;
+  while (link.ends_with('/') || link.ends_with("/."))
+    link.pop_back();
+  struct stat status {};
+  if (link == path ||
+      OperatingSystem::current().statAt(AT_FDCWD, link.c_str(), false, status) != 0 ||
+      !S_ISLNK(status.st_mode))
+    return false;
+  NSLog("tesker-fileop: '%s' means the directory that the symbolic link '%s' leads to; leave the "
+        "end out to remove the link, or name the directory itself.",
+        {path, link});
+  return true;
+}
+
 int runOperation(const CLI::App &command, const Arguments &arguments) {
   for (const PairOperation &operation : kPairOperations)
     if (command.got_subcommand(operation.name))
       return finish(operation.run(arguments.from.c_str(), arguments.to.c_str()), operation.failure,
                     arguments);
-  return finish(destroyFile(arguments.from.c_str()), "Could not remove '%s'.", arguments);
+  const bool done = !leadsThroughLink(arguments.from) && destroyFile(arguments.from.c_str());
+  return finish(done, "Could not remove '%s'.", arguments);
 }
 
 void describe(CLI::App &command, Arguments &arguments) {
@@ -124,7 +176,11 @@ int run(int count, const char *const *words) {
   }
   registerTeskerDefaults();
   usePrograms(arguments.programs);
-  return runOperation(command, arguments);
+  handleSignals();
+  const int status = runOperation(command, arguments);
+  if (endingSignal != 0)
+    endBy(endingSignal);
+  return status;
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // RecordDecoding.h - the records back out of the text that carries them (RecordEncoding.h).
 //
-// Whoever sends the text may be hostile. What reading it takes beside the records themselves is at
+// The sender of the text may be hostile. What reading it takes beside the records themselves is at
 // most about twice the text: numbers are read where they stand, and a piece of the pool becomes a
 // string when a record first wants it, the same bytes for all.
 #pragma once

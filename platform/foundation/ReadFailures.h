@@ -7,7 +7,7 @@
 // all, and no answer is better than a wrong one.
 //
 // Who reads files hands every errno of a failed call to noteReadFailure. It is heard by the newest
-// ReadFailures object, which whoever gathers an answer keeps meanwhile; without one, nothing
+// ReadFailures object, kept by anyone who gathers an answer meanwhile; without one, nothing
 // happens, and the reader's own result has to do.
 #pragma once
 

@@ -18,23 +18,6 @@ protected:
   ~ArgumentVectors() override { EXPECT_THAT(log_.logged, IsEmpty()); }
 };
 
-// Puts the working directory back.
-class WorkingDirectory {
-public:
-  explicit WorkingDirectory(const std::string &path) : before_(::open(".", O_PATH | O_CLOEXEC)) {
-    EXPECT_EQ(::chdir(path.c_str()), 0);
-  }
-  ~WorkingDirectory() {
-    EXPECT_EQ(::fchdir(before_), 0);
-    ::close(before_);
-  }
-  WorkingDirectory(const WorkingDirectory &) = delete;
-  WorkingDirectory &operator=(const WorkingDirectory &) = delete;
-
-private:
-  int before_;
-};
-
 TEST_F(ArgumentVectors, destroyFileRunsRmOnThePath) {
   EXPECT_TRUE(destroyFile("/some where/it's"));
   EXPECT_THAT(onlyRun("rm").arguments, ElementsAre("-rf", "/some where/it's"));

@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,21 +23,6 @@ protected:
 
   std::string source_ = directory_.writeFile("source", "the source");
   std::string output_ = path("output");
-};
-
-// The disposition of a signal, put back at the end.
-class Disposition {
-public:
-  Disposition(int signal, void (*handler)(int)) : signal_(signal) {
-    before_ = std::signal(signal, handler);
-  }
-  ~Disposition() { std::signal(signal_, before_); }
-  Disposition(const Disposition &) = delete;
-  Disposition &operator=(const Disposition &) = delete;
-
-private:
-  int signal_;
-  void (*before_)(int);
 };
 
 TEST_F(ChildCare, compressFileStartsAndAwaitsTarBeforeCompress) {
@@ -200,6 +186,72 @@ TEST_F(ChildCare, logLinesOfChildrenWithoutStandardErrorGoIntoNoFile) {
     EXPECT_EQ(contents(output_), "") << testing::PrintToString(closed);
     EXPECT_EQ(contents(source_), "the source");
   }
+}
+
+TEST_F(ChildCare, logLinesOfChildrenWithoutStandardErrorGoThroughNoPipe) {
+  useFake("tar", "print packed");
+  useFake("compress", "copy");
+  const std::string source = path("missing/source"); // "Cannot chdir to", and tar runs all the same
+  for (const auto &closed : std::vector<std::vector<int>>{{2}, {1, 2}, {0, 2}, {0, 1, 2}}) {
+    EXPECT_EQ(statusWithout(closed, [&] { return compressFile(source.c_str(), output_.c_str()); }),
+              0);
+    EXPECT_EQ(contents(output_), "packed") << testing::PrintToString(closed);
+  }
+}
+
+TEST_F(ChildCare, programsFindOfTheStandardDescriptorsWhatTheOperationGivesAndNoOther) {
+  useFake("tar", "");
+  std::set<int> inherited = openDescriptors(true);
+  for (const int standard : {0, 1, 2})
+    inherited.erase(standard);
+  const auto with = [&](std::initializer_list<int> given) {
+    std::set<int> all = inherited;
+    all.insert(given);
+    return all;
+  };
+  EXPECT_EQ(statusWithout({0, 1, 2}, [&] { return compress(); }), 0);
+  EXPECT_EQ(onlyRun("tar").descriptors, with({1}));
+  EXPECT_EQ(onlyRun("compress").descriptors, with({0, 1}));
+  useFake("tar", "drain");
+  EXPECT_EQ(statusWithout({0, 1, 2}, [&] { return uncompress(); }), 0);
+  EXPECT_EQ(runs("tar").back().descriptors, with({0}));
+  EXPECT_EQ(onlyRun("uncompress").descriptors, with({0, 1}));
+  EXPECT_EQ(
+      statusWithout({0, 1, 2}, [&] { return compressZFile(source_.c_str(), output_.c_str()); }), 0);
+  EXPECT_EQ(runs("compress").back().descriptors, with({0, 1}));
+}
+
+// In a process that may have no descriptor from the limit on.
+TEST_F(ChildCare, aPipeOfWhichNotBothEndsFindRoomIsNone) {
+  // 3 is the output's, so that one end of the pipe has room or none.
+  for (const rlim_t limit : {5u, 4u}) {
+    const auto failing = [&] {
+      ::close_range(3, ~0u, 0);
+      const struct rlimit limits { limit, limit };
+      return ::setrlimit(RLIMIT_NOFILE, &limits) == 0 && !compress() &&
+             log_.logged == std::vector<std::string>{"cannot create pipe: Too many open files"} &&
+             SystemCalls::current().forked.empty() && !exists(output_) && ::fcntl(4, F_GETFD) < 0 &&
+             ::fcntl(0, F_GETFD) < 0 && ::fcntl(1, F_GETFD) < 0;
+    };
+    SystemCalls::current() = {};
+    EXPECT_EQ(statusWithout({0, 1}, failing), 0) << limit;
+  }
+}
+
+TEST_F(ChildCare, logLinesOfChildrenComeWholeWhenSignalsInterruptThemAndInParts) {
+  useProgram("rm", "/nowhere");
+  const std::string line = "Cannot exec /nowhere: No such file or directory\n";
+  SystemCalls::current().interruptedWrites = 3;
+  {
+    const StandardErrorCapture capture;
+    EXPECT_FALSE(destroyFile("/a"));
+    EXPECT_EQ(capture.text(), line);
+  }
+  SystemCalls::current() = {};
+  SystemCalls::current().longestWrite = 5;
+  const StandardErrorCapture capture;
+  EXPECT_FALSE(destroyFile("/a"));
+  EXPECT_EQ(capture.text(), line);
 }
 
 } // namespace

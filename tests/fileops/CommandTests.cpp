@@ -1,10 +1,5 @@
 // The command tesker-fileop, as a process.
-#include "tests/fileops/FileOperationsTest.h"
-
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "tests/fileops/FileopCommand.h"
 
 using namespace tesker;
 using namespace tesker::test;
@@ -13,53 +8,6 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace {
-
-struct Ended {
-  int status;
-  std::string output;
-  std::string errors;
-};
-
-class FileopCommand : public FileOperationsTest {
-protected:
-  Ended run(std::vector<std::string> words) {
-    words.insert(words.begin(), TESKER_FILEOP);
-    std::vector<char *> pointers;
-    for (std::string &word : words)
-      pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    const std::string output = path("command.output");
-    const std::string errors = path("command.errors");
-    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC;
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), flags, 0600);
-    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.c_str(), flags, 0600);
-    pid_t id = -1;
-    EXPECT_EQ(::posix_spawn(&id, TESKER_FILEOP, &actions, nullptr, pointers.data(), environ), 0);
-    ::posix_spawn_file_actions_destroy(&actions);
-    int status = -1;
-    EXPECT_EQ(::waitpid(id, &status, 0), id);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(output), contents(errors)};
-  }
-  void expectDone(const std::vector<std::string> &words) {
-    const Ended ended = run(words);
-    EXPECT_EQ(ended.status, 0) << testing::PrintToString(words);
-    EXPECT_EQ(ended.errors, "");
-    EXPECT_EQ(ended.output, "");
-  }
-  void expectNotDone(const std::vector<std::string> &words, const std::string &errors) {
-    const Ended ended = run(words);
-    EXPECT_EQ(ended.status, 1) << testing::PrintToString(words);
-    EXPECT_EQ(ended.errors, errors);
-    EXPECT_EQ(ended.output, "");
-  }
-  void expectUsageError(const std::vector<std::string> &words, const std::string &part) {
-    const Ended ended = run(words);
-    EXPECT_EQ(ended.status, 2) << testing::PrintToString(words);
-    EXPECT_THAT(ended.errors, HasSubstr(part));
-  }
-};
 
 TEST_F(FileopCommand, doesEveryOperationByTheSitesPrograms) {
   const std::string text(10'000, 't');
@@ -103,6 +51,33 @@ TEST_F(FileopCommand, refusesToCompressANameWithoutADirectory) {
                 "The source path has no directory before its name: 'name'\n"
                 "tesker-fileop: Could not compress 'name' into '" +
                     path("out") + "'.\n");
+}
+
+TEST_F(FileopCommand, doesNotRemoveWhatALinkLeadsToForASlashAfterIt) {
+  const std::string kept = directory_.writeFile("directory/file", "kept");
+  directory_.makeLink("link", "directory");
+  const std::string link = path("link");
+  for (const char *end : {"/", "//", "/.", "/./", "//.//", "/././"})
+    expectNotDone({"destroy", link + end},
+                  "tesker-fileop: '" + link + end +
+                      "' means the directory that the symbolic link '" + link +
+                      "' leads to; leave the end out to remove the link, or name the " +
+                      "directory itself.\ntesker-fileop: Could not remove '" + link + end + "'.\n");
+  EXPECT_EQ(contents(kept), "kept");
+  EXPECT_TRUE(exists(link));
+}
+
+TEST_F(FileopCommand, removesLinksAndWhatIsBelowThemAndDirectoriesWithASlash) {
+  const std::string kept = directory_.writeFile("directory/file", "kept");
+  directory_.writeFile("directory/below/other", "");
+  directory_.makeLink("link", "directory");
+  expectDone({"destroy", path("link/below/")});
+  EXPECT_FALSE(exists(path("directory/below")));
+  expectDone({"destroy", path("link")});
+  EXPECT_FALSE(exists(path("link")));
+  EXPECT_EQ(contents(kept), "kept");
+  expectDone({"destroy", path("directory//")});
+  EXPECT_FALSE(exists(path("directory")));
 }
 
 TEST_F(FileopCommand, overridesProgramsForOneCallAndNoOthers) {

@@ -11,7 +11,8 @@
 //   exit STATUS  ends with the status
 //   signal NUMBER  ends by the signal
 // After the last step it ends with status 0. First of all it adds to PROGRAM.record, a line each:
-// "run", "directory PATH", "argument WORD"..., "descriptor NUMBER"..., "sigpipe default|other".
+// "run", "directory PATH", "argument WORD"..., "descriptor NUMBER"..., "blocked SIGNAL"...,
+// "sigpipe default|other".
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -53,6 +54,17 @@ std::string openDescriptors() {
   return lines;
 }
 
+std::string blockedSignals() {
+  sigset_t blocked;
+  if (::sigprocmask(SIG_BLOCK, nullptr, &blocked) != 0)
+    fail("sigprocmask");
+  std::string lines;
+  for (int signal = 1; signal < NSIG; ++signal)
+    if (::sigismember(&blocked, signal) == 1)
+      lines += "blocked " + std::to_string(signal) + "\n";
+  return lines;
+}
+
 void record(int count, char **words) {
   std::string lines = "run\n";
   char directory[4096];
@@ -61,7 +73,7 @@ void record(int count, char **words) {
   lines += "directory " + std::string(directory) + "\n";
   for (int i = 0; i < count; ++i)
     lines += "argument " + std::string(words[i]) + "\n";
-  lines += openDescriptors();
+  lines += openDescriptors() + blockedSignals();
   const bool isDefault = std::signal(SIGPIPE, SIG_DFL) == SIG_DFL;
   lines += std::string("sigpipe ") + (isDefault ? "default" : "other") + "\n";
   std::ofstream(std::string(words[0]) + ".record", std::ios::app) << lines;
@@ -79,6 +91,7 @@ void readInput(bool copying) {
 
 // The FIFO is opened for reading, which waits for a writer, and read to its end.
 void waitFor(const std::string &fifo) {
+  ::alarm(60); // nobody does in a test that has gone wrong
   const int descriptor = ::open(fifo.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0)
     fail(fifo);
@@ -109,6 +122,8 @@ void take(const std::string &step) {
   } else if (verb == "exit") {
     std::_Exit(std::stoi(rest));
   } else if (verb == "signal") {
+    // Tests that run in the background may have SIGINT ignored, and so would this program.
+    std::signal(std::stoi(rest), SIG_DFL);
     ::raise(std::stoi(rest));
   } else {
     fail("unknown step " + step);

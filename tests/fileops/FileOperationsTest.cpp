@@ -71,6 +71,9 @@ bool hasChildren() { return ::waitpid(-1, nullptr, WNOHANG | __WALL) != -1 || er
 StandardErrorCapture::StandardErrorCapture()
     : file_(::memfd_create("standard error", MFD_CLOEXEC)),
       before_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+  // Two children may write at the same moment. The system keeps the writers of a file in memory
+  // apart only where each appends; else the lines may land on each other.
+  ::fcntl(file_, F_SETFL, O_APPEND);
   ::dup2(file_, STDERR_FILENO);
 }
 
@@ -82,6 +85,16 @@ StandardErrorCapture::~StandardErrorCapture() {
 
 std::string StandardErrorCapture::text() const {
   return contents("/proc/self/fd/" + std::to_string(file_));
+}
+
+WorkingDirectory::WorkingDirectory(const std::string &path)
+    : before_(::open(".", O_PATH | O_CLOEXEC)) {
+  EXPECT_EQ(::chdir(path.c_str()), 0);
+}
+
+WorkingDirectory::~WorkingDirectory() {
+  EXPECT_EQ(::fchdir(before_), 0);
+  ::close(before_);
 }
 
 FileOperationsTest::FileOperationsTest() {
@@ -122,6 +135,8 @@ std::vector<FakeRun> FileOperationsTest::runs(const std::string &key) const {
       found.back().arguments.push_back(rest);
     else if (verb == "descriptor")
       found.back().descriptors.insert(std::stoi(rest));
+    else if (verb == "blocked")
+      found.back().blocked.insert(std::stoi(rest));
     else if (verb == "sigpipe")
       found.back().sigpipeIsDefault = rest == "default";
   }

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <set>
 #include <string>
 #include <string_view>
@@ -42,11 +43,38 @@ private:
   int before_;
 };
 
+// Makes the directory the working one while it lives.
+class WorkingDirectory {
+public:
+  explicit WorkingDirectory(const std::string &path);
+  ~WorkingDirectory();
+  WorkingDirectory(const WorkingDirectory &) = delete;
+  WorkingDirectory &operator=(const WorkingDirectory &) = delete;
+
+private:
+  int before_;
+};
+
+// The disposition of a signal, put back at the end.
+class Disposition {
+public:
+  Disposition(int signal, void (*handler)(int))
+      : signal_(signal), before_(std::signal(signal, handler)) {}
+  ~Disposition() { std::signal(signal_, before_); }
+  Disposition(const Disposition &) = delete;
+  Disposition &operator=(const Disposition &) = delete;
+
+private:
+  int signal_;
+  void (*before_)(int);
+};
+
 // One run of a fake program, as it saw it.
 struct FakeRun {
   std::string directory;
   std::vector<std::string> arguments; // without argument zero
   std::set<int> descriptors;
+  std::set<int> blocked; // signals
   bool sigpipeIsDefault = false;
 };
 

@@ -1,7 +1,9 @@
 #include "tests/fileops/SystemCalls.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <sys/resource.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,11 +19,15 @@ SystemCalls &SystemCalls::current() {
 extern "C" {
 pid_t __real_fork();
 pid_t __real_wait4(pid_t id, int *status, int options, struct rusage *usage);
+int __real_kill(pid_t id, int signal);
 int __real_pipe2(int *ends, int flags);
+ssize_t __real_writev(int descriptor, const struct iovec *pieces, int count);
 
 pid_t __wrap_fork();
 pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage);
+int __wrap_kill(pid_t id, int signal);
 int __wrap_pipe2(int *ends, int flags);
+ssize_t __wrap_writev(int descriptor, const struct iovec *pieces, int count);
 
 pid_t __wrap_fork() {
   SystemCalls &calls = SystemCalls::current();
@@ -29,6 +35,8 @@ pid_t __wrap_fork() {
     errno = EAGAIN;
     return -1;
   }
+  if (calls.beforeFork)
+    calls.beforeFork();
   const pid_t id = __real_fork();
   if (id > 0)
     calls.forked.push_back(id);
@@ -50,12 +58,35 @@ pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage) {
   return ended;
 }
 
+int __wrap_kill(pid_t id, int signal) {
+  SystemCalls::current().signalled.push_back(id);
+  return __real_kill(id, signal);
+}
+
 int __wrap_pipe2(int *ends, int flags) {
   const int failure = SystemCalls::current().pipeError;
   if (failure == 0)
     return __real_pipe2(ends, flags);
   errno = failure;
   return -1;
+}
+
+ssize_t __wrap_writev(int descriptor, const struct iovec *pieces, int count) {
+  SystemCalls &calls = SystemCalls::current();
+  if (calls.interruptedWrites > 0) {
+    --calls.interruptedWrites;
+    errno = EINTR;
+    return -1;
+  }
+  if (calls.longestWrite == 0)
+    return __real_writev(descriptor, pieces, count);
+  // A part of the first piece that holds anything.
+  while (count > 1 && pieces->iov_len == 0) {
+    ++pieces;
+    --count;
+  }
+  return ::write(descriptor, pieces->iov_base,
+                 std::min(pieces->iov_len, static_cast<std::size_t>(calls.longestWrite)));
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)
