@@ -20,8 +20,7 @@
 // followed; what it held is lost. But an output is refused, as one that cannot be created, before
 // any child is started and with nothing changed, when it is
 //   the source, or a file in the tree that the source is, by any path, symbolic or hard link;
-//   neither a regular file nor a device: a directory, a socket, a FIFO that somebody may never
-//   read.
+//   neither a regular file nor a device: a directory, a socket, a FIFO that nobody reads.
 //
 // Callers must neither ignore SIGCHLD nor wait for children that are not theirs, or operations
 // count as failed.

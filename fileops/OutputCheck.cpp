@@ -1,6 +1,6 @@
 #include "fileops/OutputCheck.h"
 
-#include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/Files.h"
 
 #include <filesystem>
 #include <optional>
@@ -21,6 +21,12 @@ std::optional<struct stat> statusOf(const std::string &path, Links links) {
                                         status) != 0)
     return std::nullopt;
   return status;
+}
+
+// Opening a pipe that nobody reads would wait for a reader.
+bool isRead(const std::string &pipe) {
+  return static_cast<bool>(
+      FileDescriptor(OperatingSystem::current().open(pipe.c_str(), O_WRONLY | O_NONBLOCK)));
 }
 
 bool isSame(const std::optional<struct stat> &one, const std::optional<struct stat> &other) {
@@ -75,6 +81,8 @@ bool mayBeOutput(const std::string &output, const std::string &source) {
     return true;
   if (isSame(file, statusOf(source, Links::areFollowed)))
     return false;
+  if (S_ISFIFO(file->st_mode))
+    return isRead(output);
   if (!S_ISREG(file->st_mode))
     return S_ISCHR(file->st_mode) || S_ISBLK(file->st_mode);
   if (!sourceEntry || !S_ISDIR(sourceEntry->st_mode))

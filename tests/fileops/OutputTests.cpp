@@ -129,6 +129,16 @@ TEST_P(MakingOutputs, mayBeDevices) {
   EXPECT_TRUE(S_ISCHR(status.st_mode));
 }
 
+// As /dev/stdout is in a pipeline.
+TEST_P(MakingOutputs, mayBePipesThatAreRead) {
+  makeFifo(path("fifo"));
+  const int reader = ::open(path("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(reader, 0);
+  expectDoneHere(GetParam(), goodInput(), path("fifo"));
+  EXPECT_TRUE(exists(path("fifo")));
+  ::close(reader);
+}
+
 TEST_P(MakingOutputs, mayBeOtherFilesWithSeveralNames) {
   const std::string output = directory_.writeFile("output", "before");
   std::filesystem::create_hard_link(output, path("second name"));
