@@ -16,10 +16,11 @@ void logIncomplete(std::string_view why, std::initializer_list<std::string_view>
   syslogError(std::string(kIncompleteLine).append(why), arguments);
 }
 
-void logWhatIsMissing(const ApplicationWalk &walk, const ReadFailures &failures) {
+void logWhatIsMissing(const ApplicationWalk &walk, const SearchBounds &bounds,
+                      const ReadFailures &failures) {
   if (walk.isFull())
     logIncomplete("more than %d records, or %d bytes in them",
-                  {std::to_string(kMostRecords), std::to_string(kMostRecordText)});
+                  {std::to_string(bounds.records), std::to_string(bounds.text)});
   if (failures.count() > 0)
     logIncomplete("%d times something could not be read, first: %s",
                   {std::to_string(failures.count()), std::strerror(failures.firstError())});
@@ -35,9 +36,9 @@ NSString ApplicationFinder::findAppsInSearchPath(const NSString &path,
 NSString ApplicationFinder::findAppsForDockPaths(const std::vector<NSString> &paths,
                                                  const NSString &previous) const {
   const ReadFailures failures;
-  ApplicationWalk walk(checkMasterStillAlive_);
+  ApplicationWalk walk(checkMasterStillAlive_, bounds_);
   walk.doForPaths(paths);
-  logWhatIsMissing(walk, failures);
+  logWhatIsMissing(walk, bounds_, failures);
   const NSString text = encodeParsedApp(walk.lines());
   return text == previous ? nullptr : text;
 }

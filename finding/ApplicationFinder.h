@@ -12,6 +12,7 @@
 // descriptors ends the search: std::bad_alloc and std::system_error pass.
 #pragma once
 
+#include "parsing/RecordEncoding.h"
 #include "platform/foundation/NSString.h"
 
 #include <functional>
@@ -24,8 +25,8 @@ class ApplicationFinder {
 public:
   // checkMasterStillAlive is called before every status of a path and every listing; it returns
   // while there is anyone to search for.
-  explicit ApplicationFinder(std::function<void()> checkMasterStillAlive)
-      : checkMasterStillAlive_(std::move(checkMasterStillAlive)) {}
+  explicit ApplicationFinder(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {})
+      : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds) {}
 
   // The applications at the path or below it. An exception that a parser raises for the path itself
   // passes.
@@ -36,6 +37,7 @@ public:
 
 private:
   std::function<void()> checkMasterStillAlive_;
+  SearchBounds bounds_;
 };
 
 } // namespace tesker

@@ -4,7 +4,6 @@
 #include "filesystem/TextFunctions.h"
 #include "parsing/AppWrapperParser.h"
 #include "parsing/IconHeaderParser.h"
-#include "parsing/RecordEncoding.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 
@@ -114,7 +113,7 @@ void ApplicationWalk::add(std::optional<Records> found) {
   for (TKLine &line : *found) {
     line.keepDescriptions();
     const std::size_t length = line.textLength();
-    isFull_ = lines_.size() == kMostRecords || length > kMostRecordText - textLength_;
+    isFull_ = lines_.size() == bounds_.records || length > bounds_.text - textLength_;
     if (isFull_)
       return;
     textLength_ += length;

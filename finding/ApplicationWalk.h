@@ -11,7 +11,7 @@
 #pragma once
 
 #include "filesystem/DirectoryListing.h"
-#include "parsing/TKLine.h"
+#include "parsing/RecordEncoding.h"
 
 #include <functional>
 #include <optional>
@@ -24,8 +24,8 @@ class ApplicationWalk {
 public:
   // checkMasterStillAlive is called before every status of a path and every listing; it returns
   // while there is anyone to search for.
-  explicit ApplicationWalk(std::function<void()> checkMasterStillAlive)
-      : checkMasterStillAlive_(std::move(checkMasterStillAlive)) {}
+  explicit ApplicationWalk(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {})
+      : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds) {}
 
   // Each adds what it finds to the lines. An exception that a parser raises for one of the paths
   // themselves passes.
@@ -36,8 +36,7 @@ public:
 
   // The records so far, in the order of the walk.
   const Records &lines() const { return lines_; }
-  // Whether the walk has ended early, since there are more records than one search answers
-  // (kMostRecords, kMostRecordText).
+  // Whether the walk has ended early, since there are more records than the bounds admit.
   bool isFull() const { return isFull_; }
 
 private:
@@ -49,6 +48,7 @@ private:
   void add(std::optional<Records> found);
 
   std::function<void()> checkMasterStillAlive_;
+  SearchBounds bounds_;
   Records lines_;
   std::size_t textLength_ = 0; // of the lines
   bool isFull_ = false;

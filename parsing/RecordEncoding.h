@@ -31,6 +31,12 @@ namespace tesker {
 inline constexpr std::size_t kMostRecords = 1'000'000;
 inline constexpr std::size_t kMostRecordText = std::size_t{256} << 20;
 
+// What a search answers at most.
+struct SearchBounds {
+  std::size_t records = kMostRecords;
+  std::size_t text = kMostRecordText; // bytes
+};
+
 // How every log line begins that says that an answer is not all there is.
 inline constexpr std::string_view kIncompleteLine = "*** Applications Finder: incomplete: ";
 

@@ -213,6 +213,78 @@ TEST_F(ApplicationWalkTest, CostsLessThanOneAndAHalfAllocationsForEachEntry) {
   EXPECT_LT(allocations.count(), kEntries * 3 / 2);
 }
 
+TEST_F(ApplicationWalkTest, EndsWhereThereAreMoreRecordsThanTheBoundAdmits) {
+  for (const char *name : {"a", "b", "c", "d"})
+    directory_.writeFile(name, describingItself(name), 0755);
+  for (const std::size_t bound : {0U, 1U, 3U, 4U, 5U}) {
+    ApplicationWalk walk([] {}, {.records = bound});
+    walk.doForPaths({directory_.string("a"), directory_.string("b"), directory_.string("c"),
+                     directory_.string("d")});
+    EXPECT_THAT(walk.lines(), SizeIs(std::min<std::size_t>(bound, 4)));
+    EXPECT_EQ(walk.isFull(), bound < 4);
+  }
+}
+
+TEST_F(ApplicationWalkTest, EndsWhereTheRecordsHaveMoreTextThanTheBoundAdmits) {
+  directory_.writeFile("tree/a", describingItself("a"), 0755);
+  ApplicationWalk all([] {});
+  all.doForPath(directory_.string("tree"));
+  ASSERT_THAT(all.lines(), SizeIs(1));
+  const std::size_t length = all.lines()[0].textLength();
+  EXPECT_EQ(length, std::string("path"
+                                "type"
+                                "app"
+                                "name"
+                                "a"
+                                "appName"
+                                "Application"
+                                "icon"
+                                "icon")
+                            .size() +
+                        directory_.path("tree/a").size());
+  for (const std::size_t bound : {length - 1, length, 2 * length - 1, 2 * length}) {
+    ApplicationWalk walk([] {}, {.text = bound});
+    walk.doForPaths({directory_.string("tree"), directory_.string("tree")});
+    EXPECT_THAT(walk.lines(), SizeIs(bound / length));
+    EXPECT_EQ(walk.isFull(), bound < 2 * length);
+  }
+}
+
+TEST_F(ApplicationWalkTest, DoesNotEvenLookAtWhatFollowsWhenItIsFull) {
+  directory_.writeFile("a", describingItself("a"), 0755);
+  directory_.makeDirectory("tree");
+  const ScopedOperatingSystem scope(system_);
+  ApplicationWalk walk([] {}, {.records = 0});
+  walk.doForPaths({directory_.string("a"), directory_.string("tree")});
+  EXPECT_EQ(system_.count("openDirectory"), 0u);
+}
+
+TEST_F(ApplicationWalkTest, KeepsOfContainersOnlyTheirDescriptions) {
+  const std::string header = "{ type = app; a = (x, (\"y z\")); }\n";
+  directory_.writeFile(
+      "one",
+      examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes(),
+      0755);
+  ApplicationWalk walk([] {});
+  walk.doForPath(directory_.string("one"));
+  ASSERT_THAT(walk.lines(), SizeIs(1));
+  const NSObject *value = walk.lines()[0].objectForKey("a");
+  ASSERT_NE(value, nullptr);
+  EXPECT_EQ(value->asArray(), nullptr);
+  EXPECT_EQ(value->description(), "(x, (\"y z\"))");
+}
+
+TEST(ApplicationFinderTest, AnAnswerBeyondTheBoundIsLoggedAsIncomplete) {
+  const TemporaryDirectory directory;
+  directory.writeFile("a", describingItself("a"), 0755);
+  const LogCapture log;
+  const ApplicationFinder finder([] {}, {.records = 0, .text = 17});
+  EXPECT_EQ(finder.findAppsInSearchPath(directory.string(), nullptr), "(0)");
+  EXPECT_THAT(log.syslogged,
+              ElementsAre("*** Applications Finder: incomplete: more than 0 records, "
+                          "or 17 bytes in them"));
+}
+
 TEST(ApplicationFinderTest, AnAnswerThatEqualsThePreviousOneIsNil) {
   const TemporaryDirectory directory;
   const ApplicationFinder finder([] {});

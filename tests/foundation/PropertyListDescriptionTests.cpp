@@ -90,5 +90,34 @@ TEST(PropertyListDescriptionTest, TheDescriptionOfAContainerIsItsPropertyListTex
   EXPECT_EQ(value->description(), "({a = <00>; })");
 }
 
+TEST(PropertyListDescriptionTest, OfAContainerTheDescriptionAloneCanStay) {
+  const auto value = propertyList("({b = <00>; a = (x, \"\"); })");
+  const Ref<NSObject> only = descriptionOnly(*value);
+  EXPECT_EQ(only->description(), "({b = <00>; a = (x, \"\"); })");
+  EXPECT_EQ(only->asArray(), nullptr);
+}
+
+TEST(PropertyListDescriptionTest, WhatStaysOfContainersIsEqualWhereTheyWere) {
+  const auto same = [](const char *one, const char *other) {
+    const auto a = propertyList(one), b = propertyList(other);
+    const Ref<NSObject> onlyA = descriptionOnly(*a), onlyB = descriptionOnly(*b);
+    EXPECT_EQ(onlyA->isEqual(*onlyB), a->isEqual(*b)) << one << other;
+    if (a->isEqual(*b)) {
+      EXPECT_EQ(onlyA->hash(), onlyB->hash()) << one << other;
+    }
+    return onlyA->isEqual(*onlyB);
+  };
+  EXPECT_TRUE(same("(a, b)", "( \"a\", b )"));
+  EXPECT_FALSE(same("(a, b)", "(b, a)"));
+  EXPECT_TRUE(same("{a = 1; b = (x, {c = 2; d = 3;});}", "{b = (x, {d = 3; c = 2;}); a = 1;}"));
+  EXPECT_FALSE(same("{a = 1; b = 2;}", "{a = 2; b = 1;}"));
+  EXPECT_TRUE(same("<0a>", "<0A>"));
+  EXPECT_FALSE(same("<0a>", "(<0a>)"));
+  EXPECT_FALSE(same("(<0a>)", "(\"<0a>\")"));
+  const auto text = "(a, b)"_ns.object().toRef();
+  EXPECT_FALSE(descriptionOnly(*propertyList("(a, b)"))->isEqual(*text));
+  EXPECT_FALSE(text->isEqual(*descriptionOnly(*propertyList("(a, b)"))));
+}
+
 } // namespace
 } // namespace tesker

@@ -5,11 +5,15 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 
 namespace tesker::test {
 
 inline std::size_t allocationsSoFar = 0;
+// Bytes that are taken now, and the most there were.
+inline std::size_t bytesTaken = 0;
+inline std::size_t mostBytesTaken = 0;
 // The number of the allocation that fails, and whether all after it fail too.
 inline std::size_t failingAllocation = 0;
 inline bool allAfterItFail = false;
@@ -17,10 +21,14 @@ inline bool allAfterItFail = false;
 // Counts from where it was made.
 class AllocationCount {
 public:
+  AllocationCount() { mostBytesTaken = bytesTaken; }
   std::size_t count() const { return allocationsSoFar - before_; }
+  // The most bytes that were taken at once beyond those at the beginning.
+  std::size_t mostBytes() const { return mostBytesTaken - bytesBefore_; }
 
 private:
   std::size_t before_ = allocationsSoFar;
+  std::size_t bytesBefore_ = bytesTaken;
 };
 
 // While it lives, the allocation of that number, counted from here and from 1, fails.
@@ -48,7 +56,14 @@ inline void *allocateOrFail(std::size_t size, std::size_t alignment) {
   const std::size_t enough = alignment < sizeof(void *) ? sizeof(void *) : alignment;
   if (fails || ::posix_memalign(&block, enough, size == 0 ? 1 : size) != 0)
     throw std::bad_alloc();
+  bytesTaken += ::malloc_usable_size(block);
+  mostBytesTaken = bytesTaken > mostBytesTaken ? bytesTaken : mostBytesTaken;
   return block;
+}
+
+inline void giveBack(void *block) {
+  bytesTaken -= ::malloc_usable_size(block);
+  std::free(block);
 }
 
 } // namespace tesker::test
@@ -59,7 +74,9 @@ void *operator new(std::size_t size) {
 void *operator new(std::size_t size, std::align_val_t alignment) {
   return tesker::test::allocateOrFail(size, static_cast<std::size_t>(alignment));
 }
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t) noexcept { std::free(block); }
-void operator delete(void *block, std::align_val_t) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void *block) noexcept { tesker::test::giveBack(block); }
+void operator delete(void *block, std::size_t) noexcept { tesker::test::giveBack(block); }
+void operator delete(void *block, std::align_val_t) noexcept { tesker::test::giveBack(block); }
+void operator delete(void *block, std::size_t, std::align_val_t) noexcept {
+  tesker::test::giveBack(block);
+}
