@@ -113,8 +113,12 @@ UserEntry userEntryOf(const passwd &row) {
 
 int OperatingSystem::statAt(int directory, const char *name, bool followLinks,
                             struct stat &status) {
-  return resumed(
-      [&] { return ::fstatat(directory, name, &status, followLinks ? 0 : AT_SYMLINK_NOFOLLOW); });
+  const int flags = followLinks ? 0 : AT_SYMLINK_NOFOLLOW;
+  int result;
+  do
+    result = ::fstatat(directory, name, &status, flags);
+  while (result != 0 && errno == EINTR); // which a network's file system may give
+  return result;
 }
 
 int OperatingSystem::statDescriptor(int descriptor, struct stat &status) {

@@ -91,11 +91,11 @@ void appendHexadecimal(std::string &text, std::string_view bytes) {
 
 void appendHexadecimal(std::string &text, std::uint64_t number) {
   std::array<char, 2 * sizeof number> digits;
-  auto first = digits.end(); // from the last digit to the first
+  std::size_t first = digits.size(); // from the last digit to the first
   do
-    *--first = kDigits[number & 15];
+    digits[--first] = kDigits[number & 15];
   while ((number >>= 4) != 0);
-  text.append(first, digits.end());
+  text.append(&digits[first], digits.size() - first);
 }
 
 std::vector<std::string_view> piecesOf(std::string_view text, char separator) {
