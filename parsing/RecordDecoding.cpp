@@ -24,13 +24,13 @@ bool isPlainList(std::string_view list) {
   if (list.size() < 3 || list.front() != '(' || list.back() != ')')
     return false;
   bool isPlain = true;
-  char before = ',';
+  bool inToken = false;
   for (const char byte : list.substr(1, list.size() - 2)) {
-    isPlain &= byte == ',' ? before != ',' : isUnquotedCharacter(byte);
-    isPlain &= byte != '/' || before != ',';
-    before = byte;
+    const bool ofToken = isUnquotedCharacter(byte) && (inToken || byte != '/');
+    isPlain &= ofToken || (inToken && byte == ',');
+    inToken = ofToken;
   }
-  return isPlain && before != ',';
+  return isPlain && inToken;
 }
 
 // The strings at the beginning of the array that the property list holds.
@@ -72,11 +72,16 @@ const NSString &PoolTexts::at(std::size_t index) {
   return string;
 }
 
-std::string_view PoolTexts::pieceAt(std::size_t index) const {
-  std::size_t start = starts_[index / kStride];
-  for (std::size_t i = index % kStride; i > 0; --i)
-    start = pool_.find('\0', start) + 1;
-  return pool_.substr(start, pool_.find('\0', start) - start);
+std::string_view PoolTexts::pieceAt(std::size_t index) {
+  std::size_t start = following_.start;
+  if (index != following_.index) {
+    start = starts_[index / kStride];
+    for (std::size_t i = index % kStride; i > 0; --i)
+      start = pool_.find('\0', start) + 1;
+  }
+  const std::size_t end = pool_.find('\0', start);
+  following_ = {index + 1, end + 1};
+  return pool_.substr(start, end - start);
 }
 
 IndexNumbers::IndexNumbers(std::string_view list) : list_(list), plain_(list) {

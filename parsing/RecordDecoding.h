@@ -48,11 +48,16 @@ private:
   static constexpr std::size_t kBlock = 512;
   using Block = std::array<NSString, kBlock>;
 
-  std::string_view pieceAt(std::size_t index) const;
+  std::string_view pieceAt(std::size_t index);
 
   std::string_view pool_;
   std::size_t count_ = 0;
   std::vector<std::uint32_t> starts_;
+  // The piece behind the one that was last looked for, which is wanted next as a rule.
+  struct {
+    std::size_t index = 0;
+    std::size_t start = 0;
+  } following_;
   std::vector<std::unique_ptr<Block>> strings_; // made as they are wanted
 };
 

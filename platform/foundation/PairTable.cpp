@@ -24,6 +24,8 @@ void PairTable::set(const NSString &key, Ref<NSObject> value) {
     return;
   }
   pairs_.push_back({key, std::move(value)});
+  if (pairs_.size() <= kLargestWithoutIndex && !index_)
+    return;
   try {
     if (index_)
       index_->emplace(key.bytes(), place);
