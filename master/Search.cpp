@@ -55,16 +55,17 @@ std::optional<SearchFailure> Search::begin() {
     return failure(Kind::cannotSearch, std::string("no private directory can be made: ") +
                                            std::strerror(directory.error()));
   directory_.emplace(std::move(*directory));
-  Result<MasterHandOver> handOver = MasterHandOver::listen(directory_->path());
+  Result<MasterHandOver> handOver = MasterHandOver::listen(directory_->bootstrapPath());
   if (!handOver)
-    return failure(Kind::cannotSearch, "the service cannot be registered in " + directory_->path() +
-                                           ": " + textOfStatus(handOver.error()));
+    return failure(Kind::cannotSearch, "the service cannot be registered in " +
+                                           directory_->bootstrapPath() + ": " +
+                                           textOfStatus(handOver.error()));
   handOver_.emplace(std::move(*handOver));
   return startTool();
 }
 
 std::optional<SearchFailure> Search::startTool() {
-  ToolProcess::Environment environment{{"TESKER_BOOTSTRAP_DIR", directory_->path()},
+  ToolProcess::Environment environment{{"TESKER_BOOTSTRAP_DIR", directory_->bootstrapPath()},
                                        {"TESKER_LOG_STDERR", "1"}};
   if (!options_.cpu.empty())
     environment.emplace_back("TESKER_HOST_CPU", options_.cpu);
