@@ -13,6 +13,8 @@ namespace {
 
 // How long a tool whose connection has ended gets to end too, so that its exit status can be told.
 constexpr std::chrono::seconds kTimeToEnd{2};
+// Where the tool's end does not wake the one who waits for it.
+constexpr int kMillisecondsBetweenLooks = 20;
 // A tool that never stops sending must not keep the master from seeing everything else.
 constexpr int kDispatchesInARow = 1000;
 
@@ -121,6 +123,8 @@ void Search::wait() {
                                   {log_->descriptor(), POLLIN, 0},
                                   {options_.cancelDescriptor, POLLIN, 0}};
   int timeout = moreToDispatch_ ? 0 : deadline_.pollTimeout();
+  if (tool_->endDescriptor() < 0)
+    timeout = std::min(timeout, kMillisecondsBetweenLooks);
   if (!connectionLost_)
     handOver_->appendPollDescriptors(descriptors);
   if (const NSConnection *connected = connection()) {

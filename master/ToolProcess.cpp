@@ -117,13 +117,13 @@ Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &progr
   const int error = pidfd ? 0 : errno;
   std::unique_ptr<ToolProcess> process(
       new ToolProcess(pid, std::move(pidfd), std::move(log->readEnd)));
-  if (error == ESRCH) {
-    // A child that ends at once is gone by now where the host ignores SIGCHLD; the end of its pipe
-    // wakes the one who waits.
+  // A child that ends at once is gone by now where the host ignores SIGCHLD; the end of its pipe
+  // wakes the one who waits.
+  if (error == ESRCH)
     process->end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
-  } else if (error != 0) {
+  // Every other error means that there is no such call, or that a sandbox forbids it.
+  if (error == EMFILE || error == ENFILE || error == ENOMEM)
     return Failure{error};
-  }
   return process;
 }
 

@@ -35,7 +35,8 @@ public:
   ToolProcess &operator=(const ToolProcess &) = delete;
 
   // Readable when the child has ended: for poll(2). Negative, as poll(2) ignores it, when it had
-  // ended and was reaped by somebody else before it could be watched.
+  // ended and was reaped by somebody else before it could be watched, and where the system has no
+  // such descriptors or forbids them: who waits then has to ask for its end now and again.
   int endDescriptor() const { return pidfd_.number(); }
   // The reading end of what it writes, non-blocking. It is the caller's; the second call gives
   // none.
