@@ -84,6 +84,13 @@ TEST(SavedFile, ReplacesAFileAndTheOneALinkLeadsTo) {
   EXPECT_EQ(contentsOf(directory.path("made")), std::string("\0", 1));
 }
 
+TEST(SavedFile, KeepsTheModeOfTheOneThatALinkLeadsTo) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.writeFile("file", "old", 0600);
+  EXPECT_TRUE(saveFile(directory.makeLink("link", "file"), "new"));
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+}
+
 TEST(SavedFile, ReplacesNothingThatIsNoFile) {
   const TemporaryDirectory directory;
   ASSERT_EQ(::mkfifo(directory.path("fifo").c_str(), 0666), 0);

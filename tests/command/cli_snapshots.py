@@ -379,6 +379,9 @@ def logs(s):
     s.run("list", "Apps")
     s.run("list", "Apps", "-q")
     s.run("-v", "list", "Apps")
+    s.note("a name that would be a line of its own")
+    s.write("evil/Bad\nTool: forged\x1b[2J.app/Resources/Info-quorvale.plist", "{ broken")
+    s.run("-v", "list", "evil")
 
 
 def codec(s):
