@@ -74,6 +74,7 @@ private:
   void addFormat(CLI::App &command, bool raw);
   void addSearchOptions(CLI::App &command);
   void finish();
+  std::string problem(const CLI::ParseError &error) const;
 
   Arguments arguments_;
   CLI::App app_{"Lists the applications that live in some directories."};
@@ -210,6 +211,15 @@ void Parser::finish() {
     arguments_.command = Arguments::Command::encode;
 }
 
+// The option library misses a command before it looks at words that are none.
+std::string Parser::problem(const CLI::ParseError &error) const {
+  const std::vector<std::string> unknown = app_.remaining();
+  if (!app_.get_subcommands().empty() || unknown.empty())
+    return error.what();
+  const std::string &word = unknown.front();
+  return (word.starts_with('-') ? "unknown option '" : "unknown command '") + word + "'";
+}
+
 std::variant<Arguments, Notice> Parser::parse(const std::vector<std::string> &words) {
   try {
     app_.parse(protectedWords(words));
@@ -220,7 +230,7 @@ std::variant<Arguments, Notice> Parser::parse(const std::vector<std::string> &wo
     if (app_.exit(error, out, problems) == 0)
       return Notice{ExitStatus::done, out.str()};
     return Notice{ExitStatus::usage,
-                  "tesker-apps: " + displayText(error.what()) + "\nTry 'tesker-apps --help'.\n"};
+                  "tesker-apps: " + displayText(problem(error)) + "\nTry 'tesker-apps --help'.\n"};
   }
 }
 

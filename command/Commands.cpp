@@ -58,7 +58,8 @@ private:
   bool prepareDock();
   bool takesOneRequest();
   bool readPrevious();
-  std::optional<std::string> contentsOf(const std::string &file);
+  std::optional<std::string> contentsOf(const std::string &file,
+                                        std::optional<Deadline> deadline = std::nullopt);
   void nameUnsearchablePaths();
   void searchAll();
   SearchOutcome ask(const Request &request);
@@ -146,13 +147,14 @@ bool SearchRun::takesOneRequest() {
 bool SearchRun::readPrevious() {
   if (arguments_.previousFile.empty())
     return true;
-  previous_ = contentsOf(arguments_.previousFile);
+  previous_ = contentsOf(arguments_.previousFile, Deadline::in(arguments_.timeout));
   return previous_.has_value();
 }
 
 // Nothing after an error message.
-std::optional<std::string> SearchRun::contentsOf(const std::string &file) {
-  Result<std::string> bytes = readInput(file);
+std::optional<std::string> SearchRun::contentsOf(const std::string &file,
+                                                 std::optional<Deadline> deadline) {
+  Result<std::string> bytes = readInput(file, kLargestContents, deadline);
   if (bytes)
     return std::move(*bytes);
   fail(ExitStatus::failed, fileError(file, bytes.error()));

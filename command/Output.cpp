@@ -38,12 +38,28 @@ int writeWaiting(int descriptor, std::string_view bytes) {
   return 0;
 }
 
-Result<std::string> readToEnd(int descriptor, std::size_t longest) {
+// Waits until there is something to read, or an end. A FIFO that was opened without waiting has
+// neither before somebody has opened it to write.
+Result<> waitForInput(int descriptor, const std::optional<Deadline> &deadline) {
+  pollfd input{descriptor, POLLIN, 0};
+  const int timeout = deadline ? deadline->pollTimeout() : -1;
+  if (OperatingSystem::current().poll(&input, 1, timeout) < 0)
+    return Failure{errno};
+  // Also when there is always something: what never ends is not read for ever.
+  if (deadline && deadline->passed())
+    return Failure{ETIMEDOUT};
+  return {};
+}
+
+Result<std::string> readToEnd(int descriptor, std::size_t longest,
+                              const std::optional<Deadline> &deadline) {
   std::string bytes;
   std::array<char, 65536> piece;
   for (;;) {
+    if (const Result<> ready = waitForInput(descriptor, deadline); !ready)
+      return ready.failure();
     const ssize_t count = ::read(descriptor, piece.data(), piece.size());
-    if (count < 0 && errno == EINTR)
+    if (count < 0 && (errno == EINTR || errno == EAGAIN))
       continue;
     if (count < 0)
       return Failure{errno};
@@ -52,6 +68,17 @@ Result<std::string> readToEnd(int descriptor, std::size_t longest) {
     if (bytes.size() + static_cast<std::size_t>(count) > longest)
       return Failure{EFBIG};
     bytes.append(piece.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::string reasonOf(int error) {
+  switch (error) {
+  case EINVAL:
+    return "not a regular file";
+  case ETIMEDOUT:
+    return "timed out";
+  default:
+    return std::strerror(error);
   }
 }
 
@@ -101,13 +128,15 @@ void Diagnostics::toolLine(std::string_view bytes) {
     line("ToolFinder", displayText(bytes));
 }
 
-Result<std::string> readInput(const std::string &name, std::size_t longest) {
+Result<std::string> readInput(const std::string &name, std::size_t longest,
+                              std::optional<Deadline> deadline) {
   if (name == "-")
-    return readToEnd(STDIN_FILENO, longest);
-  const FileDescriptor file(OperatingSystem::current().open(name.c_str(), O_RDONLY | O_NOCTTY));
+    return readToEnd(STDIN_FILENO, longest, deadline);
+  const FileDescriptor file(
+      OperatingSystem::current().open(name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY));
   if (!file)
     return Failure{errno};
-  return readToEnd(file.number(), longest);
+  return readToEnd(file.number(), longest, deadline);
 }
 
 Result<> saveFile(const std::string &name, std::string_view bytes) {
@@ -130,7 +159,7 @@ std::string inputName(const std::string &name) {
 }
 
 std::string fileError(const std::string &name, int error) {
-  return inputName(name) + ": " + (error == EINVAL ? "not a regular file" : std::strerror(error));
+  return inputName(name) + ": " + reasonOf(error);
 }
 
 } // namespace tesker

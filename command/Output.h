@@ -5,8 +5,10 @@
 // end. Descriptors are borrowed.
 #pragma once
 
+#include "platform/foundation/Deadline.h"
 #include "platform/foundation/Files.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -57,9 +59,11 @@ private:
 // ---- files named on the command line, read and written whole ----
 
 // All bytes of the file, which may be of any kind that can be read to an end; "-" is standard
-// input. Fails with the errno; EFBIG when it has more than `longest` bytes.
+// input. Fails with the errno; EFBIG when it has more than `longest` bytes, ETIMEDOUT when it has
+// not come to an end by the deadline, as a FIFO that nobody writes never does.
 [[nodiscard]] Result<std::string> readInput(const std::string &name,
-                                            std::size_t longest = kLargestContents);
+                                            std::size_t longest = kLargestContents,
+                                            std::optional<Deadline> deadline = std::nullopt);
 
 // Replaces the contents of a regular file (where the name is a link: of the file it leads to), or
 // makes a new one; readers see the old or the new contents. Fails with the errno; EINVAL when the

@@ -14,6 +14,8 @@ namespace {
 
 // How long a tool whose connection has ended gets to end too, so that its exit status can be told.
 constexpr std::chrono::seconds kTimeToEnd{2};
+// Where the tool's end does not wake the one who waits for it.
+constexpr int kMillisecondsBetweenLooks = 20;
 // A tool that never stops sending must not keep the master from seeing everything else.
 constexpr int kDispatchesInARow = 1000;
 // Nor must an answer that is long to read.
@@ -58,16 +60,17 @@ std::optional<SearchFailure> Search::begin() {
     return failure(Kind::cannotSearch, std::string("no private directory can be made: ") +
                                            std::strerror(directory.error()));
   directory_.emplace(std::move(*directory));
-  Result<MasterHandOver> handOver = MasterHandOver::listen(directory_->path());
+  Result<MasterHandOver> handOver = MasterHandOver::listen(directory_->bootstrapPath());
   if (!handOver)
-    return failure(Kind::cannotSearch, "the service cannot be registered in " + directory_->path() +
-                                           ": " + textOfStatus(handOver.error()));
+    return failure(Kind::cannotSearch, "the service cannot be registered in " +
+                                           directory_->bootstrapPath() + ": " +
+                                           textOfStatus(handOver.error()));
   handOver_.emplace(std::move(*handOver));
   return startTool();
 }
 
 std::optional<SearchFailure> Search::startTool() {
-  ToolProcess::Environment environment{{"TESKER_BOOTSTRAP_DIR", directory_->path()},
+  ToolProcess::Environment environment{{"TESKER_BOOTSTRAP_DIR", directory_->bootstrapPath()},
                                        {"TESKER_LOG_STDERR", "1"}};
   if (!options_.cpu.empty())
     environment.emplace_back("TESKER_HOST_CPU", options_.cpu);
@@ -128,6 +131,8 @@ void Search::wait() {
                                   {log_->descriptor(), POLLIN, 0},
                                   {options_.cancelDescriptor, POLLIN, 0}};
   int timeout = moreToDispatch_ ? 0 : deadline_.pollTimeout();
+  if (tool_->endDescriptor() < 0)
+    timeout = std::min(timeout, kMillisecondsBetweenLooks);
   if (!connectionLost_)
     handOver_->appendPollDescriptors(descriptors);
   if (const NSConnection *connected = connection()) {

@@ -3,6 +3,7 @@
 
 #include "master/FinderMaster.h"
 #include "master/LogLines.h"
+#include "master/PrivateDirectory.h"
 #include "master/ToolProcess.h"
 #include "platform/foundation/Deadline.h"
 #include "protocol/FinderProtocol.h"

@@ -1,19 +1,14 @@
 #include "master/ToolProcess.h"
 
-#include "platform/foundation/OperatingSystem.h"
-
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <spawn.h>
 #include <string_view>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace tesker {
@@ -122,13 +117,13 @@ Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &progr
   const int error = pidfd ? 0 : errno;
   std::unique_ptr<ToolProcess> process(
       new ToolProcess(pid, std::move(pidfd), std::move(log->readEnd)));
-  if (error == ESRCH) {
-    // A child that ends at once is gone by now where the host ignores SIGCHLD; the end of its pipe
-    // wakes the one who waits.
+  // A child that ends at once is gone by now where the host ignores SIGCHLD; the end of its pipe
+  // wakes the one who waits.
+  if (error == ESRCH)
     process->end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
-  } else if (error != 0) {
+  // Every other error means that there is no such call, or that a sandbox forbids it.
+  if (error == EMFILE || error == ENFILE || error == ENOMEM)
     return Failure{error};
-  }
   return process;
 }
 
@@ -169,29 +164,6 @@ void ToolProcess::kill() {
   ::kill(-pid_, SIGKILL);
   ::kill(pid_, SIGKILL); // in case it has left its group
   end_ = reap(0);
-}
-
-Result<PrivateDirectory> PrivateDirectory::create() {
-  const auto runtime = environmentValue("XDG_RUNTIME_DIR");
-  if (runtime && runtime->starts_with('/'))
-    if (auto made = createUnder(*runtime))
-      return made;
-  return createUnder("/tmp");
-}
-
-Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent) {
-  std::string path = parent + "/tesker-XXXXXX";
-  if (::mkdtemp(path.data()) == nullptr)
-    return Failure{errno};
-  return PrivateDirectory(std::move(path));
-}
-
-PrivateDirectory::~PrivateDirectory() {
-  // As a rule it is empty, and removing it then needs no descriptor, of which there may be none.
-  if (path_.empty() || ::rmdir(path_.c_str()) == 0)
-    return;
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
 }
 
 } // namespace tesker

@@ -1,4 +1,4 @@
-// ToolProcess.h - the tool as a child process, and the directory it meets its master in.
+// ToolProcess.h - the tool as a child process.
 //
 // The child gets a clean start: nothing on standard input, standard output and error in one pipe,
 // no other descriptor of this process, no blocked or ignored signal, and a process group of its
@@ -20,30 +20,6 @@
 
 namespace tesker {
 
-// A new directory with mode 0700 under $XDG_RUNTIME_DIR, or under /tmp where that is unset or
-// refuses. Removed at the end, with all that is in it. Moves, never copies.
-class PrivateDirectory {
-public:
-  // Fails with the errno.
-  [[nodiscard]] static Result<PrivateDirectory> create();
-  PrivateDirectory(PrivateDirectory &&other) noexcept : path_(std::exchange(other.path_, {})) {}
-  PrivateDirectory &operator=(PrivateDirectory &&other) noexcept {
-    path_.swap(other.path_);
-    return *this;
-  }
-  PrivateDirectory(const PrivateDirectory &) = delete;
-  PrivateDirectory &operator=(const PrivateDirectory &) = delete;
-  ~PrivateDirectory();
-
-  const std::string &path() const { return path_; }
-
-private:
-  explicit PrivateDirectory(std::string path) : path_(std::move(path)) {}
-  [[nodiscard]] static Result<PrivateDirectory> createUnder(const std::string &parent);
-
-  std::string path_; // empty when it has been moved from
-};
-
 class ToolProcess {
 public:
   // Variables to set for the child on top of this process's own.
@@ -59,7 +35,8 @@ public:
   ToolProcess &operator=(const ToolProcess &) = delete;
 
   // Readable when the child has ended: for poll(2). Negative, as poll(2) ignores it, when it had
-  // ended and was reaped by somebody else before it could be watched.
+  // ended and was reaped by somebody else before it could be watched, and where the system has no
+  // such descriptors or forbids them: who waits then has to ask for its end now and again.
   int endDescriptor() const { return pidfd_.number(); }
   // The reading end of what it writes, non-blocking. It is the caller's; the second call gives
   // none.

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
+#include <optional>
 #include <unistd.h>
 
 namespace tesker {
@@ -20,7 +21,7 @@ struct NewFile {
 
 // Makes a new file in the path's folder, with a name that is short so that it fits wherever the
 // path's own does. What a crashed process left under such a name is not reused, only passed over.
-Result<NewFile> makeTemporaryFileFor(const std::string &path) {
+Result<NewFile> makeTemporaryFileFor(const std::string &path, mode_t mode) {
   static unsigned counter = 0;
   constexpr int kMostAttempts = 100;
   const std::string start =
@@ -29,13 +30,43 @@ Result<NewFile> makeTemporaryFileFor(const std::string &path) {
   for (int attempt = 0; attempt < kMostAttempts && !file.descriptor; ++attempt) {
     file.name = start + std::to_string(++counter);
     file.descriptor = FileDescriptor(
-        OperatingSystem::current().open(file.name.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666));
+        OperatingSystem::current().open(file.name.c_str(), O_WRONLY | O_CREAT | O_EXCL, mode));
     if (!file.descriptor && errno != EEXIST)
       break;
   }
   if (!file.descriptor)
     return Failure{errno};
   return file;
+}
+
+// The status of the file that the new one is to take the place of; nothing where there is none, or
+// where it is of another kind.
+std::optional<struct stat> statusOfFormer(const std::string &path) {
+  struct stat status {};
+  if (OperatingSystem::current().statAt(AT_FDCWD, path.c_str(), false, status) != 0 ||
+      !S_ISREG(status.st_mode))
+    return std::nullopt;
+  return status;
+}
+
+// Gives the file the former one's owner, group and mode. In another group's hands the bits of the
+// group and of all others concern both the one's members and the other's: each gets what both had.
+// Bits that lend the owner's or the group's rights go when either changes. What the system refuses
+// leaves the file with the few rights that it was made with.
+void takeOver(const FileDescriptor &file, const struct stat &former) {
+  OperatingSystem &system = OperatingSystem::current();
+  constexpr uid_t kSameUser = static_cast<uid_t>(-1);
+  constexpr gid_t kSameGroup = static_cast<gid_t>(-1);
+  const bool hasGroup = system.changeDescriptorOwner(file.number(), kSameUser, former.st_gid) == 0;
+  const bool hasUser = system.changeDescriptorOwner(file.number(), former.st_uid, kSameGroup) == 0;
+  mode_t mode = former.st_mode & 07777;
+  if (!hasGroup) {
+    const mode_t common = (mode >> 3) & mode & 07;
+    mode = (mode & 07700) | common << 3 | common;
+  }
+  if (!hasGroup || !hasUser)
+    mode &= 0777;
+  (void)system.changeDescriptorMode(file.number(), mode);
 }
 
 Result<> writeAndClose(FileDescriptor file, std::string_view bytes) {
@@ -95,9 +126,12 @@ Result<> writeFileAtomically(const NSString &path, std::string_view bytes) {
   const std::string target = path.fileSystemRepresentation();
   if (target.empty())
     return Failure{ENOENT};
-  Result<NewFile> file = makeTemporaryFileFor(target);
+  const std::optional<struct stat> former = statusOfFormer(target);
+  Result<NewFile> file = makeTemporaryFileFor(target, former ? 0600 : 0666);
   if (!file)
     return file.failure();
+  if (former)
+    takeOver(file->descriptor, *former);
   Result<> outcome = writeAndClose(std::move(file->descriptor), bytes);
   if (outcome && system.rename(file->name.c_str(), target.c_str()) != 0)
     outcome = Failure{errno};

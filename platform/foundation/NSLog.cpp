@@ -20,6 +20,24 @@ void writeLineToStandardError(std::string_view text) {
   (void)writeAll(STDERR_FILENO, std::string(text) + '\n');
 }
 
+// Bytes of 0x80 and above are left alone: they belong to UTF-8 characters.
+void appendWithoutControls(std::string &text, std::string_view argument) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  for (const char byte : argument) {
+    const auto code = static_cast<unsigned char>(byte);
+    if (byte == '\n') {
+      text += "\\n";
+    } else if (byte == '\t') {
+      text += "\\t";
+    } else if (code < 0x20 || code == 0x7F) {
+      text += "\\x";
+      text += {kDigits[code / 16], kDigits[code % 16]};
+    } else {
+      text += byte;
+    }
+  }
+}
+
 } // namespace
 
 std::string formatted(std::string_view format, std::initializer_list<std::string_view> arguments) {
@@ -31,7 +49,8 @@ std::string formatted(std::string_view format, std::initializer_list<std::string
       text += '%';
       ++i;
     } else if ((kind == 's' || kind == 'd' || kind == '@') && argument != arguments.end()) {
-      text += kind == 's' ? argument->substr(0, argument->find('\0')) : *argument;
+      appendWithoutControls(text,
+                            kind == 's' ? argument->substr(0, argument->find('\0')) : *argument);
       ++argument;
       ++i;
     } else {

@@ -13,6 +13,10 @@ namespace tesker {
 // The format with its placeholders replaced by the arguments, in order: "%s" (the argument up to a
 // NUL, as a C string is printed), "%@" (the argument whole) and "%d" (a number already written
 // out). "%%" is one percent sign. A placeholder without an argument stays as it is.
+//
+// Control characters in an argument are written out, so that a file's name cannot end the line and
+// forge the next one, or drive the terminal that shows it: a line feed as "\n", a tab as "\t", the
+// others below 0x20 and 0x7f as "\x1b". All other bytes, backslashes among them, are as they were.
 std::string formatted(std::string_view format, std::initializer_list<std::string_view> arguments);
 
 // Writes the text and a line feed to standard error, without any prefix.

@@ -131,6 +131,14 @@ int OperatingSystem::makeDirectory(const char *path, mode_t mode) { return ::mkd
 
 int OperatingSystem::changeMode(const char *path, mode_t mode) { return ::chmod(path, mode); }
 
+int OperatingSystem::changeDescriptorMode(int descriptor, mode_t mode) {
+  return ::fchmod(descriptor, mode);
+}
+
+int OperatingSystem::changeDescriptorOwner(int descriptor, uid_t user, gid_t group) {
+  return ::fchown(descriptor, user, group);
+}
+
 int OperatingSystem::rename(const char *oldPath, const char *newPath) {
   return ::rename(oldPath, newPath);
 }

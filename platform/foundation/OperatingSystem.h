@@ -52,6 +52,9 @@ public:
   virtual int access(const char *path, int mode);
   virtual int makeDirectory(const char *path, mode_t mode);
   virtual int changeMode(const char *path, mode_t mode);
+  virtual int changeDescriptorMode(int descriptor, mode_t mode); // fchmod
+  // fchown: an id of -1 leaves that one as it is.
+  virtual int changeDescriptorOwner(int descriptor, uid_t user, gid_t group);
   virtual int rename(const char *oldPath, const char *newPath);
   virtual int unlink(const char *path);
   // Always close-on-exec. The path is relative to the directory descriptor.

@@ -69,10 +69,13 @@ private:
     // The one segment of a relocatable object has no name; its sections say where they belong.
     if (header_.filetype != MH_OBJECT && !isNamed(segment.segname, segment_))
       return std::nullopt;
+    // Entries that the command has no room for are not there, however many it announces.
+    const std::uint64_t room = (command.cmdsize - sizeof(segment_command)) / sizeof(section_entry);
+    const std::uint64_t count = std::min<std::uint64_t>(segment.nsects, room);
     std::uint64_t next = offset + sizeof(segment_command);
     section_entry entry{};
-    for (std::uint32_t i = 0; i < segment.nsects; ++i, next += sizeof(section_entry)) {
-      if (!read(next, end, entry, swap_section_entry))
+    for (std::uint64_t i = 0; i < count; ++i, next += sizeof(section_entry)) {
+      if (!read(next, image_.size, entry, swap_section_entry))
         break;
       if (isNamed(entry.segname, segment_) && isNamed(entry.sectname, section_))
         return entry;

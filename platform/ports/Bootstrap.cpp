@@ -78,6 +78,14 @@ kern_return_t statusOfRefusal(int error) {
   }
 }
 
+// The path without what its end may have and still name the same directory: behind a slash, or a
+// slash and a dot, a link at the end would be followed.
+std::string withoutTrailingSlashes(std::string path) {
+  while (path.size() > 1 && (path.ends_with('/') || path.ends_with("/.")))
+    path.pop_back();
+  return path;
+}
+
 // Fails with the status.
 Result<FileDescriptor> openPrivateDirectory(int above, const char *name) {
   OperatingSystem &system = OperatingSystem::current();
@@ -87,7 +95,7 @@ Result<FileDescriptor> openPrivateDirectory(int above, const char *name) {
   struct stat status {};
   if (system.statDescriptor(opened.number(), status) < 0)
     return Failure{errno};
-  if (status.st_uid != ::geteuid() || (status.st_mode & 0777) != 0700)
+  if (status.st_uid != ::geteuid() || (status.st_mode & 07777) != 0700)
     return Failure{BOOTSTRAP_NOT_PRIVILEGED};
   return opened;
 }
@@ -129,7 +137,8 @@ std::string bootstrapDirectory() {
   return parentInTmp() + "/" + kNameInParent;
 }
 
-Result<BootstrapDirectory> BootstrapDirectory::open(const std::string &path) {
+Result<BootstrapDirectory> BootstrapDirectory::open(const std::string &given) {
+  const std::string path = withoutTrailingSlashes(given);
   const std::string parent = parentInTmp();
   const bool isInTmp = path == parent + "/" + kNameInParent;
   Result<FileDescriptor> opened =

@@ -34,8 +34,9 @@ inline constexpr kern_return_t BOOTSTRAP_UNKNOWN_SERVICE = 1102;
 //
 // It is $TESKER_BOOTSTRAP_DIR, else $XDG_RUNTIME_DIR/tesker/bootstrap, else
 // /tmp/tesker-UID/bootstrap; an empty variable counts as unset. It must be a directory, not a link
-// to one, of the effective user with permission bits exactly 0700; in /tmp its parent too. A
-// service is a listening AF_UNIX/SOCK_SEQPACKET socket of the service's name in it.
+// to one, of the effective user with mode exactly 0700 (none of the special bits either); in /tmp
+// its parent too. Slashes at the end of the path change nothing about that. A service is a
+// listening AF_UNIX/SOCK_SEQPACKET socket of the service's name in it.
 
 // The path, from the environment as it is now.
 [[nodiscard]] std::string bootstrapDirectory();

@@ -12,12 +12,22 @@ namespace tesker {
 
 namespace {
 
+// Made in a directory that hands its group on, a directory gets that bit, too; it is taken away.
+void makePrivateDirectory(const std::string &path) {
+  OperatingSystem &system = OperatingSystem::current();
+  if (system.makeDirectory(path.c_str(), 0700) != 0)
+    return;
+  const FileDescriptor made(system.open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+  if (made)
+    (void)system.changeDescriptorMode(made.number(), 0700);
+}
+
 // Makes every directory of the path that is missing. What cannot be made is found missing, or not
 // to be trusted, when the path is opened.
 void makeDirectories(const std::string &path) {
   for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
-    OperatingSystem::current().makeDirectory(path.substr(0, end).c_str(), 0700);
-  OperatingSystem::current().makeDirectory(path.c_str(), 0700);
+    makePrivateDirectory(path.substr(0, end));
+  makePrivateDirectory(path);
 }
 
 // Keeps other services out of the directory while a name is taken. They hold the lock for a few

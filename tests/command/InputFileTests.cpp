@@ -2,9 +2,13 @@
 #include "tests/support/TemporaryDirectory.h"
 
 #include <cerrno>
+#include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <thread>
 
 namespace tesker::test {
 namespace {
@@ -34,6 +38,39 @@ TEST(InputFile, MayNotBeEndless) {
   EXPECT_EQ(contentsOf(directory.path("file"), 3), "abc");
 }
 
+TEST(InputFile, OfAFifoComesInPiecesFromOneWhoOpensItLater) {
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.path("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  std::thread writer([&] {
+    const FileDescriptor writing(::open(fifo.c_str(), O_WRONLY | O_CLOEXEC)); // waits for a reader
+    for (const char *piece : {"one ", "two ", "three"}) {
+      EXPECT_TRUE(writeAll(writing.number(), piece));
+      ::poll(nullptr, 0, 1);
+    }
+  });
+  EXPECT_EQ(contentsOf(fifo), "one two three");
+  writer.join();
+}
+
+TEST(InputFile, OfAFifoThatNobodyWritesIsNotWaitedForBeyondTheDeadline) {
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.path("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const auto readSoon = [&] {
+    return readInput(fifo, kLargestContents, Deadline::in(std::chrono::milliseconds(20))).error();
+  };
+  EXPECT_EQ(readSoon(), ETIMEDOUT);
+  const FileDescriptor silent(::open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+  EXPECT_EQ(readSoon(), ETIMEDOUT);
+  EXPECT_EQ(fileError("f", ETIMEDOUT), "f: timed out");
+}
+
+TEST(InputFile, ThatNeverEndsIsNotReadBeyondTheDeadline) {
+  EXPECT_EQ(readInput("/dev/zero", kLargestContents, Deadline::in(std::chrono::seconds(0))).error(),
+            ETIMEDOUT);
+}
+
 TEST(SavedFile, ReplacesAFileAndTheOneALinkLeadsTo) {
   const TemporaryDirectory directory;
   const std::string file = directory.writeFile("file", "old");
@@ -45,6 +82,13 @@ TEST(SavedFile, ReplacesAFileAndTheOneALinkLeadsTo) {
   EXPECT_TRUE(std::filesystem::is_symlink(directory.path("link")));
   EXPECT_TRUE(saveFile(directory.path("made"), std::string("\0", 1)));
   EXPECT_EQ(contentsOf(directory.path("made")), std::string("\0", 1));
+}
+
+TEST(SavedFile, KeepsTheModeOfTheOneThatALinkLeadsTo) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.writeFile("file", "old", 0600);
+  EXPECT_TRUE(saveFile(directory.makeLink("link", "file"), "new"));
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
 }
 
 TEST(SavedFile, ReplacesNothingThatIsNoFile) {

@@ -139,23 +139,55 @@ class Session:
         self.record(f"terminal of {columns} columns", self.shown(output.replace(b"\r\n", b"\n")))
         self.end(process.returncode)
 
-    def run_and_interrupt(self, number):
-        """Interrupts a search that would never end, once it has begun."""
+    def run_and_interrupt(self, number, closed=None):
+        """Interrupts a search that would never end, once it has begun. A descriptor that the
+        command is started without is looked at before."""
         arguments = ["list", str(self.tmp), "--tool", str(self.programs / "tesker-fake-tool")]
         self.begin([], FAKE_TOOL="never-connect")
         with subprocess.Popen(self.command(arguments), stderr=subprocess.PIPE, cwd=self.tmp,
                               env=self.environment | {"FAKE_TOOL": "never-connect"},
-                              stdout=subprocess.DEVNULL) as process:
+                              stdout=subprocess.DEVNULL,
+                              preexec_fn=None if closed is None else lambda: os.close(closed),
+                              ) as process:
             children = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children")
             while not children.read_text().strip():
                 time.sleep(0.01)
             child = int(children.read_text().split()[0])
+            if closed is not None:
+                self.note(f"descriptor {closed} is {self.describe(process.pid, closed)}")
             process.send_signal(number)
             errors = process.communicate(timeout=120)[1]
         self.record("stderr", self.shown(errors))
         self.end(process.returncode)
         if pathlib.Path(f"/proc/{child}").exists():
             self.note("the tool was left running")
+
+    def interrupt_reading(self, name, number):
+        """Interrupts the reading of the last answer from a FIFO that nobody writes."""
+        arguments = ["list", str(self.tmp), "--previous", name]
+        self.begin([self.shown(os.fsencode(a)) for a in arguments])
+        with subprocess.Popen(self.command(arguments), stderr=subprocess.PIPE, cwd=self.tmp,
+                              env=self.environment, stdout=subprocess.DEVNULL) as process:
+            while True:
+                try:
+                    writing = os.open(self.tmp / name, os.O_WRONLY | os.O_NONBLOCK)
+                    break
+                except OSError:  # nobody reads yet
+                    time.sleep(0.01)
+            process.send_signal(number)
+            errors = process.communicate(timeout=120)[1]
+            os.close(writing)
+        self.record("stderr", self.shown(errors))
+        self.end(process.returncode)
+
+    @staticmethod
+    def describe(process, descriptor):
+        where = pathlib.Path(f"/proc/{process}")
+        info = dict(line.split(":", 1)
+                    for line in (where / f"fdinfo/{descriptor}").read_text().splitlines())
+        mode = int(info["flags"], 8) & os.O_ACCMODE
+        return f"{(where / f'fd/{descriptor}').readlink()}, " + (
+            "only to be read" if mode == os.O_RDONLY else "to be written, too")
 
     def transcript(self):
         left = sorted(p.name for p in (self.tmp / "run").iterdir())
@@ -181,6 +213,7 @@ def usage(s):
     s.run("decode", "--help")
     s.run("encode", "--help")
     s.run("find")
+    s.run("-v", "--colour", "find")
     s.run("list", "--colour")
     s.run("list", "--format", "xml")
     s.run("list", "--timeout", "0")
@@ -254,6 +287,14 @@ def previous(s):
     s.run("list", "Apps", "--previous", "missing")
     s.run("list", "Apps", "--save", "missing/answer")
     s.run("list", "Apps", "--save", "/dev/null")
+
+
+def previous_of_a_fifo(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    os.mkfifo(s.tmp / "fifo")
+    s.run("list", "Apps", "--previous", "fifo", "--timeout", "0.2")
+    s.interrupt_reading("fifo", signal.SIGINT)
+    s.interrupt_reading("fifo", signal.SIGTERM)
 
 
 def tmp_bytes(s, name):
@@ -338,6 +379,9 @@ def logs(s):
     s.run("list", "Apps")
     s.run("list", "Apps", "-q")
     s.run("-v", "list", "Apps")
+    s.note("a name that would be a line of its own")
+    s.write("evil/Bad\nTool: forged\x1b[2J.app/Resources/Info-quorvale.plist", "{ broken")
+    s.run("-v", "list", "evil")
 
 
 def codec(s):
@@ -409,8 +453,15 @@ def interrupted(s):
         s.run_and_interrupt(number)
 
 
-SESSIONS = [usage, formats, sample, previous, paths, unsearchable, dock_lists, defaults, logs, codec,
-            output_errors, failing_tools, hanging_tools, interrupted]
+def closed_descriptors(s):
+    s.note("nothing that is opened takes the place of a descriptor that is missing")
+    for descriptor in (0, 1, 2):
+        s.run_and_interrupt(signal.SIGTERM, closed=descriptor)
+
+
+SESSIONS = [usage, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
+            output_errors, failing_tools, hanging_tools, interrupted,
+            closed_descriptors]
 
 
 def transcript_of(session, programs):
@@ -433,6 +484,10 @@ def main():
     parser.add_argument("names", nargs="*")
     options = parser.parse_args()
     os.umask(0o022)
+    # What a background job's shell has them ignore, the commands would ignore as well.
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        if signal.getsignal(number) == signal.SIG_IGN:
+            signal.signal(number, signal.SIG_DFL)
     failed = 0
     for session in SESSIONS:
         name = session.__name__.replace("_", "-")

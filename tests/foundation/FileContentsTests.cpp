@@ -1,5 +1,6 @@
 #include "platform/foundation/Files.h"
 
+#include "tests/support/ChildProcess.h"
 #include "tests/support/CountingOperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -18,6 +19,7 @@ namespace {
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
+using test::kOtherUser;
 using test::TemporaryDirectory;
 using testing::ElementsAre;
 
@@ -207,6 +209,12 @@ protected:
   int write(std::string_view name, std::string_view bytes) const {
     return writeFileAtomically(directory.string(name), bytes).error();
   }
+  struct stat statusOf(std::string_view name) const {
+    struct stat status {};
+    EXPECT_EQ(::lstat(directory.path(name).c_str(), &status), 0);
+    return status;
+  }
+  mode_t modeOf(std::string_view name) const { return statusOf(name).st_mode & 07777; }
   TemporaryDirectory directory;
 };
 
@@ -228,13 +236,104 @@ TEST_F(WriteFileTest, AnExistingFileIsReplacedNotWrittenInto) {
             12); // who has it open reads the old one
 }
 
-TEST_F(WriteFileTest, TheModeFollowsTheUmask) {
+TEST_F(WriteFileTest, ANewFilesModeFollowsTheUmask) {
   const mode_t before = ::umask(027);
   EXPECT_EQ(write("f", "x"), 0);
   ::umask(before);
-  struct stat status {};
-  ASSERT_EQ(::stat(directory.path("f").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777U, 0640U);
+  EXPECT_EQ(modeOf("f"), 0640U);
+}
+
+TEST_F(WriteFileTest, AnExistingFileKeepsItsModeWhateverTheUmask) {
+  for (const mode_t mode : {0600U, 0644U, 0666U, 0755U, 0400U, 0604U, 01640U}) {
+    directory.writeFile("f", "old", mode);
+    const mode_t before = ::umask(027);
+    EXPECT_EQ(write("f", "x"), 0);
+    ::umask(before);
+    EXPECT_EQ(modeOf("f"), mode);
+    ASSERT_EQ(::unlink(directory.path("f").c_str()), 0);
+  }
+}
+
+TEST_F(WriteFileTest, WhatIsNotAFileHandsOnNoRights) {
+  directory.writeFile("secret", "old", 0600);
+  directory.makeLink("l", "secret");
+  const mode_t before = ::umask(022);
+  EXPECT_EQ(write("l", "x"), 0);
+  ::umask(before);
+  EXPECT_EQ(modeOf("l"), 0644U);
+  EXPECT_EQ(contents(directory.path("secret")), "old");
+}
+
+TEST_F(WriteFileTest, OwnerAndGroupAreKeptByWhoMayGiveThem) {
+  TESKER_SKIP_UNLESS_ROOT();
+  const std::string file = directory.writeFile("f", "old");
+  ASSERT_EQ(::chown(file.c_str(), kOtherUser, kOtherUser + 1), 0);
+  ASSERT_EQ(::chmod(file.c_str(), 06754), 0);
+  EXPECT_EQ(write("f", "new"), 0);
+  const struct stat status = statusOf("f");
+  EXPECT_EQ(status.st_uid, kOtherUser);
+  EXPECT_EQ(status.st_gid, kOtherUser + 1);
+  EXPECT_EQ(modeOf("f"), 06754U);
+}
+
+TEST_F(WriteFileTest, AnotherOwnersFileGivesNobodyMoreRights) {
+  TESKER_SKIP_UNLESS_ROOT();
+  struct Case {
+    mode_t before, after;
+  };
+  ASSERT_EQ(::chmod(directory.path().c_str(), 0777), 0);
+  for (const Case &modes : {Case{0640, 0600}, {0604, 0600}, {0664, 0644}, {04755, 0755}}) {
+    const std::string file = directory.writeFile("f", "old", modes.before);
+    test::inOrdinaryUsersChild([&] { EXPECT_EQ(write("f", "new"), 0); });
+    EXPECT_EQ(statusOf("f").st_uid, kOtherUser);
+    EXPECT_EQ(modeOf("f"), modes.after) << std::oct << modes.before;
+    ASSERT_EQ(::unlink(file.c_str()), 0);
+  }
+}
+
+TEST_F(WriteFileTest, TheGroupIsKeptWhereOnlyTheOwnerCannotBe) {
+  TESKER_SKIP_UNLESS_ROOT();
+  ASSERT_EQ(::chmod(directory.path().c_str(), 0777), 0);
+  const std::string file = directory.writeFile("f", "old");
+  ASSERT_EQ(::chown(file.c_str(), 0, kOtherUser), 0);
+  ASSERT_EQ(::chmod(file.c_str(), 06640), 0);
+  test::inOrdinaryUsersChild([&] { EXPECT_EQ(write("f", "new"), 0); });
+  EXPECT_EQ(statusOf("f").st_uid, kOtherUser);
+  EXPECT_EQ(statusOf("f").st_gid, kOtherUser);
+  EXPECT_EQ(modeOf("f"), 0640U);
+}
+
+// Looks at the modes that a file being written has on its way.
+TEST_F(WriteFileTest, UntilItHasTheFormersRightsAFileIsItsMakersAlone) {
+  class Watching final : public OperatingSystem {
+  public:
+    ssize_t write(int descriptor, const void *bytes, std::size_t size) override {
+      watch(descriptor);
+      return OperatingSystem::write(descriptor, bytes, size);
+    }
+    int changeDescriptorOwner(int descriptor, uid_t, gid_t) override {
+      watch(descriptor);
+      errno = EPERM;
+      return -1;
+    }
+    int changeDescriptorMode(int, mode_t) override {
+      errno = EPERM;
+      return -1;
+    }
+    std::vector<mode_t> modes;
+
+  private:
+    void watch(int descriptor) {
+      struct stat status {};
+      EXPECT_EQ(statDescriptor(descriptor, status), 0);
+      modes.push_back(status.st_mode & 07777);
+    }
+  };
+  directory.writeFile("f", "old", 0666);
+  Watching system;
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(write("f", "new"), 0);
+  EXPECT_THAT(system.modes, ElementsAre(0600U, 0600U, 0600U));
 }
 
 TEST_F(WriteFileTest, ANameAsLongAsNamesCanBeIsWritten) {
@@ -270,14 +369,15 @@ TEST_F(WriteFileTest, WhatOthersLeftUnderATemporaryNameIsNeitherUsedNorInTheWay)
   EXPECT_EQ(contents(directory.path("g")), "new");
 }
 
-TEST_F(WriteFileTest, AFileTakesFiveCalls) {
+TEST_F(WriteFileTest, ANewFileTakesSixCalls) {
   test::CountingOperatingSystem system;
   const ScopedOperatingSystem inForce(system);
   EXPECT_EQ(write("f", "text"), 0);
-  const std::string temporary = system.log[0].substr(system.log[0].find('/'));
+  const std::string temporary = system.log[1].substr(system.log[1].find('/'));
   EXPECT_THAT(system.log,
-              ElementsAre("open " + temporary, "write " + temporary, "synchronize " + temporary,
-                          "close " + temporary, "rename " + temporary + " " + directory.path("f")));
+              ElementsAre("statAt " + directory.path("f") + " nofollow", "open " + temporary,
+                          "write " + temporary, "synchronize " + temporary, "close " + temporary,
+                          "rename " + temporary + " " + directory.path("f")));
 }
 
 TEST_F(WriteFileTest, AFolderThatIsMissingIsAnswered) { EXPECT_EQ(write("none/f", "x"), ENOENT); }

@@ -48,7 +48,23 @@ TEST(FormattedTest, PlaceholdersTakeTheArgumentsInOrder) {
 }
 
 TEST(FormattedTest, AByteStringEndsAtItsNulAndAnObjectsTextDoesNot) {
-  EXPECT_EQ(formatted("[%s][%@]", {"a\0b"sv, "a\0b"sv}), "[a][a\0b]"sv);
+  EXPECT_EQ(formatted("[%s][%@]", {"a\0b"sv, "a\0b"sv}), "[a][a\\x00b]");
+}
+
+TEST(FormattedTest, ControlCharactersOfAnArgumentAreWrittenOut) {
+  EXPECT_EQ(formatted("cannot read %s", {"a\nTool: all is well"}),
+            "cannot read a\\nTool: all is well");
+  EXPECT_EQ(formatted("%@ %s %d", {"\t", "\r", "\x1B[2J"}), "\\t \\x0d \\x1b[2J");
+  EXPECT_EQ(formatted("%s", {"\x01\x1F\x7F"}), "\\x01\\x1f\\x7f");
+}
+
+TEST(FormattedTest, OtherBytesOfAnArgumentAreAsTheyWere) {
+  const std::string ordinary = " ~\\\\n\x80\x9F\xFF\xC3\xA4";
+  EXPECT_EQ(formatted("%s", {ordinary}), ordinary);
+}
+
+TEST(FormattedTest, ControlCharactersOfTheFormatStay) {
+  EXPECT_EQ(formatted("a\n\t%s", {"b"}), "a\n\tb");
 }
 
 TEST(FormattedTest, TwoPercentSignsAreOne) {
@@ -81,6 +97,14 @@ TEST(LogTest, NSLogWritesTheTextAndALineFeedToStandardErrorWithoutPrefix) {
 TEST(LogTest, NSLogWritesATextLargerThanAPipe) {
   const std::string text(std::size_t{1} << 20, 'x');
   EXPECT_EQ(writtenToStandardError([&] { NSLog(text); }), text + "\n");
+}
+
+TEST(LogTest, AnArgumentCannotForgeALine) {
+  const LogCapture capture;
+  NSLog("a %@", {"b\nc"});
+  syslogError("d %s", {"e\nf"});
+  EXPECT_THAT(capture.logged, ElementsAre("a b\\nc"));
+  EXPECT_THAT(capture.syslogged, ElementsAre("d e\\nf"));
 }
 
 TEST(LogTest, SyslogLinesAreKeptFromStandardErrorUnlessAskedFor) {

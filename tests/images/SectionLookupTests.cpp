@@ -252,6 +252,22 @@ SparseImage segmentAt(std::uint64_t offset, std::uint64_t size, std::uint32_t se
   return file;
 }
 
+// An image that has become shorter than it was, and counts its reads.
+class EndedImage final : public ImageSource {
+public:
+  EndedImage(ImageSource &whole, std::uint64_t left) : whole_(whole), left_(left) {}
+  std::uint64_t size() const override { return whole_.size(); }
+  std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) override {
+    ++reads;
+    return offset + buffer.size() <= left_ ? whole_.read(offset, buffer) : 0;
+  }
+  std::size_t reads = 0;
+
+private:
+  ImageSource &whole_;
+  std::uint64_t left_;
+};
+
 TEST(SectionLookup, ReadsNoMoreThan256MebibytesOfLoadCommands) {
   // The last of them is a segment that announces as many sections as 32 bits can count.
   const std::uint64_t room = 100 * kSectionEntry;
@@ -262,6 +278,24 @@ TEST(SectionLookup, ReadsNoMoreThan256MebibytesOfLoadCommands) {
   SparseImage beyond = segmentAt(kMostCommands - room, room + 4, 0xffffffff);
   EXPECT_FALSE(findSection(beyond, {0, beyond.size()}, "__ICON", "__other"));
   EXPECT_LE(beyond.reads, 4U);
+}
+
+TEST(SectionLookup, FourBillionAnnouncedSectionsCostNoMoreReadsThanThereIsRoomFor) {
+  const std::uint64_t room = at::kFirstSection + 2 * kSectionEntry;
+  SparseImage image = segmentAt(1000, room, 0xffffffff);
+  EXPECT_FALSE(findSection(image, {0, image.size()}, "__ICON", "__other"));
+  EXPECT_EQ(image.reads, 1U + 2 + 1 + 2); // the header, two commands, the segment, two sections
+  // In a file that has become shorter the first section that is missing ends it.
+  const std::string shrunk = iconImage(kI386, "text")
+                                 .word(at::kSizeOfCommands, 0xfffffffc)
+                                 .word(at::kFirstCommand + at::kCommandSize, 0x0ffff000)
+                                 .word(at::kFirstCommand + at::kSectionCount, 0xffffffff)
+                                 .bytes();
+  SparseImage file(std::uint64_t{1} << 33);
+  file.write(0, shrunk);
+  EndedImage ended(file, 200);
+  EXPECT_FALSE(findSection(ended, {0, ended.size()}, "__ICON", "__other"));
+  EXPECT_LE(ended.reads, 6U);
 }
 
 TEST(SectionLookup, FindsASectionInTheLastOfThoseLoadCommandsAndNoneBehind) {

@@ -1,9 +1,13 @@
 #include "master/ToolProcess.h"
 
+#include "tests/support/ChildProcess.h"
+#include "tests/support/RefusedSystemCall.h"
+
 #include <cerrno>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/syscall.h>
 
 namespace tesker::test {
 namespace {
@@ -47,6 +51,42 @@ TEST(ToolProcess, GivesTheLogPipeAwayOnce) {
   const std::unique_ptr<ToolProcess> process = started("/bin/true");
   EXPECT_TRUE(process->takeLogPipe());
   EXPECT_FALSE(process->takeLogPipe());
+}
+
+// An old kernel, and a sandbox.
+TEST(ToolProcess, IsStartedWhereItsEndCannotBeWatched) {
+  for (const int error : {ENOSYS, EPERM, EACCES, EINVAL})
+    inChild([&] {
+      ASSERT_EQ(refuseSystemCall(SYS_pidfd_open, static_cast<unsigned>(error)), 0);
+      const std::unique_ptr<ToolProcess> process = started("/bin/false");
+      EXPECT_LT(process->endDescriptor(), 0);
+      const FileDescriptor log = process->takeLogPipe();
+      pollfd hangUp{log.number(), POLLIN, 0};
+      EXPECT_EQ(::poll(&hangUp, 1, -1), 1);
+      while (!process->end())
+        ::poll(nullptr, 0, 1);
+      EXPECT_EQ(describe(*process->end()), "exit status 1");
+    });
+}
+
+TEST(ToolProcess, LacksNoMoreThanItsEndWhereThatCannotBeWatched) {
+  inChild([] {
+    ASSERT_EQ(refuseSystemCall(SYS_pidfd_open, ENOSYS), 0);
+    const std::unique_ptr<ToolProcess> process = started("/usr/bin/yes");
+    EXPECT_FALSE(process->end());
+    process->kill();
+    ASSERT_TRUE(process->end());
+    EXPECT_EQ(process->end()->value, SIGKILL);
+  });
+}
+
+TEST(ToolProcess, IsNotStartedWithoutADescriptorForItsEnd) {
+  inChild([] {
+    ASSERT_EQ(refuseSystemCall(SYS_pidfd_open, EMFILE), 0);
+    EXPECT_EQ(ToolProcess::start("/usr/bin/yes", {}).error(), EMFILE);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+  });
 }
 
 } // namespace

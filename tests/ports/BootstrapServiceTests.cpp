@@ -56,6 +56,13 @@ TEST_F(BootstrapServiceTest, MakesTheMissingDirectoriesForItsUserOnly) {
   }
 }
 
+TEST_F(BootstrapServiceTest, MakesItsDirectoriesWithoutTheBitOfOneThatHandsItsGroupOn) {
+  const std::string above = temporary_.makeDirectory("above", 0755);
+  ASSERT_EQ(::chmod(above.c_str(), 02755), 0);
+  directory_ = above + "/a/b";
+  EXPECT_NE(checkedIn(), nullptr);
+}
+
 TEST_F(BootstrapServiceTest, RefusesADirectoryThatOthersMayEnter) {
   ASSERT_EQ(::chmod(directory_.c_str(), 0755), 0);
   EXPECT_EQ(statusOf(), BOOTSTRAP_NOT_PRIVILEGED);

@@ -105,7 +105,7 @@ TEST_F(BootstrapLookUp, RefusesADirectoryOfAnotherUser) {
 
 TEST_F(BootstrapLookUp, RefusesADirectoryWithOtherPermissionsThanItsOwners) {
   const auto service = checkIn();
-  for (const mode_t mode : {0770U, 0755U, 0701U, 0500U}) {
+  for (const mode_t mode : {0770U, 0755U, 0701U, 0500U, 01700U, 02700U, 04700U}) {
     ASSERT_EQ(::chmod(path_.c_str(), mode), 0);
     EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED) << std::oct << mode;
   }
@@ -119,6 +119,17 @@ TEST_F(BootstrapLookUp, RefusesALinkOrAFileInTheDirectorysPlace) {
   EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED);
   ::setenv("TESKER_BOOTSTRAP_DIR", temporary_.writeFile("file", "").c_str(), 1);
   EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED);
+}
+
+TEST_F(BootstrapLookUp, RefusesALinkWhateverSlashesStandBehindIt) {
+  const std::string link = temporary_.makeLink("link", path_);
+  for (const char *end : {"/", "//", "/.", "/./", "/.//./"}) {
+    const auto service = checkIn(); // no look-up remembers it yet
+    ::setenv("TESKER_BOOTSTRAP_DIR", (link + end).c_str(), 1);
+    EXPECT_EQ(lookUp(), BOOTSTRAP_NOT_PRIVILEGED) << end;
+    ::setenv("TESKER_BOOTSTRAP_DIR", (path_ + end).c_str(), 1);
+    EXPECT_EQ(lookUp(), BOOTSTRAP_SUCCESS) << end;
+  }
 }
 
 // The listening socket belongs to the one who made it listen.
@@ -315,6 +326,8 @@ TEST_F(BootstrapDirectoryName, InTmpTheParentMustBeTheUsersOwn) {
     const auto service = checkIn(bootstrapDirectory(), "name");
     port_t port = PORT_NULL;
     ASSERT_EQ(::chmod(parent.c_str(), 0770), 0);
+    EXPECT_EQ(bootstrap_look_up(bootstrap_port(), "name", port), BOOTSTRAP_NOT_PRIVILEGED);
+    const test::ScopedEnvironment named("TESKER_BOOTSTRAP_DIR", bootstrapDirectory() + "/");
     EXPECT_EQ(bootstrap_look_up(bootstrap_port(), "name", port), BOOTSTRAP_NOT_PRIVILEGED);
     ASSERT_EQ(::chmod(parent.c_str(), 0700), 0);
     EXPECT_EQ(bootstrap_look_up(bootstrap_port(), "name", port), BOOTSTRAP_SUCCESS);

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tesker::test {
 namespace {
@@ -92,6 +94,18 @@ TEST(ProcessorFromText, KnowsEveryKnownName) {
   for (const QXArchInfo &info : knownProcessors())
     EXPECT_EQ(processorFromText(info.name), (HostProcessor{info.cputype, info.cpusubtype}))
         << info.name;
+}
+
+TEST(KnownProcessors, NumberTheX86ModelsAsFilesDo) {
+  std::vector<std::pair<std::string_view, cpu_subtype_t>> models;
+  for (const QXArchInfo &info : knownProcessors())
+    if (info.cputype == 7)
+      models.emplace_back(info.name, info.cpusubtype);
+  EXPECT_THAT(models,
+              ElementsAre(std::pair("i386", 3), std::pair("i486", 4), std::pair("i486SX", 132),
+                          std::pair("i586", 5), std::pair("i586SX", 133), std::pair("pentpro", 22),
+                          std::pair("pentIIm3", 54), std::pair("pentIIm5", 86),
+                          std::pair("pentium4", 10)));
 }
 
 TEST(KnownProcessors, HaveUniqueNamesNumbersAndDescriptionsWithoutSeparators) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <limits>
@@ -19,8 +20,12 @@ using test::inChild;
 
 int niceOf(pid_t thread) { return ::getpriority(PRIO_PROCESS, static_cast<id_t>(thread)); }
 
-// The nice values of this thread and of another one after task_priority(5).
-std::pair<int, int> niceValuesAfterLowering(bool changeThreads) {
+// A nice value that this process may take, whatever it was started with.
+int allowedNice() { return std::min(niceOf(0) + 5, 19); }
+constexpr int priorityOf(int nice) { return 10 - nice; }
+
+// The nice values of this thread and of another one after task_priority().
+std::pair<int, int> niceValuesAfter(int priority, bool changeThreads) {
   std::mutex mutex;
   std::condition_variable changed;
   bool started = false, ending = false;
@@ -34,7 +39,7 @@ std::pair<int, int> niceValuesAfterLowering(bool changeThreads) {
   });
   std::unique_lock lock(mutex);
   changed.wait(lock, [&] { return started; });
-  task_priority(task_self(), 5, changeThreads);
+  (void)task_priority(task_self(), priority, changeThreads);
   const std::pair<int, int> values{niceOf(0), niceOf(other)};
   ending = true;
   changed.notify_all();
@@ -45,17 +50,24 @@ std::pair<int, int> niceValuesAfterLowering(bool changeThreads) {
 
 TEST(TaskPriority, TenIsNiceZeroAndEachStepDownOneMore) {
   inChild([] {
-    EXPECT_EQ(task_priority(task_self(), 3, true), 0);
-    EXPECT_EQ(niceOf(0), 7);
+    const int nice = allowedNice();
+    EXPECT_EQ(task_priority(task_self(), priorityOf(nice), true), 0);
+    EXPECT_EQ(niceOf(0), nice);
   });
 }
 
 TEST(TaskPriority, ChangesEveryThread) {
-  inChild([] { EXPECT_EQ(niceValuesAfterLowering(true), std::pair(5, 5)); });
+  inChild([] {
+    const int nice = allowedNice();
+    EXPECT_EQ(niceValuesAfter(priorityOf(nice), true), std::pair(nice, nice));
+  });
 }
 
 TEST(TaskPriority, WithoutTheFlagChangesTheCallingThreadOnly) {
-  inChild([] { EXPECT_EQ(niceValuesAfterLowering(false), std::pair(5, 0)); });
+  inChild([] {
+    const int before = niceOf(0), nice = allowedNice();
+    EXPECT_EQ(niceValuesAfter(priorityOf(nice), false), std::pair(nice, before));
+  });
 }
 
 TEST(TaskPriority, BeyondWhatTheSystemKnowsIsTheLowest) {
@@ -70,8 +82,9 @@ TEST(TaskPriority, WhereItIsNotPermittedNothingChanges) {
   inChild([&] {
     ASSERT_EQ(::setrlimit(RLIMIT_NICE, &none), 0);
     test::inOrdinaryUsersChild([] {
+      const int before = niceOf(0);
       EXPECT_THAT(task_priority(task_self(), 16, true), testing::AnyOf(EACCES, EPERM));
-      EXPECT_EQ(niceOf(0), 0);
+      EXPECT_EQ(niceOf(0), before);
     });
   });
 }

@@ -65,6 +65,14 @@ public:
     note("changeMode", path);
     return OperatingSystem::changeMode(path, mode);
   }
+  int changeDescriptorMode(int descriptor, mode_t mode) override {
+    note("changeDescriptorMode", pathOf(descriptor));
+    return OperatingSystem::changeDescriptorMode(descriptor, mode);
+  }
+  int changeDescriptorOwner(int descriptor, uid_t user, gid_t group) override {
+    note("changeDescriptorOwner", pathOf(descriptor));
+    return OperatingSystem::changeDescriptorOwner(descriptor, user, group);
+  }
   int rename(const char *oldPath, const char *newPath) override {
     note("rename", std::string(oldPath) + " " + newPath);
     return OperatingSystem::rename(oldPath, newPath);

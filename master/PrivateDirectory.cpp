@@ -1,0 +1,125 @@
+#include "master/PrivateDirectory.h"
+
+#include "platform/foundation/OperatingSystem.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace tesker {
+
+namespace {
+
+// A name that nothing else has: "tesker-" and a user's number is where a desktop's master listens.
+constexpr std::string_view kPrefix = "tesker-master-";
+
+// What the open directory is like; fails with EPERM when it is another user's.
+Result<struct stat> statusOfOwn(const FileDescriptor &directory) {
+  struct stat status {};
+  if (OperatingSystem::current().statDescriptor(directory.number(), status) != 0)
+    return Failure{errno};
+  if (status.st_uid != ::geteuid())
+    return Failure{EPERM};
+  return status;
+}
+
+// Opens a directory of this user's, itself and not by a link, and locks it. Fails with EWOULDBLOCK
+// when it is locked and with ENOENT when it has been removed meanwhile. Where the file system has
+// no locks to give, whether that is a failure is the caller's to say.
+Result<FileDescriptor> openLocked(const std::string &path, bool locksAreNeeded) {
+  FileDescriptor directory(
+      OperatingSystem::current().open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+  if (!directory)
+    return Failure{errno};
+  if (const auto own = statusOfOwn(directory); !own)
+    return own.failure();
+  if (::flock(directory.number(), LOCK_EX | LOCK_NB) != 0 &&
+      (locksAreNeeded || errno == EWOULDBLOCK))
+    return Failure{errno};
+  const auto status = statusOfOwn(directory);
+  if (!status)
+    return status.failure();
+  if (status->st_nlink == 0)
+    return Failure{ENOENT};
+  return directory;
+}
+
+// Links in it are removed, not followed.
+void removeWhole(const std::string &path) {
+  std::error_code ignored;
+  std::filesystem::remove_all(path, ignored);
+}
+
+// Removes what processes that were killed have left. Each is locked meanwhile, so that its maker,
+// who may be about to lock it, and others who clean up step aside.
+void removeAbandoned(const std::string &parent) {
+  const auto names = OperatingSystem::current().openDirectory(parent.c_str());
+  int removed = 0;
+  for (int seen = 0;
+       names && seen < PrivateDirectory::kMostNamesSeen && removed < PrivateDirectory::kMostRemoved;
+       ++seen) {
+    const std::optional<std::string_view> name = names->next();
+    if (!name)
+      return;
+    if (!name->starts_with(kPrefix))
+      continue;
+    const std::string path = parent + "/" + std::string(*name);
+    if (const Result<FileDescriptor> lock = openLocked(path, true)) {
+      removeWhole(path);
+      ++removed;
+    }
+  }
+}
+
+} // namespace
+
+Result<PrivateDirectory> PrivateDirectory::create() {
+  const auto runtime = environmentValue("XDG_RUNTIME_DIR");
+  if (runtime && runtime->starts_with('/'))
+    if (auto made = createUnder(*runtime))
+      return made;
+  return createUnder("/tmp");
+}
+
+Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent) {
+  // Each is lost to one who cleans up at that very moment.
+  constexpr int kMostAttempts = 100;
+  removeAbandoned(parent);
+  int error = 0;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    std::string path = parent + "/" + std::string(kPrefix) + "XXXXXX";
+    if (::mkdtemp(path.data()) == nullptr)
+      return Failure{errno};
+    Result<FileDescriptor> lock = openLocked(path, false);
+    if (lock) {
+      // Without the bit that it has from a directory that hands its group on.
+      (void)OperatingSystem::current().changeDescriptorMode(lock->number(), 0700);
+      return PrivateDirectory(std::move(path), std::move(*lock));
+    }
+    error = lock.error();
+    if (error == ENOENT || error == EWOULDBLOCK)
+      continue;
+    (void)::rmdir(path.c_str());
+    break;
+  }
+  return Failure{error};
+}
+
+PrivateDirectory::~PrivateDirectory() {
+  if (path_.empty())
+    return;
+  // As a rule nothing else is in it, and removing it then needs no descriptor, of which there may
+  // be none.
+  (void)::rmdir(bootstrapPath().c_str());
+  if (::rmdir(path_.c_str()) != 0)
+    removeWhole(path_);
+}
+
+} // namespace tesker

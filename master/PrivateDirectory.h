@@ -1,0 +1,52 @@
+// PrivateDirectory.h - the directory that a tool meets its master in. Internal to the master.
+#pragma once
+
+#include "platform/foundation/Files.h"
+#include "platform/foundation/Result.h"
+
+#include <string>
+#include <utility>
+
+namespace tesker {
+
+// A new directory with mode 0700 under $XDG_RUNTIME_DIR, or under /tmp where that is unset or
+// refuses. Removed at the end, with all that is in it. Moves, never copies.
+//
+// While its maker lives it is locked (flock(2)), and the lock ends with the process whatever ends
+// that. So what a killed process has left can be told from what is in use, and the next one that
+// makes a directory beside it removes it.
+class PrivateDirectory {
+public:
+  // How many of the names beside a new directory are looked at for what was left, and how many
+  // directories are removed: many more than there should be, and few enough not to be noticed.
+  static constexpr int kMostNamesSeen = 10'000;
+  static constexpr int kMostRemoved = 32;
+
+  // Fails with the errno.
+  [[nodiscard]] static Result<PrivateDirectory> create();
+  PrivateDirectory(PrivateDirectory &&other) noexcept
+      : path_(std::exchange(other.path_, {})), lock_(std::move(other.lock_)) {}
+  PrivateDirectory &operator=(PrivateDirectory &&other) noexcept {
+    path_.swap(other.path_);
+    std::swap(lock_, other.lock_);
+    return *this;
+  }
+  PrivateDirectory(const PrivateDirectory &) = delete;
+  PrivateDirectory &operator=(const PrivateDirectory &) = delete;
+  ~PrivateDirectory();
+
+  const std::string &path() const { return path_; }
+  // A place for a service's own directory in it, which is not made yet: a service locks that
+  // itself.
+  std::string bootstrapPath() const { return path_ + "/bootstrap"; }
+
+private:
+  PrivateDirectory(std::string path, FileDescriptor lock)
+      : path_(std::move(path)), lock_(std::move(lock)) {}
+  [[nodiscard]] static Result<PrivateDirectory> createUnder(const std::string &parent);
+
+  std::string path_; // empty when it has been moved from
+  FileDescriptor lock_;
+};
+
+} // namespace tesker
