@@ -19,10 +19,9 @@ namespace tesker {
 [[nodiscard]] Result<> offerToEndFirst();
 
 // The most memory the tool can map. Two texts of 1 GiB, the previous answer and the new one, are
-// what may travel. Each is there up to three times for a moment: the previous one in pieces, in one
-// and in the message's buffer, the new one while the buffer it is encoded into grows, and in the
-// messages that wait to be sent. That is 6 GiB; what is left is for the records that the answer is
-// made of and for the file that is being read, which 1 GiB bounds as well.
+// what may travel, and each is there more than once for a moment: in pieces and in one, as records
+// and encoded, and in the messages that wait to be sent. Such a search has been seen to map 4.9 GiB;
+// the rest is for a heap that is in shreds. A search that needs more ends without an answer.
 inline constexpr std::uint64_t kMostAddressSpace = std::uint64_t{8} << 30;
 
 // No more memory than kMostAddressSpace, no core file (it would hold what was read), and, unless

@@ -4,7 +4,7 @@
 #include "platform/foundation/Files.h"
 #include "platform/ports/BootstrapService.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/tool/SystemCallRefusal.h"
+#include "tests/support/RefusedSystemCall.h"
 #include "tests/tool/ToolUnderTest.h"
 #include "tool/Confinement.h"
 

@@ -5,7 +5,7 @@
 #include "tests/ports/RawSockets.h"
 #include "tests/protocol/ConnectionPair.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/tool/SystemCallRefusal.h"
+#include "tests/support/RefusedSystemCall.h"
 #include "tests/tool/ToolUnderTest.h"
 
 #include <gmock/gmock.h>
