@@ -20,8 +20,8 @@ namespace tesker {
 
 // The most memory the tool can map. Two texts of 1 GiB, the previous answer and the new one, are
 // what may travel, and each is there more than once for a moment: in pieces and in one, as records
-// and encoded, and in the messages that wait to be sent. Such a search has been seen to map 4.9 GiB;
-// the rest is for a heap that is in shreds. A search that needs more ends without an answer.
+// and encoded, and in the messages that wait to be sent. Such a search has been seen to map 4.9
+// GiB; the rest is for a heap that is in shreds. A search that needs more ends without an answer.
 inline constexpr std::uint64_t kMostAddressSpace = std::uint64_t{8} << 30;
 
 // No more memory than kMostAddressSpace, no core file (it would hold what was read), and, unless

@@ -214,6 +214,24 @@ TEST_F(Confined, ByTheFilterCallsThatAreNewAreUnknown) {
   });
 }
 
+TEST_F(Confined, ByTheFilterDescriptorsHaveNoSignalsSentAboutThem) {
+  inChild([] {
+    ASSERT_EQ(filterSystemCalls().error(), 0);
+    EXPECT_EQ(errorOf([] { return ::fcntl(STDERR_FILENO, F_SETOWN, ::getppid()); }), EPERM);
+    EXPECT_EQ(errorOf([] { return ::fcntl(STDERR_FILENO, F_GETFL); }), 0);
+    const FileDescriptor copy(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
+    EXPECT_TRUE(copy);
+  });
+}
+
+TEST_F(Confined, AKernelThatIsOlderThanAFlagOfTheFilterIsNotGivenIt) {
+  inChild([&] {
+    ASSERT_EQ(refuseSystemCall(SYS_seccomp, EINVAL, {{1, SECCOMP_FILTER_FLAG_SPEC_ALLOW}}), 0);
+    ASSERT_EQ(filterSystemCalls().error(), 0);
+    EXPECT_EQ(remove(), EPERM);
+  });
+}
+
 TEST_F(Confined, ByTheFilterAProcessCanStillAbort) {
   inChild([] {
     const pid_t child = ::fork();
