@@ -1,4 +1,6 @@
-# Language level, warnings and sanitizers, for every target of the project.
+# Language level, warnings, hardening and sanitizers, for every target of the project.
+include(CheckPIESupported)
+
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -6,6 +8,21 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 # Programs of the build tree stand together, laid out as they are installed.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+# What is read is hostile, so a fault must be hard to make use of: nothing that points to code can be
+# written once the program runs, no address is known beforehand, and a broken bound ends the process.
+check_pie_supported(LANGUAGES CXX) # links programs as position-independent ones, whatever the default
+add_compile_options(-fstack-protector-strong)
+# All calls are bound at the start, and a function is never replaced by another of its name: that
+# calls cost no detour pays for a part of the rest.
+add_compile_options(-fno-plt -fno-semantic-interposition)
+add_compile_definitions(_GLIBCXX_ASSERTIONS)
+add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86)$")
+  # Return addresses are compared with the processor's own copy. The other half, the check where a
+  # jump may land, costs an instruction for each function called, and Linux has it for the kernel only.
+  add_compile_options(-fcf-protection=return)
+endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(TESKER_WERROR)

@@ -192,7 +192,8 @@ SearchOutcome SearchRun::ask(const Request &request) {
        .cpu = arguments_.cpu,
        .timeout = arguments_.timeout,
        .cancelDescriptor = interrupts.descriptor(),
-       .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); }});
+       .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); },
+       .logConfinement = diagnostics_.verbose()});
   return request.isDock ? master.findAppsForDockPaths(request.argument, previous_)
                         : master.findAppsInSearchPath(request.argument, previous_);
 }

@@ -16,17 +16,20 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
     _UNIX_ERROR(dirPath);
     return std::nullopt;
   }
+  listing.descriptor_ = listing.stream_->descriptor();
   listing.names_.reserve(1024);
   listing.ends_.reserve(64);
   unsigned special = 0; // 1 for ".", 2 for ".."
-  while (const auto name = listing.stream_->next()) {
-    if (*name == ".")
+  while (const auto next = listing.stream_->next()) {
+    const std::string_view name = *next;
+    if (name == ".")
       special += 1;
-    else if (*name == "..")
+    else if (name == "..")
       special += 2;
-    else if (!filter.leavesOut(*name)) {
-      listing.names_.append(name->data(), name->size() + 1); // with its NUL
-      listing.ends_.push_back(listing.names_.size() - 1);
+    else if (!filter.leavesOut(name)) {
+      listing.names_.append(name.data(), name.size() + 1); // with its NUL
+      const std::size_t end = listing.names_.size() - 1;
+      listing.ends_.push_back(end);
     }
   }
   if (listing.stream_->error() != 0) {

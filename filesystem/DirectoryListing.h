@@ -38,19 +38,24 @@ public:
   std::size_t count() const { return ends_.size(); }
   // Valid while the listing lives and does not move. C strings end where the name does.
   std::string_view name(std::size_t index) const {
-    const std::size_t start = index == 0 ? 0 : ends_[index - 1] + 1;
-    return std::string_view(names_).substr(start, ends_[index] - start);
+    const std::size_t *end = &ends_[index];
+    const std::size_t start = index == 0 ? 0 : end[-1] + 1;
+    return {names_.data() + start, *end - start};
   }
   // The attributes of an entry itself, a link not followed; nothing when they cannot be had.
   // Precondition: the directory is still open.
   [[nodiscard]] std::optional<NSFileAttributes> attributes(std::size_t index) const;
 
   // What entries can be opened relative to until close().
-  int descriptor() const { return stream_ ? stream_->descriptor() : AT_FDCWD; }
-  void close() { stream_.reset(); }
+  int descriptor() const { return descriptor_; }
+  void close() {
+    stream_.reset();
+    descriptor_ = AT_FDCWD;
+  }
 
 private:
   std::unique_ptr<DirectoryStream> stream_;
+  int descriptor_ = AT_FDCWD; // the stream's, asked once
   std::string names_; // each with a NUL behind it
   std::vector<std::size_t> ends_;
 };

@@ -37,6 +37,8 @@ struct FinderMasterOptions {
   int cancelDescriptor = -1;
   // Called with each line (bytes, without line feed) of the tool's log as it comes; may be empty.
   std::function<void(std::string_view)> onLogLine = {};
+  // Whether the tool also logs, in one line, what it has given up before it searches.
+  bool logConfinement = false;
 };
 
 class FinderMaster {

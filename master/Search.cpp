@@ -74,6 +74,8 @@ std::optional<SearchFailure> Search::startTool() {
                                        {"TESKER_LOG_STDERR", "1"}};
   if (!options_.cpu.empty())
     environment.emplace_back("TESKER_HOST_CPU", options_.cpu);
+  if (options_.logConfinement)
+    environment.emplace_back("TESKER_LOG_CONFINEMENT", "1");
   auto started = ToolProcess::start(options_.tool, environment);
   if (!started) {
     const int error = started.error();

@@ -50,7 +50,10 @@ std::uint32_t keptHash(std::string_view bytes) {
 std::uint32_t StringObject::hashOfBytes() const { return keptHash(bytes()); }
 
 bool StringObject::isEqual(const NSObject &other) const {
-  return this == &other || asString() == other.asString();
+  if (this == &other)
+    return true;
+  const NSString theirs = other.asString();
+  return theirs && theirs.bytes() == bytes();
 }
 
 NSString StringObject::description() const { return asString(); }

@@ -6,12 +6,6 @@
 
 namespace tesker {
 
-namespace {
-
-constexpr std::size_t kLargestWithoutIndex = 16;
-
-} // namespace
-
 NSObject *PairTable::find(std::string_view key) const {
   const std::size_t place = placeOf(key);
   return place < pairs_.size() ? &*pairs_[place].value : nullptr;
@@ -57,9 +51,7 @@ std::size_t PairTable::placeOf(std::string_view key) const {
   return place;
 }
 
-void PairTable::indexIfLarge() {
-  if (pairs_.size() <= kLargestWithoutIndex)
-    return;
+void PairTable::makeIndex() {
   auto index = std::make_unique<Index>();
   for (std::size_t place = 0; place < pairs_.size(); ++place)
     index->emplace(pairs_[place].key.bytes(), place);

@@ -57,7 +57,13 @@ public:
 private:
   // The place of the key, or the number of pairs when it is not there.
   std::size_t placeOf(std::string_view key) const;
-  void indexIfLarge();
+  void indexIfLarge() {
+    if (pairs_.size() > kLargestWithoutIndex)
+      makeIndex();
+  }
+  void makeIndex();
+
+  static constexpr std::size_t kLargestWithoutIndex = 16;
 
   std::pmr::vector<Pair> pairs_;
   // From the bytes of the strings in pairs_, which do not move, to their places. Ordered, because

@@ -1,6 +1,6 @@
 #include "platform/foundation/Text.h"
 
-#include <array>
+#include <bit>
 
 namespace tesker {
 
@@ -90,12 +90,9 @@ void appendHexadecimal(std::string &text, std::string_view bytes) {
 }
 
 void appendHexadecimal(std::string &text, std::uint64_t number) {
-  std::array<char, 2 * sizeof number> digits;
-  std::size_t first = digits.size(); // from the last digit to the first
-  do
-    digits[--first] = kDigits[number & 15];
-  while ((number >>= 4) != 0);
-  text.append(&digits[first], digits.size() - first);
+  const auto width = static_cast<int>(std::bit_width(number | 1)); // 0 has a digit, too
+  for (int bits = (width - 1) & ~3; bits >= 0; bits -= 4)
+    text += kDigits[(number >> bits) & 15];
 }
 
 std::vector<std::string_view> piecesOf(std::string_view text, char separator) {

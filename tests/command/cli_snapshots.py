@@ -15,6 +15,7 @@ import fcntl
 import os
 import pathlib
 import pty
+import re
 import signal
 import struct
 import subprocess
@@ -68,6 +69,8 @@ class Session:
     def shown(self, data):
         tmp = os.fsencode(self.tmp)
         data = data.replace(tmp, b"@TMP@").replace(tmp.hex().encode(), b"@TMP in hex@")
+        # How far the tool can be confined is for the kernel to say.
+        data = re.sub(rb"(Tool: confinement: ).*", rb"\1@LEVELS@", data)
         text = data.decode("utf-8", "backslashreplace")
         return "".join(c if c == "\n" or c.isprintable() else f"\\x{ord(c):02x}" for c in text)
 

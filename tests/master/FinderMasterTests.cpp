@@ -226,6 +226,16 @@ TEST(FinderMaster, KeepsTheLinesThatTheToolLogs) {
   EXPECT_THAT(outcome.logLines, testing::Contains("*** Incorrect path: '/a/../b'"));
 }
 
+TEST(FinderMaster, HasTheToolLogHowFarItIsConfinedWhenToldTo) {
+  const auto logLines = [](bool logConfinement) {
+    return FinderMaster({.tool = programPath("ToolFinder"), .logConfinement = logConfinement})
+        .findAppsInSearchPath("/nowhere")
+        .logLines;
+  };
+  EXPECT_THAT(logLines(false), IsEmpty());
+  EXPECT_THAT(logLines(true), ElementsAre(StartsWith("Tool: confinement: ")));
+}
+
 TEST(FinderMaster, CarriesTextsThatNoSingleMessageHolds) {
   const SearchRecord record{{{"name", std::string(std::size_t{40} << 20, 'x')}}};
   const std::string previous = encodeRecords({record});

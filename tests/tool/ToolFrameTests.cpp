@@ -5,6 +5,7 @@
 #include "tests/ports/RawSockets.h"
 #include "tests/protocol/ConnectionPair.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RefusedSystemCall.h"
 #include "tests/tool/ToolUnderTest.h"
 
 #include <gmock/gmock.h>
@@ -12,13 +13,9 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstddef>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
@@ -86,17 +83,7 @@ TEST(ToolProcessAlone, TakesNoNoticeOfArguments) {
 }
 
 // As when no descriptors are left. (A real lack of them is one for the sanitizers, too.)
-void refuseSocketPairs() {
-  sock_filter program[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socketpair, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EMFILE),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  const sock_fprog filter{4, program};
-  ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-  ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter);
-}
+void refuseSocketPairs() { test::refuseSystemCall(SYS_socketpair, EMFILE); }
 
 TEST_F(ToolProcess, WithoutDescriptorsForAPortLogsThatAndExitsWithStatusZero) {
   ToolUnderTest tool(master.directory(), refuseSocketPairs);
@@ -325,10 +312,11 @@ TEST_F(ToolProcess, WithoutStandardDescriptorsOpensTheNullDeviceInTheirPlace) {
     for (int descriptor = 0; descriptor <= 2; ++descriptor)
       ::close(descriptor);
   });
-  const auto connection = master.connect(); // the tool is behind its start
+  const port_t toTool = master.receivePort().port; // the tool is behind its start
   const std::string descriptors = "/proc/" + std::to_string(tool.process()) + "/fd/";
   for (const char *descriptor : {"0", "1", "2"})
     EXPECT_EQ(std::filesystem::read_symlink(descriptors + descriptor), "/dev/null");
+  const auto connection = master.connect(toTool);
   request(*connection, "/nowhere");
   serveToTheEnd(*connection);
   EXPECT_THAT(client->keys, ElementsAre("/nowhere"));

@@ -101,8 +101,7 @@ void MasterInSteps::sendBytes(port_t toTool, std::string_view bytes,
   EXPECT_TRUE(sendRaw(sendDescriptor(toTool), bytes, descriptors));
 }
 
-RefPtr<NSConnection> MasterInSteps::connect() {
-  const port_t toTool = receivePort().port;
+RefPtr<NSConnection> MasterInSteps::connect(port_t toTool) {
   const port_t fromTool = sendPort(toTool, kMasterPortMessage);
   return NSConnection::initWithReceivePort(NSPort::portWithMachPort(fromTool),
                                            NSPort::portWithMachPort(toTool),

@@ -69,8 +69,9 @@ public:
   port_t sendPort(port_t toTool, std::uint32_t id);
   // Sends these bytes instead, with the descriptors.
   void sendBytes(port_t toTool, std::string_view bytes, const std::vector<int> &descriptors = {});
-  // The whole hand-over.
-  RefPtr<NSConnection> connect();
+  // The whole hand-over, and what is left of it when the tool's port is there.
+  RefPtr<NSConnection> connect() { return connect(receivePort().port); }
+  RefPtr<NSConnection> connect(port_t toTool);
   // The service ends, and with it the sign of life.
   void goAway() { service_.reset(); }
 
