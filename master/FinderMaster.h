@@ -7,8 +7,11 @@
 //
 // Every search starts a tool process of its own and offers it the service in a private bootstrap
 // directory, so that searches never meet one another or a running desktop. A search waits for the
-// tool, but never longer than the time-out: whatever the tool does, at that time it is killed. When
-// a search returns, the process is reaped and every descriptor and file it needed is gone.
+// tool, but never longer than the time-out: whatever the tool does, and whether or not it could be
+// executed yet, at that time it is killed. When a search returns, the process is reaped and every
+// descriptor and file it needed is gone. Two seconds more may pass where the kernel or a process
+// that traces the tool keeps it from being reaped, which is then left to this process's end, and
+// two where the tool has left files without end in its private directory.
 //
 // Threading: one thread, whose environment must not change meanwhile. A SIGCHLD handler that reaps
 // every child takes the tool's exit status away, which then counts as unknown; a process that

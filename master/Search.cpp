@@ -69,17 +69,23 @@ std::optional<SearchFailure> Search::startTool() {
   if (!options_.cpu.empty())
     environment.emplace_back("TESKER_HOST_CPU", options_.cpu);
   auto started = ToolProcess::start(options_.tool, environment);
-  if (!started) {
-    const int error = started.error();
-    if (error == EMFILE || error == ENFILE || error == ENOMEM || error == EAGAIN)
-      return failure(Kind::cannotSearch,
-                     std::string("no process can be started: ") + std::strerror(error));
-    return failure(Kind::toolMissing,
-                   "the tool " + options_.tool + " cannot be executed: " + std::strerror(error));
-  }
+  if (!started)
+    return failure(Kind::cannotSearch,
+                   std::string("no process can be started: ") + std::strerror(started.error()));
   tool_ = std::move(*started);
   log_.emplace(tool_->takeLogPipe(), options_.onLogLine);
   return std::nullopt;
+}
+
+std::optional<SearchFailure> Search::stepStart() {
+  const int error = tool_->startError();
+  if (error == 0)
+    return std::nullopt;
+  if (error == EMFILE || error == ENFILE || error == ENOMEM || error == EAGAIN)
+    return failure(Kind::cannotSearch,
+                   std::string("no process can be started: ") + std::strerror(error));
+  return failure(Kind::toolMissing,
+                 "the tool " + options_.tool + " cannot be executed: " + std::strerror(error));
 }
 
 SearchOutcome Search::run() {
@@ -103,6 +109,8 @@ SearchOutcome::Result Search::serve() {
     log_->read();
     // Asked first: what the tool sent before it ended is then there to be taken.
     const std::optional<ToolEnd> end = tool_->end();
+    if (std::optional<SearchFailure> failed = stepStart())
+      return std::move(*failed);
     if (std::optional<SearchFailure> failed = stepHandOver())
       return std::move(*failed);
     stepConnection();
@@ -118,7 +126,8 @@ SearchOutcome::Result Search::serve() {
 void Search::wait() {
   std::vector<pollfd> descriptors{{tool_->endDescriptor(), POLLIN, 0},
                                   {log_->descriptor(), POLLIN, 0},
-                                  {options_.cancelDescriptor, POLLIN, 0}};
+                                  {options_.cancelDescriptor, POLLIN, 0},
+                                  {tool_->startDescriptor(), POLLIN, 0}};
   int timeout = moreToDispatch_ ? 0 : deadline_.pollTimeout();
   if (!connectionLost_)
     handOver_->appendPollDescriptors(descriptors);

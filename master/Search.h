@@ -67,6 +67,7 @@ private:
   std::optional<SearchFailure> startTool();
   SearchOutcome::Result serve();
   void wait();
+  std::optional<SearchFailure> stepStart();
   std::optional<SearchFailure> stepHandOver();
   void sendRequest();
   void stepConnection();

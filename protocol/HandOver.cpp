@@ -69,10 +69,9 @@ void MasterHandOver::appendPollDescriptors(std::vector<pollfd> &descriptors) con
 }
 
 MasterHandOver::State MasterHandOver::step() {
-  // The service keeps the sockets open, as the tool's check for a living master needs them.
-  while (const port_t port = service_->acceptConnection())
-    if (!connection_)
-      accepted_.push_back(port);
+  if (const Result<> taken = acceptConnections(); !taken)
+    return end(State::failed, std::string("the tool's connection cannot be accepted: ") +
+                                  std::strerror(taken.error()));
   if (connection_)
     return State::done;
   for (const port_t port : accepted_) {
@@ -83,6 +82,21 @@ MasterHandOver::State MasterHandOver::step() {
       return receive(port);
   }
   return State::waiting;
+}
+
+// A few at a time: a tool that never stops connecting must not keep the master here. The service
+// keeps the sockets open, as the tool's check for a living master needs them.
+Result<> MasterHandOver::acceptConnections() {
+  for (std::size_t i = 0; i < BootstrapService::kMostConnections; ++i) {
+    const Result<port_t> port = service_->acceptConnection();
+    if (!port)
+      return port.failure();
+    if (*port == PORT_NULL)
+      break;
+    if (!connection_)
+      accepted_.push_back(*port);
+  }
+  return {};
 }
 
 MasterHandOver::State MasterHandOver::receive(port_t accepted) {

@@ -128,7 +128,7 @@ BootstrapService::~BootstrapService() {
     ::unlinkat(directory_.descriptor(), name_.c_str(), 0);
 }
 
-port_t BootstrapService::acceptConnection() {
+Result<port_t> BootstrapService::acceptConnection() {
   std::erase_if(accepted_, [](port_t port) {
     const bool ended = hasHungUp(receiveDescriptor(port));
     if (ended)
@@ -136,8 +136,11 @@ port_t BootstrapService::acceptConnection() {
     return ended;
   });
   FileDescriptor socket(::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC));
-  if (!socket || !isTrustedPeer(socket))
+  if (!socket && errno != EAGAIN && errno != EINTR && errno != ECONNABORTED)
+    return Failure{errno};
+  if (!socket || accepted_.size() >= kMostConnections || !isTrustedPeer(socket))
     return PORT_NULL;
+  accepted_.reserve(kMostConnections); // before the port is there to be forgotten
   const port_t port = portForReceiveRight(std::move(socket));
   if (port != PORT_NULL)
     accepted_.push_back(port);
