@@ -68,14 +68,19 @@ int sendCall(sd_bus *bus, const OutgoingCall &call, OptionalText rest) {
 
 } // namespace
 
-std::unique_ptr<BusConnection> BusConnection::over(FileDescriptor input, FileDescriptor output,
-                                                   NSConnection::Side side) {
+Result<std::unique_ptr<BusConnection>>
+BusConnection::over(FileDescriptor input, FileDescriptor output, NSConnection::Side side) {
   sd_bus *bus = nullptr;
-  if (sd_bus_new(&bus) < 0)
-    return nullptr;
-  std::unique_ptr<BusConnection> connection(new BusConnection(BusRef(bus)));
-  if (configure(bus, side) < 0 || sd_bus_set_fd(bus, input.number(), output.number()) < 0)
-    return nullptr;
+  int result = sd_bus_new(&bus);
+  if (result < 0)
+    return Failure{-result};
+  BusRef owned(bus);
+  result = configure(bus, side);
+  if (result >= 0)
+    result = sd_bus_set_fd(bus, input.number(), output.number());
+  if (result < 0)
+    return Failure{-result};
+  std::unique_ptr<BusConnection> connection(new BusConnection(std::move(owned)));
   connection->input_ = input.release();
   connection->output_ = output.release();
   return connection;
@@ -87,14 +92,33 @@ BusConnection::~BusConnection() {
 }
 
 void BusConnection::start() {
-  if (isOpen() && sd_bus_start(bus_) < 0)
-    end(); // as when the far side leaves a moment later
+  if (!isOpen())
+    return;
+  const int error = -sd_bus_start(bus_);
+  if (error <= 0)
+    return;
+  end();
+  // Else it is as when the far side leaves a moment later.
+  if (error != EPIPE && error != ECONNRESET && error != ENOTCONN)
+    lack_ = error;
 }
 
 void BusConnection::addObject(const char *path, const char *interface, const sd_bus_vtable *table,
                               void *context) {
-  if (sd_bus_add_object_vtable(bus_, nullptr, path, interface, table, context) < 0)
-    end();
+  const int result = sd_bus_add_object_vtable(bus_, nullptr, path, interface, table, context);
+  if (result < 0)
+    endWith(-result);
+}
+
+// Tells what this side lacks from what the other side did.
+void BusConnection::noteLack(int error) {
+  if (error == ENOMEM || error == EMFILE || error == ENFILE)
+    lack_ = error;
+}
+
+void BusConnection::endWith(int error) {
+  noteLack(error);
+  end();
 }
 
 void BusConnection::end() {
@@ -146,18 +170,21 @@ bool BusConnection::step() {
   if (!isOpen())
     return false;
   const int processed = sd_bus_process(bus_, nullptr);
-  if (raised_)
+  if (raised_) {
+    end();
     std::rethrow_exception(std::exchange(raised_, nullptr));
+  }
   // The outbox waits for the library's queue, so what grows there are replies that nobody reads.
   if (processed < 0 || endsAfterwards_ || queuedInBus() > kMostUnreadMessages ||
       sd_bus_is_open(bus_) <= 0) {
-    end();
+    endWith(std::max(-processed, 0));
     return false;
   }
   if (canSend()) {
-    if (outbox_.sendNext(bus_) >= 0)
+    const int sent = outbox_.sendNext(bus_);
+    if (sent >= 0)
       return true;
-    end();
+    endWith(-sent);
     return false;
   }
   if (processed == 0 && outputHasHungUp())
@@ -194,9 +221,11 @@ void BusConnection::callAndWait(const std::string &path, const char *interface,
     return 1;
   };
   sd_bus_slot *slot = nullptr;
-  if (message == nullptr ||
-      sd_bus_call_async(bus_, &slot, message, note, &answered, kNoTimeLimit) < 0)
-    return end();
+  const int result = message != nullptr
+                         ? sd_bus_call_async(bus_, &slot, message, note, &answered, kNoTimeLimit)
+                         : -ENOMEM;
+  if (result < 0)
+    return endWith(-result);
   const BusRef<sd_bus_slot> slotOwner(slot);
   while (isOpen() && !answered)
     stepOrWait();

@@ -128,10 +128,13 @@ MasterHandOver::State MasterHandOver::answer(port_t toolPort) {
   auto receivePort = NSPort::portWithMachPort(ownPort);
   if (msg_send(messageCarrying(ownPort, toolPort, kMasterPortMessage), kSendTimeout, 0) != 0)
     return State::lost;
-  connection_ = NSConnection::initWithReceivePort(std::move(receivePort), std::move(sendPort),
-                                                  NSConnection::Side::server);
-  // It is refused at once when the tool has hung up already.
-  return connection_ ? State::done : State::lost;
+  auto connection =
+      NSConnection::over(std::move(receivePort), std::move(sendPort), NSConnection::Side::server);
+  if (!connection)
+    return end(State::failed,
+               std::string("no connection to the tool: ") + std::strerror(connection.error()));
+  connection_ = std::move(*connection);
+  return State::done;
 }
 
 MasterHandOver::State MasterHandOver::end(State state, std::string reason) {
@@ -153,8 +156,11 @@ RefPtr<NSConnection> newSlave() {
   if (hasFailed(receiveReplyPort(newPort, mastersPort),
                 "TeskerTool: Cannot receive port for replies : %d"))
     return nullptr;
-  return NSConnection::initWithReceivePort(std::move(receivePort),
-                                           NSPort::portWithMachPort(mastersPort));
+  auto connection =
+      NSConnection::over(std::move(receivePort), NSPort::portWithMachPort(mastersPort));
+  if (hasFailed(connection.error(), "TeskerTool: Cannot start connection : %d"))
+    return nullptr;
+  return std::move(*connection);
 }
 
 } // namespace tesker
