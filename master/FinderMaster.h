@@ -51,7 +51,8 @@ public:
   [[nodiscard]] SearchOutcome
   findAppsInSearchPath(std::string_view path,
                        std::optional<std::string_view> previous = std::nullopt) const;
-  // The applications among absolute paths with one NUL byte between neighbours.
+  // The applications among absolute paths with one NUL byte between neighbours; more than 10000
+  // are refused (cannotSearch).
   [[nodiscard]] SearchOutcome
   findAppsForDockPaths(std::string_view paths,
                        std::optional<std::string_view> previous = std::nullopt) const;

@@ -3,6 +3,7 @@
 #include "platform/ports/Bootstrap.h"
 #include "protocol/FinderProtocol.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -18,6 +19,10 @@ constexpr int kDispatchesInARow = 1000;
 
 NSString stringOf(std::optional<std::string_view> text) {
   return text ? NSString::create(*text) : nullptr;
+}
+
+std::size_t countOfPaths(std::string_view list) {
+  return static_cast<std::size_t>(std::count(list.begin(), list.end(), kDockPathSeparator)) + 1;
 }
 
 // Of a failed check-in.
@@ -48,6 +53,9 @@ SearchStage Search::stage() const {
 std::optional<SearchFailure> Search::begin() {
   if (argument_.length() > NSConnection::kLargestArgument)
     return failure(Kind::cannotSearch, "the request is longer than a message can be");
+  if (kind_ == Request::Kind::dockPaths && countOfPaths(argument_.bytes()) > kMostDockPaths)
+    return failure(Kind::cannotSearch,
+                   "the request has more paths than " + std::to_string(kMostDockPaths));
   if (previous_.length() > NSConnection::kLargestCarriedText)
     return failure(Kind::cannotSearch, "the previous answer is longer than an answer can be");
   Result<PrivateDirectory> directory = PrivateDirectory::create();

@@ -14,7 +14,14 @@ namespace tesker {
 namespace {
 
 constexpr std::uint64_t kNoTimeLimit = UINT64_MAX;
-constexpr std::uint64_t kMostUnreadMessages = 1000;
+// When more messages than this wait to be written, nothing is read. This side gives the library one
+// message at a time, so the others are replies that the far side does not read; a few may wait, for
+// a far side that reads only when it has said what it has to say.
+constexpr std::uint64_t kMostWaitingMessages = 16;
+// What the library's own interfaces are asked with are names, which D-Bus bounds at 255 bytes. It
+// tells an unknown one again in its reply, however long it is.
+constexpr std::size_t kLongestName = 255;
+constexpr std::string_view kLibraryInterfaces = "org.freedesktop.DBus.";
 
 // The library's clock.
 std::uint64_t monotonicMicroseconds() {
@@ -41,6 +48,23 @@ int configure(sd_bus *bus, NSConnection::Side side) {
   if (result >= 0)
     result = sd_bus_negotiate_fds(bus, 0);
   return result;
+}
+
+// Keeps what the library's own interfaces are asked with, and so their replies, small.
+int refuseLongName(sd_bus_message *message, void *, sd_bus_error *) {
+  const char *interface = sd_bus_message_get_interface(message);
+  std::uint8_t type = 0;
+  (void)sd_bus_message_get_type(message, &type);
+  if (type != SD_BUS_MESSAGE_METHOD_CALL || interface == nullptr ||
+      !std::string_view(interface).starts_with(kLibraryInterfaces))
+    return 0;
+  const char *name = nullptr;
+  bool isLong = false;
+  while (!isLong && sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &name) > 0)
+    isLong = std::string_view(name).size() > kLongestName;
+  if (!isLong)
+    return std::min(sd_bus_message_rewind(message, 1), 0);
+  return sd_bus_reply_method_errorf(message, SD_BUS_ERROR_INVALID_ARGS, "A name is too long");
 }
 
 using OptionalText = std::optional<std::string_view>;
@@ -78,6 +102,8 @@ BusConnection::over(FileDescriptor input, FileDescriptor output, NSConnection::S
   result = configure(bus, side);
   if (result >= 0)
     result = sd_bus_set_fd(bus, input.number(), output.number());
+  if (result >= 0)
+    result = sd_bus_add_filter(bus, nullptr, refuseLongName, nullptr);
   if (result < 0)
     return Failure{-result};
   std::unique_ptr<BusConnection> connection(new BusConnection(std::move(owned)));
@@ -146,7 +172,7 @@ void BusConnection::appendPollDescriptors(std::vector<pollfd> &descriptors) cons
   if (!isOpen())
     return;
   const int events = std::max(sd_bus_get_events(bus_), 0);
-  descriptors.push_back({input_, static_cast<short>(events & POLLIN), 0});
+  descriptors.push_back({input_, static_cast<short>(repliesWait() ? 0 : events & POLLIN), 0});
   descriptors.push_back({output_, static_cast<short>(events & POLLOUT), 0});
 }
 
@@ -155,6 +181,8 @@ int BusConnection::pollTimeout() const {
     return -1;
   if (canSend())
     return 0;
+  if (repliesWait())
+    return -1; // whatever has been read already
   std::uint64_t when = kNoTimeLimit;
   if (sd_bus_get_timeout(bus_, &when) < 0)
     return 0; // step() will see what is wrong
@@ -167,16 +195,14 @@ int BusConnection::pollTimeout() const {
 }
 
 bool BusConnection::step() {
-  if (!isOpen())
+  if (!isOpen() || (repliesWait() && !canWriteReplies()))
     return false;
   const int processed = sd_bus_process(bus_, nullptr);
   if (raised_) {
     end();
     std::rethrow_exception(std::exchange(raised_, nullptr));
   }
-  // The outbox waits for the library's queue, so what grows there are replies that nobody reads.
-  if (processed < 0 || endsAfterwards_ || queuedInBus() > kMostUnreadMessages ||
-      sd_bus_is_open(bus_) <= 0) {
+  if (processed < 0 || endsAfterwards_ || sd_bus_is_open(bus_) <= 0) {
     endWith(std::max(-processed, 0));
     return false;
   }
@@ -190,6 +216,22 @@ bool BusConnection::step() {
   if (processed == 0 && outputHasHungUp())
     end();
   return processed > 0;
+}
+
+bool BusConnection::repliesWait() const {
+  return queuedInBus() > kMostWaitingMessages && sd_bus_is_ready(bus_) > 0;
+}
+
+// The library reads whenever it writes, so it is not called until there is much room again. Ends
+// the connection when the far side has gone meanwhile.
+bool BusConnection::canWriteReplies() {
+  pollfd descriptors[] = {{input_, 0, 0}, {output_, POLLOUT, 0}};
+  if (OperatingSystem::current().poll(descriptors, 2, 0) <= 0)
+    return false;
+  if (descriptors[0].revents == 0 && descriptors[1].revents == POLLOUT)
+    return true;
+  end();
+  return false;
 }
 
 // The library sees the end of the input itself, once everything before it has been taken; of the

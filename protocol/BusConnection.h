@@ -97,6 +97,8 @@ private:
 
   std::uint64_t queuedInBus() const;
   bool canSend() const { return !outbox_.isEmpty() && queuedInBus() == 0; }
+  bool repliesWait() const;
+  bool canWriteReplies();
   bool outputHasHungUp() const;
   void noteLack(int error);
   void endWith(int error);

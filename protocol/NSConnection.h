@@ -16,9 +16,9 @@
 //
 // It ends (isValid() becomes false, both sockets are closed) when either socket hangs up, or the
 // other side breaks the protocol, sends what this side cannot take (for a lack of memory, or a
-// client's path of more than 64 KiB), does not authenticate within 90 seconds, carries more than
-// the limit, or leaves more than a thousand replies unread. From then on nothing is sent and
-// nothing arrives; nothing is logged.
+// client's path of more than 64 KiB), does not authenticate within 90 seconds, or carries more than
+// the limit. From then on nothing is sent and nothing arrives; nothing is logged. While more than
+// sixteen messages wait to be written nothing is read: a far side has to read its replies.
 //
 // The other side's client objects keep their connection alive; the connection keeps the clients
 // that it has handed out alive, but not its root object.
