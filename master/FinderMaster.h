@@ -13,6 +13,9 @@
 // that traces the tool keeps it from being reaped, which is then left to this process's end, and
 // two where the tool has left files without end in its private directory.
 //
+// A lack of memory is a failed search (cannotSearch, "out of memory"), never an exception and never
+// the end of this process. What onLogLine throws leaves the search once nothing of it is left.
+//
 // Threading: one thread, whose environment must not change meanwhile. A SIGCHLD handler that reaps
 // every child takes the tool's exit status away, which then counts as unknown; a process that
 // leaves SIGPIPE alone should ignore it.

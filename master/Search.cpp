@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <new>
 
 namespace tesker {
 
@@ -32,6 +33,11 @@ std::string textOfStatus(kern_return_t status) {
 }
 
 } // namespace
+
+SearchFailure outOfMemory(SearchStage stage) {
+  // So short that it needs no memory itself.
+  return {SearchFailure::Kind::cannotSearch, stage, std::nullopt, "out of memory"};
+}
 
 Search::Search(const FinderMasterOptions &options, const Request &request)
     : options_(options), kind_(request.kind), argument_(NSString::create(request.argument)),
@@ -98,16 +104,25 @@ std::optional<SearchFailure> Search::stepStart() {
 
 SearchOutcome Search::run() {
   SearchOutcome outcome{SearchUnchanged{}, {}, 0};
-  if (std::optional<SearchFailure> failed = begin())
-    outcome.result = std::move(*failed);
-  else
-    outcome.result = serve();
-  if (log_) {
+  try {
+    if (std::optional<SearchFailure> failed = begin())
+      outcome.result = std::move(*failed);
+    else
+      outcome.result = serve();
+  } catch (const std::bad_alloc &) {
+    outcome.result = outOfMemory(stage());
+  }
+  if (tool_)
     tool_->kill();
+  if (!log_)
+    return outcome;
+  try {
     log_->finish();
     outcome.logLines = log_->lines();
-    outcome.logLineCount = log_->count();
+  } catch (const std::bad_alloc &) {
+    outcome.logLines.clear(); // the outcome is good without them
   }
+  outcome.logLineCount = log_->count();
   return outcome;
 }
 
@@ -122,6 +137,9 @@ SearchOutcome::Result Search::serve() {
     if (std::optional<SearchFailure> failed = stepHandOver())
       return std::move(*failed);
     stepConnection();
+    if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
+      return failure(Kind::cannotSearch,
+                     std::string("the tool cannot be talked to: ") + std::strerror(lack));
     if (!receiver_->complaint().empty())
       return failure(Kind::protocolBroken, receiver_->complaint());
     if (end && !moreToDispatch_)

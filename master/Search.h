@@ -44,6 +44,9 @@ private:
   std::string complaint_;
 };
 
+// What becomes of a search that memory is lacking for.
+[[nodiscard]] SearchFailure outOfMemory(SearchStage stage);
+
 class Search {
 public:
   struct Request {

@@ -6,9 +6,10 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <string_view>
 #include <sys/syscall.h>
@@ -254,24 +255,44 @@ Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent
 
 namespace {
 
-// Removes what is in the directory, as far as it goes. Links are not followed.
-void clear(FileDescriptor directory, int depth, const Deadline &deadline) {
-  DIR *const stream = ::fdopendir(directory.number());
-  if (stream == nullptr)
-    return;
-  const int descriptor = directory.release(); // the stream's
-  while (const dirent *entry = deadline.passed() ? nullptr : ::readdir(stream)) {
-    const char *const name = entry->d_name;
-    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0 ||
-        ::unlinkat(descriptor, name, 0) == 0)
-      continue;
-    FileDescriptor below(
-        ::openat(descriptor, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (below && depth > 0)
-      clear(std::move(below), depth - 1, deadline);
-    ::unlinkat(descriptor, name, AT_REMOVEDIR);
+// As getdents64(2) tells of it; behind the type is the name, which ends with a NUL.
+struct DirectoryEntry {
+  std::uint64_t inode;
+  std::int64_t offset;
+  std::uint16_t length;
+  std::uint8_t type;
+};
+constexpr std::size_t kOffsetOfName = offsetof(DirectoryEntry, type) + 1;
+
+void removeEntry(int directory, const char *name, int depth, const Deadline &deadline);
+
+// Removes what is in the directory, as far as it goes, without asking for memory.
+void clear(int directory, int depth, const Deadline &deadline) {
+  alignas(DirectoryEntry) std::array<char, 2048> entries;
+  for (;;) {
+    const long size = ::syscall(SYS_getdents64, directory, entries.data(), entries.size());
+    for (long at = 0; at < size;) {
+      const auto *entry = reinterpret_cast<const DirectoryEntry *>(entries.data() + at);
+      if (deadline.passed())
+        return;
+      removeEntry(directory, entries.data() + at + kOffsetOfName, depth, deadline);
+      at += entry->length;
+    }
+    if (size <= 0)
+      return;
   }
-  ::closedir(stream);
+}
+
+// Links are not followed.
+void removeEntry(int directory, const char *name, int depth, const Deadline &deadline) {
+  if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0 ||
+      ::unlinkat(directory, name, 0) == 0)
+    return;
+  const FileDescriptor below(
+      ::openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (below && depth > 0)
+    clear(below.number(), depth - 1, deadline);
+  ::unlinkat(directory, name, AT_REMOVEDIR);
 }
 
 } // namespace
@@ -282,7 +303,7 @@ PrivateDirectory::~PrivateDirectory() {
     return;
   FileDescriptor directory(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (directory)
-    clear(std::move(directory), kDeepestCleared, Deadline::in(kTimeToClear));
+    clear(directory.number(), kDeepestCleared, Deadline::in(kTimeToClear));
   ::rmdir(path_.c_str());
 }
 

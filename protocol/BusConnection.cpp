@@ -98,15 +98,14 @@ BusConnection::over(FileDescriptor input, FileDescriptor output, NSConnection::S
   int result = sd_bus_new(&bus);
   if (result < 0)
     return Failure{-result};
-  BusRef owned(bus);
+  std::unique_ptr<BusConnection> connection(new BusConnection(BusRef(bus)));
   result = configure(bus, side);
   if (result >= 0)
-    result = sd_bus_set_fd(bus, input.number(), output.number());
-  if (result >= 0)
     result = sd_bus_add_filter(bus, nullptr, refuseLongName, nullptr);
+  if (result >= 0)
+    result = sd_bus_set_fd(bus, input.number(), output.number()); // and then they are the bus's
   if (result < 0)
     return Failure{-result};
-  std::unique_ptr<BusConnection> connection(new BusConnection(std::move(owned)));
   connection->input_ = input.release();
   connection->output_ = output.release();
   return connection;
@@ -132,8 +131,12 @@ void BusConnection::start() {
 void BusConnection::addObject(const char *path, const char *interface, const sd_bus_vtable *table,
                               void *context) {
   const int result = sd_bus_add_object_vtable(bus_, nullptr, path, interface, table, context);
-  if (result < 0)
-    endWith(-result);
+  if (result >= 0)
+    return;
+  // Kept: one reference is never given up. A bus that lacked the memory for an object may hold half
+  // of it, and the library would end the process over that as it frees the bus.
+  (void)sd_bus_ref(bus_);
+  endWith(-result);
 }
 
 // Tells what this side lacks from what the other side did.
@@ -197,7 +200,12 @@ int BusConnection::pollTimeout() const {
 bool BusConnection::step() {
   if (!isOpen() || (repliesWait() && !canWriteReplies()))
     return false;
-  const int processed = sd_bus_process(bus_, nullptr);
+  errno = 0;
+  int processed = sd_bus_process(bus_, nullptr);
+  // A call that asks for no reply and that the library has no memory to pass on is lost without a
+  // word from it; malloc(3) leaves one.
+  if (errno == ENOMEM)
+    processed = -ENOMEM;
   if (raised_) {
     end();
     std::rethrow_exception(std::exchange(raised_, nullptr));
@@ -222,16 +230,11 @@ bool BusConnection::repliesWait() const {
   return queuedInBus() > kMostWaitingMessages && sd_bus_is_ready(bus_) > 0;
 }
 
-// The library reads whenever it writes, so it is not called until there is much room again. Ends
-// the connection when the far side has gone meanwhile.
-bool BusConnection::canWriteReplies() {
+// The library reads whenever it writes, so it is not called until there is much room again, or the
+// far side has gone.
+bool BusConnection::canWriteReplies() const {
   pollfd descriptors[] = {{input_, 0, 0}, {output_, POLLOUT, 0}};
-  if (OperatingSystem::current().poll(descriptors, 2, 0) <= 0)
-    return false;
-  if (descriptors[0].revents == 0 && descriptors[1].revents == POLLOUT)
-    return true;
-  end();
-  return false;
+  return OperatingSystem::current().poll(descriptors, 2, 0) > 0;
 }
 
 // The library sees the end of the input itself, once everything before it has been taken; of the

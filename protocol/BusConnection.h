@@ -98,7 +98,7 @@ private:
   std::uint64_t queuedInBus() const;
   bool canSend() const { return !outbox_.isEmpty() && queuedInBus() == 0; }
   bool repliesWait() const;
-  bool canWriteReplies();
+  bool canWriteReplies() const;
   bool outputHasHungUp() const;
   void noteLack(int error);
   void endWith(int error);

@@ -33,7 +33,9 @@ Result<Ref<NSConnection>> NSConnection::over(NSPort receivePort, NSPort sendPort
 
 NSConnection::NSConnection(std::unique_ptr<BusConnection> bus, std::size_t carryLimit)
     : bus_(std::move(bus)), served_(std::make_unique<ServedObjects>(*this, *bus_, carryLimit)),
-      remoteRoot_(std::make_unique<RemoteRoot>(*bus_, *served_)) {}
+      remoteRoot_(std::make_unique<RemoteRoot>(*bus_, *served_)) {
+  (void)NSRunLoop::currentRunLoop(); // made now, for the destructor may not ask for memory
+}
 
 NSConnection::~NSConnection() { NSRunLoop::currentRunLoop().removeConnection(*this); }
 

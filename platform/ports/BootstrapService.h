@@ -45,7 +45,8 @@ public:
   [[nodiscard]] Result<port_t> acceptConnection();
 
 private:
-  BootstrapService(BootstrapDirectory directory, std::string name, FileDescriptor listener);
+  BootstrapService(BootstrapDirectory directory, std::string name);
+  void setListener(FileDescriptor listener);
 
   BootstrapDirectory directory_;
   std::string name_;
