@@ -1,16 +1,20 @@
 #include "master/PrivateDirectory.h"
 
+#include "platform/foundation/Deadline.h"
 #include "platform/foundation/OperatingSystem.h"
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <optional>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <system_error>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace tesker {
@@ -19,6 +23,11 @@ namespace {
 
 // A name that nothing else has: "tesker-" and a user's number is where a desktop's master listens.
 constexpr std::string_view kPrefix = "tesker-master-";
+
+// How long what is left in a directory is cleared away, and how far down: enough for anything but a
+// process that makes files for as long as there is one who removes them.
+constexpr std::chrono::seconds kTimeToClear{2};
+constexpr int kDeepestCleared = 32;
 
 // What the open directory is like; fails with EPERM when it is another user's.
 Result<struct stat> statusOfOwn(const FileDescriptor &directory) {
@@ -51,10 +60,53 @@ Result<FileDescriptor> openLocked(const std::string &path, bool locksAreNeeded) 
   return directory;
 }
 
+// As getdents64(2) tells of it; behind the type is the name, which ends with a NUL.
+struct DirectoryEntry {
+  std::uint64_t inode;
+  std::int64_t offset;
+  std::uint16_t length;
+  std::uint8_t type;
+};
+constexpr std::size_t kOffsetOfName = offsetof(DirectoryEntry, type) + 1;
+
+void removeEntry(int directory, const char *name, int depth, const Deadline &deadline);
+
+// Removes what is in the directory, as far as it goes, without asking for memory.
+void clear(int directory, int depth, const Deadline &deadline) {
+  alignas(DirectoryEntry) std::array<char, 2048> entries;
+  for (;;) {
+    const long size = ::syscall(SYS_getdents64, directory, entries.data(), entries.size());
+    for (long at = 0; at < size;) {
+      const auto *entry = reinterpret_cast<const DirectoryEntry *>(entries.data() + at);
+      if (deadline.passed())
+        return;
+      removeEntry(directory, entries.data() + at + kOffsetOfName, depth, deadline);
+      at += entry->length;
+    }
+    if (size <= 0)
+      return;
+  }
+}
+
+// Links are not followed.
+void removeEntry(int directory, const char *name, int depth, const Deadline &deadline) {
+  if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0 ||
+      ::unlinkat(directory, name, 0) == 0)
+    return;
+  const FileDescriptor below(
+      ::openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (below && depth > 0)
+    clear(below.number(), depth - 1, deadline);
+  ::unlinkat(directory, name, AT_REMOVEDIR);
+}
+
 // Links in it are removed, not followed.
 void removeWhole(const std::string &path) {
-  std::error_code ignored;
-  std::filesystem::remove_all(path, ignored);
+  const FileDescriptor directory(
+      ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (directory)
+    clear(directory.number(), kDeepestCleared, Deadline::in(kTimeToClear));
+  ::rmdir(path.c_str());
 }
 
 // Removes what processes that were killed have left. Each is locked meanwhile, so that its maker,

@@ -10,7 +10,8 @@
 namespace tesker {
 
 // A new directory with mode 0700 under $XDG_RUNTIME_DIR, or under /tmp where that is unset or
-// refuses. Removed at the end, with all that is in it. Moves, never copies.
+// refuses. Removed at the end, with all that is in it as far as two seconds go and as it is not
+// nested deeper than 32 directories. Moves, never copies.
 //
 // While its maker lives it is locked (flock(2)), and the lock ends with the process whatever ends
 // that. So what a killed process has left can be told from what is in use, and the next one that

@@ -4,9 +4,11 @@
 #include "platform/ports/Bootstrap.h"
 #include "protocol/FinderProtocol.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <new>
 
 namespace tesker {
 
@@ -25,6 +27,10 @@ NSString stringOf(std::optional<std::string_view> text) {
   return text ? NSString::create(*text) : nullptr;
 }
 
+std::size_t countOfPaths(std::string_view list) {
+  return static_cast<std::size_t>(std::count(list.begin(), list.end(), kDockPathSeparator)) + 1;
+}
+
 // Of a failed check-in.
 std::string textOfStatus(kern_return_t status) {
   return status < BOOTSTRAP_NOT_PRIVILEGED ? std::strerror(status)
@@ -32,6 +38,11 @@ std::string textOfStatus(kern_return_t status) {
 }
 
 } // namespace
+
+SearchFailure outOfMemory(SearchStage stage) {
+  // So short that it needs no memory itself.
+  return {SearchFailure::Kind::cannotSearch, stage, std::nullopt, "out of memory"};
+}
 
 Search::Search(const FinderMasterOptions &options, const Request &request)
     : options_(options), kind_(request.kind), argument_(NSString::create(request.argument)),
@@ -53,6 +64,9 @@ SearchStage Search::stage() const {
 std::optional<SearchFailure> Search::begin() {
   if (argument_.length() > NSConnection::kLargestArgument)
     return failure(Kind::cannotSearch, "the request is longer than a message can be");
+  if (kind_ == Request::Kind::dockPaths && countOfPaths(argument_.bytes()) > kMostDockPaths)
+    return failure(Kind::cannotSearch,
+                   "the request has more paths than " + std::to_string(kMostDockPaths));
   if (previous_.length() > NSConnection::kLargestCarriedText)
     return failure(Kind::cannotSearch, "the previous answer is longer than an answer can be");
   Result<PrivateDirectory> directory = PrivateDirectory::create();
@@ -77,14 +91,9 @@ std::optional<SearchFailure> Search::startTool() {
   if (options_.logConfinement)
     environment.emplace_back("TESKER_LOG_CONFINEMENT", "1");
   auto started = ToolProcess::start(options_.tool, environment);
-  if (!started) {
-    const int error = started.error();
-    if (error == EMFILE || error == ENFILE || error == ENOMEM || error == EAGAIN)
-      return failure(Kind::cannotSearch,
-                     std::string("no process can be started: ") + std::strerror(error));
-    return failure(Kind::toolMissing,
-                   "the tool " + options_.tool + " cannot be executed: " + std::strerror(error));
-  }
+  if (!started)
+    return failure(Kind::cannotSearch,
+                   std::string("no process can be started: ") + std::strerror(started.error()));
   tool_ = std::move(*started);
   log_.emplace(tool_->takeLogPipe(), [this](std::string_view line) {
     incomplete_ = incomplete_ || line.starts_with(kIncompleteLine);
@@ -94,19 +103,39 @@ std::optional<SearchFailure> Search::startTool() {
   return std::nullopt;
 }
 
+std::optional<SearchFailure> Search::stepStart() {
+  const int error = tool_->startError();
+  if (error == 0)
+    return std::nullopt;
+  if (error == EMFILE || error == ENFILE || error == ENOMEM || error == EAGAIN)
+    return failure(Kind::cannotSearch,
+                   std::string("no process can be started: ") + std::strerror(error));
+  return failure(Kind::toolMissing,
+                 "the tool " + options_.tool + " cannot be executed: " + std::strerror(error));
+}
+
 SearchOutcome Search::run() {
   SearchOutcome outcome{SearchUnchanged{}, false, {}, 0};
-  if (std::optional<SearchFailure> failed = begin())
-    outcome.result = std::move(*failed);
-  else
-    outcome.result = serve();
-  if (log_) {
+  try {
+    if (std::optional<SearchFailure> failed = begin())
+      outcome.result = std::move(*failed);
+    else
+      outcome.result = serve();
+  } catch (const std::bad_alloc &) {
+    outcome.result = outOfMemory(stage());
+  }
+  if (tool_)
     tool_->kill();
+  if (!log_)
+    return outcome;
+  try {
     log_->finish();
     outcome.incomplete = incomplete_;
     outcome.logLines = log_->lines();
-    outcome.logLineCount = log_->count();
+  } catch (const std::bad_alloc &) {
+    outcome.logLines.clear(); // the outcome is good without them
   }
+  outcome.logLineCount = log_->count();
   return outcome;
 }
 
@@ -116,9 +145,14 @@ SearchOutcome::Result Search::serve() {
     log_->read();
     // Asked first: what the tool sent before it ended is then there to be taken.
     const std::optional<ToolEnd> end = tool_->end();
+    if (std::optional<SearchFailure> failed = stepStart())
+      return std::move(*failed);
     if (std::optional<SearchFailure> failed = stepHandOver())
       return std::move(*failed);
     stepConnection();
+    if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
+      return failure(Kind::cannotSearch,
+                     std::string("the tool cannot be talked to: ") + std::strerror(lack));
     if (!receiver_->complaint().empty())
       return failure(Kind::protocolBroken, receiver_->complaint());
     if (end && !moreToDispatch_)
@@ -131,7 +165,8 @@ SearchOutcome::Result Search::serve() {
 void Search::wait() {
   std::vector<pollfd> descriptors{{tool_->endDescriptor(), POLLIN, 0},
                                   {log_->descriptor(), POLLIN, 0},
-                                  {options_.cancelDescriptor, POLLIN, 0}};
+                                  {options_.cancelDescriptor, POLLIN, 0},
+                                  {tool_->startDescriptor(), POLLIN, 0}};
   int timeout = moreToDispatch_ ? 0 : deadline_.pollTimeout();
   if (tool_->endDescriptor() < 0)
     timeout = std::min(timeout, kMillisecondsBetweenLooks);

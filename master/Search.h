@@ -45,6 +45,9 @@ private:
   std::string complaint_;
 };
 
+// What becomes of a search that memory is lacking for.
+[[nodiscard]] SearchFailure outOfMemory(SearchStage stage);
+
 class Search {
 public:
   struct Request {
@@ -68,6 +71,7 @@ private:
   std::optional<SearchFailure> startTool();
   SearchOutcome::Result serve();
   void wait();
+  std::optional<SearchFailure> stepStart();
   std::optional<SearchFailure> stepHandOver();
   void sendRequest();
   void stepConnection();

@@ -1,11 +1,14 @@
 #include "master/ToolProcess.h"
 
+#include "platform/foundation/Deadline.h"
+#include "platform/foundation/OperatingSystem.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <spawn.h>
 #include <string_view>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -15,59 +18,88 @@ namespace tesker {
 
 namespace {
 
-// For what the child writes; the reading end does not block.
-Result<Pipe> createLogPipe() {
+// How long a killed child is waited for. It is gone at once, unless the kernel waits for a disk
+// that does not answer, or another process traces it and does not let it go.
+constexpr std::chrono::seconds kTimeToDie{2};
+constexpr int kMillisecondsBetween = 10;
+
+// For what the child tells; the reading end does not block.
+Result<Pipe> createPipeFromChild() {
   Result<Pipe> pipe = createPipe();
   if (pipe && ::fcntl(pipe->readEnd.number(), F_SETFL, O_NONBLOCK) != 0)
     return Failure{errno};
   return pipe;
 }
 
-class FileActions {
+// No signal reaches this thread while one of these lives: a handler of this process must not run in
+// the child.
+class SignalsBlocked {
 public:
-  FileActions() { ::posix_spawn_file_actions_init(&actions_); }
-  ~FileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-  FileActions(const FileActions &) = delete;
-  FileActions &operator=(const FileActions &) = delete;
-
-  int set(int log) {
-    if (const int error =
-            ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0))
-      return error;
-    for (const int target : {STDOUT_FILENO, STDERR_FILENO})
-      if (const int error = ::posix_spawn_file_actions_adddup2(&actions_, log, target))
-        return error;
-    // Whatever the process around this library has left open without close-on-exec.
-    return ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
-  }
-  const posix_spawn_file_actions_t *posix() const { return &actions_; }
-
-private:
-  posix_spawn_file_actions_t actions_;
-};
-
-class Attributes {
-public:
-  Attributes() { ::posix_spawnattr_init(&attributes_); }
-  ~Attributes() { ::posix_spawnattr_destroy(&attributes_); }
-  Attributes(const Attributes &) = delete;
-  Attributes &operator=(const Attributes &) = delete;
-
-  int set() {
-    sigset_t none, all;
-    ::sigemptyset(&none);
+  SignalsBlocked() {
+    sigset_t all;
     ::sigfillset(&all);
-    ::posix_spawnattr_setsigmask(&attributes_, &none);
-    ::posix_spawnattr_setsigdefault(&attributes_, &all);
-    ::posix_spawnattr_setpgroup(&attributes_, 0);
-    return ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
-                                                        POSIX_SPAWN_SETPGROUP);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before_);
   }
-  const posix_spawnattr_t *posix() const { return &attributes_; }
+  ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked &) = delete;
+  SignalsBlocked &operator=(const SignalsBlocked &) = delete;
 
 private:
-  posix_spawnattr_t attributes_;
+  sigset_t before_;
 };
+
+// ---- the child, before it is the program: only what may be called between fork and exec ----
+
+struct Start {
+  const char *program;
+  char *const *arguments;
+  char *const *variables;
+  int log;   // what the program writes goes here
+  int error; // and the number of what keeps it from being one, here
+};
+
+void resetSignals() {
+  struct sigaction standard {};
+  standard.sa_handler = SIG_DFL;
+  for (int signal = 1; signal <= SIGRTMAX; ++signal)
+    ::sigaction(signal, &standard, nullptr); // those that cannot be changed need not be
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// Nothing on standard input, the log on the two others, and beside them only the descriptor that
+// the error goes to, which is moved.
+bool arrangeDescriptors(int log, int &error) {
+  constexpr int kErrorDescriptor = STDERR_FILENO + 1;
+  const int nothing = ::open("/dev/null", O_RDONLY);
+  if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(log, STDOUT_FILENO) < 0 ||
+      ::dup2(log, STDERR_FILENO) < 0)
+    return false;
+  if (error != kErrorDescriptor && ::dup3(error, kErrorDescriptor, O_CLOEXEC) < 0)
+    return false;
+  error = kErrorDescriptor;
+  // Whatever the process around this library has left open without close-on-exec.
+  ::closefrom(kErrorDescriptor + 1);
+  return true;
+}
+
+[[noreturn]] void becomeProgram(Start start) {
+  ::setpgid(0, 0);
+  resetSignals();
+  if (arrangeDescriptors(start.log, start.error))
+    ::execve(start.program, start.arguments, start.variables);
+  const int error = errno;
+  (void)!::write(start.error, &error, sizeof error);
+  ::_exit(127);
+}
+
+// ---- this process ----
+
+bool isReadable(const FileDescriptor &descriptor) {
+  pollfd waiting{descriptor.number(), POLLIN, 0};
+  return OperatingSystem::current().poll(&waiting, 1, 0) > 0;
+}
 
 // This process's environment with some variables set.
 std::vector<std::string> environmentWith(const ToolProcess::Environment &set) {
@@ -90,41 +122,63 @@ std::vector<std::string> environmentWith(const ToolProcess::Environment &set) {
 
 Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &program,
                                                         const Environment &environment) {
-  Result<Pipe> log = createLogPipe();
+  Result<Pipe> log = createPipeFromChild();
   if (!log)
     return log.failure();
-  FileActions actions;
-  Attributes attributes;
-  if (const int error = actions.set(log->writeEnd.number()); error != 0)
-    return Failure{error};
-  if (const int error = attributes.set(); error != 0)
-    return Failure{error};
-
+  Result<Pipe> error = createPipeFromChild();
+  if (!error)
+    return error.failure();
   std::vector<std::string> texts = environmentWith(environment);
   std::vector<char *> variables;
   for (std::string &text : texts)
     variables.push_back(text.data());
   variables.push_back(nullptr);
   std::string name = program;
-  std::array<char *, 2> arguments{name.data(), nullptr};
-
-  pid_t pid = 0;
-  if (const int error = ::posix_spawn(&pid, program.c_str(), actions.posix(), attributes.posix(),
-                                      arguments.data(), variables.data());
-      error != 0)
-    return Failure{error};
-  FileDescriptor pidfd(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
-  const int error = pidfd ? 0 : errno;
+  const std::array<char *, 2> arguments{name.data(), nullptr};
+  // There already, so that nothing can fail between the fork and the process's having an owner.
   std::unique_ptr<ToolProcess> process(
-      new ToolProcess(pid, std::move(pidfd), std::move(log->readEnd)));
+      new ToolProcess(std::move(log->readEnd), std::move(error->readEnd)));
+
+  const SignalsBlocked blocked;
+  const pid_t pid = ::_Fork(); // what this process has asked for at a fork is not for this child
+  if (pid < 0)
+    return Failure{errno};
+  if (pid == 0)
+    becomeProgram({name.c_str(), arguments.data(), variables.data(), log->writeEnd.number(),
+                   error->writeEnd.number()});
+  ::setpgid(pid, pid); // whoever of the two comes first
+  if (const int failed = process->watch(pid); failed != 0)
+    return Failure{failed};
+  return process;
+}
+
+int ToolProcess::watch(pid_t pid) {
+  pid_ = pid;
+  pidfd_ = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+  if (pidfd_)
+    return 0;
+  // Every other error means that there is no such call, or that a sandbox forbids it.
+  if (errno == EMFILE || errno == ENFILE || errno == ENOMEM)
+    return errno;
+  if (errno != ESRCH)
+    return 0;
   // A child that ends at once is gone by now where the host ignores SIGCHLD; the end of its pipe
   // wakes the one who waits.
-  if (error == ESRCH)
-    process->end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
-  // Every other error means that there is no such call, or that a sandbox forbids it.
-  if (error == EMFILE || error == ENFILE || error == ENOMEM)
-    return Failure{error};
-  return process;
+  end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
+  return 0;
+}
+
+int ToolProcess::startError() {
+  if (!errorPipe_)
+    return startError_;
+  int error = 0;
+  const ssize_t size = ::read(errorPipe_.number(), &error, sizeof error);
+  if (size < 0 && (errno == EAGAIN || errno == EINTR))
+    return 0;
+  errorPipe_.reset();
+  if (size == sizeof error)
+    startError_ = error;
+  return startError_;
 }
 
 ToolProcess::~ToolProcess() { kill(); }
@@ -145,9 +199,17 @@ std::optional<ToolEnd> ToolProcess::reap(int options) {
 }
 
 std::optional<ToolEnd> ToolProcess::end() {
-  if (end_)
+  if (end_ || pid_ < 0)
     return end_;
-  const std::optional<ToolEnd> seen = reap(WNOHANG | WNOWAIT);
+  std::optional<ToolEnd> seen = reap(WNOHANG | WNOWAIT);
+  if (!seen && isReadable(pidfd_)) {
+    seen = reap(WNOHANG | WNOWAIT);
+    if (!seen) { // another process traces it, and has the status
+      ::kill(-pid_, SIGKILL);
+      end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
+      return end_;
+    }
+  }
   if (seen && seen->kind == ToolEnd::Kind::unknown) {
     end_ = seen;
   } else if (seen) {
@@ -159,11 +221,17 @@ std::optional<ToolEnd> ToolProcess::end() {
 }
 
 void ToolProcess::kill() {
-  if (end())
+  if (pid_ < 0 || end())
     return;
   ::kill(-pid_, SIGKILL);
   ::kill(pid_, SIGKILL); // in case it has left its group
-  end_ = reap(0);
+  const auto deadline = Deadline::in(kTimeToDie);
+  pollfd ended{pidfd_.number(), POLLIN, 0};
+  (void)OperatingSystem::current().poll(&ended, 1, pidfd_ ? deadline.pollTimeout() : 0);
+  while (!(end_ = reap(WNOHANG)) && !deadline.passed())
+    (void)OperatingSystem::current().poll(nullptr, 0, kMillisecondsBetween);
+  if (!end_)
+    end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
 }
 
 } // namespace tesker

@@ -3,8 +3,9 @@
 // The child gets a clean start: nothing on standard input, standard output and error in one pipe,
 // no other descriptor of this process, no blocked or ignored signal, and a process group of its
 // own, so that a terminal's interrupt is this side's to handle and what the child may have started
-// ends with it. Nothing here waits, except for a child that has been killed. No SIGCHLD handler is
-// needed or touched. Internal to the master.
+// ends with it. Nothing here waits for what the child does, not even for its execution of the
+// program, except, for two seconds, for the end of a child that has been killed. No SIGCHLD handler
+// is needed or touched. Internal to the master.
 #pragma once
 
 #include "master/SearchOutcome.h"
@@ -25,14 +26,20 @@ public:
   // Variables to set for the child on top of this process's own.
   using Environment = std::vector<std::pair<std::string, std::string>>;
 
-  // Starts the program, which is a path and not searched for. Fails with the errno: that of
-  // execve(2) when it is the program that cannot be executed (then nothing has been started).
+  // Begins to start the program, which is a path and not searched for; startError() tells whether
+  // it could be executed. Fails with the errno of what this process lacks.
   [[nodiscard]] static Result<std::unique_ptr<ToolProcess>> start(const std::string &program,
                                                                   const Environment &environment);
   // Kills it if it still runs.
   ~ToolProcess();
   ToolProcess(const ToolProcess &) = delete;
   ToolProcess &operator=(const ToolProcess &) = delete;
+
+  // Readable when startError() has something to tell: for poll(2). Negative afterwards.
+  int startDescriptor() const { return errorPipe_.number(); }
+  // The errno of execve(2) once it is known that the program cannot be executed; 0 before, and when
+  // it runs. Known for certain once the child has ended.
+  int startError();
 
   // Readable when the child has ended: for poll(2). Negative, as poll(2) ignores it, when it had
   // ended and was reaped by somebody else before it could be watched, and where the system has no
@@ -43,17 +50,23 @@ public:
   FileDescriptor takeLogPipe() { return std::move(logPipe_); }
   // How it ended; nothing while it runs. After an answer the child is reaped.
   std::optional<ToolEnd> end();
-  // Ends it and everything in its process group at once, and reaps it.
+  // Ends it and everything in its process group at once, and reaps it. One that cannot be reaped
+  // within two seconds, as another process traces it or the kernel does not let it go, is left to
+  // this process's end, and how it ended is unknown.
   void kill();
 
 private:
-  ToolProcess(pid_t pid, FileDescriptor pidfd, FileDescriptor logPipe)
-      : pid_(pid), pidfd_(std::move(pidfd)), logPipe_(std::move(logPipe)) {}
+  ToolProcess(FileDescriptor logPipe, FileDescriptor errorPipe)
+      : logPipe_(std::move(logPipe)), errorPipe_(std::move(errorPipe)) {}
+  // Takes the child over. 0 or the errno.
+  [[nodiscard]] int watch(pid_t pid);
   std::optional<ToolEnd> reap(int options);
 
-  pid_t pid_;
+  pid_t pid_ = -1; // before there is a child
   FileDescriptor pidfd_;
   FileDescriptor logPipe_;
+  FileDescriptor errorPipe_; // none once it has been read
+  int startError_ = 0;
   std::optional<ToolEnd> end_;
 };
 

@@ -14,7 +14,14 @@ namespace tesker {
 namespace {
 
 constexpr std::uint64_t kNoTimeLimit = UINT64_MAX;
-constexpr std::uint64_t kMostUnreadMessages = 1000;
+// When more messages than this wait to be written, nothing is read. This side gives the library one
+// message at a time, so the others are replies that the far side does not read; a few may wait, for
+// a far side that reads only when it has said what it has to say.
+constexpr std::uint64_t kMostWaitingMessages = 16;
+// What the library's own interfaces are asked with are names, which D-Bus bounds at 255 bytes. It
+// tells an unknown one again in its reply, however long it is.
+constexpr std::size_t kLongestName = 255;
+constexpr std::string_view kLibraryInterfaces = "org.freedesktop.DBus.";
 
 // The library's clock.
 std::uint64_t monotonicMicroseconds() {
@@ -43,6 +50,23 @@ int configure(sd_bus *bus, NSConnection::Side side) {
   return result;
 }
 
+// Keeps what the library's own interfaces are asked with, and so their replies, small.
+int refuseLongName(sd_bus_message *message, void *, sd_bus_error *) {
+  const char *interface = sd_bus_message_get_interface(message);
+  std::uint8_t type = 0;
+  (void)sd_bus_message_get_type(message, &type);
+  if (type != SD_BUS_MESSAGE_METHOD_CALL || interface == nullptr ||
+      !std::string_view(interface).starts_with(kLibraryInterfaces))
+    return 0;
+  const char *name = nullptr;
+  bool isLong = false;
+  while (!isLong && sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &name) > 0)
+    isLong = std::string_view(name).size() > kLongestName;
+  if (!isLong)
+    return std::min(sd_bus_message_rewind(message, 1), 0);
+  return sd_bus_reply_method_errorf(message, SD_BUS_ERROR_INVALID_ARGS, "A name is too long");
+}
+
 using OptionalText = std::optional<std::string_view>;
 
 // Fills the call and sends it. Negative errno on failure.
@@ -68,14 +92,20 @@ int sendCall(sd_bus *bus, const OutgoingCall &call, OptionalText rest) {
 
 } // namespace
 
-std::unique_ptr<BusConnection> BusConnection::over(FileDescriptor input, FileDescriptor output,
-                                                   NSConnection::Side side) {
+Result<std::unique_ptr<BusConnection>>
+BusConnection::over(FileDescriptor input, FileDescriptor output, NSConnection::Side side) {
   sd_bus *bus = nullptr;
-  if (sd_bus_new(&bus) < 0)
-    return nullptr;
+  int result = sd_bus_new(&bus);
+  if (result < 0)
+    return Failure{-result};
   std::unique_ptr<BusConnection> connection(new BusConnection(BusRef(bus)));
-  if (configure(bus, side) < 0 || sd_bus_set_fd(bus, input.number(), output.number()) < 0)
-    return nullptr;
+  result = configure(bus, side);
+  if (result >= 0)
+    result = sd_bus_add_filter(bus, nullptr, refuseLongName, nullptr);
+  if (result >= 0)
+    result = sd_bus_set_fd(bus, input.number(), output.number()); // and then they are the bus's
+  if (result < 0)
+    return Failure{-result};
   connection->input_ = input.release();
   connection->output_ = output.release();
   return connection;
@@ -87,14 +117,37 @@ BusConnection::~BusConnection() {
 }
 
 void BusConnection::start() {
-  if (isOpen() && sd_bus_start(bus_) < 0)
-    end(); // as when the far side leaves a moment later
+  if (!isOpen())
+    return;
+  const int error = -sd_bus_start(bus_);
+  if (error <= 0)
+    return;
+  end();
+  // Else it is as when the far side leaves a moment later.
+  if (error != EPIPE && error != ECONNRESET && error != ENOTCONN)
+    lack_ = error;
 }
 
 void BusConnection::addObject(const char *path, const char *interface, const sd_bus_vtable *table,
                               void *context) {
-  if (sd_bus_add_object_vtable(bus_, nullptr, path, interface, table, context) < 0)
-    end();
+  const int result = sd_bus_add_object_vtable(bus_, nullptr, path, interface, table, context);
+  if (result >= 0)
+    return;
+  // Kept: one reference is never given up. A bus that lacked the memory for an object may hold half
+  // of it, and the library would end the process over that as it frees the bus.
+  (void)sd_bus_ref(bus_);
+  endWith(-result);
+}
+
+// Tells what this side lacks from what the other side did.
+void BusConnection::noteLack(int error) {
+  if (error == ENOMEM || error == EMFILE || error == ENFILE)
+    lack_ = error;
+}
+
+void BusConnection::endWith(int error) {
+  noteLack(error);
+  end();
 }
 
 void BusConnection::end() {
@@ -122,7 +175,7 @@ void BusConnection::appendPollDescriptors(std::vector<pollfd> &descriptors) cons
   if (!isOpen())
     return;
   const int events = std::max(sd_bus_get_events(bus_), 0);
-  descriptors.push_back({input_, static_cast<short>(events & POLLIN), 0});
+  descriptors.push_back({input_, static_cast<short>(repliesWait() ? 0 : events & POLLIN), 0});
   descriptors.push_back({output_, static_cast<short>(events & POLLOUT), 0});
 }
 
@@ -131,6 +184,8 @@ int BusConnection::pollTimeout() const {
     return -1;
   if (canSend())
     return 0;
+  if (repliesWait())
+    return -1; // whatever has been read already
   std::uint64_t when = kNoTimeLimit;
   if (sd_bus_get_timeout(bus_, &when) < 0)
     return 0; // step() will see what is wrong
@@ -143,26 +198,43 @@ int BusConnection::pollTimeout() const {
 }
 
 bool BusConnection::step() {
-  if (!isOpen())
+  if (!isOpen() || (repliesWait() && !canWriteReplies()))
     return false;
-  const int processed = sd_bus_process(bus_, nullptr);
-  if (raised_)
-    std::rethrow_exception(std::exchange(raised_, nullptr));
-  // The outbox waits for the library's queue, so what grows there are replies that nobody reads.
-  if (processed < 0 || endsAfterwards_ || queuedInBus() > kMostUnreadMessages ||
-      sd_bus_is_open(bus_) <= 0) {
+  errno = 0;
+  int processed = sd_bus_process(bus_, nullptr);
+  // A call that asks for no reply and that the library has no memory to pass on is lost without a
+  // word from it; malloc(3) leaves one.
+  if (errno == ENOMEM)
+    processed = -ENOMEM;
+  if (raised_) {
     end();
+    std::rethrow_exception(std::exchange(raised_, nullptr));
+  }
+  if (processed < 0 || endsAfterwards_ || sd_bus_is_open(bus_) <= 0) {
+    endWith(std::max(-processed, 0));
     return false;
   }
   if (canSend()) {
-    if (outbox_.sendNext(bus_) >= 0)
+    const int sent = outbox_.sendNext(bus_);
+    if (sent >= 0)
       return true;
-    end();
+    endWith(-sent);
     return false;
   }
   if (processed == 0 && outputHasHungUp())
     end();
   return processed > 0;
+}
+
+bool BusConnection::repliesWait() const {
+  return queuedInBus() > kMostWaitingMessages && sd_bus_is_ready(bus_) > 0;
+}
+
+// The library reads whenever it writes, so it is not called until there is much room again, or the
+// far side has gone.
+bool BusConnection::canWriteReplies() const {
+  pollfd descriptors[] = {{input_, 0, 0}, {output_, POLLOUT, 0}};
+  return OperatingSystem::current().poll(descriptors, 2, 0) > 0;
 }
 
 // The library sees the end of the input itself, once everything before it has been taken; of the
@@ -194,9 +266,11 @@ void BusConnection::callAndWait(const std::string &path, const char *interface,
     return 1;
   };
   sd_bus_slot *slot = nullptr;
-  if (message == nullptr ||
-      sd_bus_call_async(bus_, &slot, message, note, &answered, kNoTimeLimit) < 0)
-    return end();
+  const int result = message != nullptr
+                         ? sd_bus_call_async(bus_, &slot, message, note, &answered, kNoTimeLimit)
+                         : -ENOMEM;
+  if (result < 0)
+    return endWith(-result);
   const BusRef<sd_bus_slot> slotOwner(slot);
   while (isOpen() && !answered)
     stepOrWait();

@@ -49,8 +49,8 @@ private:
 
 class BusConnection {
 public:
-  // Gives the bus its sockets; nil when the library refuses them.
-  [[nodiscard]] static std::unique_ptr<BusConnection>
+  // Gives the bus its sockets. Fails with the errno when the library refuses them.
+  [[nodiscard]] static Result<std::unique_ptr<BusConnection>>
   over(FileDescriptor input, FileDescriptor output, NSConnection::Side side);
   ~BusConnection();
   BusConnection(const BusConnection &) = delete;
@@ -65,6 +65,8 @@ public:
 
   // False once the connection has ended; then nothing here does anything.
   bool isOpen() const { return input_ >= 0; }
+  // As NSConnection has it.
+  int lack() const { return lack_; }
   // Closes the sockets and forgets what was to be sent. Not for callbacks: endAfterwards().
   void end();
 
@@ -82,8 +84,12 @@ public:
   void appendPollDescriptors(std::vector<pollfd> &descriptors) const;
   int pollTimeout() const;
 
-  // For callbacks, from which the connection cannot be ended and nothing can be raised.
-  void endAfterwards() { endsAfterwards_ = true; }
+  // For callbacks, from which the connection cannot be ended and nothing can be raised. What is
+  // raised ends the connection too, for a message is lost. error: why it ends, an errno, or 0.
+  void endAfterwards(int error = 0) {
+    endsAfterwards_ = true;
+    noteLack(error);
+  }
   void raiseAfterwards(std::exception_ptr raised) { raised_ = std::move(raised); }
 
 private:
@@ -91,13 +97,18 @@ private:
 
   std::uint64_t queuedInBus() const;
   bool canSend() const { return !outbox_.isEmpty() && queuedInBus() == 0; }
+  bool repliesWait() const;
+  bool canWriteReplies() const;
   bool outputHasHungUp() const;
+  void noteLack(int error);
+  void endWith(int error);
   void stepOrWait();
 
   BusRef<sd_bus> bus_;
   int input_ = -1, output_ = -1; // the bus owns them; negative once the connection has ended
   Outbox outbox_;
   bool endsAfterwards_ = false;
+  int lack_ = 0;
   std::exception_ptr raised_; // in a callback
 };
 

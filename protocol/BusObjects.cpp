@@ -19,6 +19,11 @@ int refuseWhileBusy(sd_bus_error *error) {
   return sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED, "Another call is being served");
 }
 
+int readObjectPath(sd_bus_message *message, const char *&path) {
+  const int result = sd_bus_message_read(message, "o", &path);
+  return result < 0 ? -result : 0;
+}
+
 // Answers a caller that asked for a reply; 1 then, as callbacks do.
 int taken(sd_bus_message *message) {
   const int result = sd_bus_reply_method_return(message, nullptr);
@@ -104,11 +109,21 @@ bool ServedObjects::makeCall() {
 int ServedObjects::takeCarry(sd_bus_message *message, sd_bus_error *) {
   Result<std::string> piece = readText(message);
   if (!piece)
-    return -piece.error();
+    return giveUp(piece.error()); // without it the text would be another one
   if (carried_.add(std::move(*piece)))
     return taken(message);
   bus_.endAfterwards();
   return 1;
+}
+
+// A call that cannot be taken, though nothing is wrong about it, would leave both sides waiting.
+int ServedObjects::giveUp(int error) {
+  bus_.endAfterwards(error);
+  return -error;
+}
+
+int ServedObjects::refuseOrGiveUp(int readError, sd_bus_error *error) {
+  return readError == EINVAL ? refuseArguments(error) : giveUp(readError);
 }
 
 template <auto request>
@@ -116,8 +131,10 @@ int ServedObjects::takeRequest(sd_bus_message *message, sd_bus_error *error) {
   Result<std::string> paths = readText(message);
   Result<std::optional<std::string>> own = readOptionalText(message);
   const char *client = nullptr;
-  if (!paths || !own || sd_bus_message_read(message, "o", &client) < 0)
-    return refuseArguments(error);
+  if (!paths || !own)
+    return refuseOrGiveUp(paths ? own.error() : paths.error(), error);
+  if (const int failed = readObjectPath(message, client); failed != 0)
+    return giveUp(failed);
   if (isBusy())
     return refuseWhileBusy(error);
   call_ = [this, argument = NSString::takingOver(std::move(*paths)),
@@ -132,7 +149,7 @@ int ServedObjects::Client::takeNoteLines(sd_bus_message *message, sd_bus_error *
   Result<std::optional<std::string>> own = readOptionalText(message);
   Result<std::string> key = readText(message);
   if (!own || !key)
-    return refuseArguments(error);
+    return objects_.refuseOrGiveUp(own ? key.error() : own.error(), error);
   if (objects_.isBusy())
     return refuseWhileBusy(error);
   objects_.call_ = [object = object_, text = objects_.carried_.takeWith(std::move(*own)),

@@ -59,6 +59,9 @@ private:
   template <auto request> int takeRequest(sd_bus_message *message, sd_bus_error *error);
   template <class Receiver, auto take>
   static int callback(sd_bus_message *message, void *receiver, sd_bus_error *error);
+  // After arguments that could not be read: EINVAL says that they are wrong.
+  int refuseOrGiveUp(int readError, sd_bus_error *error);
+  int giveUp(int error);
   static const sd_bus_vtable *connectionTable();
   static const sd_bus_vtable *rootTable();
   static const sd_bus_vtable *clientTable();

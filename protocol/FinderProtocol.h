@@ -8,6 +8,7 @@
 
 #include "platform/foundation/NSString.h"
 
+#include <cstddef>
 #include <string_view>
 
 namespace tesker {
@@ -30,7 +31,7 @@ public:
   // One directory or application. previous is the last answer's text; nil when there is none.
   virtual void findAppsInSearchPath(const NSString &path, const NSString &previous,
                                     Ref<FinderClient> client) = 0;
-  // Absolute paths with one NUL byte between neighbours.
+  // Absolute paths with one NUL byte between neighbours, at most kMostDockPaths.
   virtual void findAppsForDockPaths(const NSString &paths, const NSString &previous,
                                     Ref<FinderClient> client) = 0;
 };
@@ -38,6 +39,10 @@ public:
 // The key of the answer to a request for dock paths, and what stands between neighbours of these.
 inline constexpr std::string_view kDockKey = "Dock";
 inline constexpr char kDockPathSeparator = '\0';
+// So many paths one request for dock paths may have: far more than a dock shows, and few enough
+// that a list of nothing but separators costs neither memory nor a log line for each of its bytes.
+// A request with more raises in the tool: nothing is answered.
+inline constexpr std::size_t kMostDockPaths = 10000;
 
 // What the objects and their members are called on D-Bus (docs/Tesker.ToolFinder.xml).
 namespace bus_names {

@@ -69,10 +69,9 @@ void MasterHandOver::appendPollDescriptors(std::vector<pollfd> &descriptors) con
 }
 
 MasterHandOver::State MasterHandOver::step() {
-  // The service keeps the sockets open, as the tool's check for a living master needs them.
-  while (const port_t port = service_->acceptConnection())
-    if (!connection_)
-      accepted_.push_back(port);
+  if (const Result<> taken = acceptConnections(); !taken)
+    return end(State::failed, std::string("the tool's connection cannot be accepted: ") +
+                                  std::strerror(taken.error()));
   if (connection_)
     return State::done;
   for (const port_t port : accepted_) {
@@ -83,6 +82,21 @@ MasterHandOver::State MasterHandOver::step() {
       return receive(port);
   }
   return State::waiting;
+}
+
+// A few at a time: a tool that never stops connecting must not keep the master here. The service
+// keeps the sockets open, as the tool's check for a living master needs them.
+Result<> MasterHandOver::acceptConnections() {
+  for (std::size_t i = 0; i < BootstrapService::kMostConnections; ++i) {
+    const Result<port_t> port = service_->acceptConnection();
+    if (!port)
+      return port.failure();
+    if (*port == PORT_NULL)
+      break;
+    if (!connection_)
+      accepted_.push_back(*port);
+  }
+  return {};
 }
 
 MasterHandOver::State MasterHandOver::receive(port_t accepted) {
@@ -114,10 +128,13 @@ MasterHandOver::State MasterHandOver::answer(port_t toolPort) {
   auto receivePort = NSPort::portWithMachPort(ownPort);
   if (msg_send(messageCarrying(ownPort, toolPort, kMasterPortMessage), kSendTimeout, 0) != 0)
     return State::lost;
-  connection_ = NSConnection::initWithReceivePort(std::move(receivePort), std::move(sendPort),
-                                                  NSConnection::Side::server);
-  // It is refused at once when the tool has hung up already.
-  return connection_ ? State::done : State::lost;
+  auto connection =
+      NSConnection::over(std::move(receivePort), std::move(sendPort), NSConnection::Side::server);
+  if (!connection)
+    return end(State::failed,
+               std::string("no connection to the tool: ") + std::strerror(connection.error()));
+  connection_ = std::move(*connection);
+  return State::done;
 }
 
 MasterHandOver::State MasterHandOver::end(State state, std::string reason) {
@@ -139,8 +156,11 @@ RefPtr<NSConnection> newSlave() {
   if (hasFailed(receiveReplyPort(newPort, mastersPort),
                 "TeskerTool: Cannot receive port for replies : %d"))
     return nullptr;
-  return NSConnection::initWithReceivePort(std::move(receivePort),
-                                           NSPort::portWithMachPort(mastersPort));
+  auto connection =
+      NSConnection::over(std::move(receivePort), NSPort::portWithMachPort(mastersPort));
+  if (hasFailed(connection.error(), "TeskerTool: Cannot start connection : %d"))
+    return nullptr;
+  return std::move(*connection);
 }
 
 } // namespace tesker

@@ -50,7 +50,9 @@ public:
     broken,  // what was sent is not message 78; reason() says more
     failed,  // this side's system refused something; reason() says what
   };
-  // Takes what has come: new connections always, a message until the hand-over is done.
+  // Takes what has come: new connections always, few at a time, and a message until the hand-over
+  // is done. Of the connections that live at a time BootstrapService::kMostConnections are kept;
+  // further ones are closed at once.
   State step();
 
   // The connection to the tool; nil before the hand-over.
@@ -60,6 +62,7 @@ public:
 private:
   explicit MasterHandOver(std::unique_ptr<BootstrapService> service)
       : service_(std::move(service)) {}
+  [[nodiscard]] Result<> acceptConnections();
   State receive(port_t accepted);
   State answer(port_t toolPort);
   State end(State state, std::string reason);

@@ -15,14 +15,16 @@
 //   }
 //
 // It ends (isValid() becomes false, both sockets are closed) when either socket hangs up, or the
-// other side breaks the protocol, does not authenticate within 90 seconds, carries more than the
-// limit, or leaves more than a thousand replies unread. From then on nothing is sent and nothing
-// arrives; nothing is logged.
+// other side breaks the protocol, sends what this side cannot take (for a lack of memory, or a
+// client's path of more than 64 KiB), does not authenticate within 90 seconds, or carries more than
+// the limit. From then on nothing is sent and nothing arrives; nothing is logged. While more than
+// sixteen messages wait to be written nothing is read: a far side has to read its replies.
 //
 // The other side's client objects keep their connection alive; the connection keeps the clients
 // that it has handed out alive, but not its root object.
 #pragma once
 
+#include "platform/foundation/Result.h"
 #include "platform/ports/Port.h"
 #include "protocol/FinderProtocol.h"
 
@@ -74,8 +76,13 @@ public:
   static constexpr std::size_t kLargestArgument = std::size_t{64} << 20;
 
   // A connection over the two ports, whose rights it takes out of them and owns from now on; it has
-  // ended already when the far side has. Nil when a right is missing or the bus library refuses the
-  // sockets. carryLimit: as kLargestCarriedText.
+  // ended already when the far side has. Fails with the errno: EBADF when a right is missing, else
+  // what the bus library gives as it refuses the sockets or to start. carryLimit: as
+  // kLargestCarriedText.
+  [[nodiscard]] static Result<Ref<NSConnection>> over(NSPort receivePort, NSPort sendPort,
+                                                      Side side = Side::client,
+                                                      std::size_t carryLimit = kLargestCarriedText);
+  // The same; nil when it fails.
   [[nodiscard]] static RefPtr<NSConnection>
   initWithReceivePort(NSPort receivePort, NSPort sendPort, Side side = Side::client,
                       std::size_t carryLimit = kLargestCarriedText);
@@ -91,6 +98,9 @@ public:
 
   // False once the connection has ended.
   [[nodiscard]] bool isValid() const;
+  // Why this side has ended the connection, when it lacked something: an errno, such as ENOMEM. 0
+  // while it lasts, and when the far side was the reason.
+  [[nodiscard]] int lack() const;
   // True while something waits to be sent.
   [[nodiscard]] bool hasUnsent() const;
 

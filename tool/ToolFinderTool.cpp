@@ -1,9 +1,14 @@
 #include "tool/ToolFinderTool.h"
 
+#include "platform/foundation/NSException.h"
+#include "platform/foundation/NSLog.h"
 #include "platform/foundation/Text.h"
 #include "protocol/FinderProtocol.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace tesker {
@@ -30,8 +35,14 @@ void ToolFinderTool::findAppsInSearchPath(const NSString &path, const NSString &
 
 void ToolFinderTool::findAppsForDockPaths(const NSString &paths, const NSString &previous,
                                           Ref<FinderClient> client) {
+  const std::string_view text = paths.bytes();
+  const auto separators = std::count(text.begin(), text.end(), kDockPathSeparator);
+  if (static_cast<std::size_t>(separators) >= kMostDockPaths) {
+    syslogError("*** Too many dock paths: %d", {std::to_string(separators + 1)});
+    throw NSException(NSRangeException, "Too many dock paths");
+  }
   std::vector<NSString> list;
-  for (const std::string_view path : piecesOf(paths.bytes(), kDockPathSeparator))
+  for (const std::string_view path : piecesOf(text, kDockPathSeparator))
     list.push_back(NSString::create(path)); // an empty piece is a path too
   answer(finder_.findAppsForDockPaths(list, previous), NSString::create(kDockKey), *client);
 }

@@ -98,9 +98,13 @@ Result<FileDescriptor> listenAt(const sockaddr_un &address) {
 
 } // namespace
 
-BootstrapService::BootstrapService(BootstrapDirectory directory, std::string name,
-                                   FileDescriptor listener)
-    : directory_(std::move(directory)), name_(std::move(name)), listener_(std::move(listener)) {
+BootstrapService::BootstrapService(BootstrapDirectory directory, std::string name)
+    : directory_(std::move(directory)), name_(std::move(name)) {
+  accepted_.reserve(kMostConnections);
+}
+
+void BootstrapService::setListener(FileDescriptor listener) {
+  listener_ = std::move(listener);
   if (const Result<struct stat> status = statusOfName(directory_, name_)) {
     device_ = status->st_dev;
     inode_ = status->st_ino;
@@ -116,29 +120,33 @@ Result<std::unique_ptr<BootstrapService>> BootstrapService::checkIn(const std::s
   const auto address = opened->addressOf(name);
   if (!address)
     return Failure{EINVAL};
-  std::string ownName(name);
-  const DirectoryLock lock(*opened);
+  // There before the name is, so that nothing can fail between the name and its owner.
+  std::unique_ptr<BootstrapService> service(
+      new BootstrapService(std::move(*opened), std::string(name)));
+  const DirectoryLock lock(service->directory_);
   if (!lock.isHeld())
     return Failure{EWOULDBLOCK};
-  if (const Result<> freed = freeName(*opened, ownName, *address); !freed)
+  if (const Result<> freed = freeName(service->directory_, service->name_, *address); !freed)
     return freed.failure();
   Result<FileDescriptor> listener = listenAt(*address);
   if (!listener)
     return listener.failure();
-  return std::unique_ptr<BootstrapService>(
-      new BootstrapService(std::move(*opened), std::move(ownName), std::move(*listener)));
+  service->setListener(std::move(*listener));
+  return service;
 }
 
 BootstrapService::~BootstrapService() {
   for (const port_t port : accepted_)
     port_deallocate(port);
+  if (!listener_)
+    return;
   // Without the lock: as long as the listener is open, nobody else takes the name.
   const Result<struct stat> status = statusOfName(directory_, name_);
   if (status && status->st_dev == device_ && status->st_ino == inode_)
     ::unlinkat(directory_.descriptor(), name_.c_str(), 0);
 }
 
-port_t BootstrapService::acceptConnection() {
+Result<port_t> BootstrapService::acceptConnection() {
   std::erase_if(accepted_, [](port_t port) {
     const bool ended = hasHungUp(receiveDescriptor(port));
     if (ended)
@@ -146,7 +154,9 @@ port_t BootstrapService::acceptConnection() {
     return ended;
   });
   FileDescriptor socket(::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC));
-  if (!socket || !isTrustedPeer(socket))
+  if (!socket && errno != EAGAIN && errno != EINTR && errno != ECONNABORTED)
+    return Failure{errno};
+  if (!socket || accepted_.size() >= kMostConnections || !isTrustedPeer(socket))
     return PORT_NULL;
   const port_t port = portForReceiveRight(std::move(socket));
   if (port != PORT_NULL)

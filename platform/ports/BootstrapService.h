@@ -18,6 +18,10 @@ namespace tesker {
 // another one has taken its place meanwhile.
 class BootstrapService {
 public:
+  // So many connections are kept at a time. A process that looks a service up needs one, and a
+  // second when the first has broken; more would be a way to use up this process's descriptors.
+  static constexpr std::size_t kMostConnections = 16;
+
   // Listens under the name in the directory, which is made with mode 0700 if it is missing, with
   // all that is missing above it. A socket that nobody listens on any more is replaced. Fails with
   // 1100 when the directory is not to be trusted; with 1101 when something is there under the name:
@@ -34,12 +38,15 @@ public:
 
   // Takes the next one who has looked the service up, without waiting: a port with the receive
   // right for that one's messages, which stays the service's own. PORT_NULL when nobody waits, or
-  // the one who does belongs to another user (then the connection is closed). Connections that
-  // ended meanwhile are given up; their numbers then have no right any more.
-  [[nodiscard]] port_t acceptConnection();
+  // when the connection was closed at once: its process belongs to another user, or
+  // kMostConnections are there already. Connections that ended meanwhile are given up; their
+  // numbers then have no right any more. Fails with the errno when the system refuses, such as
+  // EMFILE; the one who waits goes on waiting.
+  [[nodiscard]] Result<port_t> acceptConnection();
 
 private:
-  BootstrapService(BootstrapDirectory directory, std::string name, FileDescriptor listener);
+  BootstrapService(BootstrapDirectory directory, std::string name);
+  void setListener(FileDescriptor listener);
 
   BootstrapDirectory directory_;
   std::string name_;

@@ -13,6 +13,8 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <unistd.h>
 
 namespace {
@@ -105,6 +107,21 @@ void closeAndHang() {
   hang();
 }
 
+// Leaves a process that traces this one, lives on for a minute, and never looks at what it traces.
+void beTraced() {
+  ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
+  Pipe pipe = std::move(*createPipe());
+  if (::fork() == 0) {
+    ::setsid();
+    ::alarm(60);
+    const bool traces = ::ptrace(PTRACE_SEIZE, ::getppid(), nullptr, nullptr) == 0;
+    (void)writeAll(pipe.writeEnd.number(), traces ? "y" : "n");
+    hang();
+  }
+  char answer = 0;
+  (void)!::read(pipe.readEnd.number(), &answer, 1);
+}
+
 void sendPackets(std::size_t length, std::size_t descriptors) {
   const test::SocketPair pair(SOCK_STREAM);
   std::vector<int> carried{pair.near.number(), pair.far.number()};
@@ -146,6 +163,8 @@ const std::map<std::string, Way> kStartingWays{
     {"never-connect", hang},
     {"print", [] { std::cout << "on standard output" << std::endl; }},
     {"log-much", logMuch},
+    {"end-traced", [] { beTraced(), std::exit(0); }},
+    {"hang-traced", [] { beTraced(), hang(); }},
 };
 
 const std::map<std::string, Way> kHandOverWays{

@@ -1,6 +1,7 @@
 // Searches through real processes, the well-behaved tool and the others.
 
 #include "master/LogLines.h"
+#include "protocol/FinderProtocol.h"
 #include "protocol/NSConnection.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/ports/RawSockets.h"
@@ -166,6 +167,15 @@ TEST(FinderMaster, RefusesARequestThatNoMessageCanHold) {
   const SearchFailure failure = failureOf(FinderMaster(fakeTool()).findAppsInSearchPath(path));
   EXPECT_EQ(failure.kind, Kind::cannotSearch);
   EXPECT_EQ(failure.reason, "the request is longer than a message can be");
+}
+
+TEST(FinderMaster, RefusesMoreDockPathsThanARequestMayHave) {
+  const FinderMaster master({.tool = programPath("ToolFinder")});
+  const std::string most(kMostDockPaths - 1, kDockPathSeparator);
+  const SearchFailure failure = failureOf(master.findAppsForDockPaths(most + kDockPathSeparator));
+  EXPECT_EQ(failure.kind, Kind::cannotSearch);
+  EXPECT_EQ(failure.reason, "the request has more paths than 10000");
+  EXPECT_TRUE(std::holds_alternative<SearchAnswer>(master.findAppsForDockPaths(most).result));
 }
 
 TEST(FinderMaster, FailsAndLeavesNothingWhereThereAreNoDescriptorsLeft) {

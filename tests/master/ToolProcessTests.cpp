@@ -44,7 +44,20 @@ TEST(ToolProcess, SaysNothingWhileTheChildRuns) {
 }
 
 TEST(ToolProcess, AnswersWhyAProgramCannotBeExecuted) {
-  EXPECT_EQ(ToolProcess::start("/missing/tool", {}).error(), ENOENT);
+  const std::unique_ptr<ToolProcess> process = started("/missing/tool");
+  pollfd known{process->startDescriptor(), POLLIN, 0};
+  ASSERT_EQ(::poll(&known, 1, -1), 1);
+  EXPECT_EQ(process->startError(), ENOENT);
+  EXPECT_LT(process->startDescriptor(), 0);
+  EXPECT_EQ(process->startError(), ENOENT);
+}
+
+TEST(ToolProcess, HasNothingToSayAboutTheStartOfAProgramThatRuns) {
+  const std::unique_ptr<ToolProcess> process = started("/usr/bin/yes");
+  pollfd known{process->startDescriptor(), POLLIN, 0};
+  ASSERT_EQ(::poll(&known, 1, -1), 1);
+  EXPECT_EQ(process->startError(), 0);
+  EXPECT_LT(process->startDescriptor(), 0);
 }
 
 TEST(ToolProcess, GivesTheLogPipeAwayOnce) {

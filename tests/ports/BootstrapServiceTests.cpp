@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -112,19 +113,19 @@ TEST_F(BootstrapServiceTest, IsRefusedWhereSomethingElseStandsUnderTheName) {
 
 TEST_F(BootstrapServiceTest, AcceptsWithoutWaiting) {
   const auto service = checkedIn();
-  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+  EXPECT_EQ(*service->acceptConnection(), PORT_NULL);
   const FileDescriptor tool = connect();
   pollfd waiting{service->descriptor(), POLLIN, 0};
   EXPECT_EQ(::poll(&waiting, 1, 0), 1);
-  EXPECT_NE(service->acceptConnection(), PORT_NULL);
-  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+  EXPECT_NE(*service->acceptConnection(), PORT_NULL);
+  EXPECT_EQ(*service->acceptConnection(), PORT_NULL);
 }
 
 TEST_F(BootstrapServiceTest, KeepsConnectionsOpenForAsLongAsItLives) {
   auto service = checkedIn();
   const FileDescriptor first = connect(), second = connect();
-  ASSERT_NE(service->acceptConnection(), PORT_NULL);
-  ASSERT_NE(service->acceptConnection(), PORT_NULL);
+  ASSERT_NE(*service->acceptConnection(), PORT_NULL);
+  ASSERT_NE(*service->acceptConnection(), PORT_NULL);
   pollfd ends[] = {{first.number(), 0, 0}, {second.number(), 0, 0}};
   EXPECT_EQ(::poll(ends, 2, 0), 0);
   service.reset();
@@ -134,11 +135,41 @@ TEST_F(BootstrapServiceTest, KeepsConnectionsOpenForAsLongAsItLives) {
 TEST_F(BootstrapServiceTest, GivesUpConnectionsThatHaveEnded) {
   const auto service = checkedIn();
   FileDescriptor tool = connect();
-  const port_t port = service->acceptConnection();
+  const port_t port = *service->acceptConnection();
   EXPECT_GE(receiveDescriptor(port), 0);
   tool.reset();
-  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+  EXPECT_EQ(*service->acceptConnection(), PORT_NULL);
   EXPECT_EQ(receiveDescriptor(port), -1);
+}
+
+TEST_F(BootstrapServiceTest, KeepsNoMoreConnectionsThanItsLimitAndClosesTheOthers) {
+  const auto service = checkedIn();
+  std::vector<FileDescriptor> tools;
+  for (std::size_t i = 0; i < BootstrapService::kMostConnections; ++i) {
+    tools.push_back(connect());
+    ASSERT_NE(*service->acceptConnection(), PORT_NULL);
+  }
+  const FileDescriptor oneTooMany = connect();
+  EXPECT_EQ(*service->acceptConnection(), PORT_NULL);
+  EXPECT_TRUE(hasHungUp(oneTooMany.number()));
+  EXPECT_FALSE(hasHungUp(tools.front().number()));
+  tools.pop_back(); // makes room
+  const FileDescriptor next = connect();
+  EXPECT_NE(*service->acceptConnection(), PORT_NULL);
+  EXPECT_FALSE(hasHungUp(next.number()));
+}
+
+TEST_F(BootstrapServiceTest, SaysWhyTheSystemRefusesAConnection) {
+  const auto service = checkedIn();
+  const FileDescriptor tool = connect();
+  struct rlimit before {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const struct rlimit none { 0, before.rlim_max };
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const Result<port_t> refused = service->acceptConnection();
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(refused.error(), EMFILE);
+  EXPECT_NE(*service->acceptConnection(), PORT_NULL);
 }
 
 TEST_F(BootstrapServiceTest, DoesNotWaitForWhoeverKeepsTheDirectoryLocked) {
@@ -171,7 +202,7 @@ TEST_F(BootstrapServiceTest, TurnsAnotherUsersProcessesAway) {
   char connected = 0;
   ASSERT_EQ(::read(ready->readEnd.number(), &connected, 1), 1);
   EXPECT_EQ(connected, 'y');
-  EXPECT_EQ(service->acceptConnection(), PORT_NULL);
+  EXPECT_EQ(*service->acceptConnection(), PORT_NULL);
   int status = -1;
   ASSERT_EQ(::waitpid(stranger, &status, 0), stranger);
   EXPECT_EQ(status, 0);

@@ -62,7 +62,7 @@ TEST_F(BootstrapLookUp, GivesASendRightToTheService) {
   EXPECT_NE(port, task_self());
   EXPECT_NE(port, bootstrap_port());
   EXPECT_EQ(::fcntl(sendDescriptor(port), F_GETFD), FD_CLOEXEC);
-  const port_t accepted = service->acceptConnection();
+  const port_t accepted = *service->acceptConnection();
   ASSERT_NE(accepted, PORT_NULL);
   ASSERT_TRUE(test::sendRaw(sendDescriptor(port), "hello"));
   EXPECT_EQ(test::receiveRaw(receiveDescriptor(accepted)).first, "hello");
@@ -271,7 +271,7 @@ TEST_F(BootstrapLookUp, AgainCostsOnePollAndGivesTheSameRight) {
 TEST_F(BootstrapLookUp, SeesAServiceThatHasGone) {
   auto service = checkIn();
   EXPECT_EQ(lookUp(), BOOTSTRAP_SUCCESS);
-  ASSERT_NE(service->acceptConnection(), PORT_NULL);
+  ASSERT_NE(*service->acceptConnection(), PORT_NULL);
   EXPECT_EQ(lookUp(), BOOTSTRAP_SUCCESS);
   service.reset();
   EXPECT_EQ(lookUp(), BOOTSTRAP_UNKNOWN_SERVICE);
@@ -293,7 +293,7 @@ TEST_F(BootstrapLookUp, ConnectsAnewToAServiceThatHasReturned) {
   ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kName, second), BOOTSTRAP_SUCCESS);
   EXPECT_NE(second, first);
   EXPECT_EQ(sendDescriptor(first), -1);
-  EXPECT_NE(service->acceptConnection(), PORT_NULL);
+  EXPECT_NE(*service->acceptConnection(), PORT_NULL);
 }
 
 class BootstrapDirectoryName : public testing::Test {

@@ -270,6 +270,21 @@ TEST(MessageReceive, ARightThatComesLaterThanTheFirstByteIsMalformed) {
   EXPECT_EQ(openDescriptorCount(), before);
 }
 
+TEST(MessageReceive, TakesTheRightThatComesAfterAnotherControlMessage) {
+  for (const int type : {SOCK_SEQPACKET, SOCK_STREAM}) {
+    const PortToFarSide port(type);
+    const int on = 1; // the kernel puts the sender's credentials in front
+    ASSERT_EQ(::setsockopt(receiveDescriptor(port.port), SOL_SOCKET, SO_PASSCRED, &on, sizeof on),
+              0);
+    const FileDescriptor carried = carriedSocket();
+    ASSERT_TRUE(sendRaw(port.far.number(), messageText(79), {carried.number()}));
+    PortMessage message;
+    EXPECT_EQ(port.receive(message), 0);
+    EXPECT_GE(sendDescriptor(message.port), 0);
+    port_deallocate(message.port);
+  }
+}
+
 TEST(MessageReceive, WithoutAReceiveRightIsRefused) {
   PortMessage message;
   message.msg_local_port = task_self();

@@ -2,11 +2,13 @@
 
 #include "protocol/NSRunLoop.h"
 #include "tests/protocol/ConnectionPair.h"
+#include "tests/protocol/WireMessage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace tesker {
@@ -116,15 +118,87 @@ TEST_F(ConnectionEnd, ADescriptorWithAMessageIsClosedAndEndsTheRunLoop) {
   EXPECT_EQ(::poll(&end, 1, 0), 1);
 }
 
-TEST_F(ConnectionEnd, AMasterThatAsksAndReadsNothingEndsTheConnection) {
-  BusPeer master(channels);
-  master.ask(master.request("one"));
-  ASSERT_TRUE(pump(*tool, master, [&] { return master.answers.size() == 1; }));
-  for (int i = 0; i < 100000 && tool->isValid(); ++i) {
-    master.ask(master.call("org.freedesktop.DBus.Peer", "Ping"));
-    (void)tool->dispatch();
+// A master by hand that asks without end and reads nothing, against the tool's side in a thread of
+// the test's own making.
+class Unread : public ConnectionEnd {
+protected:
+  Unread() {
+    EXPECT_TRUE(test::sendRaw(channels.toTool.far.number(),
+                              std::string("OK 0123456789abcdef0123456789abcdef\r\n")));
   }
-  EXPECT_FALSE(tool->isValid());
+
+  // How many bytes of the messages the tool's side takes while nobody reads what it answers.
+  std::size_t takenOf(const std::string &messages, std::size_t most) {
+    const int output = channels.toTool.far.number();
+    std::size_t taken = 0, at = 0;
+    for (int idle = 0; idle < 3 && taken < most && tool->isValid();) {
+      const ssize_t sent =
+          ::send(output, messages.data() + at, messages.size() - at, MSG_DONTWAIT | MSG_NOSIGNAL);
+      if (sent > 0) {
+        taken += static_cast<std::size_t>(sent);
+        at = (at + static_cast<std::size_t>(sent)) % messages.size();
+      }
+      bool moved = false;
+      for (int i = 0; i < 10000 && tool->dispatch(); ++i)
+        moved = true;
+      idle = sent > 0 || moved ? 0 : idle + 1;
+    }
+    return taken;
+  }
+
+  static std::string ping(std::string_view path = "/") {
+    return test::wireMessage({path, "org.freedesktop.DBus.Peer", "Ping", "", true},
+                             test::WireArguments(std::endian::native), 7);
+  }
+};
+
+TEST_F(Unread, RepliesStopTheReadingUntilTheyAreRead) {
+  constexpr std::size_t kMost = std::size_t{8} << 20;
+  EXPECT_LT(takenOf(ping(), kMost), kMost);
+  EXPECT_TRUE(tool->isValid());
+  std::vector<pollfd> descriptors;
+  tool->appendPollDescriptors(descriptors);
+  EXPECT_EQ(::poll(descriptors.data(), descriptors.size(), 0), 0); // it sleeps meanwhile
+  // And then it goes on.
+  std::string bytes(std::size_t{1} << 20, '\0');
+  while (::recv(channels.toMaster.near.number(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+  }
+  EXPECT_EQ(::poll(descriptors.data(), descriptors.size(), 0), 1);
+  EXPECT_GT(takenOf(ping(), 1000), 0U);
+}
+
+TEST_F(Unread, AHangUpOfEitherChannelIsSeenMeanwhile) {
+  for (const bool input : {true, false}) {
+    SCOPED_TRACE(input ? "input" : "output");
+    channels = Channels();
+    tool = channels.toolSide();
+    ASSERT_TRUE(test::sendRaw(channels.toTool.far.number(),
+                              std::string("OK 0123456789abcdef0123456789abcdef\r\n")));
+    (void)takenOf(ping(), std::size_t{8} << 20);
+    tool->setRootObject(root);
+    (input ? channels.toTool.far : channels.toMaster.near).reset();
+    NSRunLoop::currentRunLoop().run();
+    EXPECT_FALSE(tool->isValid());
+  }
+}
+
+TEST_F(Unread, RepliesTakeNoMoreMemoryThanAFewMessages) {
+  // The library tells the name of an unknown interface again.
+  const std::string message = test::wireMessage(
+      {"/", "org.freedesktop.DBus.Properties", "GetAll", "s", true},
+      test::WireArguments(std::endian::native).string(std::string(std::size_t{4} << 20, 'p')), 7);
+  struct rusage before {
+  }, after{};
+  ::getrusage(RUSAGE_SELF, &before);
+  std::cerr << "taken " << takenOf(message, 32 * message.size()) << " valid " << tool->isValid()
+            << "\n";
+  ::getrusage(RUSAGE_SELF, &after);
+  std::cerr << "unsent " << tool->hasUnsent() << "\n";
+  std::string got(std::size_t{1} << 20, '\0');
+  const auto n = ::recv(channels.toMaster.near.number(), got.data(), got.size(), MSG_DONTWAIT);
+  std::cerr << n << " " << got.substr(0, 300) << "\n";
+  std::cerr << after.ru_maxrss - before.ru_maxrss << " KiB\n";
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64L << 10); // kilobytes
 }
 
 TEST_F(ConnectionEnd, WhatArrivedBeforeAHangUpIsStillServed) {

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <set>
+#include <sys/resource.h>
 #include <thread>
 
 namespace tesker {
@@ -226,6 +227,33 @@ TEST_F(MastersHandOver, TakesTheFirstMessageOfThoseWhoHaveConnected) {
   EXPECT_EQ(receiveRaw(toTool.near.number()).first.size(), 32U);
   pollfd end{silent.number(), 0, 0};
   EXPECT_EQ(::poll(&end, 1, 0), 0); // a sign of life, too
+}
+
+TEST_F(MastersHandOver, TakesFewConnectionsAtATimeAndKeepsFewOfAToolThatConnectsOften) {
+  std::vector<FileDescriptor> tools;
+  for (std::size_t i = 0; i < 4 * BootstrapService::kMostConnections; ++i)
+    tools.push_back(connect());
+  const auto before = openDescriptorCount();
+  for (std::size_t i = 0; i < tools.size(); ++i)
+    EXPECT_EQ(master.step(), State::waiting);
+  EXPECT_EQ(openDescriptorCount() - before,
+            static_cast<std::ptrdiff_t>(BootstrapService::kMostConnections));
+  EXPECT_FALSE(hasHungUp(tools.front().number()));
+  EXPECT_TRUE(hasHungUp(tools.back().number()));
+  // The first one's message is taken all the same.
+  ASSERT_TRUE(sendRaw(tools.front().number(), messageText(78), {toTool.far.number()}));
+  EXPECT_EQ(master.step(), State::done);
+}
+
+TEST_F(MastersHandOver, FailsWhereTheSystemRefusesTheToolsConnection) {
+  const FileDescriptor tool = connect();
+  struct rlimit before {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const struct rlimit none { 0, before.rlim_max };
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  EXPECT_EQ(master.step(), State::failed);
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(master.reason(), "the tool's connection cannot be accepted: Too many open files");
 }
 
 TEST_F(MastersHandOver, KeepsAcceptingWhoLooksForASignOfLifeAfterwards) {

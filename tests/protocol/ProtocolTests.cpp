@@ -2,6 +2,7 @@
 
 #include "protocol/NSRunLoop.h"
 #include "tests/protocol/ConnectionPair.h"
+#include "tests/protocol/WireMessage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,6 +37,17 @@ protected:
     master.tell(master.request(own));
     EXPECT_TRUE(pumpUntil([&] { return root.requests.size() > before; }));
     return root.requests.empty() ? "no request"_ns : root.requests.back().previous;
+  }
+
+  // A request that the library would not send.
+  void sendByHand(std::string_view client) {
+    ASSERT_TRUE(pumpUntil([&] { return sd_bus_is_ready(master.bus()) > 0; }));
+    master.ask(master.call("org.freedesktop.DBus.Peer", "Ping"));
+    ASSERT_TRUE(pumpUntilAnswered());
+    std::string bytes = test::wireMessage(
+        {"/", "Tesker.ToolFinder", "findAppsInSearchPath_previous_for_", "ayaayo"},
+        test::WireArguments(std::endian::native).bytes("/p").optionalBytes({}).string(client), 99);
+    ASSERT_TRUE(test::sendRaw(master.output(), bytes));
   }
 
   Channels channels;
@@ -86,6 +98,21 @@ TEST_F(Protocol, TwoElementsWhereNoneOrOneMayStandAreAnInvalidArgument) {
   EXPECT_THAT(master.answers, ElementsAre(kInvalidArguments));
   EXPECT_TRUE(root.requests.empty());
   EXPECT_EQ(previousOfNextRequest("next"), "next"_ns);
+}
+
+TEST_F(Protocol, ARequestOfAClientWhosePathIsTooLongForThisSideEndsTheConnection) {
+  const auto message = master.call("Tesker.ToolFinder", "findAppsInSearchPath_previous_for_");
+  (void)appendText(message, "/p");
+  (void)appendOptionalText(message, std::nullopt);
+  const std::string path = '/' + std::string(100000, 'c');
+  const bool sent = sd_bus_message_append(message, "o", path.c_str()) >= 0;
+  if (sent)
+    master.tell(message);
+  else
+    sendByHand(path);
+  EXPECT_FALSE(pumpUntil([&] { return !master.isOpen() && tool->isValid(); }));
+  EXPECT_FALSE(tool->isValid());
+  EXPECT_TRUE(root.requests.empty());
 }
 
 TEST_F(Protocol, ARefusedCallDoesNotTakeWhatWasCarried) {

@@ -91,6 +91,29 @@ TEST_F(ToolProcess, WithoutDescriptorsForAPortLogsThatAndExitsWithStatusZero) {
   EXPECT_EQ(tool.exitStatus(), 0);
 }
 
+// What the bus library needs to know about its sockets.
+void refuseFileStatusFlags() {
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fcntl, 0, 3),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, F_GETFL, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOMEM),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog filter{6, program};
+  ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter);
+}
+
+TEST_F(ToolProcess, ABusThatCannotBeStartedIsLoggedAndTheStatusIsZero) {
+  ToolUnderTest tool(master.directory(), refuseFileStatusFlags);
+  const auto connection = master.connect();
+  EXPECT_THAT(tool.logLines(),
+              ElementsAre("TeskerTool: Cannot start connection : " + std::to_string(ENOMEM)));
+  EXPECT_EQ(tool.exitStatus(), 0);
+}
+
 TEST_F(ToolProcess, HandsItsPortOverInMessageSeventyEight) {
   ToolUnderTest tool(master.directory());
   const PortMessage message = master.receivePort();
@@ -200,6 +223,19 @@ TEST_F(ToolProcess, AnswersItsRequestAsksForSelfAndExitsWithStatusZero) {
   EXPECT_EQ(client->selfCalls, 1);
   EXPECT_EQ(tool.exitStatus(), 0);
   EXPECT_THAT(tool.logLines(), IsEmpty());
+}
+
+TEST_F(ToolProcess, MoreDockPathsThanARequestMayHaveAreLoggedAndNothingIsAnswered) {
+  ToolUnderTest tool(master.directory());
+  const auto connection = master.connect();
+  const NSString paths = NSString::takingOver(std::string(std::size_t{20} << 20, '\0'));
+  connection->rootProxy().findAppsForDockPaths(paths, nullptr, client);
+  serveToTheEnd(*connection);
+  EXPECT_THAT(tool.logLines(),
+              ElementsAre("*** Too many dock paths: 20971521",
+                          "TeskerTool [" + std::to_string(tool.process()) + "] exception"));
+  EXPECT_EQ(tool.exitStatus(), 0);
+  EXPECT_THAT(client->keys, IsEmpty());
 }
 
 TEST_F(ToolProcess, ServesOneRequestOnly) {

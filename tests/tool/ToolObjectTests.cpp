@@ -140,7 +140,7 @@ TEST_F(ToolObject, AServiceThatTakesNoMessageIsLogged) {
   const auto deaf = BootstrapService::checkIn(temporary.path(), kMasterServiceName);
   ASSERT_TRUE(deaf);
   ASSERT_EQ(bootstrap_look_up(bootstrap_port(), kMasterServiceName, service), 0);
-  ASSERT_EQ(::shutdown(receiveDescriptor((*deaf)->acceptConnection()), SHUT_RD), 0);
+  ASSERT_EQ(::shutdown(receiveDescriptor(*(*deaf)->acceptConnection()), SHUT_RD), 0);
   const auto before = test::openDescriptorCount();
   EXPECT_FALSE(newSlave());
   EXPECT_THAT(log.syslogged,

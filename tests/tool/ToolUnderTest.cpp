@@ -84,7 +84,7 @@ PortMessage MasterInSteps::receivePort() {
   pollfd waiting{service_->descriptor(), POLLIN, 0};
   EXPECT_EQ(::poll(&waiting, 1, -1), 1);
   PortMessage message;
-  message.msg_local_port = service_->acceptConnection();
+  message.msg_local_port = *service_->acceptConnection();
   EXPECT_EQ(msg_receive(message, 0, 0), 0);
   return message;
 }
