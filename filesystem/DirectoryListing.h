@@ -56,7 +56,7 @@ public:
 private:
   std::unique_ptr<DirectoryStream> stream_;
   int descriptor_ = AT_FDCWD; // the stream's, asked once
-  std::string names_; // each with a NUL behind it
+  std::string names_;         // each with a NUL behind it
   std::vector<std::size_t> ends_;
 };
 

@@ -42,7 +42,7 @@ constexpr std::uint32_t kUnknown = SECCOMP_RET_ERRNO | ENOSYS;
 
 // The lower and the upper half of an argument, on a little-endian processor.
 constexpr std::uint32_t lowerHalf(unsigned argument) {
-  return static_cast<std::uint32_t>(offsetof(seccomp_data, args) + argument * 8);
+  return static_cast<std::uint32_t>(offsetof(seccomp_data, args) + std::size_t{argument} * 8);
 }
 constexpr std::uint32_t upperHalf(unsigned argument) { return lowerHalf(argument) + 4; }
 
