@@ -3,7 +3,11 @@
 #include "platform/foundation/Files.h"
 #include "platform/foundation/OperatingSystem.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <new>
 #include <syslog.h>
 #include <unistd.h>
 #include <utility>
@@ -17,7 +21,12 @@ LogSink *currentSink = nullptr;
 // One write for the whole line, so that lines of several processes do not mix. When standard error
 // takes nothing there is nowhere to say so.
 void writeLineToStandardError(std::string_view text) {
-  (void)writeAll(STDERR_FILENO, std::string(text) + '\n');
+  try {
+    (void)writeAll(STDERR_FILENO, std::string(text) + '\n');
+  } catch (const std::bad_alloc &) {
+    (void)writeAll(STDERR_FILENO, text);
+    (void)writeAll(STDERR_FILENO, "\n");
+  }
 }
 
 // Bytes of 0x80 and above are left alone: they belong to UTF-8 characters.
@@ -70,7 +79,11 @@ void NSLog(std::string_view text) {
 }
 
 void NSLog(std::string_view format, std::initializer_list<std::string_view> arguments) {
-  NSLog(formatted(format, arguments));
+  try {
+    NSLog(formatted(format, arguments));
+  } catch (const std::bad_alloc &) {
+    NSLog(format);
+  }
 }
 
 void syslogError(std::string_view text) {
@@ -78,15 +91,21 @@ void syslogError(std::string_view text) {
   if (currentSink != nullptr) {
     currentSink->syslog(text);
   } else {
-    ::syslog(LOG_ERR, "%s", std::string(text).c_str());
-    if (environmentValue("TESKER_LOG_STDERR") == "1")
+    const auto length = static_cast<int>(std::min<std::size_t>(text.size(), INT_MAX));
+    ::syslog(LOG_ERR, "%.*s", length, text.data());
+    const char *toStandardError = std::getenv("TESKER_LOG_STDERR");
+    if (toStandardError != nullptr && std::string_view(toStandardError) == "1")
       writeLineToStandardError(text);
   }
   errno = savedErrno;
 }
 
 void syslogError(std::string_view format, std::initializer_list<std::string_view> arguments) {
-  syslogError(formatted(format, arguments));
+  try {
+    syslogError(formatted(format, arguments));
+  } catch (const std::bad_alloc &) {
+    syslogError(format);
+  }
 }
 
 LogSink *setLogSink(LogSink *sink) { return std::exchange(currentSink, sink); }

@@ -19,6 +19,9 @@ namespace tesker {
 // others below 0x20 and 0x7f as "\x1b". All other bytes, backslashes among them, are as they were.
 std::string formatted(std::string_view format, std::initializer_list<std::string_view> arguments);
 
+// Where memory is lacking for the whole line, the format is logged without its arguments: nothing
+// here raises.
+
 // Writes the text and a line feed to standard error, without any prefix.
 void NSLog(std::string_view text);
 void NSLog(std::string_view format, std::initializer_list<std::string_view> arguments);
