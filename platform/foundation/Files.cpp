@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
+#include <linux/limits.h>
 #include <optional>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace tesker {
@@ -49,17 +51,39 @@ std::optional<struct stat> statusOfFormer(const std::string &path) {
   return status;
 }
 
-// Gives the file the former one's owner, group and mode. In another group's hands the bits of the
-// group and of all others concern both the one's members and the other's: each gets what both had.
-// Bits that lend the owner's or the group's rights go when either changes. What the system refuses
-// leaves the file with the few rights that it was made with.
-void takeOver(const FileDescriptor &file, const struct stat &former) {
+constexpr const char *kAccessList = "system.posix_acl_access";
+
+// Empty where there is none. What it says, only the system has to understand.
+std::string accessListOf(const std::string &path) {
+  std::string list(XATTR_SIZE_MAX, '\0');
+  const ssize_t size = ::lgetxattr(path.c_str(), kAccessList, list.data(), list.size());
+  list.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+  return list;
+}
+
+// Gives the file the access list and no other: a directory may hand one on to all that is made in
+// it. False when the system refuses.
+bool setAccessList(const FileDescriptor &file, const std::string &list) {
+  (void)::fremovexattr(file.number(), kAccessList);
+  return list.empty() || ::fsetxattr(file.number(), kAccessList, list.data(), list.size(), 0) == 0;
+}
+
+// Gives the file the former one's owner, group, access list and mode. In another group's hands the
+// bits of the group and of all others concern both the one's members and the other's: each gets
+// what both had. A list means the group that it was made for; without it nobody but the owner has
+// rights. Bits that lend the owner's or the group's rights go when either changes. What the system
+// refuses leaves the file with the few rights that it was made with.
+void takeOver(const FileDescriptor &file, const std::string &path, const struct stat &former) {
   OperatingSystem &system = OperatingSystem::current();
   constexpr uid_t kSameUser = static_cast<uid_t>(-1);
   constexpr gid_t kSameGroup = static_cast<gid_t>(-1);
   const bool hasGroup = system.changeDescriptorOwner(file.number(), kSameUser, former.st_gid) == 0;
   const bool hasUser = system.changeDescriptorOwner(file.number(), former.st_uid, kSameGroup) == 0;
+  const std::string list = accessListOf(path);
+  const bool hasList = setAccessList(file, hasGroup ? list : "") && (hasGroup || list.empty());
   mode_t mode = former.st_mode & 07777;
+  if (!hasList)
+    mode &= 07700;
   if (!hasGroup) {
     const mode_t common = (mode >> 3) & mode & 07;
     mode = (mode & 07700) | common << 3 | common;
@@ -131,7 +155,7 @@ Result<> writeFileAtomically(const NSString &path, std::string_view bytes) {
   if (!file)
     return file.failure();
   if (former)
-    takeOver(file->descriptor, *former);
+    takeOver(file->descriptor, target, *former);
   Result<> outcome = writeAndClose(std::move(file->descriptor), bytes);
   if (outcome && system.rename(file->name.c_str(), target.c_str()) != 0)
     outcome = Failure{errno};

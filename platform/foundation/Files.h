@@ -91,9 +91,9 @@ inline constexpr std::size_t kLargestContents = std::size_t{1} << 30;
 
 // Writes the bytes to a new file beside the path and renames it over the path, so that readers
 // see the old or the new contents, never a part. A regular file that it takes the place of hands on
-// its owner, group and mode as far as this process may give them: where the owner or the group
-// cannot be kept, nobody gets more rights to the contents than before. Another one gets mode 0666
-// less the umask. On failure the path is as it was and no other file is left.
+// its owner, group, access list and mode as far as this process may give them: where the owner or
+// the group cannot be kept, nobody gets more rights to the contents than before. Another one gets
+// mode 0666 less the umask. On failure the path is as it was and no other file is left.
 [[nodiscard]] Result<> writeFileAtomically(const NSString &path, std::string_view bytes);
 
 } // namespace tesker

@@ -3,6 +3,8 @@
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/support/ScopedEnvironment.h"
 
+#include <gtest/gtest.h>
+
 namespace tesker::test {
 
 std::string programPath(const std::string &name) {
@@ -17,6 +19,13 @@ SearchOutcome searchWithFakeTool(const std::string &way, FinderMasterOptions opt
                                  std::optional<std::string_view> previous) {
   const ScopedEnvironment variable("FAKE_TOOL", way);
   return FinderMaster(std::move(options)).findAppsInSearchPath("/tmp", previous);
+}
+
+SearchFailure failureOf(const SearchOutcome &outcome) {
+  if (const auto *failure = std::get_if<SearchFailure>(&outcome.result))
+    return *failure;
+  ADD_FAILURE() << "the search did not fail";
+  return {SearchFailure::Kind::cannotSearch, SearchStage::handOver, std::nullopt, "no failure"};
 }
 
 } // namespace tesker::test

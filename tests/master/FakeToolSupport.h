@@ -18,4 +18,10 @@ FinderMasterOptions fakeTool(std::chrono::nanoseconds timeout = std::chrono::sec
 SearchOutcome searchWithFakeTool(const std::string &way, FinderMasterOptions options = fakeTool(),
                                  std::optional<std::string_view> previous = std::nullopt);
 
+// Why the search failed, as it has to.
+SearchFailure failureOf(const SearchOutcome &outcome);
+
+// Long enough for a tool to come to where it hangs.
+inline constexpr std::chrono::seconds kTimeToHang{3};
+
 } // namespace tesker::test

@@ -5,9 +5,7 @@
 #include "protocol/NSConnection.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/ports/RawSockets.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/RefusedSystemCall.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -18,7 +16,6 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,16 +27,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-// Long enough for a tool to come to where it hangs.
-constexpr std::chrono::seconds kTimeToHang{3};
-
-SearchFailure failureOf(const SearchOutcome &outcome) {
-  if (const auto *failure = std::get_if<SearchFailure>(&outcome.result))
-    return *failure;
-  ADD_FAILURE() << "the search did not fail";
-  return {Kind::cannotSearch, SearchStage::handOver, std::nullopt, "no failure"};
-}
 
 // Names of tests have no dashes.
 std::string nameOfTest(std::string way) {
@@ -304,33 +291,6 @@ TEST(FinderMaster, ToleratesAProcessThatIgnoresTheEndOfItsChildren) {
   EXPECT_EQ(failureOf(searchWithFakeTool("never-connect", fakeTool(kTimeToHang))).kind,
             Kind::timedOut);
   ::signal(SIGCHLD, SIG_DFL);
-}
-
-// An old kernel, or a sandbox: the tool's end shows in other ways.
-TEST(FinderMaster, WorksWhereTheEndOfAProcessCannotBeWatched) {
-  inChild([] {
-    ASSERT_EQ(refuseSystemCall(SYS_pidfd_open, ENOSYS), 0);
-    EXPECT_TRUE(std::holds_alternative<SearchAnswer>(searchWithFakeTool("empty-answer").result));
-    EXPECT_TRUE(
-        std::holds_alternative<SearchAnswer>(searchWithFakeTool("leave-a-grandchild").result));
-    EXPECT_EQ(failureOf(searchWithFakeTool("exit-3")).reason,
-              "the tool died before the hand-over (exit status 3)");
-    EXPECT_EQ(failureOf(searchWithFakeTool("exit-9-after-answer")).reason,
-              "the tool died after its answer (exit status 9)");
-    EXPECT_EQ(failureOf(searchWithFakeTool("never-connect", fakeTool(kTimeToHang))).kind,
-              Kind::timedOut);
-  });
-}
-
-// A process that the tool has left behind holds the log open, and there is no connection to end.
-TEST(FinderMaster, SeesAnEndThatNothingShows) {
-  const TemporaryDirectory directory;
-  const std::string tool = directory.writeFile("tool", "#!/bin/sh\nsleep 1000 &\nexit 3\n", 0755);
-  inChild([&] {
-    ASSERT_EQ(refuseSystemCall(SYS_pidfd_open, ENOSYS), 0);
-    EXPECT_EQ(failureOf(FinderMaster({.tool = tool}).findAppsInSearchPath("/tmp")).reason,
-              "the tool died before the hand-over (exit status 3)");
-  });
 }
 
 // ---- the tool's start ----
