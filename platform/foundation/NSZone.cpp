@@ -1,23 +1,24 @@
 #include "platform/foundation/NSZone.h"
 
-#include <algorithm>
+#include "platform/foundation/PoolResource.h"
+
+#include <list>
 #include <new>
-#include <vector>
 
 namespace tesker {
 
 NSZone::NSZone(std::size_t startSize, std::size_t granule, std::pmr::memory_resource &memory)
-    : startSize_(startSize), granule_(granule), memory_(memory) {}
+    : startSize_(startSize), granule_(granule), memory_(&memory) {}
 
 void *NSZone::do_allocate(std::size_t bytes, std::size_t alignment) {
-  void *block = memory_.allocate(bytes, alignment);
+  void *block = memory_->allocate(bytes, alignment);
   bytesInUse_ += bytes;
   return block;
 }
 
 void NSZone::do_deallocate(void *block, std::size_t bytes, std::size_t alignment) {
   bytesInUse_ -= bytes;
-  memory_.deallocate(block, bytes, alignment);
+  memory_->deallocate(block, bytes, alignment);
 }
 
 bool NSZone::do_is_equal(const std::pmr::memory_resource &other) const noexcept {
@@ -58,18 +59,19 @@ NSZone &NSDefaultMallocZone() {
 }
 
 NSZone &NSCreateZone(std::size_t startSize, std::size_t granule) {
+  struct MemoryAndZone {
+    MemoryAndZone(std::size_t start, std::size_t more) : zone(start, more, memory) {}
 #ifdef __SANITIZE_ADDRESS__
-  std::pmr::memory_resource &memory = heap();
+    Heap memory;
 #else
-  // Blocks up to a page come from pools of equal blocks, larger ones from the heap directly.
-  std::pmr::pool_options options;
-  options.largest_required_pool_block = std::max(startSize, granule);
-  std::pmr::memory_resource &memory = *new std::pmr::unsynchronized_pool_resource(options, &heap());
+    PoolResource memory{heap()};
 #endif
-  // Zones live as long as the process; the list keeps them reachable for leak checkers.
-  static auto &zones = *new std::vector<NSZone *>;
-  zones.push_back(new NSZone(startSize, granule, memory));
-  return *zones.back();
+    NSZone zone;
+  };
+  // Zones live as long as the process; the list keeps them reachable for leak checkers. A zone and
+  // its memory are one allocation: they are made together or not at all.
+  static auto &zones = *new std::list<MemoryAndZone>;
+  return zones.emplace_back(startSize, granule).zone;
 }
 
 void NSSetZoneName(NSZone &zone, const char *name) { zone.name_ = name; }

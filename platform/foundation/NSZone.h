@@ -4,6 +4,9 @@
 // are allocated in one zone, so that they lie close to each other and can be counted. The default
 // zone is the ordinary heap. Zones are never destroyed, since objects may outlive any scope.
 //
+// A zone that has no memory raises std::bad_alloc and is as it was before; it can be asked again.
+// Giving memory back never fails.
+//
 // Under AddressSanitizer every zone allocates straight from the heap, so that a use after free
 // inside a zone is seen.
 #pragma once
@@ -28,6 +31,7 @@ private:
   friend NSZone &NSDefaultMallocZone();
   friend NSZone &NSCreateZone(std::size_t startSize, std::size_t granule);
   friend void NSSetZoneName(NSZone &zone, const char *name);
+  friend struct NSZonePeer; // for tests
   NSZone(std::size_t startSize, std::size_t granule, std::pmr::memory_resource &memory);
 
   void *do_allocate(std::size_t bytes, std::size_t alignment) override;
@@ -37,15 +41,17 @@ private:
   std::size_t startSize_;
   std::size_t granule_;
   std::size_t bytesInUse_ = 0;
-  std::pmr::memory_resource &memory_;
+  std::pmr::memory_resource *memory_;
   std::string name_;
 };
 
 // The zone of everything that names no other: the ordinary heap.
 NSZone &NSDefaultMallocZone();
 
-// A new zone that takes memory from the heap in chunks; startSize and granule (bytes) say how much
-// it expects to need at first and at a time. Blocks can be freed one by one.
+// A new zone. Blocks up to a page are carved from chunks of the heap and can be freed one by one:
+// their memory serves blocks of the same size again. Larger ones come from the heap directly.
+// startSize and granule (bytes) say how much it expects to need at first and at a time; they are
+// remembered, and change nothing. Raises std::bad_alloc when there is no memory for the zone.
 NSZone &NSCreateZone(std::size_t startSize, std::size_t granule);
 
 void NSSetZoneName(NSZone &zone, const char *name);

@@ -1,42 +1,64 @@
-// Every allocation of every request fails in turn. The program has allocation functions of its own
+// Every allocation of every request fails in turn: of the heap, and of the filer zone, which has
+// most blocks from the chunks that it took before. The program has allocation functions of its own
 // for that.
 #include "tests/caching/Requests.h"
+#include "tests/support/AllocationCount.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <cstdlib>
+#include <memory_resource>
 #include <new>
+#include <utility>
 
-namespace {
+namespace tesker {
 
-constexpr std::size_t kNever = ~std::size_t{0};
-std::size_t failIn = kNever;
+struct NSZonePeer {
+  static std::pmr::memory_resource *&memory(NSZone &zone) { return zone.memory_; }
+};
 
-void *allocateOrFail(std::size_t size, std::size_t alignment) {
-  if (failIn != kNever && failIn != 0 && --failIn == 0)
-    throw std::bad_alloc();
-  void *block = nullptr;
-  if (posix_memalign(&block, std::max(alignment, sizeof(void *)), size != 0 ? size : 1) != 0)
-    throw std::bad_alloc();
-  return block;
-}
-
-} // namespace
-
-void *operator new(std::size_t size) { return allocateOrFail(size, alignof(std::max_align_t)); }
-void *operator new(std::size_t size, std::align_val_t alignment) {
-  return allocateOrFail(size, static_cast<std::size_t>(alignment));
-}
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t) noexcept { std::free(block); }
-void operator delete(void *block, std::align_val_t) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+} // namespace tesker
 
 namespace tesker::test {
 
+// A zone's own memory, each allocation of which is counted and can fail like those of the heap.
+class CountedMemory final : public std::pmr::memory_resource {
+public:
+  explicit CountedMemory(NSZone &zone)
+      : zone_(zone), below_(std::exchange(NSZonePeer::memory(zone), this)) {}
+  ~CountedMemory() override { NSZonePeer::memory(zone_) = below_; }
+  CountedMemory(const CountedMemory &) = delete;
+  CountedMemory &operator=(const CountedMemory &) = delete;
+
+private:
+  void *do_allocate(std::size_t bytes, std::size_t alignment) override {
+    countOrFail();
+    return below_->allocate(bytes, alignment);
+  }
+  void do_deallocate(void *block, std::size_t bytes, std::size_t alignment) override {
+    below_->deallocate(block, bytes, alignment);
+  }
+  bool do_is_equal(const std::pmr::memory_resource &other) const noexcept override {
+    return this == &other;
+  }
+
+  NSZone &zone_;
+  std::pmr::memory_resource *below_;
+};
+
+enum class Outcome { raised, answered, didNotFail };
+
+// What comes of the action when the allocation of that number, counted from 1, fails.
+template <class Action> Outcome withFailing(std::size_t number, Action action) {
+  const FailingAllocation failing(number);
+  try {
+    action();
+  } catch (const std::bad_alloc &) {
+    return Outcome::raised;
+  }
+  return failing.hasHappened() ? Outcome::answered : Outcome::didNotFail;
+}
+
 class AllocationFaultTest : public RequestsTest {
-protected:
-  ~AllocationFaultTest() override { failIn = kNever; }
+  CountedMemory memory_{filerZone()};
 };
 
 TEST_F(AllocationFaultTest, AnyAllocationThatFailsLeavesTheCachesWhole) {
@@ -53,19 +75,11 @@ TEST_F(AllocationFaultTest, AnyAllocationThatFailsLeavesTheCachesWhole) {
         SCOPED_TRACE(request.name + (state == State::cold ? ", cold" : ", stale") +
                      ", allocation " + std::to_string(n));
         prepare(state, request);
-        bool raised = false;
-        failIn = n;
-        try {
-          static_cast<void>(request.ask());
-        } catch (const std::bad_alloc &) {
-          raised = true;
-        }
-        const bool failed = failIn == 0;
-        failIn = kNever;
-        if (!failed)
+        const auto outcome = withFailing(n, [&] { static_cast<void>(request.ask()); });
+        if (outcome == Outcome::didNotFail)
           break;
         checkNothingIsHalfMade();
-        EXPECT_TRUE(raised) << "a lack of memory is not an answer";
+        EXPECT_EQ(outcome, Outcome::raised) << "a lack of memory is not an answer";
         EXPECT_EQ(request.ask(), right) << "asked again";
         forgetAll();
         EXPECT_EQ(filerZone().bytesInUse(), level);
@@ -73,10 +87,8 @@ TEST_F(AllocationFaultTest, AnyAllocationThatFailsLeavesTheCachesWhole) {
     }
 }
 
-// In the heap itself: the filer zone asks it for many blocks at a time, so that few of them can
-// fail.
 TEST_F(AllocationFaultTest, AFileThatThereIsNoRoomForLeavesNoRecord) {
-  DirFileStatsCache cache(2);
+  DirFileStatsCache cache(2, filerZone());
   const auto dir = "/dir"_ns;
   const auto file = "file"_ns;
   const auto records = recordsInUse();
@@ -84,17 +96,13 @@ TEST_F(AllocationFaultTest, AFileThatThereIsNoRoomForLeavesNoRecord) {
   for (std::size_t n = 1;; ++n) {
     cache.reset();
     cache.validate(0); // the memory of the last file
-    failIn = n;
-    try {
-      static_cast<void>(cache.lstatDir(dir, file));
-    } catch (const std::bad_alloc &) {
-      ++raised;
-      EXPECT_EQ(recordsInUse(), records) << "allocation " << n;
-    }
-    if (failIn != 0)
+    const auto outcome = withFailing(n, [&] { static_cast<void>(cache.lstatDir(dir, file)); });
+    if (outcome == Outcome::didNotFail)
       break;
+    ASSERT_EQ(outcome, Outcome::raised) << "allocation " << n;
+    EXPECT_EQ(recordsInUse(), records) << "allocation " << n;
+    ++raised;
   }
-  failIn = kNever;
   EXPECT_GE(raised, 4) << "two for the directory, and the slots and entries of its names";
   EXPECT_EQ(recordsInUse(), records + 1);
 }
@@ -105,10 +113,9 @@ TEST_F(AllocationFaultTest, FlushesDoNotNeedMemoryToSucceed) {
     static_cast<void>(request.ask());
   const auto path = "/dir"_ns;
   for (std::size_t n = 1; n < 10; ++n) {
-    failIn = n;
+    const FailingAllocation failing(n);
     EXPECT_NO_THROW(manager().flushDir(path));
     EXPECT_NO_THROW(static_cast<void>(manager().flushVeryOld(0)));
-    failIn = kNever;
   }
 }
 

@@ -11,7 +11,8 @@
 namespace tesker::test {
 
 inline std::size_t allocationsSoFar = 0;
-// Bytes that are taken now, and the most there were.
+// Allocated and not freed yet: blocks, their bytes, and the most bytes there were.
+inline std::size_t blocksInUse = 0;
 inline std::size_t bytesTaken = 0;
 inline std::size_t mostBytesTaken = 0;
 // The number of the allocation that fails, and whether all after it fail too.
@@ -47,21 +48,29 @@ public:
   bool hasHappened() const { return allocationsSoFar >= failingAllocation; }
 };
 
-inline void *allocateOrFail(std::size_t size, std::size_t alignment) {
+// Counts an allocation, and fails it if its number is the one.
+inline void countOrFail() {
   ++allocationsSoFar;
-  const bool fails =
-      failingAllocation != 0 && (allAfterItFail ? allocationsSoFar >= failingAllocation
-                                                : allocationsSoFar == failingAllocation);
+  if (failingAllocation != 0 && (allAfterItFail ? allocationsSoFar >= failingAllocation
+                                                : allocationsSoFar == failingAllocation))
+    throw std::bad_alloc();
+}
+
+inline void *allocateOrFail(std::size_t size, std::size_t alignment) {
+  countOrFail();
   void *block = nullptr;
   const std::size_t enough = alignment < sizeof(void *) ? sizeof(void *) : alignment;
-  if (fails || ::posix_memalign(&block, enough, size == 0 ? 1 : size) != 0)
+  if (::posix_memalign(&block, enough, size == 0 ? 1 : size) != 0)
     throw std::bad_alloc();
+  ++blocksInUse;
   bytesTaken += ::malloc_usable_size(block);
   mostBytesTaken = bytesTaken > mostBytesTaken ? bytesTaken : mostBytesTaken;
   return block;
 }
 
-inline void giveBack(void *block) {
+inline void countAndFree(void *block) {
+  if (block != nullptr)
+    --blocksInUse;
   bytesTaken -= ::malloc_usable_size(block);
   std::free(block);
 }
@@ -74,9 +83,9 @@ void *operator new(std::size_t size) {
 void *operator new(std::size_t size, std::align_val_t alignment) {
   return tesker::test::allocateOrFail(size, static_cast<std::size_t>(alignment));
 }
-void operator delete(void *block) noexcept { tesker::test::giveBack(block); }
-void operator delete(void *block, std::size_t) noexcept { tesker::test::giveBack(block); }
-void operator delete(void *block, std::align_val_t) noexcept { tesker::test::giveBack(block); }
+void operator delete(void *block) noexcept { tesker::test::countAndFree(block); }
+void operator delete(void *block, std::size_t) noexcept { tesker::test::countAndFree(block); }
+void operator delete(void *block, std::align_val_t) noexcept { tesker::test::countAndFree(block); }
 void operator delete(void *block, std::size_t, std::align_val_t) noexcept {
-  tesker::test::giveBack(block);
+  tesker::test::countAndFree(block);
 }
