@@ -262,6 +262,17 @@ TEST_P(HostileMaster, LeavesNoToolBehind) {
   EXPECT_LT(usage.ru_maxrss >> 10, kMebibytes);
 }
 
+TEST(MoreDockPathsThanARequestMayHave, AreLoggedInOneLineAndNothingIsAnswered) {
+  HandMadeMaster master;
+  ToolUnderTest tool(master.steps.directory());
+  master.authenticate();
+  master.say(dockRequest(std::string(std::size_t{20} << 20, '\0')));
+  EXPECT_EQ(tool.logLines(), (std::vector<std::string>{
+                                 "*** Too many dock paths: 20971521",
+                                 "TeskerTool [" + std::to_string(tool.process()) + "] exception"}));
+  EXPECT_EQ(tool.exitStatus(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Table, HostileMaster, testing::ValuesIn(hostileMasters()),
                          [](const auto &tested) { return std::string(tested.param.name); });
 
