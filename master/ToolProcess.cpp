@@ -146,7 +146,7 @@ Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &progr
   if (pid == 0)
     becomeProgram({name.c_str(), arguments.data(), variables.data(), log->writeEnd.number(),
                    error->writeEnd.number()});
-  ::setpgid(pid, pid); // whoever of the two comes first
+  ::setpgid(pid, pid); // in case the child has not come to it yet
   if (const int failed = process->watch(pid); failed != 0)
     return Failure{failed};
   return process;

@@ -2,16 +2,30 @@
 // up what a search does not need, serves one request and ends. It takes no notice of its arguments.
 
 #include "platform/foundation/Files.h"
+#include "platform/foundation/NSLog.h"
 #include "platform/ports/HostInfo.h"
 #include "tool/Confinement.h"
 #include "tool/ToolFinderTool.h"
 
 #include <csignal>
 #include <cstdlib>
+#include <new>
+#include <string>
+#include <unistd.h>
 
 namespace {
 
 constexpr int kToolPriority = 16;
+
+// Nil when the master cannot be found, or when there is no memory for it.
+tesker::RefPtr<tesker::ToolFinderTool> connectedTool() {
+  try {
+    return tesker::ToolFinderTool::create();
+  } catch (const std::bad_alloc &) {
+    tesker::syslogError("TeskerTool [%d] exception", {std::to_string(::getpid())});
+    return nullptr;
+  }
+}
 
 } // namespace
 
@@ -20,7 +34,7 @@ int main() {
   openMissingStandardDescriptors();
   std::signal(SIGPIPE, SIG_IGN); // a master that has gone is noticed by the failed write
   RefPtr<NSAutoreleasePool> outerPool = NSAutoreleasePool::create();
-  NSTool = ToolFinderTool::create().leak();
+  NSTool = connectedTool().leak();
   task_priority(task_self(), kToolPriority, true);
   if (NSTool != nullptr) {
     confine();

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <sstream>
 #include <string>
 
@@ -53,7 +54,10 @@ int main() {
   test::mallocsSoFar = 0;
   if (const char *fault = std::getenv("FAULT"))
     setFault(fault);
-  NSTool = ToolFinderTool::create().leak();
+  try {
+    NSTool = ToolFinderTool::create().leak();
+  } catch (const std::bad_alloc &) { // as the tool's own main does
+  }
   if (NSTool != nullptr)
     NSTool->run();
   std::exit(EXIT_SUCCESS);

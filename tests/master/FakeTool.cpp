@@ -3,6 +3,7 @@
 #include "master/SearchOutcome.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/master/FakeToolSteps.h"
+#include "tests/master/FakeToolWays.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/protocol/WireMessage.h"
 
@@ -130,8 +131,6 @@ void sendPackets(std::size_t length, std::size_t descriptors) {
   hang();
 }
 
-using Way = std::function<void()>;
-
 Way serving(const Answerer &answerer) {
   return [answerer] { serve(answerer); };
 }
@@ -218,7 +217,8 @@ const std::map<std::string, Way> kServingWays{
 
 int main() {
   const std::string name = variable("FAKE_TOOL");
-  for (const auto *ways : {&kStartingWays, &kHandOverWays, &kServingWays})
+  for (const auto *ways :
+       {&kStartingWays, &kHandOverWays, &kServingWays, &hostileProcessWays(), &hostileBusWays()})
     if (const auto way = ways->find(name); way != ways->end()) {
       way->second();
       return 0;

@@ -48,6 +48,18 @@ TEST_F(LogLinesTest, KeepsNulBytesAndTellsEachLineAtOnce) {
   EXPECT_THAT(heard, ElementsAre(std::string("a\0b", 3)));
 }
 
+// One that writes without pause would otherwise keep the master at its log.
+TEST_F(LogLinesTest, TakesNoMoreAtATimeThanAPipeHoldsByItself) {
+  constexpr std::size_t kUsual = 65536;
+  ASSERT_GE(::fcntl(pipe.writeEnd.number(), F_SETPIPE_SZ, 4 * kUsual), 0);
+  write(std::string(3 * kUsual, '\n'));
+  LogLines lines(std::move(pipe.readEnd), {});
+  lines.read();
+  EXPECT_EQ(lines.count(), kUsual);
+  lines.finish(); // nor at the end
+  EXPECT_EQ(lines.count(), 2 * kUsual);
+}
+
 TEST_F(LogLinesTest, ClosesThePipeAtItsEnd) {
   LogLines lines(std::move(pipe.readEnd), {});
   EXPECT_GE(lines.descriptor(), 0);

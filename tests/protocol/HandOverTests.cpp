@@ -268,6 +268,20 @@ TEST_F(MastersHandOver, KeepsAcceptingWhoLooksForASignOfLifeAfterwards) {
   EXPECT_EQ(::poll(descriptors.data(), descriptors.size(), 0), 0);
 }
 
+TEST_F(MastersHandOver, TakesFewAtATimeOfThoseWhoConnectAndLeave) {
+  const FileDescriptor tool = connect();
+  ASSERT_TRUE(sendRaw(tool.number(), messageText(78), {toTool.far.number()}));
+  ASSERT_EQ(master.step(), State::done);
+  for (std::size_t i = 0; i < 2 * BootstrapService::kMostConnections; ++i)
+    (void)connect();
+  std::vector<pollfd> descriptors;
+  master.appendPollDescriptors(descriptors);
+  ASSERT_EQ(master.step(), State::done);
+  EXPECT_EQ(::poll(descriptors.data(), descriptors.size(), 0), 1);
+  ASSERT_EQ(master.step(), State::done);
+  EXPECT_EQ(::poll(descriptors.data(), descriptors.size(), 0), 0);
+}
+
 TEST_F(MastersHandOver, IsNotWokenByWhatComesOverTheServiceAfterwards) {
   const FileDescriptor tool = connect();
   ASSERT_TRUE(sendRaw(tool.number(), messageText(78), {toTool.far.number()}));

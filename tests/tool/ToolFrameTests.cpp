@@ -225,19 +225,6 @@ TEST_F(ToolProcess, AnswersItsRequestAsksForSelfAndExitsWithStatusZero) {
   EXPECT_THAT(tool.logLines(), IsEmpty());
 }
 
-TEST_F(ToolProcess, MoreDockPathsThanARequestMayHaveAreLoggedAndNothingIsAnswered) {
-  ToolUnderTest tool(master.directory());
-  const auto connection = master.connect();
-  const NSString paths = NSString::takingOver(std::string(std::size_t{20} << 20, '\0'));
-  connection->rootProxy().findAppsForDockPaths(paths, nullptr, client);
-  serveToTheEnd(*connection);
-  EXPECT_THAT(tool.logLines(),
-              ElementsAre("*** Too many dock paths: 20971521",
-                          "TeskerTool [" + std::to_string(tool.process()) + "] exception"));
-  EXPECT_EQ(tool.exitStatus(), 0);
-  EXPECT_THAT(client->keys, IsEmpty());
-}
-
 TEST_F(ToolProcess, ServesOneRequestOnly) {
   ToolUnderTest tool(master.directory());
   const auto connection = master.connect();

@@ -86,7 +86,14 @@ PortMessage MasterInSteps::receivePort() {
   PortMessage message;
   message.msg_local_port = *service_->acceptConnection();
   EXPECT_EQ(msg_receive(message, 0, 0), 0);
+  toTools_.push_back(message.port);
   return message;
+}
+
+void MasterInSteps::forgetTools() {
+  goAway();
+  for (const port_t port : toTools_)
+    port_deallocate(port);
 }
 
 port_t MasterInSteps::sendPort(port_t toTool, std::uint32_t id) {

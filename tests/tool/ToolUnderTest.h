@@ -74,11 +74,14 @@ public:
   RefPtr<NSConnection> connect(port_t toTool);
   // The service ends, and with it the sign of life.
   void goAway() { service_.reset(); }
+  // The same, and the ports that the tools have sent are given up.
+  void forgetTools();
 
 private:
   TemporaryDirectory temporary_;
   std::string directory_ = temporary_.makeDirectory("names", 0700);
   std::unique_ptr<BootstrapService> service_;
+  std::vector<port_t> toTools_;
 };
 
 // Serves the connection until what is waited for has come, or the connection has ended.
