@@ -29,7 +29,7 @@ namespace tesker {
 // what a desktop with all its applications has. The text of a record is that of its keys and
 // values, before they share what is equal.
 inline constexpr std::size_t kMostRecords = 1'000'000;
-inline constexpr std::size_t kMostRecordText = std::size_t{256} << 20;
+inline constexpr std::size_t kMostRecordText = std::size_t{512} << 20;
 
 // What a search answers at most.
 struct SearchBounds {

@@ -443,6 +443,15 @@ def failing_tools(s):
     s.fake("exit-3", "@TMP@/home")
 
 
+def incomplete_answers(s):
+    for arguments in ([], ["-q"], ["-v"], ["--format", "json"], ["--format", "jsonl"], ["--format", "raw"]):
+        s.fake("incomplete", *arguments)
+    s.note("nor is one that has not changed")
+    s.write("last", "(0)")
+    s.fake("incomplete-and-unchanged", "--previous", "@TMP@/last")
+    s.fake("incomplete-and-unchanged", "--previous", "@TMP@/last", "--format", "jsonl")
+
+
 def hanging_tools(s):
     s.write("sleeper", "#!/bin/sh\nsleep 1000\n", 0o755)
     s.run("list", "@TMP@", "--tool", "./sleeper", "--timeout", "0.2")
@@ -463,7 +472,7 @@ def closed_descriptors(s):
 
 
 SESSIONS = [usage, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
-            output_errors, failing_tools, hanging_tools, interrupted,
+            output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors]
 
 

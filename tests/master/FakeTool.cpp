@@ -142,6 +142,14 @@ Way answering(const NSString &text) {
   });
 }
 
+// The same after the line that says that something is missing from the answer.
+Way answeringIncompletely(const NSString &text) {
+  return serving([text](const NSString &key, const NSString &, FinderClient &client) {
+    std::cerr << "*** Applications Finder: incomplete: a \x1b[1mreason" << std::endl;
+    answer(text, key, client);
+  });
+}
+
 // Gives a good answer and its end, and then does this.
 Way afterItsAnswer(const Way &deed) {
   return serving([deed](const NSString &key, const NSString &, FinderClient &client) {
@@ -191,6 +199,8 @@ const std::map<std::string, Way> kServingWays{
     {"crash-in-search", inTheSearch([] { ::raise(SIGABRT); })},
     {"hang-in-search", inTheSearch(hang)},
     {"empty-answer", answering(kEmptyAnswer)},
+    {"incomplete", answeringIncompletely("type\0app\0path\0/a\0(1,2,0,1,2,3)"_ns)},
+    {"incomplete-and-unchanged", answeringIncompletely(nullptr)},
     {"garbage-answer", answering("no \x1b]0;list"_ns)},
     {"index-outside", answering("a\0(1,1,0,1)"_ns)},
     {"always-unchanged", answering(nullptr)},

@@ -260,6 +260,14 @@ TEST(FinderMaster, KeepsOnlyTheLastLinesOfALongLog) {
   EXPECT_EQ(outcome.logLines.back(), "no \x1b[31mend");
 }
 
+TEST(FinderMaster, SaysThatAnAnswerIsIncompleteWhereTheToolsLogDoes) {
+  const SearchOutcome outcome = searchWithFakeTool("incomplete");
+  EXPECT_TRUE(outcome.incomplete);
+  EXPECT_TRUE(std::holds_alternative<SearchAnswer>(outcome.result));
+  EXPECT_FALSE(searchWithFakeTool("empty-answer").incomplete);
+  EXPECT_FALSE(searchWithFakeTool("log-much").incomplete);
+}
+
 TEST(FinderMaster, TakesStandardOutputOfTheToolForItsLog) {
   EXPECT_THAT(searchWithFakeTool("print").logLines, ElementsAre("on standard output"));
 }
