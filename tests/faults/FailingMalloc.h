@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
+#include <malloc.h>
 
 extern "C" {
 void *__libc_malloc(std::size_t size);
@@ -37,20 +39,22 @@ inline bool mallocFails() {
 
 extern "C" {
 
-void *malloc(std::size_t size) {
+void *malloc(std::size_t size) noexcept {
   return tesker::test::mallocFails() ? nullptr : __libc_malloc(size);
 }
-void *calloc(std::size_t count, std::size_t size) {
+void *calloc(std::size_t count, std::size_t size) noexcept {
   return tesker::test::mallocFails() ? nullptr : __libc_calloc(count, size);
 }
-void *realloc(void *block, std::size_t size) {
+void *realloc(void *block, std::size_t size) noexcept {
   return tesker::test::mallocFails() ? nullptr : __libc_realloc(block, size);
 }
-void *memalign(std::size_t alignment, std::size_t size) {
+void *memalign(std::size_t alignment, std::size_t size) noexcept {
   return tesker::test::mallocFails() ? nullptr : __libc_memalign(alignment, size);
 }
-void *aligned_alloc(std::size_t alignment, std::size_t size) { return memalign(alignment, size); }
-int posix_memalign(void **block, std::size_t alignment, std::size_t size) {
+void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+  return memalign(alignment, size);
+}
+int posix_memalign(void **block, std::size_t alignment, std::size_t size) noexcept {
   *block = memalign(alignment, size);
   return *block == nullptr ? ENOMEM : 0;
 }

@@ -1,18 +1,18 @@
 // FaultyTool.cpp - the tool, of which one system call or one allocation fails.
 //
 // FAULT in the environment says which: "call NUMBER ERRNO", "allocation NUMBER", or either with
-// " on" behind it for all that follow, too. Without it nothing fails. The number of calls and of
-// allocations of a whole run is written to the file that FAULT_COUNTS names.
+// " on" behind it for all that follow, too; of number 0 none fails. How many calls, or allocations,
+// a whole run makes is written to the file that FAULT_COUNTS names.
 
-#include "platform/foundation/NSLog.h"
 #include "tests/faults/FailingMalloc.h"
 #include "tests/support/FaultyOperatingSystem.h"
 #include "tool/ToolFinderTool.h"
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -20,7 +20,9 @@ namespace {
 
 using namespace tesker;
 
-test::FaultyOperatingSystem &faulty = *new test::FaultyOperatingSystem;
+// In force for faults of calls only, since what it writes down takes memory.
+std::optional<test::FaultyOperatingSystem> faulty;
+std::optional<ScopedOperatingSystem> scope;
 
 void setFault(const std::string &text) {
   std::istringstream words(text);
@@ -28,29 +30,28 @@ void setFault(const std::string &text) {
   std::size_t number = 0;
   words >> what >> number;
   if (what == "call") {
-    words >> faulty.fault.error >> on;
-    faulty.fault.call = number;
-    faulty.fault.andAllAfter = on == "on";
+    scope.emplace(faulty.emplace());
+    words >> faulty->fault.error >> on;
+    faulty->fault.call = number;
+    faulty->fault.andAllAfter = on == "on";
   } else {
     words >> on;
-    test::mallocFault = {test::mallocsSoFar + number, on == "on"};
+    if (number != 0)
+      test::mallocFault = {test::mallocsSoFar + number, on == "on"};
   }
 }
 
-void writeCounts() {
+void writeCount() {
+  test::mallocFault = {};
   if (const char *file = std::getenv("FAULT_COUNTS"))
-    if (std::FILE *counts = std::fopen(file, "w")) {
-      std::fprintf(counts, "%zu %zu\n", faulty.calls.size(), test::mallocsSoFar);
-      std::fclose(counts);
-    }
+    std::ofstream(file) << (faulty ? faulty->calls.size() : test::mallocsSoFar) << '\n';
 }
 
 } // namespace
 
 int main() {
-  const ScopedOperatingSystem scope(faulty);
   std::signal(SIGPIPE, SIG_IGN);
-  std::atexit(writeCounts);
+  std::atexit(writeCount);
   test::mallocsSoFar = 0;
   if (const char *fault = std::getenv("FAULT"))
     setFault(fault);
