@@ -74,11 +74,23 @@ std::unique_ptr<BusConnection> BusConnection::over(FileDescriptor input, FileDes
   if (sd_bus_new(&bus) < 0)
     return nullptr;
   std::unique_ptr<BusConnection> connection(new BusConnection(BusRef(bus)));
-  if (configure(bus, side) < 0 || sd_bus_set_fd(bus, input.number(), output.number()) < 0)
+  if (configure(bus, side) < 0 || !connection->take(std::move(input), std::move(output), side))
     return nullptr;
-  connection->input_ = input.release();
-  connection->output_ = output.release();
   return connection;
+}
+
+bool BusConnection::take(FileDescriptor input, FileDescriptor output, NSConnection::Side side) {
+  if (side == NSConnection::Side::client) {
+    gate_ = AuthenticationGate::before(std::move(input));
+    if (!gate_)
+      return false;
+    input = gate_->takeLibraryEnd();
+  }
+  if (sd_bus_set_fd(bus_, input.number(), output.number()) < 0)
+    return false;
+  input_ = input.release();
+  output_ = output.release();
+  return true;
 }
 
 BusConnection::~BusConnection() {
@@ -100,6 +112,7 @@ void BusConnection::addObject(const char *path, const char *interface, const sd_
 void BusConnection::end() {
   sd_bus_close(bus_); // closes the sockets
   input_ = output_ = -1;
+  gate_.reset();
   outbox_.clear();
 }
 
@@ -122,7 +135,7 @@ void BusConnection::appendPollDescriptors(std::vector<pollfd> &descriptors) cons
   if (!isOpen())
     return;
   const int events = std::max(sd_bus_get_events(bus_), 0);
-  descriptors.push_back({input_, static_cast<short>(events & POLLIN), 0});
+  descriptors.push_back({inputDescriptor(), static_cast<short>(events & POLLIN), 0});
   descriptors.push_back({output_, static_cast<short>(events & POLLOUT), 0});
 }
 
@@ -142,10 +155,22 @@ int BusConnection::pollTimeout() const {
   return static_cast<int>(std::min<std::uint64_t>((when - now - 1) / 1000 + 1, INT_MAX));
 }
 
+int BusConnection::process() {
+  if (!gate_)
+    return sd_bus_process(bus_, nullptr);
+  gate_->pass();
+  const int processed = sd_bus_process(bus_, nullptr);
+  if (processed < 0 || sd_bus_is_ready(bus_) <= 0)
+    return processed;
+  const bool opened = gate_->open(input_);
+  gate_.reset();
+  return opened ? 1 : -EIO;
+}
+
 bool BusConnection::step() {
   if (!isOpen())
     return false;
-  const int processed = sd_bus_process(bus_, nullptr);
+  const int processed = process();
   if (raised_)
     std::rethrow_exception(std::exchange(raised_, nullptr));
   // The outbox waits for the library's queue, so what grows there are replies that nobody reads.
@@ -168,7 +193,7 @@ bool BusConnection::step() {
 // The library sees the end of the input itself, once everything before it has been taken; of the
 // output it would learn only by writing.
 bool BusConnection::outputHasHungUp() const {
-  pollfd descriptors[] = {{input_, POLLIN, 0}, {output_, 0, 0}};
+  pollfd descriptors[] = {{inputDescriptor(), POLLIN, 0}, {output_, 0, 0}};
   return OperatingSystem::current().poll(descriptors, 2, 0) > 0 &&
          (descriptors[0].revents & POLLIN) == 0 && descriptors[1].revents != 0;
 }
