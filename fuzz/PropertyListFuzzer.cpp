@@ -1,20 +1,15 @@
 // PropertyListFuzzer.cpp - any bytes as a property list and as a strings file: what is read must
 // read back equal.
+#include "fuzz/Check.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PropertyList.h"
 #include "platform/foundation/PropertyListDescription.h"
 
 #include <cstdint>
-#include <cstdlib>
 
 using namespace tesker;
 
 namespace {
-
-void check(bool holds) {
-  if (!holds)
-    std::abort();
-}
 
 // What the reader makes of the text; nil when it is malformed.
 template <class Read> RefPtr<NSObject> valueRead(Read read, std::string_view text) {
@@ -24,6 +19,23 @@ template <class Read> RefPtr<NSObject> valueRead(Read read, std::string_view tex
     check(exception.name() == NSParseErrorException);
     return nullptr;
   }
+}
+
+void checkEqual(const NSObject &first, const NSObject &second) {
+  check(first.isEqual(second) && first.hash() == second.hash());
+}
+
+// A dictionary has what it was given, and no longer what was taken from it.
+void tryPairs(const NSDictionary &pairs) {
+  auto copy = NSDictionary::create();
+  copy->addEntriesFromDictionary(pairs);
+  checkEqual(*copy, pairs);
+  for (const auto &[key, value] : pairs) {
+    check(copy->objectForKey(key.bytes()) == &*value);
+    copy->removeObjectForKey(key.bytes());
+    check(copy->objectForKey(key.bytes()) == nullptr);
+  }
+  check(copy->count() == 0);
 }
 
 void tryPropertyList(std::string_view text) {
@@ -38,7 +50,10 @@ void tryPropertyList(std::string_view text) {
   }
   const NSString description = value->description();
   check(description.bytes().find('\n') == std::string_view::npos);
-  check(value->isEqual(*propertyList(description.bytes())));
+  checkEqual(*value, *propertyList(description.bytes()));
+  checkEqual(*descriptionOnly(*value), *descriptionOnly(*value));
+  if (const NSDictionary *pairs = value->asDictionary())
+    tryPairs(*pairs);
 }
 
 void tryStringsFile(std::string_view text) {
@@ -46,7 +61,7 @@ void tryStringsFile(std::string_view text) {
   if (!pairs)
     return;
   const NSString description = descriptionInStringsFileFormat(*pairs->asDictionary());
-  check(pairs->isEqual(*propertyListFromStringsFileFormat(description.bytes())));
+  checkEqual(*pairs, *propertyListFromStringsFileFormat(description.bytes()));
 }
 
 } // namespace

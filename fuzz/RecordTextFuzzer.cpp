@@ -1,11 +1,11 @@
 // RecordTextFuzzer.cpp - decodes the input as an answer text. What decodes must come back equal
 // when it is encoded and decoded again.
+#include "fuzz/Check.h"
 #include "fuzz/Silence.h"
 #include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 
 #include <cstdint>
-#include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   using namespace tesker;
@@ -16,7 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   if (!records)
     return 0;
   const auto again = decodeParsedApp(encodeParsedApp(*records), zone);
-  if (!again || *again != *records)
-    std::abort();
+  check(again && *again == *records);
   return 0;
 }

@@ -103,12 +103,25 @@ BusConnection::over(FileDescriptor input, FileDescriptor output, NSConnection::S
   if (result >= 0)
     result = sd_bus_add_filter(bus, nullptr, refuseLongName, nullptr);
   if (result >= 0)
-    result = sd_bus_set_fd(bus, input.number(), output.number()); // and then they are the bus's
+    result = connection->take(std::move(input), std::move(output), side);
   if (result < 0)
     return Failure{-result};
-  connection->input_ = input.release();
-  connection->output_ = output.release();
   return connection;
+}
+
+int BusConnection::take(FileDescriptor input, FileDescriptor output, NSConnection::Side side) {
+  if (side == NSConnection::Side::client) {
+    gate_ = AuthenticationGate::before(std::move(input));
+    if (!gate_)
+      return -errno;
+    input = gate_->takeLibraryEnd();
+  }
+  const int result = sd_bus_set_fd(bus_, input.number(), output.number());
+  if (result >= 0) { // they are the bus's now
+    input_ = input.release();
+    output_ = output.release();
+  }
+  return result;
 }
 
 BusConnection::~BusConnection() {
@@ -153,6 +166,7 @@ void BusConnection::endWith(int error) {
 void BusConnection::end() {
   sd_bus_close(bus_); // closes the sockets
   input_ = output_ = -1;
+  gate_.reset();
   outbox_.clear();
 }
 
@@ -175,7 +189,8 @@ void BusConnection::appendPollDescriptors(std::vector<pollfd> &descriptors) cons
   if (!isOpen())
     return;
   const int events = std::max(sd_bus_get_events(bus_), 0);
-  descriptors.push_back({input_, static_cast<short>(repliesWait() ? 0 : events & POLLIN), 0});
+  descriptors.push_back(
+      {inputDescriptor(), static_cast<short>(repliesWait() ? 0 : events & POLLIN), 0});
   descriptors.push_back({output_, static_cast<short>(events & POLLOUT), 0});
 }
 
@@ -197,11 +212,23 @@ int BusConnection::pollTimeout() const {
   return static_cast<int>(std::min<std::uint64_t>((when - now - 1) / 1000 + 1, INT_MAX));
 }
 
+int BusConnection::process() {
+  if (!gate_)
+    return sd_bus_process(bus_, nullptr);
+  gate_->pass();
+  const int processed = sd_bus_process(bus_, nullptr);
+  if (processed < 0 || sd_bus_is_ready(bus_) <= 0)
+    return processed;
+  const bool opened = gate_->open(input_);
+  gate_.reset();
+  return opened ? 1 : -EIO;
+}
+
 bool BusConnection::step() {
   if (!isOpen() || (repliesWait() && !canWriteReplies()))
     return false;
   errno = 0;
-  int processed = sd_bus_process(bus_, nullptr);
+  int processed = process();
   // A call that asks for no reply and that the library has no memory to pass on is lost without a
   // word from it; malloc(3) leaves one.
   if (errno == ENOMEM)
@@ -233,14 +260,14 @@ bool BusConnection::repliesWait() const {
 // The library reads whenever it writes, so it is not called until there is much room again, or the
 // far side has gone.
 bool BusConnection::canWriteReplies() const {
-  pollfd descriptors[] = {{input_, 0, 0}, {output_, POLLOUT, 0}};
+  pollfd descriptors[] = {{inputDescriptor(), 0, 0}, {output_, POLLOUT, 0}};
   return OperatingSystem::current().poll(descriptors, 2, 0) > 0;
 }
 
 // The library sees the end of the input itself, once everything before it has been taken; of the
 // output it would learn only by writing.
 bool BusConnection::outputHasHungUp() const {
-  pollfd descriptors[] = {{input_, POLLIN, 0}, {output_, 0, 0}};
+  pollfd descriptors[] = {{inputDescriptor(), POLLIN, 0}, {output_, 0, 0}};
   return OperatingSystem::current().poll(descriptors, 2, 0) > 0 &&
          (descriptors[0].revents & POLLIN) == 0 && descriptors[1].revents != 0;
 }

@@ -7,6 +7,7 @@
 
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSString.h"
+#include "protocol/AuthenticationGate.h"
 #include "protocol/BusMessage.h"
 #include "protocol/NSConnection.h"
 
@@ -15,6 +16,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -95,6 +97,12 @@ public:
 private:
   explicit BusConnection(BusRef<sd_bus> bus) : bus_(std::move(bus)) {}
 
+  // Gives the library the sockets, a client's input behind a gate; false when it refuses them.
+  int take(FileDescriptor input, FileDescriptor output, NSConnection::Side side);
+  // Where it is to be seen that something has come.
+  int inputDescriptor() const { return gate_ ? gate_->descriptor() : input_; }
+  // Processes at most one message. As sd_bus_process(3).
+  int process();
   std::uint64_t queuedInBus() const;
   bool canSend() const { return !outbox_.isEmpty() && queuedInBus() == 0; }
   bool repliesWait() const;
@@ -106,6 +114,7 @@ private:
 
   BusRef<sd_bus> bus_;
   int input_ = -1, output_ = -1; // the bus owns them; negative once the connection has ended
+  std::optional<AuthenticationGate> gate_; // while a client's authentication lasts
   Outbox outbox_;
   bool endsAfterwards_ = false;
   int lack_ = 0;

@@ -77,6 +77,13 @@ TEST_P(MessagesIn, ARequestIsServed) {
   EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/p"_ns, "the previous text"_ns}));
 }
 
+// What comes right behind the authentication is not a part of it.
+TEST_P(MessagesIn, ARequestMayHoldLineEnds) {
+  const auto lines = arguments().bytes("/a\r\nb\r\n").optionalBytes(std::nullopt).string("/me");
+  ASSERT_TRUE(toolTakesRequest(wireMessage(kRequest, lines)));
+  EXPECT_THAT(root.requests, ElementsAre(Requested{"path", "/a\r\nb\r\n"_ns, nullptr}));
+}
+
 TEST_P(MessagesIn, NilAndTheEmptyTextAreToldApart) {
   ASSERT_TRUE(
       toolTakes(request(std::nullopt) + request(""), [&] { return root.requests.size() == 2; }));

@@ -1,0 +1,67 @@
+// WrapperFuzzer.cpp - parses an application wrapper that the input describes (Tree.h).
+#include "fuzz/Check.h"
+#include "fuzz/Silence.h"
+#include "fuzz/Tree.h"
+#include "parsing/AppWrapperParser.h"
+#include "parsing/RecordDecoding.h"
+#include "parsing/RecordEncoding.h"
+#include "platform/foundation/NSString.h"
+
+#include <array>
+#include <cstdint>
+
+using namespace tesker;
+
+namespace {
+
+constexpr std::array<const char *, 6> kWrappers = {"Foo.app",   "Tesker.app", "Foo",
+                                                   "Foo.debug", ".app",       "Foo.bundle"};
+
+// Every record says of which executable it is. Only an inspector's own pairs, which a registry
+// brings, may put something else there.
+void checkPaths(const Records &records, std::string_view top, bool hasRegistry) {
+  for (const TKLine &record : records) {
+    const NSObject *path = record.objectForKey("path");
+    check(path != nullptr);
+    check(hasRegistry || path->asString().bytes().starts_with(top));
+  }
+}
+
+bool holdsNul(const Records &records) {
+  for (const TKLine &record : records)
+    for (const auto &[key, value] : record)
+      if ((key.bytes().find('\0') & value->asString().bytes().find('\0')) != std::string_view::npos)
+        return true;
+  return false;
+}
+
+// What travels is read back equal.
+void checkTravelling(Records records) {
+  for (TKLine &record : records)
+    record.keepDescriptions();
+  const auto read = decodeParsedApp(encodeParsedApp(records), NSDefaultMallocZone());
+  check(read && read->size() == records.size());
+  if (holdsNul(records)) // which the encoding cannot carry
+    return;
+  for (TKLine &record : records)
+    for (const auto &[key, value] : TKLine(record)) // descriptions become strings
+      record.set(key, NSString::create(value->description().bytes()));
+  check(*read == records);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+  silenceLogs();
+  Input input(data, size);
+  const std::string wrapper = kWrappers[input.byte() % kWrappers.size()];
+  const bool hasRegistry = input.rest().find("registry.table") != std::string_view::npos;
+  const Tree tree(input);
+  const auto records = parseAppWrapper(NSFileManager::classObject(), NSString::create(tree.path()),
+                                       NSString::create(wrapper), NSDefaultMallocZone());
+  if (!records)
+    return 0;
+  checkPaths(*records, tree.path() + "/" + wrapper, hasRegistry);
+  checkTravelling(*records);
+  return 0;
+}
