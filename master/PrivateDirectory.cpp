@@ -146,20 +146,23 @@ Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent
   removeAbandoned(parent);
   int error = 0;
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-    std::string path = parent + "/" + std::string(kPrefix) + "XXXXXX";
-    if (::mkdtemp(path.data()) == nullptr)
-      return Failure{errno};
-    Result<FileDescriptor> lock = openLocked(path, false);
+    PrivateDirectory made(parent + "/" + std::string(kPrefix) + "XXXXXX");
+    if (::mkdtemp(made.path_.data()) == nullptr) {
+      error = errno;
+      made.path_.clear();
+      return Failure{error};
+    }
+    made.path_.copy(made.bootstrapPath_.data(), made.path_.size()); // as it is called now
+    Result<FileDescriptor> lock = openLocked(made.path_, false);
     if (lock) {
       // Without the bit that it has from a directory that hands its group on.
       (void)OperatingSystem::current().changeDescriptorMode(lock->number(), 0700);
-      return PrivateDirectory(std::move(path), std::move(*lock));
+      made.lock_ = std::move(*lock);
+      return made;
     }
     error = lock.error();
-    if (error == ENOENT || error == EWOULDBLOCK)
-      continue;
-    (void)::rmdir(path.c_str());
-    break;
+    if (error != ENOENT && error != EWOULDBLOCK)
+      break;
   }
   return Failure{error};
 }

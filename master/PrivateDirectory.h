@@ -26,9 +26,11 @@ public:
   // Fails with the errno.
   [[nodiscard]] static Result<PrivateDirectory> create();
   PrivateDirectory(PrivateDirectory &&other) noexcept
-      : path_(std::exchange(other.path_, {})), lock_(std::move(other.lock_)) {}
+      : path_(std::exchange(other.path_, {})), bootstrapPath_(std::move(other.bootstrapPath_)),
+        lock_(std::move(other.lock_)) {}
   PrivateDirectory &operator=(PrivateDirectory &&other) noexcept {
     path_.swap(other.path_);
+    bootstrapPath_.swap(other.bootstrapPath_);
     std::swap(lock_, other.lock_);
     return *this;
   }
@@ -39,14 +41,18 @@ public:
   const std::string &path() const { return path_; }
   // A place for a service's own directory in it, which is not made yet: a service locks that
   // itself.
-  std::string bootstrapPath() const { return path_ + "/bootstrap"; }
+  const std::string &bootstrapPath() const { return bootstrapPath_; }
 
 private:
-  PrivateDirectory(std::string path, FileDescriptor lock)
-      : path_(std::move(path)), lock_(std::move(lock)) {}
+  // Of a directory that is not made yet.
+  explicit PrivateDirectory(std::string path)
+      : path_(std::move(path)), bootstrapPath_(path_ + "/bootstrap") {}
   [[nodiscard]] static Result<PrivateDirectory> createUnder(const std::string &parent);
 
-  std::string path_; // empty when it has been moved from
+  // Empty when it has been moved from. Both are there beforehand, since removing the directory must
+  // not ask for memory.
+  std::string path_;
+  std::string bootstrapPath_;
   FileDescriptor lock_;
 };
 

@@ -3,7 +3,9 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <span>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace tesker {
@@ -31,6 +33,20 @@ std::size_t AuthenticationGate::lengthOfAnswer(std::string_view bytes) {
   return bytes.size();
 }
 
+namespace {
+
+// As recv(2); -1 where descriptors have come along, which the kernel closes.
+ssize_t takeWithoutDescriptors(int socket, std::span<char> bytes) {
+  iovec piece{bytes.data(), bytes.size()};
+  msghdr message{};
+  message.msg_iov = &piece;
+  message.msg_iovlen = 1;
+  const ssize_t taken = ::recvmsg(socket, &message, MSG_DONTWAIT);
+  return (message.msg_flags & MSG_CTRUNC) != 0 ? -1 : taken;
+}
+
+} // namespace
+
 void AuthenticationGate::pass() {
   if (isComplete_)
     return;
@@ -41,7 +57,7 @@ void AuthenticationGate::pass() {
     return;
   if (size > 0) {
     const std::size_t length = lengthOfAnswer({bytes.data(), static_cast<std::size_t>(size)});
-    const ssize_t taken = ::recv(input, bytes.data(), length, MSG_DONTWAIT);
+    const ssize_t taken = takeWithoutDescriptors(input, {bytes.data(), length});
     if (taken > 0 && ::send(ownEnd_.number(), bytes.data(), length, MSG_NOSIGNAL) == taken)
       return;
   }

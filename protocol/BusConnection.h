@@ -97,7 +97,8 @@ public:
 private:
   explicit BusConnection(BusRef<sd_bus> bus) : bus_(std::move(bus)) {}
 
-  // Gives the library the sockets, a client's input behind a gate; false when it refuses them.
+  // Gives the library the sockets, a client's input behind a gate; negative errno when it refuses
+  // them.
   int take(FileDescriptor input, FileDescriptor output, NSConnection::Side side);
   // Where it is to be seen that something has come.
   int inputDescriptor() const { return gate_ ? gate_->descriptor() : input_; }

@@ -104,6 +104,7 @@ constexpr sock_filter kTable[] = {
     ALLOW(recvmsg),
     ALLOW(sendto),
     ALLOW(recvfrom),
+    ALLOW(dup3),
     ALLOW(write),
     ALLOW(writev),
     ALLOW_WITH(socket, 0, AF_UNIX),

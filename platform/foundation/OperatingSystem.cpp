@@ -1,6 +1,7 @@
 #include "platform/foundation/OperatingSystem.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -33,12 +34,14 @@ template <class Call> auto resumed(Call call) {
 // Reads with getdents64(2), piece by piece.
 class RealDirectoryStream final : public DirectoryStream {
 public:
-  RealDirectoryStream()
-      : piece_(spare ? std::move(spare) : std::make_unique_for_overwrite<Piece>()) {}
+  RealDirectoryStream() : piece_(spare.exchange(nullptr)) {
+    if (!piece_)
+      piece_ = std::make_unique_for_overwrite<Piece>();
+  }
   ~RealDirectoryStream() override {
     if (descriptor_ >= 0)
       ::close(descriptor_);
-    spare = std::move(piece_);
+    delete spare.exchange(piece_.release());
   }
   RealDirectoryStream(const RealDirectoryStream &) = delete;
   RealDirectoryStream &operator=(const RealDirectoryStream &) = delete;
@@ -64,8 +67,9 @@ private:
   struct Piece {
     alignas(dirent64) char bytes[32768];
   };
-  // Most directories are read one after the other: they share a piece.
-  static thread_local std::unique_ptr<Piece> spare;
+  // Most directories are read one after the other: they share a piece, which belongs
+  // to the one who has taken it out.
+  static constinit std::atomic<Piece *> spare;
 
   bool fill() {
     const ssize_t got =
@@ -84,7 +88,7 @@ private:
   int error_ = 0;
 };
 
-thread_local std::unique_ptr<RealDirectoryStream::Piece> RealDirectoryStream::spare;
+constinit std::atomic<RealDirectoryStream::Piece *> RealDirectoryStream::spare = nullptr;
 
 // Calls one of the reentrant database functions with a buffer that grows until the row fits.
 template <class Row, class Lookup>

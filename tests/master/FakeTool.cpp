@@ -227,9 +227,15 @@ const std::map<std::string, Way> kServingWays{
 
 int main() {
   const std::string name = variable("FAKE_TOOL");
-  for (const auto *ways :
-       {&kStartingWays, &kHandOverWays, &kServingWays, &hostileProcessWays(), &hostileBusWays()})
-    if (const auto way = ways->find(name); way != ways->end()) {
+  const auto plain = [](const auto &ways) {
+    return [&ways]() -> const auto & { return ways; };
+  };
+  // Asked for one after the other: some of the hostile ones hold long messages.
+  const std::function<const std::map<std::string, Way> &()> tables[] = {
+      plain(kStartingWays), plain(kHandOverWays), plain(kServingWays), hostileProcessWays,
+      hostileBusWays};
+  for (const auto &ways : tables)
+    if (const auto way = ways().find(name); way != ways().end()) {
       way->second();
       return 0;
     }
