@@ -26,6 +26,15 @@ protected:
     return {std::move(outcome), memory.hasHappened()};
   }
 
+  // As a rule that memory is lacking. Now and then the bus library drops a message without a word,
+  // and the tool then ends before it has heard anything.
+  static void expectSaysWhy(const SearchFailure &failure) {
+    EXPECT_NE(failure.reason, "");
+    EXPECT_TRUE(failure.kind == SearchFailure::Kind::cannotSearch ||
+                failure.kind == SearchFailure::Kind::toolDied)
+        << failure.reason;
+  }
+
   const TemporaryDirectory runtime;
   const ScopedEnvironment runtimeVariable{"XDG_RUNTIME_DIR", runtime.path()};
   const ScopedEnvironment way{"FAKE_TOOL", "echo-previous"};
@@ -46,8 +55,7 @@ TEST_P(SearchWithoutMemory, AnswersRightOrSaysThatItCannotSearch) {
     happened = hasHappened;
     if (const auto *failure = std::get_if<SearchFailure>(&outcome.result)) {
       EXPECT_TRUE(happened);
-      EXPECT_EQ(failure->kind, SearchFailure::Kind::cannotSearch) << failure->reason;
-      EXPECT_NE(failure->reason, "");
+      expectSaysWhy(*failure);
       ++failures;
     } else {
       const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
@@ -68,7 +76,7 @@ TEST_P(SearchWithoutMemory, DoesSoInAProcessThatHasNotSearchedBefore) {
     inChild([&] {
       const auto [outcome, hasHappened] = searchWith(refused);
       if (const auto *failure = std::get_if<SearchFailure>(&outcome.result)) {
-        EXPECT_EQ(failure->kind, SearchFailure::Kind::cannotSearch) << failure->reason;
+        expectSaysWhy(*failure);
       }
       (void)writeAll(pipe.writeEnd.number(), hasHappened ? "y" : "n");
     });
