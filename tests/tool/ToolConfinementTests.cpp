@@ -31,13 +31,13 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
+#ifndef __SANITIZE_ADDRESS__ // which leaves the tool unconfined, for its own sake
 std::string textOf(const ToolUnderTest &tool, const std::string &file) {
   std::ostringstream text;
   text << std::ifstream("/proc/" + std::to_string(tool.process()) + "/" + file).rdbuf();
   return text.str();
 }
 
-#ifndef __SANITIZE_ADDRESS__ // which leaves the tool unconfined, for its own sake
 class ToolConfinement : public testing::Test {
 protected:
   static void tell() { ::setenv("TESKER_LOG_CONFINEMENT", "1", 1); }
