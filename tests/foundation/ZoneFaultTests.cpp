@@ -93,8 +93,10 @@ std::size_t failEachInTurn(Which which) {
     {
       const FailingAllocation failing(n, which);
       failures = useMixedBlocks(blocks);
-      if (!failing.hasHappened())
+      if (!failing.hasHappened()) {
+        blocks.giveAllBack();
         return n - 1;
+      }
     }
     if (which == Which::one)
       EXPECT_EQ(failures, 1U);

@@ -5,6 +5,7 @@
 #include "tests/master/FakeToolSupport.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/SanitizerMemory.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -81,7 +82,7 @@ TEST_P(HostileTool, EndsTheSearchInTheExpectedWay) {
   if (const auto *answer = std::get_if<SearchAnswer>(&outcome.result)) {
     EXPECT_TRUE(answer->records.empty());
   }
-  EXPECT_LT(peakMebibytes() - before, GetParam().mebibytes);
+  EXPECT_LT(peakMebibytes() - before, GetParam().mebibytes + kSanitizerMebibytes);
   EXPECT_EQ(openDescriptorCount(), descriptors);
   EXPECT_LE(outcome.logLines.size(), 100U);
 }

@@ -3,6 +3,7 @@
 
 #include "tests/ports/RawSockets.h"
 #include "tests/protocol/WireMessage.h"
+#include "tests/support/SanitizerMemory.h"
 #include "tests/tool/ToolUnderTest.h"
 
 #include <cerrno>
@@ -259,7 +260,7 @@ TEST_P(HostileMaster, LeavesNoToolBehind) {
   }
   struct rusage usage {};
   ::getrusage(RUSAGE_CHILDREN, &usage);
-  EXPECT_LT(usage.ru_maxrss >> 10, kMebibytes);
+  EXPECT_LT(usage.ru_maxrss >> 10, kMebibytes + kSanitizerMebibytes);
 }
 
 TEST(MoreDockPathsThanARequestMayHave, AreLoggedInOneLineAndNothingIsAnswered) {
