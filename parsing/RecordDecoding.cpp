@@ -109,10 +109,10 @@ std::uint32_t IndexNumbers::next() {
   if (rest_.empty())
     throw NSException(NSRangeException, "the index list ends too early");
   std::uint32_t number = 0;
-  std::size_t length = 0;
-  for (; rest_[length] != ',' && rest_[length] != ')'; ++length)
-    number = withDigit(number, rest_[length]);
-  rest_.remove_prefix(length + 1);
+  const char *at = rest_.data(); // every token has a comma or the list's end behind it
+  for (; *at != ',' && *at != ')'; ++at)
+    number = withDigit(number, *at);
+  rest_.remove_prefix(static_cast<std::size_t>(at + 1 - rest_.data()));
   ++taken_;
   return number;
 }

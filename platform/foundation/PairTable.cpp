@@ -45,10 +45,9 @@ std::size_t PairTable::placeOf(std::string_view key) const {
     const auto found = index_->find(key);
     return found == index_->end() ? pairs_.size() : found->second;
   }
-  std::size_t place = 0;
-  while (place < pairs_.size() && pairs_[place].key.bytes() != key)
-    ++place;
-  return place;
+  const auto found =
+      std::ranges::find_if(pairs_, [key](const Pair &pair) { return pair.key.bytes() == key; });
+  return static_cast<std::size_t>(found - pairs_.begin());
 }
 
 void PairTable::makeIndex() {
