@@ -133,7 +133,10 @@ SearchOutcome Search::run() {
     outcome.incomplete = incomplete_;
     outcome.logLines = log_->lines();
   } catch (const std::bad_alloc &) {
-    outcome.logLines.clear(); // the outcome is good without them
+    // The outcome is good without the lines, but one of them may have said that something is
+    // missing.
+    outcome.logLines.clear();
+    outcome.incomplete = true;
   }
   outcome.logLineCount = log_->count();
   return outcome;

@@ -1,11 +1,12 @@
-// RecordDecoding.h - the records back out of the text that carries them (RecordEncoding.h).
+// RecordDecoding.h - the records back out of the text that carries them, one at a time. What others
+// call is in RecordEncoding.h.
 //
 // The sender of the text may be hostile. What reading it takes beside the records themselves is at
 // most about twice the text: numbers are read where they stand, and a piece of the pool becomes a
 // string when a record first wants it, the same bytes for all.
 #pragma once
 
-#include "parsing/TKLine.h"
+#include "parsing/RecordEncoding.h"
 #include "platform/foundation/NSString.h"
 
 #include <array>
@@ -17,21 +18,6 @@
 #include <vector>
 
 namespace tesker {
-
-// The records, made in the zone, that the text holds: none for empty text, nothing when it is
-// malformed. An index that points outside the pool is logged, "==== Applications Finder: '%s'
-// yielded %d"; other malformed text gives nothing without a message. Numbers after the last record
-// are ignored. The index list may be any property list with an array of strings as long as it has
-// no more than kLargestForeignList bytes; beyond that only what encodeParsedApp writes is read.
-[[nodiscard]] std::optional<Records> decodeParsedApp(const NSString &text, NSZone &zone);
-inline constexpr std::size_t kLargestForeignList = std::size_t{1} << 20;
-
-// The value of lower-case hexadecimal digits, modulo 2 to the 32nd. No character is refused: any
-// byte that is not a decimal digit counts as its value minus 87. Kept: upper-case digits therefore
-// yield wrong values rather than an error, and writers have to use lower case.
-[[nodiscard]] std::uint32_t decodeHexInt(std::string_view digits);
-
-// ---- one record at a time ----
 
 // The pieces of the pool, found by their numbers.
 class PoolTexts {

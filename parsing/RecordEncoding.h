@@ -12,15 +12,16 @@
 // (NUL written as a bar) is {type = app; path = "/Apps/Edit.app"; name = Edit; } and
 // {type = app; path = "/Apps/Mail"; }.
 //
-// RecordDecoding.h reads it back. Nothing is escaped: a key or value that holds a NUL corrupts the
-// text. Values that are not strings travel as their descriptions, and the reader yields every value
-// as a string.
+// Nothing is escaped: a key or value that holds a NUL corrupts the text. Values that are not
+// strings travel as their descriptions, and the reader yields every value as a string.
 #pragma once
 
 #include "parsing/TKLine.h"
 #include "platform/foundation/NSString.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace tesker {
@@ -42,5 +43,18 @@ inline constexpr std::string_view kIncompleteLine = "*** Applications Finder: in
 
 // The text for the records; "(0)" for none.
 [[nodiscard]] NSString encodeParsedApp(const Records &records);
+
+// The records, made in the zone, that the text holds: none for empty text, nothing when it is
+// malformed. An index that points outside the pool is logged, "==== Applications Finder: '%s'
+// yielded %d"; other malformed text gives nothing without a message. Numbers after the last record
+// are ignored. The index list may be any property list with an array of strings as long as it has
+// no more than kLargestForeignList bytes; beyond that only what encodeParsedApp writes is read.
+[[nodiscard]] std::optional<Records> decodeParsedApp(const NSString &text, NSZone &zone);
+inline constexpr std::size_t kLargestForeignList = std::size_t{1} << 20;
+
+// The value of lower-case hexadecimal digits, modulo 2 to the 32nd. No character is refused: any
+// byte that is not a decimal digit counts as its value minus 87. Kept: upper-case digits therefore
+// yield wrong values rather than an error, and writers have to use lower case.
+[[nodiscard]] std::uint32_t decodeHexInt(std::string_view digits);
 
 } // namespace tesker

@@ -3,6 +3,7 @@
 //   consumer DIR ANSWER     prints the names in DIR and the programs that the answer text names
 #include "caching/CachingFileManager.h"
 #include "master/SearchOutcome.h"
+#include "parsing/RecordEncoding.h"
 
 #include <fstream>
 #include <iostream>
@@ -25,7 +26,8 @@ int main(int count, char **words) {
   std::ifstream file(words[2], std::ios::binary);
   const std::string text(std::istreambuf_iterator<char>(file), {});
   const auto records = decodeRecords(text);
-  if (!records)
+  const auto lines = decodeParsedApp(NSString::create(text), NSDefaultMallocZone());
+  if (!records || !lines || lines->size() != records->size())
     return 1;
   for (const SearchRecord &record : *records)
     if (const std::string *path = record.find("path"))
