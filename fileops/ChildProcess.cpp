@@ -79,14 +79,6 @@ bool OperationUnderWay::interrupt(int signal) {
   return true;
 }
 
-SignalsHeld::SignalsHeld() {
-  sigset_t all;
-  ::sigfillset(&all);
-  ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-}
-
-void SignalsHeld::letThrough() const { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
 pid_t ChildProcess::forkChild() {
   if (interruption != 0)
     return -1;

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "fileops/ChildSteps.h"
+#include "platform/foundation/SignalsHeld.h"
 
-#include <csignal>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -61,21 +61,6 @@ public:
   // Async-signal-safe. Sends the signal to the children that run, and lets no further one be
   // started. False, with nothing done, when no operation is under way.
   static bool interrupt(int signal);
-};
-
-// While one lives, signals wait.
-class SignalsHeld {
-public:
-  SignalsHeld();
-  ~SignalsHeld() { letThrough(); }
-  SignalsHeld(const SignalsHeld &) = delete;
-  SignalsHeld &operator=(const SignalsHeld &) = delete;
-
-  // Ends it early.
-  void letThrough() const;
-
-private:
-  sigset_t before_;
 };
 
 class ChildProcess {

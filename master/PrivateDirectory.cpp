@@ -5,16 +5,14 @@
 
 #include <array>
 #include <cerrno>
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <optional>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace tesker {
@@ -60,28 +58,19 @@ Result<FileDescriptor> openLocked(const std::string &path, bool locksAreNeeded) 
   return directory;
 }
 
-// As getdents64(2) tells of it; behind the type is the name, which ends with a NUL.
-struct DirectoryEntry {
-  std::uint64_t inode;
-  std::int64_t offset;
-  std::uint16_t length;
-  std::uint8_t type;
-};
-constexpr std::size_t kOffsetOfName = offsetof(DirectoryEntry, type) + 1;
-
 void removeEntry(int directory, const char *name, int depth, const Deadline &deadline);
 
 // Removes what is in the directory, as far as it goes, without asking for memory.
 void clear(int directory, int depth, const Deadline &deadline) {
-  alignas(DirectoryEntry) std::array<char, 2048> entries;
+  alignas(dirent64) std::array<char, 2048> entries;
   for (;;) {
-    const long size = ::syscall(SYS_getdents64, directory, entries.data(), entries.size());
-    for (long at = 0; at < size;) {
-      const auto *entry = reinterpret_cast<const DirectoryEntry *>(entries.data() + at);
+    const ssize_t size = ::getdents64(directory, entries.data(), entries.size());
+    for (ssize_t at = 0; at < size;) {
+      const auto *entry = reinterpret_cast<const dirent64 *>(entries.data() + at);
       if (deadline.passed())
         return;
-      removeEntry(directory, entries.data() + at + kOffsetOfName, depth, deadline);
-      at += entry->length;
+      removeEntry(directory, entry->d_name, depth, deadline);
+      at += entry->d_reclen;
     }
     if (size <= 0)
       return;

@@ -1,6 +1,7 @@
 #include "master/Search.h"
 
 #include "parsing/RecordEncoding.h"
+#include "platform/foundation/ReadFailures.h"
 #include "platform/ports/Bootstrap.h"
 #include "protocol/FinderProtocol.h"
 
@@ -25,10 +26,6 @@ constexpr std::size_t kRecordsInARow = 1000;
 
 NSString stringOf(std::optional<std::string_view> text) {
   return text ? NSString::create(*text) : nullptr;
-}
-
-std::size_t countOfPaths(std::string_view list) {
-  return static_cast<std::size_t>(std::count(list.begin(), list.end(), kDockPathSeparator)) + 1;
 }
 
 // Of a failed check-in.
@@ -64,7 +61,7 @@ SearchStage Search::stage() const {
 std::optional<SearchFailure> Search::begin() {
   if (argument_.length() > NSConnection::kLargestArgument)
     return failure(Kind::cannotSearch, "the request is longer than a message can be");
-  if (kind_ == Request::Kind::dockPaths && countOfPaths(argument_.bytes()) > kMostDockPaths)
+  if (kind_ == Request::Kind::dockPaths && countOfDockPaths(argument_.bytes()) > kMostDockPaths)
     return failure(Kind::cannotSearch,
                    "the request has more paths than " + std::to_string(kMostDockPaths));
   if (previous_.length() > NSConnection::kLargestCarriedText)
@@ -107,7 +104,7 @@ std::optional<SearchFailure> Search::stepStart() {
   const int error = tool_->startError();
   if (error == 0)
     return std::nullopt;
-  if (error == EMFILE || error == ENFILE || error == ENOMEM || error == EAGAIN)
+  if (isExhaustion(error) || error == EAGAIN)
     return failure(Kind::cannotSearch,
                    std::string("no process can be started: ") + std::strerror(error));
   return failure(Kind::toolMissing,

@@ -2,6 +2,8 @@
 
 #include "platform/foundation/Deadline.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/ReadFailures.h"
+#include "platform/foundation/SignalsHeld.h"
 
 #include <array>
 #include <cerrno>
@@ -30,23 +32,6 @@ Result<Pipe> createPipeFromChild() {
     return Failure{errno};
   return pipe;
 }
-
-// No signal reaches this thread while one of these lives: a handler of this process must not run in
-// the child.
-class SignalsBlocked {
-public:
-  SignalsBlocked() {
-    sigset_t all;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked &) = delete;
-  SignalsBlocked &operator=(const SignalsBlocked &) = delete;
-
-private:
-  sigset_t before_;
-};
 
 // ---- the child, before it is the program: only what may be called between fork and exec ----
 
@@ -139,7 +124,7 @@ Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &progr
   std::unique_ptr<ToolProcess> process(
       new ToolProcess(std::move(log->readEnd), std::move(error->readEnd)));
 
-  const SignalsBlocked blocked;
+  const SignalsHeld held;      // the child lets them through
   const pid_t pid = ::_Fork(); // what this process has asked for at a fork is not for this child
   if (pid < 0)
     return Failure{errno};
@@ -158,7 +143,7 @@ int ToolProcess::watch(pid_t pid) {
   if (pidfd_)
     return 0;
   // Every other error means that there is no such call, or that a sandbox forbids it.
-  if (errno == EMFILE || errno == ENFILE || errno == ENOMEM)
+  if (isExhaustion(errno))
     return errno;
   if (errno != ESRCH)
     return 0;

@@ -10,13 +10,27 @@
 
 namespace tesker {
 
-std::optional<AuthenticationGate> AuthenticationGate::before(FileDescriptor input) {
+namespace {
+
+// As recv(2); -1 where descriptors have come along, which the kernel closes.
+ssize_t takeWithoutDescriptors(int socket, std::span<char> bytes) {
+  iovec piece{bytes.data(), bytes.size()};
+  msghdr message{};
+  message.msg_iov = &piece;
+  message.msg_iovlen = 1;
+  const ssize_t taken = ::recvmsg(socket, &message, MSG_DONTWAIT);
+  return (message.msg_flags & MSG_CTRUNC) != 0 ? -1 : taken;
+}
+
+} // namespace
+
+Result<AuthenticationGate> AuthenticationGate::before(FileDescriptor input) {
   AuthenticationGate gate(std::move(input));
   int ends[2] = {-1, -1};
   const int flags = ::fcntl(gate.descriptor(), F_GETFL);
   if (flags < 0 || ::fcntl(gate.descriptor(), F_SETFL, flags | O_NONBLOCK) < 0 ||
       ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) < 0)
-    return std::nullopt;
+    return Failure{errno};
   gate.ownEnd_ = FileDescriptor(ends[0]);
   gate.libraryEnd_ = FileDescriptor(ends[1]);
   return gate;
@@ -32,20 +46,6 @@ std::size_t AuthenticationGate::lengthOfAnswer(std::string_view bytes) {
   }
   return bytes.size();
 }
-
-namespace {
-
-// As recv(2); -1 where descriptors have come along, which the kernel closes.
-ssize_t takeWithoutDescriptors(int socket, std::span<char> bytes) {
-  iovec piece{bytes.data(), bytes.size()};
-  msghdr message{};
-  message.msg_iov = &piece;
-  message.msg_iovlen = 1;
-  const ssize_t taken = ::recvmsg(socket, &message, MSG_DONTWAIT);
-  return (message.msg_flags & MSG_CTRUNC) != 0 ? -1 : taken;
-}
-
-} // namespace
 
 void AuthenticationGate::pass() {
   if (isComplete_)

@@ -9,15 +9,15 @@
 
 #include "platform/foundation/Files.h"
 
-#include <optional>
 #include <string_view>
 
 namespace tesker {
 
 class AuthenticationGate {
 public:
-  // Takes over the socket from which the answer comes. Nothing when the system refuses another.
-  [[nodiscard]] static std::optional<AuthenticationGate> before(FileDescriptor input);
+  // Takes over the socket from which the answer comes. Fails with the errno when the system refuses
+  // another.
+  [[nodiscard]] static Result<AuthenticationGate> before(FileDescriptor input);
 
   // What the library is to read meanwhile; none once it has been taken.
   FileDescriptor takeLibraryEnd() { return std::move(libraryEnd_); }

@@ -1,5 +1,6 @@
 #include "protocol/BusConnection.h"
 
+#include "platform/foundation/ReadFailures.h"
 #include "protocol/FinderProtocol.h"
 #include "protocol/NSConnection.h"
 
@@ -111,10 +112,11 @@ BusConnection::over(FileDescriptor input, FileDescriptor output, NSConnection::S
 
 int BusConnection::take(FileDescriptor input, FileDescriptor output, NSConnection::Side side) {
   if (side == NSConnection::Side::client) {
-    gate_ = AuthenticationGate::before(std::move(input));
-    if (!gate_)
-      return -errno;
-    input = gate_->takeLibraryEnd();
+    Result<AuthenticationGate> gate = AuthenticationGate::before(std::move(input));
+    if (!gate)
+      return -gate.error();
+    input = gate->takeLibraryEnd();
+    gate_ = std::move(*gate);
   }
   const int result = sd_bus_set_fd(bus_, input.number(), output.number());
   if (result >= 0) { // they are the bus's now
@@ -154,7 +156,7 @@ void BusConnection::addObject(const char *path, const char *interface, const sd_
 
 // Tells what this side lacks from what the other side did.
 void BusConnection::noteLack(int error) {
-  if (error == ENOMEM || error == EMFILE || error == ENFILE)
+  if (isExhaustion(error))
     lack_ = error;
 }
 

@@ -8,6 +8,7 @@
 
 #include "platform/foundation/NSString.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -43,6 +44,9 @@ inline constexpr char kDockPathSeparator = '\0';
 // that a list of nothing but separators costs neither memory nor a log line for each of its bytes.
 // A request with more raises in the tool: nothing is answered.
 inline constexpr std::size_t kMostDockPaths = 10000;
+[[nodiscard]] inline std::size_t countOfDockPaths(std::string_view list) {
+  return static_cast<std::size_t>(std::count(list.begin(), list.end(), kDockPathSeparator)) + 1;
+}
 
 // What the objects and their members are called on D-Bus (docs/Tesker.ToolFinder.xml).
 namespace bus_names {

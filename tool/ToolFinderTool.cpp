@@ -5,7 +5,6 @@
 #include "platform/foundation/Text.h"
 #include "protocol/FinderProtocol.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -36,9 +35,8 @@ void ToolFinderTool::findAppsInSearchPath(const NSString &path, const NSString &
 void ToolFinderTool::findAppsForDockPaths(const NSString &paths, const NSString &previous,
                                           Ref<FinderClient> client) {
   const std::string_view text = paths.bytes();
-  const auto separators = std::count(text.begin(), text.end(), kDockPathSeparator);
-  if (static_cast<std::size_t>(separators) >= kMostDockPaths) {
-    syslogError("*** Too many dock paths: %d", {std::to_string(separators + 1)});
+  if (const std::size_t count = countOfDockPaths(text); count > kMostDockPaths) {
+    syslogError("*** Too many dock paths: %d", {std::to_string(count)});
     throw NSException(NSRangeException, "Too many dock paths");
   }
   std::vector<NSString> list;

@@ -2,6 +2,7 @@
 
 #include "platform/foundation/Files.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/Text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -31,7 +32,6 @@ void writeLineToStandardError(std::string_view text) {
 
 // Bytes of 0x80 and above are left alone: they belong to UTF-8 characters.
 void appendWithoutControls(std::string &text, std::string_view argument) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
   for (const char byte : argument) {
     const auto code = static_cast<unsigned char>(byte);
     if (byte == '\n') {
@@ -40,7 +40,7 @@ void appendWithoutControls(std::string &text, std::string_view argument) {
       text += "\\t";
     } else if (code < 0x20 || code == 0x7F) {
       text += "\\x";
-      text += {kDigits[code / 16], kDigits[code % 16]};
+      appendHexadecimal(text, std::string_view(&byte, 1));
     } else {
       text += byte;
     }
@@ -93,6 +93,7 @@ void syslogError(std::string_view text) {
   } else {
     const auto length = static_cast<int>(std::min<std::size_t>(text.size(), INT_MAX));
     ::syslog(LOG_ERR, "%.*s", length, text.data());
+    // Not environmentValue, which takes memory.
     const char *toStandardError = std::getenv("TESKER_LOG_STDERR");
     if (toStandardError != nullptr && std::string_view(toStandardError) == "1")
       writeLineToStandardError(text);

@@ -67,8 +67,8 @@ private:
   struct Piece {
     alignas(dirent64) char bytes[32768];
   };
-  // Most directories are read one after the other: they share a piece, which belongs
-  // to the one who has taken it out.
+  // Most directories are read one after the other: they share a piece, which belongs to the one who
+  // has taken it out.
   static constinit std::atomic<Piece *> spare;
 
   bool fill() {

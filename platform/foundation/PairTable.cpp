@@ -18,13 +18,13 @@ void PairTable::set(const NSString &key, Ref<NSObject> value) {
     return;
   }
   pairs_.push_back({key, std::move(value)});
-  if (pairs_.size() <= kLargestWithoutIndex && !index_)
+  if (!index_ && pairs_.size() <= kLargestWithoutIndex)
     return;
   try {
     if (index_)
       index_->emplace(key.bytes(), place);
     else
-      indexIfLarge();
+      makeIndex();
   } catch (...) { // out of memory: no pair that the index does not know
     pairs_.pop_back();
     throw;

@@ -18,6 +18,8 @@ thread_local ReadFailures *listening = nullptr;
 
 } // namespace
 
+bool isExhaustion(int error) { return error == ENOMEM || error == EMFILE || error == ENFILE; }
+
 ReadFailures::ReadFailures() : before_(listening) { listening = this; }
 
 ReadFailures::~ReadFailures() { listening = before_; }
@@ -27,7 +29,7 @@ void noteReadFailure(int error) {
     return;
   if (error == ENOMEM)
     throw std::bad_alloc();
-  if (error == EMFILE || error == ENFILE)
+  if (isExhaustion(error))
     throw std::system_error(error, std::generic_category());
   if (listening->count_++ == 0)
     listening->firstError_ = error;

@@ -15,6 +15,10 @@
 
 namespace tesker {
 
+// Whether the errno says that the process or the system has no memory or no descriptors left:
+// ENOMEM, EMFILE, ENFILE.
+[[nodiscard]] bool isExhaustion(int error);
+
 class ReadFailures {
 public:
   ReadFailures();
