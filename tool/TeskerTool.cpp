@@ -34,8 +34,12 @@ void TeskerTool::run() {
   try {
     NSRunLoop::currentRunLoop().run();
   } catch (...) {
-    syslogError("TeskerTool [%d] exception", {std::to_string(::getpid())});
+    logException();
   }
+}
+
+void TeskerTool::logException() {
+  syslogError("TeskerTool [%d] exception", {std::to_string(::getpid())});
 }
 
 void TeskerTool::terminate(FinderClient &client) {

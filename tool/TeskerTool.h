@@ -19,6 +19,9 @@ public:
   // "TeskerTool [%d] exception" with the process id, and ends it.
   void run();
 
+  // Logs that one has ended the tool's work, as run() does.
+  static void logException();
+
   // Waits until the client has answered self(), and ends the process with status 0.
   [[noreturn]] virtual void terminate(FinderClient &client);
 

@@ -2,7 +2,6 @@
 // up what a search does not need, serves one request and ends. It takes no notice of its arguments.
 
 #include "platform/foundation/Files.h"
-#include "platform/foundation/NSLog.h"
 #include "platform/ports/HostInfo.h"
 #include "tool/Confinement.h"
 #include "tool/ToolFinderTool.h"
@@ -10,8 +9,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <new>
-#include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -22,7 +19,7 @@ tesker::RefPtr<tesker::ToolFinderTool> connectedTool() {
   try {
     return tesker::ToolFinderTool::create();
   } catch (const std::bad_alloc &) {
-    tesker::syslogError("TeskerTool [%d] exception", {std::to_string(::getpid())});
+    tesker::TeskerTool::logException();
     return nullptr;
   }
 }

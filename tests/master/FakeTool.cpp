@@ -145,7 +145,7 @@ Way answering(const NSString &text) {
 // The same after the line that says that something is missing from the answer.
 Way answeringIncompletely(const NSString &text) {
   return serving([text](const NSString &key, const NSString &, FinderClient &client) {
-    std::cerr << "*** Applications Finder: incomplete: a \x1b[1mreason" << std::endl;
+    std::cerr << "*** Applications Finder: incomplete: a \x1b[1mreason\nanother line" << std::endl;
     answer(text, key, client);
   });
 }
