@@ -44,6 +44,7 @@ SearchFailure outOfMemory(SearchStage stage) {
 Search::Search(const FinderMasterOptions &options, const Request &request)
     : options_(options), kind_(request.kind), argument_(NSString::create(request.argument)),
       previous_(stringOf(request.previous)), deadline_(Deadline::in(options.timeout)),
+      waitingEnds_(deadline_),
       receiver_(AnswerReceiver::create(
           kind_ == Request::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
           request.previous.has_value())) {}
@@ -167,7 +168,7 @@ void Search::wait() {
                                   {log_->descriptor(), POLLIN, 0},
                                   {options_.cancelDescriptor, POLLIN, 0},
                                   {tool_->startDescriptor(), POLLIN, 0}};
-  int timeout = moreToDispatch_ ? 0 : deadline_.pollTimeout();
+  int timeout = moreToDispatch_ ? 0 : waitingEnds_.pollTimeout();
   if (tool_->endDescriptor() < 0)
     timeout = std::min(timeout, kMillisecondsBetweenLooks);
   if (!connectionLost_)
@@ -226,13 +227,13 @@ void Search::stepConnection() {
 
 void Search::connectionHasEnded() {
   connectionLost_ = true;
-  deadline_ = earlier(deadline_, Deadline::in(kTimeToEnd));
+  waitingEnds_ = earlier(deadline_, Deadline::in(kTimeToEnd));
 }
 
 std::optional<SearchFailure> Search::whatEndsTheWaiting() {
   if (cancelled_)
     return failure(Kind::cancelled, "the search was given up");
-  if (!deadline_.passed())
+  if (!waitingEnds_.passed())
     return std::nullopt;
   if (connectionLost_)
     return failure(Kind::connectionLost,

@@ -95,7 +95,8 @@ private:
   const Request::Kind kind_;
   const NSString argument_;
   const NSString previous_;
-  Deadline deadline_;
+  const Deadline deadline_; // the caller's
+  Deadline waitingEnds_;    // that, or soon after the connection was lost
   const Ref<AnswerReceiver> receiver_;
 
   // In the order in which they are made; the tool is ended before its service goes.
