@@ -7,31 +7,23 @@
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace tesker {
 
 namespace {
 
-std::uint32_t withDigit(std::uint32_t number, char digit) {
-  const std::uint32_t byte = static_cast<unsigned char>(digit);
-  return number * 16 + (byte >= '0' && byte <= '9' ? byte - '0' : byte - 87U);
-}
-
-// Whether the list is in the form in which it is written: unquoted tokens with single commas
-// between them. "/" may not begin a token, as it may begin a comment.
-bool isPlainList(std::string_view list) {
-  if (list.size() < 3 || list.front() != '(' || list.back() != ')')
-    return false;
-  bool isPlain = true;
-  bool inToken = false;
-  for (const char byte : list.substr(1, list.size() - 2)) {
-    const bool ofToken = isUnquotedCharacter(byte) && (inToken || byte != '/');
-    isPlain &= ofToken || (inToken && byte == ',');
-    inToken = ofToken;
-  }
-  return isPlain && inToken;
-}
+// What each byte stands for as a digit of the form in which numbers are written; kNoDigit for
+// others.
+constexpr std::uint8_t kNoDigit = 16;
+constexpr auto kDigits = [] {
+  std::array<std::uint8_t, 256> digits;
+  digits.fill(kNoDigit);
+  for (std::uint8_t value = 0; value < kNoDigit; ++value)
+    digits[static_cast<unsigned char>("0123456789abcdef"[value])] = value;
+  return digits;
+}();
 
 // The strings at the beginning of the array that the property list holds.
 std::vector<NSString> tokensOf(std::string_view list) {
@@ -50,7 +42,12 @@ std::vector<NSString> tokensOf(std::string_view list) {
 }
 
 // The last piece of the text begins here; 0 where there is no other.
-std::size_t startOfList(std::string_view text) { return text.rfind('\0') + 1; }
+std::size_t startOfList(std::string_view text) {
+  const void *nul = ::memrchr(text.data(), '\0', text.size());
+  return nul == nullptr
+             ? 0
+             : static_cast<std::size_t>(static_cast<const char *>(nul) - text.data()) + 1;
+}
 
 } // namespace
 
@@ -62,14 +59,11 @@ PoolTexts::PoolTexts(std::string_view pool) : pool_(pool) {
   strings_.resize((count_ + kBlock - 1) / kBlock);
 }
 
-const NSString &PoolTexts::at(std::size_t index) {
+const NSString &PoolTexts::make(std::size_t index) {
   std::unique_ptr<Block> &block = strings_[index / kBlock];
   if (!block)
     block = std::make_unique<Block>();
-  NSString &string = (*block)[index % kBlock];
-  if (!string)
-    string = NSString::create(pieceAt(index));
-  return string;
+  return (*block)[index % kBlock] = NSString::create(pieceAt(index));
 }
 
 std::string_view PoolTexts::pieceAt(std::size_t index) {
@@ -85,18 +79,8 @@ std::string_view PoolTexts::pieceAt(std::size_t index) {
 }
 
 IndexNumbers::IndexNumbers(std::string_view list) : list_(list), plain_(list) {
-  if (!isPlainList(list)) {
-    if (list.size() > kLargestForeignList)
-      throw NSException(NSInvalidArgumentException, "the last piece is not written as lists are");
-    rewritten_.push_back('(');
-    for (const NSString &token : tokensOf(list)) {
-      appendHexadecimal(rewritten_, std::uint64_t{decodeHexInt(token.bytes())});
-      rewritten_.push_back(',');
-    }
-    if (rewritten_.size() > 1)
-      rewritten_.back() = ')';
-    plain_ = rewritten_;
-  }
+  if (list.size() < 3 || list.front() != '(' || list.back() != ')')
+    rewrite();
   rewind();
 }
 
@@ -108,13 +92,44 @@ void IndexNumbers::rewind() {
 std::uint32_t IndexNumbers::next() {
   if (rest_.empty())
     throw NSException(NSRangeException, "the index list ends too early");
+  const char *at = rest_.data(); // the list's end stops it at the latest
   std::uint32_t number = 0;
-  const char *at = rest_.data(); // every token has a comma or the list's end behind it
-  for (; *at != ',' && *at != ')'; ++at)
-    number = withDigit(number, *at);
-  rest_.remove_prefix(static_cast<std::size_t>(at + 1 - rest_.data()));
+  for (std::uint32_t digit; (digit = kDigits[static_cast<unsigned char>(*at)]) != kNoDigit; ++at)
+    number = number * 16 + digit;
+  const auto length = static_cast<std::size_t>(at - rest_.data());
+  const bool isLast = length + 1 == rest_.size();
+  if (length == 0 || *at != (isLast ? ')' : ','))
+    return nextOfAnotherForm();
+  rest_.remove_prefix(length + 1);
   ++taken_;
   return number;
+}
+
+void IndexNumbers::checkRest() {
+  while (!rest_.empty())
+    (void)next();
+}
+
+std::uint32_t IndexNumbers::nextOfAnotherForm() {
+  const std::size_t taken = taken_;
+  rewrite();
+  rewind();
+  while (taken_ < taken)
+    (void)next();
+  return next();
+}
+
+void IndexNumbers::rewrite() {
+  if (list_.size() > kLargestForeignList)
+    throw NSException(NSInvalidArgumentException, "the last piece is not written as lists are");
+  rewritten_.assign(1, '(');
+  for (const NSString &token : tokensOf(list_)) {
+    appendHexadecimal(rewritten_, std::uint64_t{decodeHexInt(token.bytes())});
+    rewritten_.push_back(',');
+  }
+  if (rewritten_.size() > 1)
+    rewritten_.back() = ')';
+  plain_ = rewritten_;
 }
 
 NSString IndexNumbers::tokenAt(std::size_t place) const {
@@ -131,8 +146,10 @@ RecordReader::RecordReader(std::string_view text, NSZone &zone)
       texts_(text.substr(0, startOfList(text))), count_(numbers_.next()) {}
 
 std::optional<TKLine> RecordReader::next() {
-  if (read_ == count_)
+  if (read_ == count_) {
+    numbers_.checkRest();
     return std::nullopt;
+  }
   ++read_;
   const std::uint32_t pairs = numbers_.next();
   // The announced number is not a reason to allocate: each pair takes two of the numbers left.
@@ -148,6 +165,7 @@ void RecordReader::check() {
   for (; read_ < count_; ++read_)
     for (std::uint32_t pairs = numbers_.next(); pairs > 0; --pairs)
       (void)nextPair();
+  numbers_.checkRest();
   numbers_.rewind();
   (void)numbers_.next();
   read_ = 0;
@@ -164,7 +182,8 @@ RecordReader::IndexPair RecordReader::nextPair() {
   return {key, value};
 }
 
-void RecordReader::refuse(std::size_t place, std::uint32_t number) const {
+void RecordReader::refuse(std::size_t place, std::uint32_t number) {
+  numbers_.checkRest(); // what is not a list at all is refused without a line
   syslogError("==== Applications Finder: '%s' yielded %d",
               {numbers_.tokenAt(place).bytes(), std::to_string(static_cast<std::int32_t>(number))});
   throw NSException(NSGenericException, "an index leaves the pool");
@@ -188,8 +207,10 @@ std::optional<Records> decodeParsedApp(const NSString &text, NSZone &zone) {
 
 std::uint32_t decodeHexInt(std::string_view digits) {
   std::uint32_t value = 0;
-  for (const char digit : digits)
-    value = withDigit(value, digit);
+  for (const char digit : digits) {
+    const std::uint32_t byte = static_cast<unsigned char>(digit);
+    value = value * 16 + (byte >= '0' && byte <= '9' ? byte - '0' : byte - 87U);
+  }
   return value;
 }
 

@@ -26,7 +26,10 @@ public:
   explicit PoolTexts(std::string_view pool);
   std::size_t count() const { return count_; }
   // Precondition: the index is below the count.
-  const NSString &at(std::size_t index);
+  const NSString &at(std::size_t index) {
+    const auto &block = strings_[index / kBlock];
+    return block && (*block)[index % kBlock] ? (*block)[index % kBlock] : make(index);
+  }
 
 private:
   // Where every fourth piece begins: in between a look is cheaper than the memory.
@@ -34,6 +37,7 @@ private:
   static constexpr std::size_t kBlock = 512;
   using Block = std::array<NSString, kBlock>;
 
+  const NSString &make(std::size_t index);
   std::string_view pieceAt(std::size_t index);
 
   std::string_view pool_;
@@ -47,13 +51,18 @@ private:
   std::vector<std::unique_ptr<Block>> strings_; // made as they are wanted
 };
 
-// The numbers of the index list, one after the other.
+// The numbers of the index list, one after the other. They are read where they stand while the list
+// has the form in which it is written: digits with single commas between them. At the first byte of
+// another form, which any property list of strings may have, it is written out in that form first.
 class IndexNumbers {
 public:
-  // The list's bytes; borrowed. Raises an NSException when it is not a list that may be read.
+  // The list's bytes; borrowed. Every method that goes through it raises an NSException where it
+  // finds that they are not a list that may be read.
   explicit IndexNumbers(std::string_view list);
   // The next one. Raises when there is none left.
   std::uint32_t next();
+  // Takes all that are left.
+  void checkRest();
   // How many there can be at most from here on.
   std::size_t most() const { return rest_.size() / 2 + 1; }
   // The same numbers from the first on.
@@ -64,6 +73,9 @@ public:
   NSString tokenAt(std::size_t place) const;
 
 private:
+  std::uint32_t nextOfAnotherForm();
+  void rewrite();
+
   std::string_view list_;
   std::string rewritten_; // a list in another form, in the plain one
   std::string_view plain_;
@@ -90,7 +102,7 @@ private:
     std::size_t value;
   };
   IndexPair nextPair();
-  [[noreturn]] void refuse(std::size_t place, std::uint32_t number) const;
+  [[noreturn]] void refuse(std::size_t place, std::uint32_t number);
 
   NSZone &zone_;
   IndexNumbers numbers_;

@@ -26,11 +26,6 @@ std::optional<TKLine> TKLine::initWithString(NSZone &zone, std::string_view text
   return std::nullopt;
 }
 
-void TKLine::setObjectForKey(RefPtr<NSObject> object, const NSString &key) {
-  if (object)
-    mdict_.set(key, Ref<NSObject>::adopt(*object.leak()));
-}
-
 void TKLine::setFrom(const NSDictionary &dictionary, std::string_view itsKey, const NSString &key) {
   if (NSObject *value = dictionary.objectForKey(itsKey))
     mdict_.set(key, Ref<NSObject>(*value));

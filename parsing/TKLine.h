@@ -63,11 +63,11 @@ public:
   const NSObject *objectForKey(std::string_view key) const { return mdict_.find(key); }
 
   // A nil value is ignored, so that optional values can be set without testing them.
-  void setObjectForKey(RefPtr<NSObject> object, const NSString &key);
-  void set(const NSString &key, const NSString &string) {
-    if (string)
-      mdict_.set(key, string.object().toRef());
+  void setObjectForKey(RefPtr<NSObject> object, const NSString &key) {
+    if (object)
+      mdict_.set(key, Ref<NSObject>::adopt(*object.leak()));
   }
+  void set(const NSString &key, const NSString &string) { setObjectForKey(string.object(), key); }
   // Sets the key to what the dictionary has under its own; nothing when it has nothing there.
   void setFrom(const NSDictionary &dictionary, std::string_view itsKey, const NSString &key);
   // Sets every pair of the dictionary, in its order.

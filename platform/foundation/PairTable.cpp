@@ -6,13 +6,25 @@
 
 namespace tesker {
 
+template <class Key> std::size_t PairTable::placeOf(const Key &key, std::string_view bytes) const {
+  if (index_) {
+    const auto found = index_->find(bytes);
+    return found == index_->end() ? pairs_.size() : found->second;
+  }
+  std::size_t place = 0;
+  while (place < pairs_.size() && !(pairs_[place].key == key))
+    ++place;
+  return place;
+}
+
 NSObject *PairTable::find(std::string_view key) const {
-  const std::size_t place = placeOf(key);
+  const std::size_t place = placeOf(key, key);
   return place < pairs_.size() ? &*pairs_[place].value : nullptr;
 }
 
 void PairTable::set(const NSString &key, Ref<NSObject> value) {
-  const std::size_t place = placeOf(key.bytes());
+  (void)key.hash(); // by which other keys differ without a look at their bytes
+  const std::size_t place = placeOf(key, key.bytes());
   if (place < pairs_.size()) {
     pairs_[place].value = std::move(value);
     return;
@@ -32,22 +44,12 @@ void PairTable::set(const NSString &key, Ref<NSObject> value) {
 }
 
 void PairTable::remove(std::string_view key) {
-  const std::size_t place = placeOf(key);
+  const std::size_t place = placeOf(key, key);
   if (place == pairs_.size())
     return;
   index_.reset();
   pairs_.erase(pairs_.begin() + static_cast<std::ptrdiff_t>(place));
   indexIfLarge();
-}
-
-std::size_t PairTable::placeOf(std::string_view key) const {
-  if (index_) {
-    const auto found = index_->find(key);
-    return found == index_->end() ? pairs_.size() : found->second;
-  }
-  const auto found =
-      std::ranges::find_if(pairs_, [key](const Pair &pair) { return pair.key.bytes() == key; });
-  return static_cast<std::size_t>(found - pairs_.begin());
 }
 
 void PairTable::makeIndex() {

@@ -55,8 +55,9 @@ public:
   std::size_t hash() const;
 
 private:
-  // The place of the key, or the number of pairs when it is not there.
-  std::size_t placeOf(std::string_view key) const;
+  // The place of the key, given as a string or as its bytes; the number of pairs when it is not
+  // there.
+  template <class Key> std::size_t placeOf(const Key &key, std::string_view bytes) const;
   void indexIfLarge() {
     if (pairs_.size() > kLargestWithoutIndex)
       makeIndex();

@@ -75,8 +75,38 @@ TEST(RecordReader, RaisesWhereTheLastPieceIsNotAList) {
   for (const char *bars :
        {"a|b", "a|", "a|{}", "a|(1,1", "a|(0,,0)", "a|(,0)", "(", ")", "a|(0)x", "a|(//0)"}) {
     const std::string bytes = text(bars);
-    EXPECT_THROW(RecordReader(bytes, NSDefaultMallocZone()), NSException) << bars;
+    EXPECT_THROW(RecordReader(bytes, NSDefaultMallocZone()).check(), NSException) << bars;
   }
+}
+
+TEST(RecordReader, GoesOnInItsPlaceWhereTheListTakesAnotherForm) {
+  for (const char *bars : {"a|b|(2,1,0,1,1,0,1)", "a|b|(2,1,0,1, 1,0,1)", "a|b|(2,1,0,1,1,0,1 )",
+                           "a|b|(2,1,0,1,1,\"0\",1,)", "a|b|(2,1,0,1,1 /*,*/,0,1)"}) {
+    const std::string bytes = text(bars);
+    RecordReader reader(bytes, NSDefaultMallocZone());
+    for (int i = 0; i < 2; ++i)
+      EXPECT_EQ(textOf(reader.next().value()), "{a = b; }") << bars;
+    EXPECT_FALSE(reader.next()) << bars;
+  }
+}
+
+TEST(RecordReader, RaisesWhereTheListIsMalformedBehindTheLastRecord) {
+  for (const char *bars : {"a|b|(1,1,0,1,,)", "a|b|(1,1,0,1,0)x)", "a|b|(1,1,0,1,0;)"}) {
+    const std::string bytes = text(bars);
+    RecordReader reader(bytes, NSDefaultMallocZone());
+    EXPECT_TRUE(reader.next()) << bars;
+    EXPECT_THROW((void)reader.next(), NSException) << bars;
+    EXPECT_THROW(RecordReader(bytes, NSDefaultMallocZone()).check(), NSException) << bars;
+  }
+}
+
+TEST(RecordReader, SaysNothingOfABadIndexInWhatIsNotAList) {
+  const LogCapture log;
+  for (const char *bars : {"a|b|(1,1,7,1,,)", "a|b|(1,1,0,7)x)", "a|b|(1,1,7,7;)"}) {
+    const std::string bytes = text(bars);
+    EXPECT_THROW((void)RecordReader(bytes, NSDefaultMallocZone()).next(), NSException) << bars;
+  }
+  EXPECT_THAT(log.syslogged, IsEmpty());
 }
 
 TEST(RecordReader, FindsEveryPieceOfALargePool) {
