@@ -6,6 +6,8 @@
 #include "parsing/IconHeaderParser.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
+#include "platform/foundation/NearWords.h"
+#include "platform/foundation/ReadFailures.h"
 
 #include <algorithm>
 #include <array>
@@ -32,6 +34,37 @@ bool isWorthJudging(const NSFileAttributes &attributes) {
   return attributes.isLink() || attributes.canExecute() != 0;
 }
 
+// What has no execute permission.
+void judgeAsPassedOver(const NSFileAttributes &attributes) {
+  giveVerdict([&] {
+    return Remark{.code = attributes.isDirectory() ? JudgementCode::notSearchable
+                          : attributes.isRegular() ? JudgementCode::notExecutable
+                                                   : JudgementCode::specialFile};
+  });
+}
+
+// The names that a walk goes through. The others are read only to be told of.
+std::optional<DirectoryListing> listed(const NSString &path) {
+  constexpr NameFilter kFilter{.dots = true, .backups = true};
+  if (Judge::current() != nullptr)
+    if (const auto all = DirectoryListing::read(path, {}))
+      for (std::size_t i = 0; i < all->count(); ++i)
+        if (kFilter.leavesOut(all->name(i)))
+          judged(path, all->name(i), [&] {
+            giveVerdict(all->name(i).starts_with('.') ? JudgementCode::dotName
+                                                      : JudgementCode::backupName);
+          });
+  return DirectoryListing::read(path, kFilter);
+}
+
+// Its suffix may be a slip away from a wrapper's.
+void judgeAsSearched(const NSString &path) {
+  const std::string_view near = nearestWord(suffixOf(path.bytes()), kWrapperSuffixes);
+  if (!near.empty())
+    remark([&] { return Remark{.code = JudgementCode::nearSuffix, .detail = std::string(near)}; });
+  giveVerdict(JudgementCode::searched);
+}
+
 } // namespace
 
 void ApplicationWalk::doForPaths(const std::vector<NSString> &paths) {
@@ -41,28 +74,36 @@ void ApplicationWalk::doForPaths(const std::vector<NSString> &paths) {
 }
 
 void ApplicationWalk::doForPath(const NSString &path) {
-  const auto [dir, file] = TeskerNormalizePathIntoDirFile(path);
-  const auto entry = file ? followed(dir, file) : std::nullopt;
-  // What is walked is the path as it was given, and one with a NUL inside names nothing.
-  const bool hasNul = path.bytes().find('\0') != std::string_view::npos;
-  if (entry && !(hasNul && isWalked(*entry)))
-    doForPathInfo(*entry);
+  judged(nullptr, path.bytes(), [&] {
+    const auto [dir, file] = TeskerNormalizePathIntoDirFile(path);
+    const auto entry = file ? followed(dir, file, JudgementCode::notThere) : std::nullopt;
+    // What is walked is the path as it was given, and one with a NUL inside names nothing.
+    const bool hasNul = path.bytes().find('\0') != std::string_view::npos;
+    if (entry && !(hasNul && isWalked(*entry)))
+      doForPathInfo(*entry);
+    else
+      giveVerdict(JudgementCode::notThere); // or it has one
+  });
 }
 
-std::optional<Entry> ApplicationWalk::followed(const NSString &dir, const NSString &file) const {
+std::optional<Entry> ApplicationWalk::followed(const NSString &dir, const NSString &file,
+                                               JudgementCode otherwise) const {
   checkMasterStillAlive_();
   try {
     if (const auto attributes = NSFileManager::classObject()._privateStatDir(dir, file))
       return Entry{dir, file, *attributes};
   } catch (const NSException &) { // as for one that is not there
   }
+  giveVerdict([&] { return Remark{.code = codeOfError(lastReadFailure(), otherwise)}; });
   return std::nullopt;
 }
 
 void ApplicationWalk::doForPathInfo(const Entry &entry) {
   NSZone &zone = NSDefaultMallocZone();
-  if (entry.attributes.canExecute() == 0)
+  if (entry.attributes.canExecute() == 0) {
+    judgeAsPassedOver(entry.attributes);
     return;
+  }
   if (isWalked(entry))
     walkDirectory(entry.dir.stringByAppendingPathComponent(entry.file.bytes()));
   else if (entry.attributes.isDirectory())
@@ -77,23 +118,41 @@ void ApplicationWalk::walkDirectory(const NSString &path) {
     NSFileAttributes attributes;
   };
   checkMasterStillAlive_();
-  auto listing = DirectoryListing::read(path, {.dots = true, .backups = true});
+  auto listing = listed(path);
+  if (!listing)
+    return giveVerdict([] {
+      const JudgementCode code = codeOfError(lastReadFailure(), JudgementCode::vanished);
+      return Remark{.code =
+                        code == JudgementCode::noPermission ? JudgementCode::notSearchable : code};
+    });
+  const bool isJudged = Judge::current() != nullptr; // asked once: most entries end here
   std::vector<Found> found;
   found.reserve(16);
-  for (std::size_t i = 0; listing && i < listing->count(); ++i) {
+  for (std::size_t i = 0; i < listing->count(); ++i) {
     const auto attributes = listing->attributes(i);
     if (!attributes) // it vanished, and the directory counts as one that cannot be listed
-      return;
+      return giveVerdict([&] {
+        return Remark{.code = JudgementCode::vanished, .detail = std::string(listing->name(i))};
+      });
     if (isWorthJudging(*attributes))
       found.push_back({i, *attributes});
+    else if (isJudged) [[unlikely]]
+      judged(path, listing->name(i), [&] { judgeAsPassedOver(*attributes); });
   }
-  for (const auto &[index, attributes] : found)
-    if (!isFull_)
+  for (const auto &[index, attributes] : found) {
+    if (isJudged)
+      judged(path, listing->name(index), [&] { doForListed(path, *listing, index, attributes); });
+    else
       doForListed(path, *listing, index, attributes);
+  }
+  if (isJudged)
+    judgeAsSearched(path);
 }
 
 void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listing,
                                   std::size_t index, const NSFileAttributes &attributes) {
+  if (isFull_)
+    return giveVerdict(JudgementCode::limitsReached);
   const NSString file = NSString::create(listing.name(index));
   // Closed before the walk goes on elsewhere: its depth is not to be bounded by descriptors.
   if (attributes.isLink() || attributes.isDirectory())
@@ -101,24 +160,29 @@ void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listin
   try {
     if (!attributes.isLink())
       doForPathInfo({path, file, attributes, listing.descriptor()});
-    else if (const auto entry = followed(path, file))
+    else if (const auto entry = followed(path, file, JudgementCode::danglingLink))
       doForPathInfo(*entry);
-  } catch (const NSException &) { // skips this entry only
+  } catch (const NSException &exception) { // skips this entry only
+    giveVerdict([&] { return failed(exception); });
   }
 }
 
 void ApplicationWalk::add(std::optional<Records> found) {
   if (!found)
     return;
+  const std::size_t before = lines_.size();
   for (TKLine &line : *found) {
     line.keepDescriptions();
     const std::size_t length = line.textLength();
     isFull_ = lines_.size() == bounds_.records || length > bounds_.text - textLength_;
-    if (isFull_)
-      return;
+    if (isFull_) {
+      remark([] { return Remark{.code = JudgementCode::limitsReached}; });
+      break;
+    }
     textLength_ += length;
     lines_.push_back(std::move(line));
   }
+  countRecords(lines_.size() - before);
 }
 
 } // namespace tesker

@@ -7,10 +7,11 @@
 //
 // The walk has no depth limit and does not look for cycles: a link to one of its own ancestors is
 // followed each time it is met, until the system refuses the path (ELOOP, ENAMETOOLONG). It keeps
-// one directory open, never more.
+// one directory open, never more. A Judge is told of every entry (parsing/Judgement.h).
 #pragma once
 
 #include "filesystem/DirectoryListing.h"
+#include "parsing/Judgement.h"
 #include "parsing/RecordEncoding.h"
 
 #include <functional>
@@ -40,8 +41,9 @@ public:
   bool isFull() const { return isFull_; }
 
 private:
-  // What the pair leads to, or nothing.
-  std::optional<Entry> followed(const NSString &dir, const NSString &file) const;
+  // What the pair leads to, or nothing; `otherwise` is the verdict where there is nothing.
+  std::optional<Entry> followed(const NSString &dir, const NSString &file,
+                                JudgementCode otherwise) const;
   void walkDirectory(const NSString &path);
   void doForListed(const NSString &path, DirectoryListing &listing, std::size_t index,
                    const NSFileAttributes &attributes);

@@ -2,9 +2,11 @@
 
 #include "filesystem/TextFunctions.h"
 #include "parsing/IconHeaderParser.h"
+#include "parsing/Judgement.h"
 #include "parsing/WrapperDescriptions.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
+#include "platform/foundation/ReadFailures.h"
 
 #include <algorithm>
 #include <iterator>
@@ -29,11 +31,20 @@ public:
 
   // The accumulated records; nothing when no rule appended anything.
   std::optional<Records> parse() {
+    if (Judge *judge = Judge::current())
+      judge->enterWrapper();
     // From the last to the first: the rules for the executable and for "services" look at what was
     // seen before them, so the order decides.
     const Names entries = children();
-    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
-      visit(*entry);
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+      if (isNested(*entry))
+        nested_.push_back(*entry);
+      else
+        judged(fullPath_, entry->bytes(), [&] {
+          visit(*entry);
+          giveVerdict(JudgementCode::wrapperPart); // or it has one
+        });
+    }
     parseNested();
     return std::move(records_);
   }
@@ -41,10 +52,12 @@ public:
 private:
   Names children() {
     try {
-      return NSFileManager::classObject().childrenForDirPath(fullPath_).value_or(Names());
+      if (auto names = NSFileManager::classObject().childrenForDirPath(fullPath_))
+        return *names;
     } catch (const NSException &) { // as for a wrapper without entries
-      return {};
     }
+    giveVerdict(JudgementCode::notSearchable);
+    return {};
   }
 
   // An append of nothing is an append too.
@@ -52,16 +65,25 @@ private:
     records_ = catenateArrays(std::move(records_), std::move(more));
   }
 
+  // Tools and bundles are parsed behind all other entries.
+  static bool isNested(const NSString &entry) {
+    const std::string_view suffix = suffixOf(entry.bytes());
+    return suffix == "tool" || suffix == "bundle";
+  }
+
+  bool isExecutable(const NSString &entry) const {
+    return suffixOf(entry.bytes()).empty() && hasSuffix_ && entry == baseName_;
+  }
+
   // The first rule that matches the entry applies.
   void visit(const NSString &entry) {
-    const std::string_view suffix = suffixOf(entry.bytes());
-    if (suffix == "tool" || suffix == "bundle")
-      nested_.push_back(entry);
-    else if (entry == kInfoList || entry == kResources)
+    if (entry == kInfoList || entry == kResources)
       parseDescriptionsBelow(entry);
-    else if (suffix.empty() && hasSuffix_ && entry == baseName_ && !descriptionSeen_)
+    else if ((isExecutable(entry) || entry == "services") && descriptionSeen_)
+      giveVerdict(JudgementCode::passedOver);
+    else if (isExecutable(entry))
       append(parseApp(fileManagerClass_, fullPath_, entry, zone_));
-    else if (entry == "services" && !descriptionSeen_)
+    else if (entry == "services")
       appendServices();
     else if (entry == kRegistry) {
       descriptionSeen_ = true;
@@ -76,6 +98,8 @@ private:
   void parseDescriptionsBelow(const NSString &entry) {
     const NSString entryPath = TeskerCatDirFile(fullPath_, entry);
     descriptionSeen_ = true;
+    if (entry == kInfoList)
+      giveVerdict(JudgementCode::descriptionTooDeep);
     append(parseNewStyle(executablePath_, baseName_,
                          entryPath.stringByAppendingPathComponent(kInfoList), room_));
     const NSString registry = entryPath.stringByAppendingPathComponent(kRegistry);
@@ -83,7 +107,7 @@ private:
       append(parseOldNewStyle(executablePath_, baseName_, registry, room_));
     // Kept: in a wrapper of the file browser's own, the resources are read as a wrapper once more.
     if (entry == kResources && file_.bytes().find("Tesker") != std::string_view::npos)
-      append(parseAppWrapper(fileManagerClass_, fullPath_, entry, zone_));
+      appendNested(entry);
   }
 
   void appendServices() {
@@ -98,7 +122,13 @@ private:
     std::ranges::sort(nested_,
                       [](const NSString &a, const NSString &b) { return a.compare(b) > 0; });
     for (const NSString &name : nested_)
-      append(parseAppWrapper(fileManagerClass_, fullPath_, name, zone_));
+      judged(fullPath_, name.bytes(), [&] { appendNested(name); });
+  }
+
+  void appendNested(const NSString &name) {
+    auto records = parseAppWrapper(fileManagerClass_, fullPath_, name, zone_);
+    countRecords(records ? records->size() : 0);
+    append(std::move(records));
   }
 
   NSFileManager &fileManagerClass_;
@@ -125,15 +155,21 @@ std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const NS
     attributes = fileManagerClass._privateStatDir(dir, file);
   } catch (const NSException &) { // as for one that is not there
   }
-  if (!attributes)
+  if (!attributes) {
+    giveVerdict(
+        [] { return Remark{.code = codeOfError(lastReadFailure(), JudgementCode::danglingLink)}; });
     return std::nullopt;
+  }
   return parseAppWrapper(fileManagerClass, {dir, file, *attributes}, zone);
 }
 
 std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const Entry &wrapper,
                                        NSZone &zone) {
-  if (wrapper.attributes.canExecute() == 0)
+  if (wrapper.attributes.canExecute() == 0) {
+    giveVerdict(wrapper.attributes.isDirectory() ? JudgementCode::notSearchable
+                                                 : JudgementCode::notExecutable);
     return std::nullopt;
+  }
   if (!wrapper.attributes.isDirectory())
     return parseApp(fileManagerClass, wrapper.dir, wrapper.file, zone);
   return WrapperParser(fileManagerClass, wrapper.dir, wrapper.file, zone).parse();

@@ -2,14 +2,17 @@
 
 #include "filesystem/TextFunctions.h"
 #include "parsing/ArchitectureCheck.h"
+#include "parsing/ImageJudgement.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/ReadFailures.h"
 #include "platform/foundation/Text.h"
 #include "platform/images/MachOImage.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string>
 
 namespace tesker {
@@ -56,6 +59,7 @@ public:
       if (current_ == '\n')
         continue;
       if (linesTaken_++ == kMostLines) {
+        remark([&] { return Remark{.code = JudgementCode::limitsReached, .line = line_}; });
         syslogError("*** Applications Finder: too many lines in icon header of %s", {bytePath_});
         return;
       }
@@ -74,8 +78,10 @@ private:
   bool atEnd() const { return current_ == SectionStream::kEnd || current_ == 0; }
   bool atLineEnd() const { return atEnd() || current_ == '\n'; }
   void skipLineFeed() {
-    if (current_ == '\n')
-      advance();
+    if (current_ != '\n')
+      return;
+    ++line_;
+    advance();
   }
   void skipTabs() {
     while (current_ == '\t')
@@ -85,8 +91,12 @@ private:
   std::optional<TKLine> braceLine() {
     std::string text = "{ ";
     std::size_t length = 0;
+    const std::size_t firstLine = line_;
     for (advance(); current_ != '}' && current_ != SectionStream::kEnd; advance()) {
+      if (current_ == '\n')
+        ++line_;
       if (++length > kLongestBraceBody) {
+        remarkOnLine(firstLine, "a body of more than 16 MiB");
         syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});
         current_ = SectionStream::kEnd;
         return std::nullopt;
@@ -98,6 +108,8 @@ private:
     if (!record || !complete) {
       // Kept: reading goes on at the "}" itself, so the rest of the line is reported as malformed
       // too; authors look for both lines.
+      remarkOnLine(firstLine, complete ? "braces that do not hold a dictionary"
+                                       : "a brace that is not closed");
       syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});
       return std::nullopt;
     }
@@ -113,8 +125,16 @@ private:
       return applicationRecord(words);
     if ((command == "S" || command == "s") && (words.count == 3 || words.count == 4))
       return extensionRecord(words);
+    remarkOnLine(line_, command);
     syslogError("*** Applications Finder: incorrect icon header format for %s", {bytePath_});
     return std::nullopt;
+  }
+
+  void remarkOnLine(std::size_t line, std::string_view what) const {
+    remark([&] {
+      return Remark{
+          .code = JudgementCode::malformedHeaderLine, .detail = std::string(what), .line = line};
+    });
   }
 
   // A leading tab makes an empty first word; tabs before the end of the line make none.
@@ -162,6 +182,7 @@ private:
   const char *bytePath_;
   const bool keepsAllIcons_;
   int current_ = SectionStream::kEnd;
+  std::size_t line_ = 1;
   std::size_t linesTaken_ = 0; // that made a record or a log line
 };
 
@@ -176,24 +197,36 @@ TKLine record(const NSString &path, const NSString &type, NSZone &zone) {
 std::optional<Records> parseImage(ImageSource &image, const Entry &executable, const char *bytePath,
                                   NSZone &zone) {
   const Suitability suitability = isSuitableArchitecture(image);
-  if (suitability == Suitability::cannotTell)
+  if (suitability == Suitability::cannotTell) {
+    giveVerdict([&] { return architecturesLeaveTheFile(image); });
     return std::nullopt;
+  }
   Records result;
-  if (!isFatOrMachO(image)) // a script, say: dismissed at once
+  if (!isFatOrMachO(image)) { // a script, say: dismissed at once
+    giveVerdict([&] { return noSelfDescription(image); });
     return result;
+  }
   const auto architecture = bestArchitecture(image);
+  ImageDamage damage;
   const auto section = [&](std::string_view name) {
-    return architecture ? findSection(image, *architecture, kIconSegment, name) : std::nullopt;
+    return architecture ? findSection(image, *architecture, kIconSegment, name, &damage)
+                        : std::nullopt;
   };
   const bool hasServices = section("__services") || section("__request");
   const std::optional<ByteRange> header = section("__header");
-  if (!hasServices && !header)
+  if (!hasServices && !header) {
+    giveVerdict([&] { return damagedOrSilent(image, damage); });
     return result;
+  }
   const NSString path = TeskerCatDirFile(executable.dir, executable.file);
   if (hasServices)
     result.push_back(record(path, recordWords().services, zone));
-  if (!header)
+  if (!header) {
+    giveVerdict([&] { return damagedOrSilent(image, damage); });
     return result;
+  }
+  if (suitability == Suitability::notSuitable)
+    remark([&] { return notForThisProcessor(image); });
   SectionStream stream(image, *header);
   HeaderParser(stream, executable.dir, bytePath, zone)
       .parse(result, path, suitability == Suitability::suitable);
@@ -202,6 +235,15 @@ std::optional<Records> parseImage(ImageSource &image, const Entry &executable, c
     result.back().set(recordWords().name, executable.file);
   }
   return result;
+}
+
+// What a file that cannot be opened is: one that is not regular opens, and is closed again
+// (EINVAL).
+JudgementCode codeOfOpening(int error) {
+  if (error == EINVAL)
+    return JudgementCode::specialFile;
+  const JudgementCode code = codeOfError(error, JudgementCode::vanished);
+  return code == JudgementCode::noPermission ? JudgementCode::notReadable : code;
 }
 
 // Whether the attributes are of something that could be run.
@@ -219,6 +261,8 @@ std::optional<Records> parseApp(NSFileManager &fileManagerClass, const NSString 
   } catch (const NSException &) { // as for one that is not there
   }
   if (!attributes) {
+    giveVerdict(
+        [] { return Remark{.code = codeOfError(lastReadFailure(), JudgementCode::danglingLink)}; });
     TeskerCheckDirFile(dir, file);
     return std::nullopt;
   }
@@ -228,13 +272,17 @@ std::optional<Records> parseApp(NSFileManager &fileManagerClass, const NSString 
 std::optional<Records> parseApp(const Entry &executable, NSZone &zone) {
   PathBuffer bytePath;
   TeskerSetCPath(bytePath, executable.dir, executable.file);
-  if (!isExecutableFile(executable.attributes) || bytePath[0] == '\0')
+  if (!isExecutableFile(executable.attributes) || bytePath[0] == '\0') {
+    giveVerdict(bytePath[0] == '\0' ? JudgementCode::pathTooLong : JudgementCode::notExecutable);
     return std::nullopt;
+  }
   const bool isOpen = executable.directory != AT_FDCWD;
   Result<RegularFile> file =
       openRegularFile(isOpen ? executable.file.cString() : bytePath, executable.directory);
-  if (!file)
+  if (!file) {
+    giveVerdict([&] { return Remark{.code = codeOfOpening(file.failure().error)}; });
     return std::nullopt;
+  }
   FileImage image(std::move(*file));
   return parseImage(image, executable, bytePath, zone);
 }

@@ -1,16 +1,23 @@
 #include "parsing/WrapperDescriptions.h"
 
+#include "parsing/DescriptionJudgement.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/PropertyList.h"
 
+#include <array>
 #include <string>
 
 namespace tesker {
 
 namespace {
+
+constexpr std::array<std::string_view, 5> kListKeys = {"NSTypes", "NSExtensions", "NSExecutable",
+                                                       "NSIcon", "NSServices"};
+constexpr std::array<std::string_view, 2> kTypeKeys = {"NSExtensions", "NSIcon"};
+constexpr std::array<std::string_view, 2> kRegistryKeys = {"NSDocumentTypes", "NSNodeInspectors"};
 
 TKLine recordFor(const NSString &executablePath, const NSString &type) {
   TKLine record = TKLine::create(6);
@@ -22,7 +29,12 @@ TKLine recordFor(const NSString &executablePath, const NSString &type) {
 // The icon is the value's when it is a dictionary that has a string under the key.
 NSString iconOf(const NSObject &value, std::string_view key) {
   const NSDictionary *type = value.asDictionary();
-  return type != nullptr ? type->stringForKey(key) : NSString();
+  if (type == nullptr)
+    return nullptr;
+  const NSString icon = type->stringForKey(key);
+  if (!icon)
+    judgeString(*type, key);
+  return icon;
 }
 
 TKLine extensionRecord(const NSString &executablePath, const NSString &extension,
@@ -35,11 +47,16 @@ TKLine extensionRecord(const NSString &executablePath, const NSString &extension
 }
 
 // What the text holds, or nil; malformed text is logged with the file's path.
-RefPtr<const NSDictionary> parsedOrLogged(const NSString &path, std::string_view text) {
+RefPtr<const NSDictionary> parsedOrLogged(const NSString &path, std::string_view text,
+                                          JudgedText &judgedText) {
   try {
-    const auto value = propertyList(text);
+    const auto value = propertyList(text, judgedText.places());
+    if (value->asDictionary() == nullptr)
+      JudgedText::remarkOn(*value, JudgedText::At::value, JudgementCode::wrongKind,
+                           "the description is not a dictionary");
     return RefPtr(value->asDictionary());
-  } catch (const NSException &) {
+  } catch (const NSException &malformed) {
+    judgedText.remarkOn(malformed);
     syslogError("*** Applications Finder: error parsing %s", {path.bytes()});
     return nullptr;
   }
@@ -73,14 +90,29 @@ void addExtensions(const NSDictionary &extensions, std::string_view iconKey, Rec
 void addInspectors(const NSArray &inspectors, Records &result, const NSString &executablePath,
                    RecordRoom &room) {
   for (auto next = inspectors.end(); next != inspectors.begin();) {
-    const NSDictionary *inspector = (*--next)->asDictionary();
-    if (inspector == nullptr)
+    const NSObject &element = **--next;
+    const NSDictionary *inspector = element.asDictionary();
+    if (inspector == nullptr) {
+      JudgedText::remarkOn(element, JudgedText::At::value, JudgementCode::wrongKind,
+                           "an inspector is not a dictionary");
       continue;
+    }
     if (!room.take(executablePath))
       return;
     result.push_back(recordFor(executablePath, recordWords().inspectorCommand));
     result.back().addEntriesFromDictionary(*inspector);
   }
+}
+
+// What the list itself says, or should say.
+void judgeNewStyle(const NSDictionary &list) {
+  if (Judge::current() == nullptr)
+    return;
+  judgeKeys(list, kListKeys);
+  judgeString(list, "NSExecutable");
+  judgeString(list, "NSIcon");
+  if (list.objectForKey("NSExecutable") == nullptr)
+    JudgedText::remarkOn(list, JudgedText::At::value, JudgementCode::missingKey, "NSExecutable");
 }
 
 } // namespace
@@ -90,6 +122,8 @@ bool RecordRoom::take(const NSString &executablePath) {
     --left_;
     return true;
   }
+  if (!logged_)
+    remark([] { return Remark{.code = JudgementCode::limitsReached}; });
   if (!logged_)
     syslogError("*** Applications Finder: too many records for %s", {executablePath.bytes()});
   logged_ = true;
@@ -101,13 +135,21 @@ void parseNSTypesArray(const NSArray &types, Records &result, const NSString &ex
   for (const auto &element : types) {
     const NSDictionary *type = element->asDictionary();
     const NSArray *extensions = type != nullptr ? type->arrayForKey("NSExtensions") : nullptr;
-    if (extensions == nullptr)
+    if (extensions == nullptr) {
+      JudgedText::remarkOn(*element, JudgedText::At::value, JudgementCode::typesCutShort,
+                           type == nullptr ? "the element is not a dictionary"
+                                           : "the element has no array NSExtensions");
       return;
-    const NSString icon = type->stringForKey("NSIcon");
+    }
+    judgeKeys(*type, kTypeKeys);
+    const NSString icon = iconOf(*type, "NSIcon");
     for (const auto &name : *extensions) {
       const NSString extension = name->asString();
-      if (!extension)
+      if (!extension) {
+        JudgedText::remarkOn(*name, JudgedText::At::value, JudgementCode::wrongKind,
+                             "an extension is not a string");
         continue;
+      }
       if (!room.take(executablePath))
         return;
       result.push_back(extensionRecord(executablePath, extension, appName, icon));
@@ -125,23 +167,28 @@ void parseResourceFileDict(const NSDictionary &extensions, Records &result,
 std::optional<Records> parseNewStyle(const NSString &executablePath, const NSString &baseName,
                                      const NSString &listPath, RecordRoom &room) {
   const Result<std::string> text = contentsOfFile(listPath, kLargestPropertyListFile);
-  const auto list =
-      text ? parsedOrLogged(listPath, *text) : bundleDescription(executablePath, listPath);
-  if (!list)
+  JudgedText judgedText(listPath, text ? std::string_view(*text) : std::string_view());
+  const auto list = text ? parsedOrLogged(listPath, *text, judgedText)
+                         : bundleDescription(executablePath, listPath);
+  if (!list) {
+    if (!text)
+      remarkOnUnreadable(listPath, text.failure().error);
     return std::nullopt;
+  }
+  judgeNewStyle(*list);
 
   Records result;
   const NSString priority = recordWords().primary;
-  if (const NSArray *types = list->arrayForKey("NSTypes"))
+  if (const NSArray *types = judgedArray(*list, "NSTypes"))
     parseNSTypesArray(*types, result, executablePath, baseName, priority, room);
-  else if (const NSDictionary *extensions = list->dictionaryForKey("NSExtensions"))
+  else if (const NSDictionary *extensions = judgedDictionary(*list, "NSExtensions"))
     parseResourceFileDict(*extensions, result, executablePath, baseName, priority, room);
 
   TKLine application = recordFor(executablePath, recordWords().app);
   application.setFrom(*list, "NSExecutable", recordWords().name);
   application.setFrom(*list, "NSIcon", recordWords().icon);
   result.push_back(std::move(application));
-  if (list->arrayForKey("NSServices") != nullptr)
+  if (judgedArray(*list, "NSServices") != nullptr)
     result.push_back(recordFor(executablePath, recordWords().services));
   return result;
 }
@@ -150,17 +197,20 @@ std::optional<Records> parseOldNewStyle(const NSString &executablePath, const NS
                                         const NSString &registryPath, RecordRoom &room) {
   const Result<std::string> text = contentsOfFile(registryPath, kLargestPropertyListFile);
   if (!text) {
+    remarkOnUnreadable(registryPath, text.failure().error);
     syslogError("*** Applications Finder: cannot read file %s", {registryPath.bytes()});
     return std::nullopt;
   }
-  const auto registry = parsedOrLogged(registryPath, *text);
+  JudgedText judgedText(registryPath, *text);
+  const auto registry = parsedOrLogged(registryPath, *text, judgedText);
   if (!registry)
     return std::nullopt;
+  judgeKeys(*registry, kRegistryKeys);
 
   Records result;
-  if (const NSDictionary *types = registry->dictionaryForKey("NSDocumentTypes"))
+  if (const NSDictionary *types = judgedDictionary(*registry, "NSDocumentTypes"))
     addExtensions(*types, "NSImageName", result, executablePath, baseName, nullptr, room);
-  if (const NSArray *inspectors = registry->arrayForKey("NSNodeInspectors"))
+  if (const NSArray *inspectors = judgedArray(*registry, "NSNodeInspectors"))
     addInspectors(*inspectors, result, executablePath, room);
 
   TKLine application = recordFor(executablePath, recordWords().app);

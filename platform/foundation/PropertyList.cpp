@@ -26,11 +26,14 @@ bool isLowSurrogate(unsigned unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 // the recursion, so it is bounded; the place of an error is counted only when there is one.
 class PropertyListReader {
 public:
-  explicit PropertyListReader(std::string_view text) : text_(text) {}
+  explicit PropertyListReader(std::string_view text, PropertyListPlaces *places = nullptr)
+      : text_(text), places_(places) {}
 
   Ref<NSObject> readWholePropertyList() {
     skipToToken();
+    const std::size_t start = place_;
     auto value = readValue();
+    note(*value, start, start);
     skipToToken();
     if (!atEnd())
       fail("junk after the value");
@@ -45,14 +48,13 @@ public:
   }
 
 private:
-  [[noreturn]] void fail(std::string_view what) const {
-    const std::string_view before = text_.substr(0, place_);
-    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
-    const std::size_t lineFeed = before.rfind('\n');
-    const std::size_t column = lineFeed == std::string_view::npos ? place_ + 1 : place_ - lineFeed;
-    throw NSException(NSParseErrorException, std::string(what) + " at line " +
-                                                 std::to_string(line) + ", column " +
-                                                 std::to_string(column));
+  [[noreturn]] void fail(const std::string &what) const {
+    throw PropertyListError(what, placeInText(text_, place_));
+  }
+
+  void note(const NSObject &value, std::size_t start, std::size_t keyStart) {
+    if (places_ != nullptr)
+      places_->of[&value] = {start, keyStart};
   }
 
   bool atEnd() const { return place_ == text_.size(); }
@@ -111,7 +113,10 @@ private:
       skipToToken();
       if (skip(')'))
         return array;
-      array->addObject(readValue());
+      const std::size_t start = place_;
+      auto value = readValue();
+      note(*value, start, start);
+      array->addObject(std::move(value));
       skipToToken();
       if (!skip(',') && !nextIs(")"))
         fail("expected \",\" or \")\" in an array");
@@ -130,11 +135,14 @@ private:
 
   // "key = value;", and where that is allowed "key;", whose value equals the key.
   void readPair(NSDictionary &pairs, bool keyAlone) {
+    const std::size_t start = place_;
+    std::size_t valueStart = start;
     const NSString key = readString("a key");
     auto value = key.object();
     skipToToken();
     if (skip('=')) {
       skipToToken();
+      valueStart = place_;
       value = readValue();
       skipToToken();
     } else if (!keyAlone) {
@@ -142,6 +150,7 @@ private:
     }
     if (!skip(';'))
       fail("expected \";\" after a pair");
+    note(*value, valueStart, start);
     pairs.setObjectForKey(std::move(value), key);
   }
 
@@ -241,14 +250,27 @@ private:
   }
 
   std::string_view text_;
+  PropertyListPlaces *places_;
   std::size_t place_ = 0;
   unsigned nesting_ = 0;
 };
 
 } // namespace
 
-Ref<NSObject> propertyList(std::string_view text) {
-  return PropertyListReader(text).readWholePropertyList();
+TextPlace placeInText(std::string_view text, std::size_t offset) {
+  const std::string_view before = text.substr(0, offset);
+  const auto line = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1;
+  const std::size_t lineFeed = before.rfind('\n');
+  return {line, lineFeed == std::string_view::npos ? offset + 1 : offset - lineFeed};
+}
+
+PropertyListError::PropertyListError(const std::string &what, TextPlace where)
+    : NSException(NSParseErrorException, what + " at line " + std::to_string(where.line) +
+                                             ", column " + std::to_string(where.column)),
+      expected_(what), where_(where) {}
+
+Ref<NSObject> propertyList(std::string_view text, PropertyListPlaces *places) {
+  return PropertyListReader(text, places).readWholePropertyList();
 }
 
 Ref<NSDictionary> propertyListFromStringsFileFormat(std::string_view text) {

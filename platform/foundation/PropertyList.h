@@ -18,13 +18,17 @@
 // Characters above 127 are written as UTF-8; all other bytes are taken as they are.
 //
 // Malformed text (empty text, junk after the value, nesting deeper than 512, an end too early)
-// raises NSParseErrorException; its reason gives line and column, counted from 1 in bytes.
+// raises a PropertyListError, NSParseErrorException by name; its reason gives line and column,
+// counted from 1 in bytes.
 #pragma once
 
 #include "platform/foundation/NSDictionary.h"
+#include "platform/foundation/NSException.h"
 
 #include <cstddef>
+#include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace tesker {
 
@@ -32,8 +36,38 @@ namespace tesker {
 // of their text, so a hostile file much smaller than the memory could fill it.
 inline constexpr std::size_t kLargestPropertyListFile = std::size_t{16} << 20;
 
-// The value that the text holds.
-[[nodiscard]] Ref<NSObject> propertyList(std::string_view text);
+// Where in a text something stands: line and column, counted from 1 in bytes.
+struct TextPlace {
+  std::size_t line;
+  std::size_t column;
+};
+[[nodiscard]] TextPlace placeInText(std::string_view text, std::size_t offset);
+
+// What malformed text raises: what was expected, and where.
+class PropertyListError : public NSException {
+public:
+  PropertyListError(const std::string &what, TextPlace where);
+  const std::string &expected() const { return expected_; }
+  const TextPlace &where() const { return where_; }
+
+private:
+  std::string expected_;
+  TextPlace where_;
+};
+
+// Where in the text each value begins, and the key that it is under, as offsets. For as long as the
+// values live.
+struct PropertyListPlaces {
+  struct Offsets {
+    std::size_t value;
+    std::size_t key; // of the value itself where it has none
+  };
+  std::unordered_map<const NSObject *, Offsets> of;
+};
+
+// The value that the text holds. Where places are wanted, they are those of all values in it.
+[[nodiscard]] Ref<NSObject> propertyList(std::string_view text,
+                                         PropertyListPlaces *places = nullptr);
 
 // The pairs of a strings file: `key = value;` and `key;` (the value equals the key) one after the
 // other, without braces; values of any kind. A text without any pair is an empty dictionary.

@@ -15,6 +15,7 @@ constexpr std::array kOrdinary = {ENOENT, ENOTDIR,      EACCES, EPERM,
                                   ELOOP,  ENAMETOOLONG, ENXIO,  ENODEV};
 
 thread_local ReadFailures *listening = nullptr;
+thread_local int lastError = 0;
 
 } // namespace
 
@@ -24,7 +25,10 @@ ReadFailures::ReadFailures() : before_(listening) { listening = this; }
 
 ReadFailures::~ReadFailures() { listening = before_; }
 
+int lastReadFailure() { return lastError; }
+
 void noteReadFailure(int error) {
+  lastError = error;
   if (listening == nullptr || std::ranges::find(kOrdinary, error) != kOrdinary.end())
     return;
   if (error == ENOMEM)

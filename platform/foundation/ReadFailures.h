@@ -44,4 +44,8 @@ private:
 // which only special files have.
 void noteReadFailure(int error);
 
+// The errno that was handed in last, an ordinary answer or not; 0 when there was none. It tells why
+// a reader has nothing to give, to anyone who asks right after that.
+[[nodiscard]] int lastReadFailure();
+
 } // namespace tesker

@@ -101,6 +101,12 @@ bool isHostCpuType(cpu_type_t type) {
   return type == cputype;
 }
 
+const QXArchInfo *hostArchitecture() {
+  if (!cputypeSet)
+    setCpu();
+  return QXGetArchInfoFromCpuType(cputype, cpusubtype);
+}
+
 std::optional<fat_arch> bestFatArch(FatArchReader records) {
   if (!cputypeSet)
     setCpu();

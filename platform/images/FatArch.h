@@ -70,6 +70,9 @@ void setCpu();
 // True when the processor type is this machine's. The subtype is never compared.
 [[nodiscard]] bool isHostCpuType(cpu_type_t type);
 
+// This machine's processor among the known ones, or nil.
+[[nodiscard]] const QXArchInfo *hostArchitecture();
+
 // The record for this machine's processor; nothing when there is none of its type.
 [[nodiscard]] std::optional<fat_arch> bestFatArch(FatArchReader records);
 

@@ -19,12 +19,12 @@ bool isNamed(const MachOName &field, std::string_view name) {
 class SectionSearch {
 public:
   SectionSearch(ImageSource &file, ByteRange image, std::string_view segment,
-                std::string_view section)
-      : file_(file), image_(image), segment_(segment), section_(section) {}
+                std::string_view section, ImageDamage *damage)
+      : file_(file), image_(image), segment_(segment), section_(section), damage_(damage) {}
 
   std::optional<ByteRange> run() {
     if (image_.size < sizeof(mach_header) || !file_.readStructure(image_.offset, header_))
-      return std::nullopt;
+      return damaged("the image is shorter than its header", 0);
     swapped_ = header_.magic == MH_CIGAM;
     if (!toHostOrder(header_))
       return std::nullopt;
@@ -34,7 +34,7 @@ public:
     for (std::uint32_t i = 0; i < header_.ncmds; ++i) {
       load_command command{};
       if (!read(offset, end, command, swap_load_command) || !isWellFormed(command, end - offset))
-        return std::nullopt;
+        return damaged("a load command leaves the load commands", offset);
       if (const auto found = searchCommand(offset, command))
         return inFile(*found);
       offset += command.cmdsize;
@@ -85,14 +85,22 @@ private:
 
   std::optional<ByteRange> inFile(const section_entry &entry) const {
     if (entry.offset > image_.size || entry.size > image_.size - entry.offset)
-      return std::nullopt;
+      return damaged("a section leaves the image", entry.offset);
     return ByteRange{image_.offset + entry.offset, entry.size};
+  }
+
+  // Nothing is found there.
+  std::nullopt_t damaged(const char *what, std::uint64_t offset) const {
+    if (damage_ != nullptr)
+      *damage_ = {what, image_.offset + offset};
+    return std::nullopt;
   }
 
   ImageSource &file_;
   const ByteRange image_;
   const std::string_view segment_;
   const std::string_view section_;
+  ImageDamage *const damage_;
   mach_header header_{};
   bool swapped_ = false;
 };
@@ -129,8 +137,8 @@ bool holdsMachO(ImageSource &file, ByteRange image) {
 }
 
 std::optional<ByteRange> findSection(ImageSource &file, ByteRange image, std::string_view segment,
-                                     std::string_view section) {
-  return SectionSearch(file, image, segment, section).run();
+                                     std::string_view section, ImageDamage *damage) {
+  return SectionSearch(file, image, segment, section, damage).run();
 }
 
 std::optional<ByteRange> bestArchitecture(ImageSource &image) {

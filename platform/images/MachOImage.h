@@ -22,6 +22,12 @@ struct ByteRange {
   std::uint64_t size;
 };
 
+// In what an image contradicts itself, and where in the file.
+struct ImageDamage {
+  const char *what = nullptr; // nil while none is known
+  std::uint64_t offset = 0;
+};
+
 // Load commands are read up to here, without a message. Real ones take some kilobytes; a file could
 // announce gigabytes of them and keep the search busy for minutes.
 inline constexpr std::uint64_t kMostCommandBytes = std::uint64_t{256} << 20;
@@ -38,9 +44,12 @@ inline constexpr std::uint64_t kMostCommandBytes = std::uint64_t{256} << 20;
 
 // Where in the file the named section of the image in that range is. The load commands are taken in
 // order while they are well formed; the first section that matches decides. Nothing when there is
-// none, or when it leaves the image; one without bytes may lie at the image's very end.
-[[nodiscard]] std::optional<ByteRange>
-findSection(ImageSource &file, ByteRange image, std::string_view segment, std::string_view section);
+// none, or when it leaves the image; one without bytes may lie at the image's very end. Where an
+// image that contradicts itself ends the search, the damage is told if it is wanted.
+[[nodiscard]] std::optional<ByteRange> findSection(ImageSource &file, ByteRange image,
+                                                   std::string_view segment,
+                                                   std::string_view section,
+                                                   ImageDamage *damage = nullptr);
 
 // Where the best architecture of the file lies in it; nothing when it has none.
 [[nodiscard]] std::optional<ByteRange> bestArchitecture(ImageSource &image);

@@ -1,0 +1,64 @@
+#include "parsing/ImageJudgement.h"
+
+#include "parsing/ArchitectureCheck.h"
+#include "platform/images/FatArch.h"
+#include "platform/ports/HostInfo.h"
+
+#include <array>
+#include <string>
+
+namespace tesker {
+
+namespace {
+
+constexpr std::uint32_t kMagic64 = 0xFEEDFACF;
+constexpr std::uint32_t kSwappedMagic64 = 0xCFFAEDFE;
+
+const char *kindOf(ImageSource &image) {
+  if (image.size() == 0)
+    return "empty";
+  if (isFatOrMachO(image))
+    return "a Mach-O image without an icon header";
+  std::uint32_t magic = 0;
+  if (image.readStructure(0, magic) && (magic == kMagic64 || magic == kSwappedMagic64))
+    return "a 64-bit Mach-O image";
+  std::array<char, 4> start{};
+  image.read(0, std::as_writable_bytes(std::span(start)));
+  const std::string_view bytes(start.data(), start.size());
+  if (bytes == "\x7f"
+               "ELF")
+    return "an ELF program";
+  return bytes.starts_with("#!") ? "a script" : "no kind of program that is known";
+}
+
+} // namespace
+
+Remark noSelfDescription(ImageSource &image) {
+  return {.code = JudgementCode::noSelfDescription, .detail = kindOf(image)};
+}
+
+Remark notForThisProcessor(ImageSource &image) {
+  const NSString theirs = getArchNamesInternal(image);
+  const QXArchInfo *ours = hostArchitecture();
+  std::string detail = theirs.length() > 0 ? std::string(theirs.bytes()) : "an unknown processor";
+  detail += " and not ";
+  detail += ours != nullptr ? ours->description : "this machine's processor";
+  return {.code = JudgementCode::otherProcessor, .detail = std::move(detail)};
+}
+
+Remark architecturesLeaveTheFile(ImageSource &image) {
+  const auto fat = fatHeaderOf(image);
+  return {.code = JudgementCode::damagedImage,
+          .detail = fat ? "its header announces " + std::to_string(fat->nfat_arch) +
+                              " architectures, more than it holds"
+                        : "it cannot be read",
+          .offset = sizeof(std::uint32_t)};
+}
+
+Remark damagedOrSilent(ImageSource &image, const ImageDamage &damage) {
+  if (damage.what == nullptr)
+    return noSelfDescription(image);
+  return {.code = JudgementCode::damagedImage, .detail = damage.what, .offset = damage.offset};
+}
+
+} // namespace tesker
