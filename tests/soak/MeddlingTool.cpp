@@ -2,7 +2,7 @@
 //
 // The file that MEDDLING_PLAN names says which: pairs of a time in microseconds and a signal's
 // number, each sent so long after the one before. The process that sends them is in the tool's
-// group, and ends with it.
+// group and stays when it has sent them, so that it has to be ended with the tool.
 
 #include "platform/foundation/OperatingSystem.h"
 
@@ -21,6 +21,7 @@ using Plan = std::vector<std::pair<useconds_t, int>>;
 
 // By a descriptor, so that no other process is ever meant.
 [[noreturn]] void meddle(int tool, const Plan &plan) {
+  ::alarm(60); // were it forgotten
   ::close(STDOUT_FILENO);
   ::close(STDERR_FILENO);
   for (const auto &[microseconds, signal] : plan) {
@@ -28,7 +29,8 @@ using Plan = std::vector<std::pair<useconds_t, int>>;
     if (::syscall(SYS_pidfd_send_signal, tool, signal, nullptr, 0) != 0)
       break; // it has ended
   }
-  ::_exit(0);
+  for (;;)
+    ::pause();
 }
 
 } // namespace

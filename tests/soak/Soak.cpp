@@ -55,8 +55,11 @@ std::optional<Options> optionsOf(int count, char **words) {
     if (isSeed ? !read(words[++i], options.seed) : !read(words[i], options.searches))
       return std::nullopt;
   }
-  return options;
+  return options.searches > 0 ? std::optional(options) : std::nullopt;
 }
+
+// By a signal: this search is the last.
+volatile std::sig_atomic_t interrupted = 0;
 
 void endHanging(int) {
   constexpr std::string_view kText = "tesker-soak: a search hangs\n";
@@ -89,16 +92,16 @@ public:
       : options_(options), searches_(surroundings_.trees(), options.seed) {}
 
   int run() {
-    ::alarm(kMostSeconds);
     const std::size_t first = std::min<std::size_t>(options_.searches / 4, 500);
-    for (number_ = 0; number_ < options_.searches; ++number_) {
-      if (number_ == first)
+    while (made_ < options_.searches && interrupted == 0) {
+      if (made_ == first)
         before_ = settled();
-      take(searches_.make(number_));
-      if ((number_ + 1) % kSearchesOfAProgressLine == 0)
+      take(searches_.make(made_++));
+      if (made_ % kSearchesOfAProgressLine == 0 && made_ < options_.searches)
         compare();
     }
-    compare();
+    if (made_ > first)
+      compare();
     return summarise();
   }
 
@@ -115,7 +118,7 @@ private:
   void complain(const std::string &what) {
     ++complaints_;
     if (complaints_ <= kMostComplaints)
-      std::fprintf(stderr, "search %zu: %s\n", number_, what.c_str());
+      std::fprintf(stderr, "search %zu: %s\n", made_, what.c_str());
   }
 
   // What a hostile tool has left in its directory without end, the searches after it remove.
@@ -136,9 +139,8 @@ private:
     std::fprintf(stderr,
                  "%zu searches in %lld s: %zu descriptors, %zu files, %zu bytes in use, %zu MiB "
                  "resident, %zu complaints\n",
-                 std::min(number_ + 1, options_.searches), static_cast<long long>(seconds.count()),
-                 now.descriptors.size(), now.files.size(), now.heapBytes, now.residentBytes >> 20,
-                 complaints_);
+                 made_, static_cast<long long>(seconds.count()), now.descriptors.size(),
+                 now.files.size(), now.heapBytes, now.residentBytes >> 20, complaints_);
     for (const std::string &what : excess(now, before_))
       complain(what);
   }
@@ -149,7 +151,7 @@ private:
       complain("a step of a hostile master failed, as said above");
     for (const auto &[ending, count] : endings_)
       std::printf("%6zu %s: %s\n", count, ending.first.c_str(), ending.second.c_str());
-    std::printf("%zu searches, seed %u: %s\n", options_.searches, options_.seed,
+    std::printf("%zu searches, seed %u: %s\n", made_, options_.seed,
                 complaints_ == 0 ? "nothing is left, no answer is wrong"
                                  : (std::to_string(complaints_) + " complaints").c_str());
     return complaints_ == 0 ? 0 : 1;
@@ -160,7 +162,7 @@ private:
   Searches searches_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   Holdings before_;
-  std::size_t number_ = 0;
+  std::size_t made_ = 0;
   std::size_t complaints_ = 0;
   std::map<std::pair<std::string, std::string>, std::size_t> endings_;
 };
@@ -175,6 +177,9 @@ int main(int count, char **words) {
   }
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGALRM, endHanging);
+  for (const int signal : {SIGINT, SIGTERM})
+    std::signal(signal, [](int) { interrupted = 1; });
+  ::alarm(kMostSeconds);
   adoptOrphans();
   return Soak(*options).run();
 }
