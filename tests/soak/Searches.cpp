@@ -60,6 +60,11 @@ std::string faultOf(const SearchOutcome &outcome, Request &request,
   return isPrevious || previous == answer.text ? "the answer is unchanged, and comes again" : "";
 }
 
+std::string reasonOf(const SearchOutcome &outcome) {
+  const auto *failure = std::get_if<SearchFailure>(&outcome.result);
+  return failure != nullptr ? ": " + failure->reason : "";
+}
+
 void removeWhatIsIn(const std::string &directory) {
   std::error_code ignored;
   for (const auto &entry : std::filesystem::directory_iterator(directory, ignored))
@@ -76,13 +81,13 @@ std::string nameOfEnding(const SearchOutcome &outcome) {
 
 const std::vector<Searches::Kind> &Searches::kinds() {
   static const std::vector<Kind> kinds{
-      {"ordinary", 44, &Searches::ordinary},
+      {"ordinary", 47, &Searches::ordinary},
       {"given up at some moment", 8, &Searches::cancelled},
       {"with its deadline at some moment", 8, &Searches::endedByItsDeadline},
       {"tool killed at some moment", 10, &Searches::killed},
       {"tool stopped at some moment", 4, &Searches::stopped},
       {"tool slowed", 8, &Searches::slowed},
-      {"hostile tool", 14, &Searches::withHostileTool},
+      {"hostile tool", 11, &Searches::withHostileTool},
       {"hostile master", 4, &Searches::ofHostileMaster},
   };
   return kinds;
@@ -90,16 +95,25 @@ const std::vector<Searches::Kind> &Searches::kinds() {
 
 Searches::Searches(std::string directory, unsigned seed)
     : directory_(std::move(directory)), seed_(seed) {
-  constexpr int kMeasured = 10;
   // Kept for good from their first use, and large: before anything is compared.
   (void)test::hostileTools();
   (void)test::hostileMasters();
   for (std::size_t i = 0; i < kTrees; ++i)
     trees_.push_back(makeTree(i));
+  measure();
+}
+
+void Searches::measure() {
+  constexpr int kMeasured = 10;
   const auto begin = steady_clock::now();
   for (int i = 0; i < kMeasured; ++i)
     (void)makeOrdinary();
   ordinaryTime_ = since(begin) / kMeasured;
+  const test::ScopedEnvironment variable("FAKE_TOOL", "answer-and-exit");
+  const auto hostileBegin = steady_clock::now();
+  for (int i = 0; i < kMeasured; ++i)
+    (void)FinderMaster(options("tesker-fake-tool", kNever)).findAppsInSearchPath("/tmp");
+  hostileTime_ = since(hostileBegin) / kMeasured;
 }
 
 std::unique_ptr<RandomTree> Searches::makeTree(std::size_t number) {
@@ -122,6 +136,7 @@ Done Searches::make(std::size_t number) {
   auto kind = kinds().begin();
   for (; lot >= kind->weight; ++kind)
     lot -= kind->weight;
+  currentSearch = kind->name;
   Done done{kind->name};
   (this->*kind->search)(done);
   return done;
@@ -215,9 +230,9 @@ void Searches::slowed(Done &done) {
 void Searches::withHostileTool(Done &done) {
   const auto &tools = test::hostileTools();
   const test::HostileToolKind &hostile = tools[below(tools.size(), random_)];
+  currentSearch = hostile.way;
   const test::ScopedEnvironment variable("FAKE_TOOL", hostile.way);
-  const nanoseconds timeout =
-      std::max<nanoseconds>(milliseconds(60), 4 * ordinaryTime_) + 2 * anyMoment();
+  const nanoseconds timeout = hostileTime_ + 4 * anyMoment();
   const SearchOutcome outcome =
       FinderMaster(options("tesker-fake-tool", timeout)).findAppsInSearchPath("/tmp");
   done.ending = nameOfEnding(outcome);
@@ -227,7 +242,7 @@ void Searches::withHostileTool(Done &done) {
   // Whatever it does, the deadline may be earlier.
   if ((ending != hostile.ending && ending != Ending::timedOut) ||
       (answer != nullptr && !answer->records.empty()))
-    done.wrong.push_back(std::string(hostile.way) + ": " + done.ending);
+    done.wrong.push_back(std::string(hostile.way) + ": " + done.ending + reasonOf(outcome));
   if (hostile.leaves == test::Leaves::deepDirectories)
     removeWhatIsIn(environmentValue("XDG_RUNTIME_DIR").value_or(""));
 }
@@ -235,6 +250,7 @@ void Searches::withHostileTool(Done &done) {
 void Searches::ofHostileMaster(Done &done) {
   const auto &masters = test::hostileMasters();
   const test::HostileMasterKind &hostile = masters[below(masters.size(), random_)];
+  currentSearch = hostile.name;
   const int status = test::exitStatusFacing(hostile);
   done.ending = "tool's exit status " + std::to_string(status);
   if (!hostile.admits(status))

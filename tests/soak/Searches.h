@@ -21,10 +21,13 @@ struct Done {
   bool mayLeaveProcesses = false;
 };
 
+// What is being made, for one who has to say where it hangs.
+inline const char *volatile currentSearch = "the first one";
+
 class Searches {
 public:
-  // Trees are made in the directory. Times are chosen by how long an ordinary search takes, which
-  // is measured first.
+  // Trees are made in the directory. Times are chosen by how long searches take, which is measured
+  // first.
   Searches(std::string directory, unsigned seed);
 
   // One of a random kind. What is asked, and what happens to whom, depends on the seed and the
@@ -55,6 +58,7 @@ private:
            std::initializer_list<test::Ending> alsoAllowed = {});
   void askMeddledTool(Done &done, const std::string &plan, std::chrono::nanoseconds timeout,
                       std::initializer_list<test::Ending> alsoAllowed = {});
+  void measure();
   FinderMasterOptions options(const char *tool, std::chrono::nanoseconds timeout) const;
   std::unique_ptr<RandomTree> makeTree(std::size_t number);
   std::optional<std::string> anyPrevious(const Request &request);
@@ -65,7 +69,8 @@ private:
   const unsigned seed_;
   Random random_;
   std::vector<std::unique_ptr<RandomTree>> trees_;
-  std::chrono::nanoseconds ordinaryTime_{std::chrono::milliseconds(10)};
+  std::chrono::nanoseconds ordinaryTime_{}; // of a search
+  std::chrono::nanoseconds hostileTime_{};  // until a hostile tool has come to its deed
 };
 
 } // namespace tesker::soak

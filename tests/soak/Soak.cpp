@@ -62,8 +62,8 @@ std::optional<Options> optionsOf(int count, char **words) {
 volatile std::sig_atomic_t interrupted = 0;
 
 void endHanging(int) {
-  constexpr std::string_view kText = "tesker-soak: a search hangs\n";
-  (void)!::write(STDERR_FILENO, kText.data(), kText.size());
+  for (const char *text : {"tesker-soak: hangs: ", static_cast<const char *>(currentSearch), "\n"})
+    (void)!::write(STDERR_FILENO, text, std::strlen(text));
   ::_exit(1);
 }
 
