@@ -3,6 +3,7 @@
 
 #include "master/SearchOutcome.h"
 
+#include <optional>
 #include <ostream>
 #include <vector>
 
@@ -33,7 +34,10 @@ struct HostileToolKind {
   const char *way;
   Ending ending; // unless the deadline is earlier
   Leaves leaves = Leaves::nothing;
-  long mebibytes = 256; // that the master's process may need for it
+  long mebibytes = 256;                 // that the master's process may need for it
+  std::optional<Ending> otherwise = {}; // where it depends on who is quicker
+
+  bool admits(Ending given) const { return given == ending || given == otherwise; }
 };
 
 inline void PrintTo(const HostileToolKind &tool, std::ostream *stream) { *stream << tool.way; }

@@ -69,8 +69,9 @@ private:
   const unsigned seed_;
   Random random_;
   std::vector<std::unique_ptr<RandomTree>> trees_;
-  std::chrono::nanoseconds ordinaryTime_{}; // of a search
-  std::chrono::nanoseconds hostileTime_{};  // until a hostile tool has come to its deed
+  std::chrono::nanoseconds ordinaryTime_{}; // of a search, as of late
+  // How many times as long a hostile tool needs until it has come to its deed.
+  double hostileTimes_ = 1;
 };
 
 } // namespace tesker::soak
