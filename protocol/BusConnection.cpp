@@ -68,6 +68,14 @@ int refuseLongName(sd_bus_message *message, void *, sd_bus_error *) {
   return sd_bus_reply_method_errorf(message, SD_BUS_ERROR_INVALID_ARGS, "A name is too long");
 }
 
+// Whether starting fails so because the far side has left already, or has said something wrong,
+// EIO, or too much, ENOBUFS, in place of the authentication: it is as when it does so a moment
+// later.
+bool isOfTheFarSide(int error) {
+  return error == EPIPE || error == ECONNRESET || error == ENOTCONN || error == EIO ||
+         error == ENOBUFS;
+}
+
 using OptionalText = std::optional<std::string_view>;
 
 // Fills the call and sends it. Negative errno on failure.
@@ -138,8 +146,7 @@ void BusConnection::start() {
   if (error <= 0)
     return;
   end();
-  // Else it is as when the far side leaves a moment later.
-  if (error != EPIPE && error != ECONNRESET && error != ENOTCONN)
+  if (!isOfTheFarSide(error))
     lack_ = error;
 }
 

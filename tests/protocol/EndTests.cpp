@@ -87,6 +87,24 @@ TEST_F(ConnectionEnd, AHangUpOfEitherChannelLaterOnEndsTheRunLoop) {
   }
 }
 
+// What the tool has said before its master begins to listen is the tool's fault all the same.
+TEST(AMaster, LacksNothingWhereTheToolsAuthenticationIsThereAlreadyAndWrong) {
+  std::string flood(1, '\0');
+  while (flood.size() < (1U << 17))
+    flood += "AUTH EXTERNAL 30\r\n";
+  for (const std::string &said : {std::string("AUTH"), flood, std::string(1 << 17, '\0'),
+                                  std::string("\0AUTH MAGIC\r\nBEGIN\r\n", 19)}) {
+    Channels channels;
+    const int far = channels.toMaster.far.number();
+    ASSERT_GT(::send(far, said.data(), said.size(), MSG_DONTWAIT), 0);
+    const auto master = channels.masterSide();
+    ASSERT_TRUE(master);
+    while (master->dispatch()) {
+    }
+    EXPECT_EQ(master->lack(), 0);
+  }
+}
+
 TEST_F(ConnectionEnd, GarbageAfterTheAuthenticationEndsTheRunLoop) {
   BusPeer master(channels);
   master.ask(master.request("one"));
