@@ -285,6 +285,28 @@ TEST(ApplicationFinderTest, AnAnswerBeyondTheBoundIsLoggedAsIncomplete) {
                           "or 17 bytes in them"));
 }
 
+// What is missing from the answer is told all the same, and of the next search again all lines.
+TEST(ApplicationFinderTest, OfOneSearchOnlyTheFirstLinesAreLogged) {
+  std::string header;
+  for (std::size_t i = 0; i < kMostLogLines + 5; ++i)
+    header += "x\n";
+  const TemporaryDirectory directory;
+  directory.writeFile("a", describingItself("a"), 0755);
+  directory.writeFile(
+      "tree/bad",
+      examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes(),
+      0755);
+  const ApplicationFinder finder([] {}, {.records = 0});
+  for (int search = 0; search < 2; ++search) {
+    const LogCapture log;
+    const auto paths = {directory.string("tree"), directory.string("a")};
+    EXPECT_EQ(finder.findAppsForDockPaths(paths, nullptr), "(0)");
+    ASSERT_EQ(log.syslogged.size(), kMostLogLines + 2);
+    EXPECT_EQ(log.syslogged[kMostLogLines], "*** Log: 5 more lines left out");
+    EXPECT_THAT(log.syslogged.back(), ::testing::StartsWith(kIncompleteLine));
+  }
+}
+
 TEST(ApplicationFinderTest, AnAnswerThatEqualsThePreviousOneIsNil) {
   const TemporaryDirectory directory;
   const ApplicationFinder finder([] {});
