@@ -114,6 +114,18 @@ class Exhaustion(unittest.TestCase):
         self.assertIn(0, ends)
         self.assertNotEqual(ends, {0})
 
+    def test_decoding_holds_no_more_than_the_text(self):
+        count = 1_000_000
+        text = f"({count:x}{',0' * count})"
+        limit = 40 * MEBIBYTE
+        for text_format in ("jsonl", "json", "table"):
+            with self.subTest(text_format):
+                done = subprocess.run(
+                    [PROGRAMS / "tesker-apps", "decode", "-", "--format", text_format], input=text,
+                    stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=False,
+                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit)))
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])

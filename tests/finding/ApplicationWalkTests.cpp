@@ -111,6 +111,14 @@ TEST_F(ApplicationWalkTest, TheMastersLifeIsAskedForBeforeEveryStatusOfAPathAndE
                           at("statAt", "tree/below/link", "follow")));
 }
 
+TEST_F(ApplicationWalkTest, TheMastersLifeIsAskedForAtEveryPathThatIsMalformedToo) {
+  const LogCapture log;
+  int asked = 0;
+  ApplicationWalk walk([&] { ++asked; });
+  walk.doForPaths({""_ns, "relative"_ns, "/a/../b"_ns, "/"_ns, "/nowhere"_ns});
+  EXPECT_EQ(asked, 5);
+}
+
 TEST_F(ApplicationWalkTest, ADirectoryOneOfWhoseEntriesVanishedCountsAsOneThatCannotBeListed) {
   class Vanishing final : public OperatingSystem {
     int statAt(int directory, const char *name, bool followLinks, struct stat &status) override {

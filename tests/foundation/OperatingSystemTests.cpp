@@ -3,6 +3,7 @@
 #include "platform/foundation/Files.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/InterruptedSystemCall.h"
+#include "tests/support/RefusedSystemCall.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -343,6 +344,17 @@ TEST(OperatingSystemTest, AnInterruptedListingGoesOn) {
       ++count;
     EXPECT_EQ(count, 3);
     EXPECT_EQ(listing->error(), 0);
+  });
+}
+
+TEST(OperatingSystemTest, AListingThatBreaksOffSaysWhy) {
+  const TemporaryDirectory directory;
+  test::inChild([&] {
+    const auto listing = real().openDirectory(directory.path().c_str());
+    ASSERT_NE(listing, nullptr);
+    ASSERT_EQ(test::refuseSystemCall(SYS_getdents64, EIO), 0);
+    EXPECT_FALSE(listing->next());
+    EXPECT_EQ(listing->error(), EIO);
   });
 }
 
