@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <ostream>
 #include <sys/resource.h>
+#include <thread>
 #include <vector>
 
 namespace tesker::test {
@@ -176,6 +177,7 @@ INSTANTIATE_TEST_SUITE_P(
         Hostile{"huge-key", Ending::protocolBroken}, Hostile{"nil-unasked", Ending::protocolBroken},
         Hostile{"empty-text", Ending::answered}, Hostile{"only-nuls", Ending::malformedAnswer},
         Hostile{"a-count-beyond-reason", Ending::malformedAnswer},
+        Hostile{"more-records-than-allowed", Ending::malformedAnswer},
         Hostile{"an-index-beyond-reason", Ending::malformedAnswer},
         Hostile{"many-brackets", Ending::malformedAnswer}, Hostile{"twice", Ending::protocolBroken},
         Hostile{"twice-with-self", Ending::protocolBroken},
@@ -189,6 +191,15 @@ INSTANTIATE_TEST_SUITE_P(
       std::erase(name, '-');
       return name;
     });
+
+// The caller listens to the log for so long that the answer comes to be read after the deadline.
+TEST(AnswerAfterTheDeadline, IsNotReadToItsEnd) {
+  FinderMasterOptions options = fakeTool(std::chrono::seconds(2));
+  options.onLogLine = [&](std::string_view) { std::this_thread::sleep_for(options.timeout); };
+  const SearchOutcome outcome = searchWithFakeTool("two-thousand-records-late", options);
+  const SearchFailure failure = failureOf(outcome);
+  EXPECT_EQ(failure.kind, SearchFailure::Kind::timedOut) << failure.reason;
+}
 
 } // namespace
 } // namespace tesker::test
