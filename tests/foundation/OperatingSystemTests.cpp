@@ -326,7 +326,7 @@ TEST(OperatingSystemTest, AnInterruptedStatusIsAskedForAgain) {
 TEST(OperatingSystemTest, AnInterruptedStatusOfADescriptorIsAskedForAgain) {
   const FileDescriptor directory(real().open("/", O_RDONLY));
   struct stat status {};
-  for (const unsigned number : {SYS_newfstatat, SYS_fstat}) // one of them
+  for (const unsigned number : {unsigned{SYS_newfstatat}, unsigned{SYS_fstat}}) // one of them
     test::inChild([&] {
       const test::InterruptedSystemCall interrupted(number);
       EXPECT_EQ(real().statDescriptor(directory.number(), status), 0);
