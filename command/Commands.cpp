@@ -8,6 +8,7 @@
 #include "command/SearchPath.h"
 #include "master/FinderMaster.h"
 #include "master/SearchOutcome.h"
+#include "parsing/RecordEncoding.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -63,6 +64,7 @@ private:
   void nameUnsearchablePaths();
   void searchAll();
   SearchOutcome ask(const Request &request);
+  void write(const Request &request, const SearchOutcome &outcome, const SearchAnswer *answer);
   void take(const Request &request, const SearchOutcome &outcome, const SearchAnswer &answer);
   void take(const Request &request, const SearchOutcome &outcome, const SearchUnchanged &unchanged);
   void take(const Request &request, const SearchOutcome &outcome, const SearchFailure &failure);
@@ -193,21 +195,28 @@ SearchOutcome SearchRun::ask(const Request &request) {
        .timeout = arguments_.timeout,
        .cancelDescriptor = interrupts.descriptor(),
        .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); },
-       .logConfinement = diagnostics_.verbose()});
+       .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json});
   return request.isDock ? master.findAppsForDockPaths(request.argument, previous_)
                         : master.findAppsInSearchPath(request.argument, previous_);
+}
+
+void SearchRun::write(const Request &request, const SearchOutcome &outcome,
+                      const SearchAnswer *answer) {
+  SearchResult result = resultOf(request.name(), request.key(), answer, outcome.incomplete);
+  result.confinement = outcome.confinement;
+  writer_->add(result);
 }
 
 void SearchRun::take(const Request &request, const SearchOutcome &outcome,
                      const SearchAnswer &answer) {
   save(answer.text);
-  writer_->add(resultOf(request.name(), request.key(), &answer, outcome.incomplete));
+  write(request, outcome, &answer);
 }
 
 void SearchRun::take(const Request &request, const SearchOutcome &outcome,
                      const SearchUnchanged &) {
   save(*previous_);
-  writer_->add(resultOf(request.name(), request.key(), nullptr, outcome.incomplete));
+  write(request, outcome, nullptr);
   if (arguments_.format == Format::raw)
     diagnostics_.note(named(request) + ": unchanged since the previous answer");
 }
@@ -220,27 +229,28 @@ void SearchRun::take(const Request &request, const SearchOutcome &, const Search
        named(request) + ": " + displayText(failure.reason));
 }
 
-// What the tool has said about it, behind the "incomplete: " of its line.
+// What the tool has said about it, with the colon before it.
 std::string SearchRun::whyIncomplete(const SearchOutcome &outcome) {
   for (const std::string &line : outcome.logLines)
-    if (const std::size_t at = line.find("incomplete: "); at != std::string::npos)
-      return displayText(line.substr(at + 10));
+    if (line.starts_with(kIncompleteLine))
+      return displayText(line.substr(kIncompleteLine.size() - 2));
   return "";
 }
 
-// Without -v the tool's lines are only counted, unless they may explain a failure.
+// Without -v the tool's lines are only counted, unless they may explain a failure. The one about
+// its confinement, which stands in the JSON, explains none.
 void SearchRun::reportLog(const Request &request, const SearchOutcome &outcome) {
   constexpr std::size_t most = 5;
-  if (diagnostics_.verbose() || outcome.logLineCount == 0)
+  const std::size_t count = outcome.logLineCount - (outcome.confinement ? 1 : 0);
+  if (diagnostics_.verbose() || count == 0)
     return;
   if (!std::holds_alternative<SearchFailure>(outcome.result)) {
-    diagnostics_.note(
-        named(request) + ": the tool has logged " + std::to_string(outcome.logLineCount) +
-        (outcome.logLineCount == 1 ? " line; -v prints it" : " lines; -v prints them"));
+    diagnostics_.note(named(request) + ": the tool has logged " + std::to_string(count) +
+                      (count == 1 ? " line; -v prints it" : " lines; -v prints them"));
     return;
   }
-  const std::size_t count = std::min(most, outcome.logLines.size());
-  for (auto line = outcome.logLines.end() - static_cast<std::ptrdiff_t>(count);
+  const std::size_t shown = std::min({most, count, outcome.logLines.size()});
+  for (auto line = outcome.logLines.end() - static_cast<std::ptrdiff_t>(shown);
        line != outcome.logLines.end(); ++line)
     diagnostics_.note("the tool says: " + displayText(*line));
 }

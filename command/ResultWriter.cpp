@@ -24,6 +24,10 @@ std::string incompleteMember(const SearchResult &result) {
   return result.incomplete ? ",\"incomplete\":true" : "";
 }
 
+std::string confinementMember(const SearchResult &result) {
+  return result.confinement ? ",\"confinement\":" + textAsJSON(*result.confinement) : "";
+}
+
 // The answer text, byte for byte.
 class RawWriter final : public ResultWriter {
 public:
@@ -45,7 +49,7 @@ public:
   void add(const SearchResult &result) override {
     output_.write(std::string(first_ ? "\n{" : ",\n{") + requestMembers(result) +
                   ",\"unchanged\":" + (result.text != nullptr ? "false" : "true") +
-                  incompleteMember(result) + ",\"records\":[");
+                  incompleteMember(result) + confinementMember(result) + ",\"records\":[");
     first_ = false;
     addRecords(result);
     output_.write("]}");

@@ -35,6 +35,7 @@ struct SearchResult {
   const std::string *text;        // as it was encoded; lent; nil when it is unchanged
   bool incomplete = false;        // something could not be read, or was too much
   RecordSource records = {};      // none when it is unchanged
+  std::optional<std::string> confinement = {}; // the tool's; nothing when it is not known
 };
 
 // The result that an answer is; nil: unchanged.

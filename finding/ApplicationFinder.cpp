@@ -37,7 +37,10 @@ NSString ApplicationFinder::findAppsForDockPaths(const std::vector<NSString> &pa
                                                  const NSString &previous) const {
   const ReadFailures failures;
   ApplicationWalk walk(checkMasterStillAlive_, bounds_);
-  walk.doForPaths(paths);
+  {
+    const LogBound bound; // which what is missing must not fall under
+    walk.doForPaths(paths);
+  }
   logWhatIsMissing(walk, bounds_, failures);
   const NSString text = encodeParsedApp(walk.lines());
   return text == previous ? nullptr : text;

@@ -23,8 +23,8 @@ namespace tesker {
 
 class ApplicationFinder {
 public:
-  // checkMasterStillAlive is called before every status of a path and every listing; it returns
-  // while there is anyone to search for.
+  // checkMasterStillAlive is called before every status of a path and every listing, and for each
+  // path that names nothing that could be searched; it returns while there is anyone to search for.
   explicit ApplicationFinder(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {})
       : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds) {}
 

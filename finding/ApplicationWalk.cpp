@@ -76,6 +76,8 @@ void ApplicationWalk::doForPaths(const std::vector<NSString> &paths) {
 void ApplicationWalk::doForPath(const NSString &path) {
   judged(nullptr, path.bytes(), [&] {
     const auto [dir, file] = TeskerNormalizePathIntoDirFile(path);
+    if (!file) // of which a list may have many; of the others it is asked below
+      checkMasterStillAlive_();
     const auto entry = file ? followed(dir, file, JudgementCode::notThere) : std::nullopt;
     // What is walked is the path as it was given, and one with a NUL inside names nothing.
     const bool hasNul = path.bytes().find('\0') != std::string_view::npos;

@@ -43,7 +43,8 @@ struct FinderMasterOptions {
   int cancelDescriptor = -1;
   // Called with each line (bytes, without line feed) of the tool's log as it comes; may be empty.
   std::function<void(std::string_view)> onLogLine = {};
-  // Whether the tool also logs, in one line, what it has given up before it searches.
+  // Whether the tool also logs, in one line, what it has given up before it searches;
+  // SearchOutcome::confinement then has what it says.
   bool logConfinement = false;
 };
 

@@ -93,12 +93,18 @@ std::optional<SearchFailure> Search::startTool() {
     return failure(Kind::cannotSearch,
                    std::string("no process can be started: ") + std::strerror(started.error()));
   tool_ = std::move(*started);
-  log_.emplace(tool_->takeLogPipe(), [this](std::string_view line) {
-    incomplete_ = incomplete_ || line.starts_with(kIncompleteLine);
-    if (options_.onLogLine)
-      options_.onLogLine(line);
-  });
+  log_.emplace(tool_->takeLogPipe(), [this](std::string_view line) { takeLogLine(line); });
   return std::nullopt;
+}
+
+// Of its confinement the tool speaks before it has met a file that could make it lie, and only
+// what it says first is believed.
+void Search::takeLogLine(std::string_view line) {
+  incomplete_ = incomplete_ || line.starts_with(kIncompleteLine);
+  if (options_.logConfinement && !confinement_ && line.starts_with(kConfinementLine))
+    confinement_ = line.substr(kConfinementLine.size());
+  if (options_.onLogLine)
+    options_.onLogLine(line);
 }
 
 std::optional<SearchFailure> Search::stepStart() {
@@ -129,6 +135,7 @@ SearchOutcome Search::run() {
   try {
     log_->finish();
     outcome.incomplete = incomplete_;
+    outcome.confinement = std::move(confinement_);
     outcome.logLines = log_->lines();
   } catch (const std::bad_alloc &) {
     // The outcome is good without the lines, but one of them may have said that something is

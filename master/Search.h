@@ -69,6 +69,7 @@ private:
   // What ends the search before its tool runs, or nothing.
   std::optional<SearchFailure> begin();
   std::optional<SearchFailure> startTool();
+  void takeLogLine(std::string_view line);
   SearchOutcome::Result serve();
   void wait();
   std::optional<SearchFailure> stepStart();
@@ -105,6 +106,7 @@ private:
   std::optional<LogLines> log_;
   std::unique_ptr<ToolProcess> tool_;
   bool incomplete_ = false; // a line of the log has said so
+  std::optional<std::string> confinement_;
   bool connectionLost_ = false;
   bool cancelled_ = false;
   bool moreToDispatch_ = false; // what has come is not all taken yet

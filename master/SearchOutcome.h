@@ -111,6 +111,9 @@ struct SearchOutcome {
   // wrote in all.
   std::vector<std::string> logLines;
   std::size_t logLineCount = 0;
+  // What the tool has told of its confinement, "limits on, Landlock 6" for example; nothing where
+  // FinderMasterOptions::logConfinement has not asked for it, or the tool has not told.
+  std::optional<std::string> confinement = {};
 };
 
 // "before the hand-over", "during the search", "after its answer".

@@ -48,6 +48,10 @@ inline constexpr std::size_t kMostDockPaths = 10000;
   return static_cast<std::size_t>(std::count(list.begin(), list.end(), kDockPathSeparator)) + 1;
 }
 
+// How the one line of its log begins in which a tool that is told to says how far it is confined,
+// before it looks at the first file.
+inline constexpr std::string_view kConfinementLine = "Tool: confinement: ";
+
 // What the objects and their members are called on D-Bus (docs/Tesker.ToolFinder.xml).
 namespace bus_names {
 inline constexpr const char *kRootPath = "/";

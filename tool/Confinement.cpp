@@ -3,6 +3,7 @@
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "protocol/FinderProtocol.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -126,7 +127,7 @@ bool isConfinementWanted() {
 
 void tell(std::string_view state) {
   if (environmentValue("TESKER_LOG_CONFINEMENT") == "1")
-    NSLog("Tool: confinement: %s", {state});
+    NSLog(std::string(kConfinementLine).append("%s"), {state});
 }
 
 } // namespace

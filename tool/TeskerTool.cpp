@@ -52,6 +52,7 @@ void TeskerTool::checkMasterStillAlive() const {
   const kern_return_t status = bootstrap_look_up(bootstrap_port(), kMasterServiceName, service);
   if (status == BOOTSTRAP_SUCCESS)
     return;
+  LogBound::liftAll();
   syslogError("Tool: bootstrap port died: %d; exiting", {std::to_string(status)});
   std::exit(kMasterGoneStatus);
 }

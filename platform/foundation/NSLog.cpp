@@ -18,6 +18,7 @@ namespace tesker {
 namespace {
 
 LogSink *currentSink = nullptr;
+LogBound *currentBound = nullptr;
 
 // One write for the whole line, so that lines of several processes do not mix. When standard error
 // takes nothing there is nowhere to say so.
@@ -69,7 +70,43 @@ std::string formatted(std::string_view format, std::initializer_list<std::string
   return text;
 }
 
+// Whether the line is one of those that may be written; to be asked once for each.
+bool isLogged(std::string_view line) {
+  LogBound *bound = currentBound;
+  if (bound == nullptr)
+    return true;
+  if (bound->linesLeft_ == 0 || bound->textLeft_ == 0) {
+    ++bound->leftOut_;
+    return false;
+  }
+  --bound->linesLeft_;
+  bound->textLeft_ -= std::min(bound->textLeft_, line.size());
+  return true;
+}
+
+LogBound::LogBound(std::size_t lines, std::size_t text)
+    : before_(std::exchange(currentBound, this)), linesLeft_(lines), textLeft_(text) {}
+
+LogBound::~LogBound() {
+  currentBound = nullptr;
+  tell();
+  currentBound = before_;
+}
+
+void LogBound::liftAll() {
+  for (LogBound *bound = std::exchange(currentBound, nullptr); bound != nullptr;
+       bound = bound->before_)
+    bound->tell();
+}
+
+void LogBound::tell() {
+  if (const std::size_t count = std::exchange(leftOut_, 0); count > 0)
+    syslogError("*** Log: %d more lines left out", {std::to_string(count)});
+}
+
 void NSLog(std::string_view text) {
+  if (!isLogged(text))
+    return;
   const int savedErrno = errno;
   if (currentSink != nullptr)
     currentSink->log(text);
@@ -87,6 +124,8 @@ void NSLog(std::string_view format, std::initializer_list<std::string_view> argu
 }
 
 void syslogError(std::string_view text) {
+  if (!isLogged(text))
+    return;
   const int savedErrno = errno;
   if (currentSink != nullptr) {
     currentSink->syslog(text);

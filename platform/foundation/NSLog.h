@@ -4,6 +4,7 @@
 // stand in the documents, with their arguments as texts (formatted()).
 #pragma once
 
+#include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -30,6 +31,35 @@ void NSLog(std::string_view format, std::initializer_list<std::string_view> argu
 // environment the line also goes to standard error, as NSLog writes it.
 void syslogError(std::string_view text);
 void syslogError(std::string_view format, std::initializer_list<std::string_view> arguments);
+
+// What one search may log, so that no tree of files, and no list of paths, can fill the disk that
+// the log lies on: some hundred times what a desktop full of faulty applications is worth.
+inline constexpr std::size_t kMostLogLines = 10'000;
+inline constexpr std::size_t kMostLogText = std::size_t{16} << 20; // bytes
+
+// While the newest of these lives, only the first lines are written: so many, and none after those
+// that together have more bytes. At its end one line more, to the system log, tells how many were
+// left out, if any were: "*** Log: %d more lines left out".
+class LogBound {
+public:
+  explicit LogBound(std::size_t lines = kMostLogLines, std::size_t text = kMostLogText);
+  ~LogBound();
+  LogBound(const LogBound &) = delete;
+  LogBound &operator=(const LogBound &) = delete;
+
+  // Tells at once what was left out, and lets everything through from now on: for one who has to
+  // say why the process ends.
+  static void liftAll();
+
+private:
+  friend bool isLogged(std::string_view line);
+  void tell();
+
+  LogBound *before_;
+  std::size_t linesLeft_;
+  std::size_t textLeft_;
+  std::size_t leftOut_ = 0;
+};
 
 // Where log lines go: one call per line, without the line feed.
 class LogSink {

@@ -86,9 +86,12 @@ TEST(SavedFile, ReplacesAFileAndTheOneALinkLeadsTo) {
 
 TEST(SavedFile, KeepsTheModeOfTheOneThatALinkLeadsTo) {
   const TemporaryDirectory directory;
-  const std::string file = directory.writeFile("file", "old", 0600);
-  EXPECT_TRUE(saveFile(directory.makeLink("link", "file"), "new"));
-  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+  for (const unsigned mode : {0600U, 0640U, 0664U}) {
+    const std::string name = std::to_string(mode);
+    const std::string file = directory.writeFile(name, "old", static_cast<mode_t>(mode));
+    EXPECT_TRUE(saveFile(directory.makeLink(name + " link", name), "new"));
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(mode));
+  }
 }
 
 TEST(SavedFile, ReplacesNothingThatIsNoFile) {

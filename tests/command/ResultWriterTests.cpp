@@ -48,6 +48,21 @@ TEST(ResultWriter, PrintsOneJSONDocumentWithARecordOnALine) {
 )");
 }
 
+TEST(ResultWriter, PrintsInTheDocumentHowFarTheToolWasConfined) {
+  const SearchAnswer answer{encodeRecords({}), {}};
+  SearchResult result = resultOf("list", "/Apps", &answer, true);
+  result.confinement = "Landlock off (\xFF)";
+  const auto printedResult = [&](Format format) {
+    return captured([&](Output &output) { makeResultWriter(format, output)->add(result); });
+  };
+  EXPECT_THAT(printedResult(Format::json),
+              testing::HasSubstr(R"("incomplete":true,"confinement":{"hex":")"));
+  result.confinement = "limits on";
+  EXPECT_THAT(printedResult(Format::json),
+              testing::HasSubstr(R"("incomplete":true,"confinement":"limits on","records":[)"));
+  EXPECT_THAT(printedResult(Format::jsonl), testing::Not(testing::HasSubstr("confinement")));
+}
+
 TEST(ResultWriter, PrintsADocumentWithoutResultsWhenThereIsNone) {
   EXPECT_EQ(recordsFromJSON(printed(Format::json, {answerTo("decode", nullptr, Records{})})),
             Records{});

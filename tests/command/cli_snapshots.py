@@ -70,7 +70,7 @@ class Session:
         tmp = os.fsencode(self.tmp)
         data = data.replace(tmp, b"@TMP@").replace(tmp.hex().encode(), b"@TMP in hex@")
         # How far the tool can be confined is for the kernel to say.
-        data = re.sub(rb"(Tool: confinement: ).*", rb"\1@LEVELS@", data)
+        data = re.sub(rb'(Tool: confinement: |"confinement":")[^"\n]*', rb"\1@LEVELS@", data)
         text = data.decode("utf-8", "backslashreplace")
         return "".join(c if c == "\n" or c.isprintable() else f"\\x{ord(c):02x}" for c in text)
 

@@ -111,6 +111,14 @@ TEST_F(ApplicationWalkTest, TheMastersLifeIsAskedForBeforeEveryStatusOfAPathAndE
                           at("statAt", "tree/below/link", "follow")));
 }
 
+TEST_F(ApplicationWalkTest, TheMastersLifeIsAskedForAtEveryPathThatIsMalformedToo) {
+  const LogCapture log;
+  int asked = 0;
+  ApplicationWalk walk([&] { ++asked; });
+  walk.doForPaths({""_ns, "relative"_ns, "/a/../b"_ns, "/"_ns, "/nowhere"_ns});
+  EXPECT_EQ(asked, 5);
+}
+
 TEST_F(ApplicationWalkTest, ADirectoryOneOfWhoseEntriesVanishedCountsAsOneThatCannotBeListed) {
   class Vanishing final : public OperatingSystem {
     int statAt(int directory, const char *name, bool followLinks, struct stat &status) override {
@@ -283,6 +291,28 @@ TEST(ApplicationFinderTest, AnAnswerBeyondTheBoundIsLoggedAsIncomplete) {
   EXPECT_THAT(log.syslogged,
               ElementsAre("*** Applications Finder: incomplete: more than 0 records, "
                           "or 17 bytes in them"));
+}
+
+// What is missing from the answer is told all the same, and of the next search again all lines.
+TEST(ApplicationFinderTest, OfOneSearchOnlyTheFirstLinesAreLogged) {
+  std::string header;
+  for (std::size_t i = 0; i < kMostLogLines + 5; ++i)
+    header += "x\n";
+  const TemporaryDirectory directory;
+  directory.writeFile("a", describingItself("a"), 0755);
+  directory.writeFile(
+      "tree/bad",
+      examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes(),
+      0755);
+  const ApplicationFinder finder([] {}, {.records = 0});
+  for (int search = 0; search < 2; ++search) {
+    const LogCapture log;
+    const auto paths = {directory.string("tree"), directory.string("a")};
+    EXPECT_EQ(finder.findAppsForDockPaths(paths, nullptr), "(0)");
+    ASSERT_EQ(log.syslogged.size(), kMostLogLines + 2);
+    EXPECT_EQ(log.syslogged[kMostLogLines], "*** Log: 5 more lines left out");
+    EXPECT_THAT(log.syslogged.back(), ::testing::StartsWith(kIncompleteLine));
+  }
 }
 
 TEST(ApplicationFinderTest, AnAnswerThatEqualsThePreviousOneIsNil) {

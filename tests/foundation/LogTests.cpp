@@ -164,5 +164,69 @@ TEST(LogTest, LoggingLeavesErrnoAlone) {
   });
 }
 
+TEST(LogBoundTest, TheFirstLinesAreWrittenAndTheOthersCounted) {
+  const LogCapture capture;
+  {
+    const LogBound bound(3);
+    NSLog("one");
+    syslogError("%s", {"two"});
+    for (const char *text : {"three", "four", "five"})
+      NSLog("%s", {text});
+    syslogError("six");
+    EXPECT_THAT(capture.syslogged, ElementsAre("two"));
+  }
+  EXPECT_THAT(capture.logged, ElementsAre("one", "three"));
+  EXPECT_THAT(capture.syslogged, ElementsAre("two", "*** Log: 3 more lines left out"));
+}
+
+TEST(LogBoundTest, NothingIsSaidWhereAllLinesWereWritten) {
+  const LogCapture capture;
+  {
+    const LogBound bound(1);
+    syslogError("one");
+  }
+  syslogError("afterwards");
+  EXPECT_THAT(capture.syslogged, ElementsAre("one", "afterwards"));
+}
+
+TEST(LogBoundTest, NoLineIsWrittenAfterThoseThatHaveTooMuchText) {
+  const LogCapture capture;
+  {
+    const LogBound bound(100, 10);
+    syslogError("123456789");
+    syslogError("this one still comes, whole");
+    syslogError("x");
+  }
+  EXPECT_THAT(capture.syslogged, ElementsAre("123456789", "this one still comes, whole",
+                                             "*** Log: 1 more lines left out"));
+}
+
+TEST(LogBoundTest, TheNewestCounts) {
+  const LogCapture capture;
+  const LogBound outer(1);
+  {
+    const LogBound inner(0);
+    syslogError("inner");
+  }
+  syslogError("outer");
+  syslogError("one too many");
+  EXPECT_THAT(capture.syslogged, ElementsAre("*** Log: 1 more lines left out", "outer"));
+}
+
+TEST(LogBoundTest, LiftedItTellsAtOnceAndLetsAllThrough) {
+  const LogCapture capture;
+  {
+    const LogBound outer(0);
+    syslogError("outer");
+    const LogBound inner(0);
+    syslogError("inner");
+    LogBound::liftAll();
+    syslogError("why the process ends");
+  }
+  EXPECT_THAT(capture.syslogged,
+              ElementsAre("*** Log: 1 more lines left out", "*** Log: 1 more lines left out",
+                          "why the process ends"));
+}
+
 } // namespace
 } // namespace tesker

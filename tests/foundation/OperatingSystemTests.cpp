@@ -1,6 +1,9 @@
 #include "platform/foundation/OperatingSystem.h"
 
 #include "platform/foundation/Files.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/InterruptedSystemCall.h"
+#include "tests/support/RefusedSystemCall.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -302,6 +305,67 @@ TEST(OperatingSystemTest, OpeningAFifoInterruptedByASignalIsResumed) {
   const FileDescriptor opened(real().open(fifo.c_str(), O_RDONLY));
   EXPECT_TRUE(opened);
   EXPECT_GE(signals, 3);
+}
+
+// Does the call while system calls of one kind are interrupted, each once.
+template <class Call> void interrupting(unsigned number, Call call) {
+  test::inChild([&] {
+    const test::InterruptedSystemCall interrupted(number);
+    if (!interrupted)
+      return; // nothing to be seen here
+    call();
+    EXPECT_GE(interrupted.interruptions(), 1);
+  });
+}
+
+TEST(OperatingSystemTest, AnInterruptedStatusIsAskedForAgain) {
+  struct stat status {};
+  interrupting(SYS_newfstatat, [&] { EXPECT_EQ(real().statAt(AT_FDCWD, "/", true, status), 0); });
+}
+
+TEST(OperatingSystemTest, AnInterruptedStatusOfADescriptorIsAskedForAgain) {
+  const FileDescriptor directory(real().open("/", O_RDONLY));
+  struct stat status {};
+  for (const unsigned number : {unsigned{SYS_newfstatat}, unsigned{SYS_fstat}}) // one of them
+    test::inChild([&] {
+      const test::InterruptedSystemCall interrupted(number);
+      EXPECT_EQ(real().statDescriptor(directory.number(), status), 0);
+    });
+}
+
+TEST(OperatingSystemTest, AnInterruptedListingGoesOn) {
+  const TemporaryDirectory directory;
+  directory.writeFile("a", "");
+  interrupting(SYS_getdents64, [&] {
+    const auto listing = real().openDirectory(directory.path().c_str());
+    ASSERT_NE(listing, nullptr);
+    int count = 0;
+    while (listing->next())
+      ++count;
+    EXPECT_EQ(count, 3);
+    EXPECT_EQ(listing->error(), 0);
+  });
+}
+
+TEST(OperatingSystemTest, AListingThatBreaksOffSaysWhy) {
+  const TemporaryDirectory directory;
+  test::inChild([&] {
+    const auto listing = real().openDirectory(directory.path().c_str());
+    ASSERT_NE(listing, nullptr);
+    ASSERT_EQ(test::refuseSystemCall(SYS_getdents64, EIO), 0);
+    EXPECT_FALSE(listing->next());
+    EXPECT_EQ(listing->error(), EIO);
+  });
+}
+
+TEST(OperatingSystemTest, AnInterruptedReadIsRepeated) {
+  const TemporaryDirectory directory;
+  directory.writeFile("a", "text");
+  const FileDescriptor file(real().open(directory.path("a").c_str(), O_RDONLY));
+  interrupting(SYS_pread64, [&] {
+    char bytes[4];
+    EXPECT_EQ(real().readAt(file.number(), bytes, sizeof bytes, 0), 4);
+  });
 }
 
 } // namespace

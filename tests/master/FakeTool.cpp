@@ -143,9 +143,17 @@ Way answering(const NSString &text) {
 }
 
 // The same after the line that says that something is missing from the answer.
+Way logging(const char *lines) {
+  return serving([lines](const NSString &key, const NSString &, FinderClient &client) {
+    std::cerr << lines << std::endl;
+    answer(kEmptyAnswer, key, client);
+  });
+}
+
 Way answeringIncompletely(const NSString &text) {
   return serving([text](const NSString &key, const NSString &, FinderClient &client) {
-    std::cerr << "*** Applications Finder: incomplete: a \x1b[1mreason\nanother line" << std::endl;
+    std::cerr << "*** Applications Finder: error parsing /incomplete: not the reason\n"
+              << "*** Applications Finder: incomplete: a \x1b[1mreason\nanother line" << std::endl;
     answer(text, key, client);
   });
 }
@@ -199,6 +207,7 @@ const std::map<std::string, Way> kServingWays{
     {"crash-in-search", inTheSearch([] { ::raise(SIGABRT); })},
     {"hang-in-search", inTheSearch(hang)},
     {"empty-answer", answering(kEmptyAnswer)},
+    {"confinement-twice", logging("Tool: confinement: off\nTool: confinement: limits on")},
     {"incomplete", answeringIncompletely("type\0app\0path\0/a\0(1,2,0,1,2,3)"_ns)},
     {"incomplete-and-unchanged", answeringIncompletely(nullptr)},
     {"garbage-answer", answering("no \x1b]0;list"_ns)},

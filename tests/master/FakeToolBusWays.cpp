@@ -1,15 +1,20 @@
 // What a hostile tool says to its master on the bus, byte by byte.
 
+#include "parsing/RecordEncoding.h"
 #include "tests/master/FakeToolSteps.h"
 #include "tests/master/FakeToolWays.h"
 #include "tests/ports/RawSockets.h"
 #include "tests/protocol/WireMessage.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <iostream>
+#include <sstream>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unistd.h>
 
 namespace tesker::fake_tool {
@@ -63,6 +68,24 @@ Way saying(const std::string &bytes, const Way &afterwards = hang) {
     say(begunBus(), bytes);
     afterwards();
   };
+}
+
+// So many records without a pair.
+std::string emptyRecords(std::size_t count) {
+  std::ostringstream text;
+  text << '(' << std::hex << count;
+  for (std::size_t i = 0; i < count; ++i)
+    text << ",0";
+  return text.str() + ')';
+}
+
+// Long before the answer there is a line in the log.
+void logAndAnswerLater(std::string_view answer) {
+  const port_t port = begunBus();
+  std::cerr << "more follows" << std::endl;
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  say(port, note(answer));
+  std::exit(0);
 }
 
 Way sayingWithoutEnd(const std::string &message) {
@@ -175,6 +198,9 @@ const Ways &hostileBusWays() {
       {"empty-text", saying(note(""), [] { std::exit(0); })},
       {"only-nuls", saying(note(std::string(1 << 20, '\0')), [] { std::exit(0); })},
       {"a-count-beyond-reason", saying(note("(7fffffff)"), [] { std::exit(0); })},
+      {"more-records-than-allowed",
+       [] { saying(note(emptyRecords(kMostRecords + 1)), [] { std::exit(0); })(); }},
+      {"two-thousand-records-late", [] { logAndAnswerLater(emptyRecords(2000)); }},
       {"an-index-beyond-reason",
        saying(note("a\0(1,1,ffffffffffffffffff,0)"sv), [] { std::exit(0); })},
       {"many-brackets", saying(note(std::string(1 << 20, '(')), [] { std::exit(0); })},

@@ -224,13 +224,22 @@ TEST(FinderMaster, KeepsTheLinesThatTheToolLogs) {
 }
 
 TEST(FinderMaster, HasTheToolLogHowFarItIsConfinedWhenToldTo) {
-  const auto logLines = [](bool logConfinement) {
+  const auto outcome = [](bool logConfinement) {
     return FinderMaster({.tool = programPath("ToolFinder"), .logConfinement = logConfinement})
-        .findAppsInSearchPath("/nowhere")
-        .logLines;
+        .findAppsInSearchPath("/nowhere");
   };
-  EXPECT_THAT(logLines(false), IsEmpty());
-  EXPECT_THAT(logLines(true), ElementsAre(StartsWith("Tool: confinement: ")));
+  EXPECT_THAT(outcome(false).logLines, IsEmpty());
+  EXPECT_EQ(outcome(false).confinement, std::nullopt);
+  const SearchOutcome told = outcome(true);
+  EXPECT_THAT(told.logLines, ElementsAre("Tool: confinement: " + told.confinement.value_or("")));
+}
+
+TEST(FinderMaster, BelievesOnlyTheFirstThatTheToolSaysOfItsConfinement) {
+  FinderMasterOptions options = fakeTool();
+  EXPECT_EQ(searchWithFakeTool("confinement-twice", options).confinement, std::nullopt);
+  options.logConfinement = true;
+  EXPECT_EQ(searchWithFakeTool("confinement-twice", options).confinement, "off");
+  EXPECT_EQ(searchWithFakeTool("empty-answer", options).confinement, std::nullopt);
 }
 
 TEST(FinderMaster, CarriesTextsThatNoSingleMessageHolds) {

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <thread>
 
 namespace tesker::test {
 namespace {
@@ -51,6 +52,15 @@ INSTANTIATE_TEST_SUITE_P(Table, HostileTool, testing::ValuesIn(hostileTools()),
                            std::erase(name, '-');
                            return name;
                          });
+
+// The caller listens to the log for so long that the answer comes to be read after the deadline.
+TEST(AnswerAfterTheDeadline, IsNotReadToItsEnd) {
+  FinderMasterOptions options = fakeTool(std::chrono::seconds(2));
+  options.onLogLine = [&](std::string_view) { std::this_thread::sleep_for(options.timeout); };
+  const SearchOutcome outcome = searchWithFakeTool("two-thousand-records-late", options);
+  const SearchFailure failure = failureOf(outcome);
+  EXPECT_EQ(failure.kind, SearchFailure::Kind::timedOut) << failure.reason;
+}
 
 } // namespace
 } // namespace tesker::test

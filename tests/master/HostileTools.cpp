@@ -160,6 +160,7 @@ const std::vector<HostileToolKind> &hostileTools() {
       {"empty-text", Ending::answered},
       {"only-nuls", Ending::malformedAnswer},
       {"a-count-beyond-reason", Ending::malformedAnswer},
+      {"more-records-than-allowed", Ending::malformedAnswer},
       {"an-index-beyond-reason", Ending::malformedAnswer},
       {"many-brackets", Ending::malformedAnswer},
       {"twice", Ending::protocolBroken},

@@ -207,5 +207,21 @@ TEST_F(ToolObject, AMasterThatHasGoneEndsTheProcessWithStatus255) {
   ::unsetenv("TESKER_LOG_STDERR");
 }
 
+TEST_F(ToolObject, AMasterThatHasGoneIsLoggedHoweverMuchTheSearchHasLogged) {
+  const auto tool = RaisingTool::create();
+  master.goAway();
+  setLogSink(nullptr);
+  ::setenv("TESKER_LOG_STDERR", "1", 1);
+  EXPECT_EXIT(
+      {
+        const LogBound bound(0);
+        syslogError("a faulty file");
+        tool->checkMasterStillAlive();
+      },
+      testing::ExitedWithCode(255),
+      "^\\*\\*\\* Log: 1 more lines left out\nTool: bootstrap port died: 1102; exiting\n$");
+  ::unsetenv("TESKER_LOG_STDERR");
+}
+
 } // namespace
 } // namespace tesker
