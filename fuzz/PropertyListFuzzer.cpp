@@ -39,9 +39,12 @@ void tryPairs(const NSDictionary &pairs) {
 }
 
 void tryPropertyList(std::string_view text) {
-  auto value = valueRead(propertyList, text);
+  PropertyListPlaces places;
+  auto value =
+      valueRead([&](std::string_view bytes) { return propertyList(bytes, &places); }, text);
   if (!value)
     return;
+  check(places.of.at(&*value).value < text.size());
   if (value->asString()) {
     // A string alone describes itself; only inside a container is its description read back.
     auto container = NSArray::create();
