@@ -95,8 +95,6 @@ private:
   ChildProcess(pid_t id, const Command &command) : id_(id), command_(command) {}
   // As fork(2), but what runs is known to OperationUnderWay; negative when there is no child.
   static pid_t forkChild();
-  // Gives signals that the caller handles, and SIGPIPE, their default effect in the child.
-  static void forgetHandlers();
 
   pid_t id_;
   const Command &command_;

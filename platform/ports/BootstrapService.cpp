@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <sys/file.h>
-#include <unistd.h>
 
 namespace tesker {
 
@@ -43,7 +42,7 @@ public:
   }
   ~DirectoryLock() {
     if (isHeld_)
-      ::flock(directory_, LOCK_UN);
+      OperatingSystem::current().lock(directory_, LOCK_UN);
   }
   bool isHeld() const { return isHeld_; }
   DirectoryLock(const DirectoryLock &) = delete;
@@ -53,7 +52,9 @@ private:
   static constexpr std::chrono::seconds kLongestWait{2};
   static constexpr int kMillisecondsBetween = 10;
 
-  bool tryLock() const { return ::flock(directory_, LOCK_EX | LOCK_NB) == 0; }
+  bool tryLock() const {
+    return OperatingSystem::current().lock(directory_, LOCK_EX | LOCK_NB) == 0;
+  }
 
   int directory_;
   bool isHeld_;
@@ -80,7 +81,7 @@ Result<> freeName(const BootstrapDirectory &directory, const std::string &name,
     return Failure{errno};
   if (connectTo(address, probe).error() != ECONNREFUSED)
     return Failure{BOOTSTRAP_NAME_IN_USE};
-  if (::unlinkat(directory.descriptor(), name.c_str(), 0) < 0)
+  if (OperatingSystem::current().unlinkAt(directory.descriptor(), name.c_str(), 0) < 0)
     return Failure{errno};
   return {};
 }
@@ -91,7 +92,7 @@ Result<FileDescriptor> listenAt(const sockaddr_un &address) {
     return Failure{errno};
   if (const Result<> bound = bindTo(address, socket); !bound)
     return bound.failure();
-  if (::listen(socket.number(), SOMAXCONN) < 0)
+  if (OperatingSystem::current().listen(socket.number()) < 0)
     return Failure{errno};
   return socket;
 }
@@ -143,7 +144,7 @@ BootstrapService::~BootstrapService() {
   // Without the lock: as long as the listener is open, nobody else takes the name.
   const Result<struct stat> status = statusOfName(directory_, name_);
   if (status && status->st_dev == device_ && status->st_ino == inode_)
-    ::unlinkat(directory_.descriptor(), name_.c_str(), 0);
+    OperatingSystem::current().unlinkAt(directory_.descriptor(), name_.c_str(), 0);
 }
 
 Result<port_t> BootstrapService::acceptConnection() {
@@ -153,8 +154,8 @@ Result<port_t> BootstrapService::acceptConnection() {
       port_deallocate(port);
     return ended;
   });
-  FileDescriptor socket(::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC));
-  if (!socket && errno != EAGAIN && errno != EINTR && errno != ECONNABORTED)
+  FileDescriptor socket(OperatingSystem::current().accept(listener_.number()));
+  if (!socket && errno != EAGAIN && errno != ECONNABORTED)
     return Failure{errno};
   if (!socket || accepted_.size() >= kMostConnections || !isTrustedPeer(socket))
     return PORT_NULL;

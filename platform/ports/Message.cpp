@@ -70,13 +70,13 @@ ssize_t sendPart(int socket, std::uint8_t *bytes, std::size_t size, int descript
     control->cmsg_len = CMSG_LEN(sizeof(int));
     std::memcpy(CMSG_DATA(control), &descriptor, sizeof(int));
   }
-  return ::sendmsg(socket, &header, MSG_DONTWAIT | MSG_NOSIGNAL);
+  return OperatingSystem::current().sendMessage(socket, header, MSG_DONTWAIT);
 }
 
 int socketOption(int socket, int option) {
   int value = -1;
-  socklen_t size = sizeof value;
-  return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
+  return OperatingSystem::current().socketOption(socket, option, &value, sizeof value) == 0 ? value
+                                                                                            : -1;
 }
 
 bool isLocalStream(const FileDescriptor &socket) {
@@ -100,7 +100,8 @@ public:
     DescriptorRoom<kMostDescriptors> room{};
     header.msg_control = room.bytes;
     header.msg_controllen = sizeof room.bytes;
-    const ssize_t received = ::recvmsg(socket, &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    const ssize_t received =
+        OperatingSystem::current().receiveMessage(socket, header, MSG_DONTWAIT);
     if (received < 0)
       return received;
     takeDescriptors(header);
@@ -155,9 +156,9 @@ Result<> receiveWhole(int socket, const Waiting &waiting, Incoming &incoming) {
         return waited;
       continue;
     }
-    if (received < 0 && errno != EINTR)
+    if (received < 0)
       return Failure{errno};
-    if (received > 0 && incoming.inPackets())
+    if (incoming.inPackets())
       break;
   } while (!incoming.isComplete());
   return incoming.isWellFormed() ? Result<>() : Failure{EBADMSG};
@@ -218,7 +219,7 @@ int msg_send(const PortMessage &message, int option, int timeout) {
     } else if (errno == EAGAIN) {
       if (const Result<> waited = waiting.waitFor(socket, POLLOUT); !waited)
         return waited.error();
-    } else if (errno != EINTR) {
+    } else {
       return errno;
     }
   }

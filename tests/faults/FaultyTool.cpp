@@ -1,10 +1,13 @@
 // FaultyTool.cpp - the tool, of which one system call or one allocation fails.
 //
 // FAULT in the environment says which: "call NUMBER ERRNO", "allocation NUMBER", or either with
-// " on" behind it for all that follow, too; of number 0 none fails. How many calls, or allocations,
-// a whole run makes is written to the file that FAULT_COUNTS names.
+// " on" behind it for all that follow, too; of number 0 none fails. At its end it writes to the file
+// that FAULT_TRACE names: how many allocations there were; or every call, a line each, and once more, with "!"
+// before it, each that failed.
 
+#include "platform/ports/HostInfo.h"
 #include "tests/faults/FailingMalloc.h"
+#include "tests/faults/FaultTable.h"
 #include "tests/support/FaultyOperatingSystem.h"
 #include "tool/ToolFinderTool.h"
 
@@ -20,6 +23,8 @@ namespace {
 
 using namespace tesker;
 
+constexpr int kToolPriority = 16; // as the tool's own main says
+
 // In force for faults of calls only, since what it writes down takes memory.
 std::optional<test::FaultyOperatingSystem> faulty;
 std::optional<ScopedOperatingSystem> scope;
@@ -30,7 +35,9 @@ void setFault(const std::string &text) {
   std::size_t number = 0;
   words >> what >> number;
   if (what == "call") {
-    scope.emplace(faulty.emplace());
+    scope.emplace(faulty.emplace([](std::string_view call, int error) {
+      return test::canFail(test::Side::tool, call, error);
+    }));
     words >> faulty->fault.error >> on;
     faulty->fault.call = number;
     faulty->fault.andAllAfter = on == "on";
@@ -41,17 +48,27 @@ void setFault(const std::string &text) {
   }
 }
 
-void writeCount() {
+void writeTrace() {
   test::mallocFault = {};
-  if (const char *file = std::getenv("FAULT_COUNTS"))
-    std::ofstream(file) << (faulty ? faulty->calls.size() : test::mallocsSoFar) << '\n';
+  const char *file = std::getenv("FAULT_TRACE");
+  if (file == nullptr)
+    return;
+  std::ofstream trace(file);
+  if (!faulty) {
+    trace << test::mallocsSoFar << '\n';
+    return;
+  }
+  for (const std::string &line : faulty->calls)
+    trace << line << '\n';
+  for (const std::string &line : faulty->failures)
+    trace << '!' << line << '\n';
 }
 
 } // namespace
 
 int main() {
   std::signal(SIGPIPE, SIG_IGN);
-  std::atexit(writeCount);
+  std::atexit(writeTrace);
   test::mallocsSoFar = 0;
   if (const char *fault = std::getenv("FAULT"))
     setFault(fault);
@@ -59,6 +76,7 @@ int main() {
     NSTool = ToolFinderTool::create().leak();
   } catch (const std::bad_alloc &) { // as the tool's own main does
   }
+  task_priority(task_self(), kToolPriority, true);
   if (NSTool != nullptr)
     NSTool->run();
   std::exit(EXIT_SUCCESS);
