@@ -53,8 +53,8 @@ Result<FileDescriptor> connectToService(std::string_view name) {
     return Failure{errno};
   if (const Result<> connected = connectTo(*address, socket); !connected)
     return Failure{statusOfRefusal(connected.error(), *directory)};
-  if (!isTrustedPeer(socket))
-    return Failure{BOOTSTRAP_NOT_PRIVILEGED};
+  if (const Result<> trusted = checkPeer(socket); !trusted)
+    return trusted.failure();
   return socket;
 }
 
@@ -185,11 +185,14 @@ Result<> bindTo(const sockaddr_un &address, const FileDescriptor &socket) {
   return {};
 }
 
-bool isTrustedPeer(const FileDescriptor &socket) {
+Result<> checkPeer(const FileDescriptor &socket) {
   OperatingSystem &system = OperatingSystem::current();
   ucred peer{};
-  return system.socketOption(socket.number(), SO_PEERCRED, &peer, sizeof peer) == 0 &&
-         (peer.uid == system.effectiveUserId() || peer.uid == 0);
+  if (system.socketOption(socket.number(), SO_PEERCRED, &peer, sizeof peer) != 0)
+    return Failure{errno};
+  if (peer.uid != system.effectiveUserId() && peer.uid != 0)
+    return Failure{BOOTSTRAP_NOT_PRIVILEGED};
+  return {};
 }
 
 bool hasHungUp(int socket) {

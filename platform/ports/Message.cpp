@@ -73,15 +73,18 @@ ssize_t sendPart(int socket, std::uint8_t *bytes, std::size_t size, int descript
   return OperatingSystem::current().sendMessage(socket, header, MSG_DONTWAIT);
 }
 
-int socketOption(int socket, int option) {
+// Whether the option has the value. Fails with EBADMSG when it has another and where the descriptor
+// is not a socket, and with the errno when the system does not tell.
+Result<> checkOption(int socket, int option, int expected) {
   int value = -1;
-  return OperatingSystem::current().socketOption(socket, option, &value, sizeof value) == 0 ? value
-                                                                                            : -1;
+  if (OperatingSystem::current().socketOption(socket, option, &value, sizeof value) != 0)
+    return Failure{errno == ENOTSOCK || errno == EBADF ? EBADMSG : errno};
+  return value == expected ? Result<>() : Failure{EBADMSG};
 }
 
-bool isLocalStream(const FileDescriptor &socket) {
-  return socketOption(socket.number(), SO_DOMAIN) == AF_UNIX &&
-         socketOption(socket.number(), SO_TYPE) == SOCK_STREAM;
+Result<> checkLocalStream(const FileDescriptor &socket) {
+  const Result<> isLocal = checkOption(socket.number(), SO_DOMAIN, AF_UNIX);
+  return isLocal ? checkOption(socket.number(), SO_TYPE, SOCK_STREAM) : isLocal;
 }
 
 // A message on its way in: its bytes so far and the first descriptor that came with them. All other
@@ -113,7 +116,10 @@ public:
 
   bool inPackets() const { return inPackets_; }
   bool isComplete() const { return size_ == bytes.size(); }
-  bool isWellFormed() const { return isComplete() && !malformed_ && isLocalStream(right); }
+  // Whether it is well formed: EBADMSG when it is not, another errno when the system does not tell.
+  Result<> check() const {
+    return isComplete() && !malformed_ ? checkLocalStream(right) : Failure{EBADMSG};
+  }
 
   MessageBytes bytes{};
   FileDescriptor right;
@@ -161,7 +167,7 @@ Result<> receiveWhole(int socket, const Waiting &waiting, Incoming &incoming) {
     if (incoming.inPackets())
       break;
   } while (!incoming.isComplete());
-  return incoming.isWellFormed() ? Result<>() : Failure{EBADMSG};
+  return incoming.check();
 }
 
 } // namespace
@@ -232,7 +238,10 @@ int msg_receive(PortMessage &message, int option, int timeout) {
   const int socket = receiveDescriptor(port);
   if (socket < 0)
     return EBADF;
-  Incoming incoming(socketOption(socket, SO_TYPE) != SOCK_STREAM);
+  const Result<> isStream = checkOption(socket, SO_TYPE, SOCK_STREAM);
+  if (!isStream && isStream.error() != EBADMSG)
+    return isStream.error();
+  Incoming incoming(!isStream);
   const Waiting waiting((option & kReceiveTimeout) != 0, timeout);
   if (const Result<> received = receiveWhole(socket, waiting, incoming); !received)
     return received.error();

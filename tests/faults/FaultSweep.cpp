@@ -6,8 +6,8 @@
 // TOOL is tesker-faulty-tool. A search has to end with the right answer, with one that says that it
 // is incomplete, with one that lacks what could not be read, for a reason that an entry may have,
 // or with a failure that has a reason; which of them, FaultTable says for each call. Nothing may
-// crash or hang, and no descriptor, process or directory may be left. The first search that ends
-// otherwise ends the sweep with status 1. Faults are chosen at random; the same seed makes the same
+// crash or hang, and no descriptor, process or directory may be left. A search that ends
+// otherwise is told, and the status is 1. Faults are chosen at random; the same seed makes the same
 // sweep. With --each-call every call of the master fails in turn, with each of its errors, alone and
 // with all after it; with --list what became of each kind of fault is printed.
 
@@ -15,6 +15,7 @@
 #include "tests/faults/FaultySearch.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -48,8 +49,10 @@ std::string nameOf(Outcomes outcome) {
     return "lacking";
   case test::kIncomplete:
     return "incomplete, and says so";
-  default:
+  case test::kNone:
     return "no answer";
+  default:
+    return "a wrong answer that says nothing";
   }
 }
 
@@ -66,10 +69,13 @@ public:
                 "seed %u\n",
                 whole_.records.size(), calls_[Side::tool].size(), calls_[Side::master].size(),
                 allocations_[Side::tool], allocations_[Side::master], options_.seed);
-    const int status = options_.eachCall ? tryEachCallOfTheMaster() : tryAtRandom();
+    if (options_.eachCall)
+      tryEachCallOfTheMaster();
+    else
+      tryAtRandom();
     for (const auto &[what, count] : outcomes_)
       std::printf("%6zu %s\n", count, what.c_str());
-    return status;
+    return complaints_ == 0 ? 0 : 1;
   }
 
 private:
@@ -93,30 +99,28 @@ private:
   }
   Side anySide() { return upTo(2) == 1 ? Side::tool : Side::master; }
 
-  int tryAtRandom() {
-    int status = 0;
-    for (std::size_t i = 0; i < options_.faults && status == 0; ++i) {
+  bool isOn() { return upTo(4) == 1; }
+
+  void tryAtRandom() {
+    for (std::size_t i = 0; i < options_.faults; ++i) {
       const Side side = anySide();
       const std::size_t number = upTo(calls_[side].size());
       const auto errors = errorsOf(side, number);
-      status = attempt({side, Fault::Kind::call, number, errors[upTo(errors.size()) - 1], isOn()});
+      const int error = errors[upTo(errors.size()) - 1];
+      attempt({side, Fault::Kind::call, number, error, isOn() && test::mayLast(error)});
     }
-    for (std::size_t i = 0; i < options_.allocations && status == 0; ++i) {
+    for (std::size_t i = 0; i < options_.allocations; ++i) {
       const Side side = anySide();
-      status = attempt({side, Fault::Kind::allocation, upTo(allocations_[side]), 0, isOn()});
+      attempt({side, Fault::Kind::allocation, upTo(allocations_[side]), 0, isOn()});
     }
-    return status;
   }
-  bool isOn() { return upTo(4) == 1; }
 
-  int tryEachCallOfTheMaster() {
-    int status = 0;
-    for (std::size_t number = 1; number <= calls_[Side::master].size() && status == 0; ++number)
+  void tryEachCallOfTheMaster() {
+    for (std::size_t number = 1; number <= calls_[Side::master].size(); ++number)
       for (const int error : errorsOf(Side::master, number))
         for (const bool andAllAfter : {false, true})
-          if (status == 0)
-            status = attempt({Side::master, Fault::Kind::call, number, error, andAllAfter});
-    return status;
+          if (!andAllAfter || test::mayLast(error))
+            attempt({Side::master, Fault::Kind::call, number, error, andAllAfter});
   }
 
   std::vector<int> errorsOf(Side side, std::size_t number) {
@@ -124,29 +128,28 @@ private:
     return test::errorsOf(side, line.substr(0, line.find(' ')));
   }
 
-  // 0 when all is as it may be.
-  int attempt(const Fault &fault) {
+  void attempt(const Fault &fault) {
+    if (complaints_ == kMostComplaints)
+      return;
     const FaultySearch::Result result = search_.run(fault);
-    const auto *failure = std::get_if<SearchFailure>(&result.outcome.result);
     const Outcomes outcome = outcomeOf(result.outcome);
     ++outcomes_[(fault.side == Side::tool ? "tool: " : "master: ") + nameOf(outcome)];
+    const auto *failure = std::get_if<SearchFailure>(&result.outcome.result);
+    const std::string reason = failure != nullptr ? ": " + failure->reason : "";
     if (options_.list)
-      std::printf("%s (%s): %s %s\n", describe(fault).c_str(),
+      std::printf("%s (%s): %s%s\n", describe(fault).c_str(),
                   result.failures.empty() ? "" : result.failures.front().c_str(),
-                  nameOf(outcome).c_str(), failure != nullptr ? failure->reason.c_str() : "");
+                  nameOf(outcome).c_str(), reason.c_str());
     std::string wrong = failure != nullptr ? wrongAbout(*failure) : "";
-    if (wrong.empty() && outcome == 0)
-      wrong = "a wrong answer that says nothing";
     if (wrong.empty() && !mayBe(outcome, fault, result))
-      wrong = "it should not end with " + nameOf(outcome) +
-              (failure != nullptr ? ": " + failure->reason : "");
+      wrong = "it should not end with " + nameOf(outcome) + reason;
     if (wrong.empty())
       wrong = wrongAbout(fault, result);
     if (wrong.empty())
-      return 0;
-    for (const std::string &line : result.failures)
-      std::fprintf(stderr, "failed: %s\n", line.c_str());
-    return complain(describe(fault), wrong);
+      return;
+    complain(describe(fault), wrong);
+    for (std::size_t i = 0; i < std::min<std::size_t>(result.failures.size(), 3); ++i)
+      std::fprintf(stderr, "  failed: %s\n", result.failures[i].c_str());
   }
 
   // 0 when it is a wrong answer.
@@ -170,7 +173,7 @@ private:
 
   bool mayBe(Outcomes outcome, const Fault &fault, const FaultySearch::Result &result) const {
     if (fault.kind == Fault::Kind::allocation)
-      return outcome != test::kLacking;
+      return outcome != test::kLacking && outcome != 0;
     // All that failed together: what each of them allows.
     Outcomes any = 0, all = test::kWhole;
     bool hasToEnd = false;
@@ -212,16 +215,37 @@ private:
       return "a directory is left";
     const auto *failure = std::get_if<SearchFailure>(&result.outcome.result);
     const bool isOfThisSide = fault.side == Side::master && fault.kind == Fault::Kind::call;
-    if (failure != nullptr && isOfThisSide &&
-        failure->reason.find(std::strerror(fault.error)) == std::string::npos)
+    if (failure != nullptr && isOfThisSide && !saysWhy(failure->reason, fault.error))
       return "the reason does not say why: " + failure->reason;
     return {};
   }
 
-  static int complain(const std::string &fault, const std::string &what) {
+  // By the error's text, or by what the error means where it happened.
+  static bool saysWhy(const std::string &reason, int error) {
+    const auto says = [&](std::string_view text) { return reason.find(text) != std::string::npos; };
+    switch (error) {
+    case EACCES:
+    case EPERM:
+    case ENOTDIR:
+    case ELOOP:
+      return says(std::strerror(error)) || says("bootstrap status 1100");
+    case ENOENT:
+      return says(std::strerror(error)) || says("bootstrap status 1102");
+    case EPIPE:
+    case ECONNRESET: // the other side has gone
+      return says("the connection ended") || says("the tool ended without connecting");
+    default:
+      return says(std::strerror(error));
+    }
+  }
+
+  int complain(const std::string &fault, const std::string &what) {
     std::fprintf(stderr, "%s: %s\n", fault.c_str(), what.c_str());
+    ++complaints_;
     return 1;
   }
+
+  static constexpr int kMostComplaints = 40;
 
   const Options options_;
   FaultySearch search_;
@@ -230,6 +254,7 @@ private:
   std::map<Side, std::vector<std::string>> calls_;
   std::map<Side, std::size_t> allocations_;
   std::map<std::string, std::size_t> outcomes_;
+  int complaints_ = 0;
 };
 
 } // namespace

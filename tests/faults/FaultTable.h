@@ -2,6 +2,7 @@
 // answer then.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <span>
 #include <string_view>
@@ -33,6 +34,9 @@ struct FaultRow {
 
 // Whether a call of that side can fail with the error; 0: with any.
 [[nodiscard]] bool canFail(Side side, std::string_view call, int error);
+// Whether the error may last. A kernel that has nothing to accept does not say again and again that
+// it has.
+[[nodiscard]] inline bool mayLast(int error) { return error != EAGAIN && error != ECONNABORTED; }
 // All errors that it can fail with.
 [[nodiscard]] std::vector<int> errorsOf(Side side, std::string_view call);
 // What may become of the answer when the call, with what it is about, fails with the error.
