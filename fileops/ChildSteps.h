@@ -2,7 +2,8 @@
 //
 // Other threads may have held any lock when the child was forked, so everything here makes
 // async-signal-safe calls only: no allocation, no lock, no stream. Whatever it works on was made
-// before the fork, and system calls go past the OperatingSystem. Log lines go to standard error as NSLog writes them.
+// before the fork, and system calls go past the OperatingSystem. Log lines go to standard error as
+// NSLog writes them.
 #pragma once
 
 namespace tesker {

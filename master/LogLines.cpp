@@ -20,6 +20,7 @@ void LogLines::read() {
     if (count < 0 && errno == EAGAIN)
       return;
     if (count <= 0) {
+      isCutShort_ = count < 0;
       pipe_.reset();
       return;
     }

@@ -83,8 +83,7 @@ void removeEntry(int directory, const char *name, int depth, const Deadline &dea
   if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0 ||
       system.unlinkAt(directory, name, 0) == 0)
     return;
-  const FileDescriptor below(
-      system.openAt(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+  const FileDescriptor below(system.openAt(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
   if (below && depth > 0)
     clear(below.number(), depth - 1, deadline);
   system.unlinkAt(directory, name, AT_REMOVEDIR);
@@ -93,8 +92,7 @@ void removeEntry(int directory, const char *name, int depth, const Deadline &dea
 // Links in it are removed, not followed.
 void removeWhole(const std::string &path) {
   OperatingSystem &system = OperatingSystem::current();
-  const FileDescriptor directory(
-      system.open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+  const FileDescriptor directory(system.open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
   if (directory)
     clear(directory.number(), kDeepestCleared, Deadline::in(kTimeToClear));
   system.removeDirectory(path.c_str());

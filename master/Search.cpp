@@ -129,7 +129,7 @@ SearchOutcome Search::run() {
     return outcome;
   try {
     log_->finish();
-    outcome.incomplete = incomplete_;
+    outcome.incomplete = incomplete_ || log_->isCutShort(); // a lost line may have said so
     outcome.logLines = log_->lines();
   } catch (const std::bad_alloc &) {
     // The outcome is good without the lines, but one of them may have said that something is

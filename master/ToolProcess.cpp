@@ -26,8 +26,7 @@ constexpr int kMillisecondsBetween = 10;
 // For what the child tells; the reading end does not block.
 Result<Pipe> createPipeFromChild() {
   Result<Pipe> pipe = createPipe();
-  if (pipe &&
-      OperatingSystem::current().control(pipe->readEnd.number(), F_SETFL, O_NONBLOCK) != 0)
+  if (pipe && OperatingSystem::current().control(pipe->readEnd.number(), F_SETFL, O_NONBLOCK) != 0)
     return Failure{errno};
   return pipe;
 }
@@ -109,8 +108,7 @@ int ToolProcess::startError() {
   if (!errorPipe_)
     return startError_;
   int error = 0;
-  const ssize_t size =
-      OperatingSystem::current().read(errorPipe_.number(), &error, sizeof error);
+  const ssize_t size = OperatingSystem::current().read(errorPipe_.number(), &error, sizeof error);
   if (size < 0 && errno == EAGAIN)
     return 0;
   errorPipe_.reset();

@@ -80,8 +80,7 @@ constinit std::atomic<RealDirectoryStream::Piece *> RealDirectoryStream::spare =
 
 } // namespace
 
-int FileCalls::statAt(int directory, const char *name, bool followLinks,
-                      struct stat &status) {
+int FileCalls::statAt(int directory, const char *name, bool followLinks, struct stat &status) {
   const int flags = followLinks ? 0 : AT_SYMLINK_NOFOLLOW;
   int result;
   do

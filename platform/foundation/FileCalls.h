@@ -57,8 +57,8 @@ public:
   virtual ssize_t read(int descriptor, void *buffer, std::size_t size);
   virtual ssize_t readAt(int descriptor, void *buffer, std::size_t size, off_t offset);
   virtual ssize_t write(int descriptor, const void *bytes, std::size_t size);
-  virtual int synchronize(int descriptor); // fsync
-  virtual int lock(int descriptor, int operation); // flock
+  virtual int synchronize(int descriptor);                       // fsync
+  virtual int lock(int descriptor, int operation);               // flock
   virtual int changeDescriptorMode(int descriptor, mode_t mode); // fchmod
   // fchown: an id of -1 leaves that one as it is.
   virtual int changeDescriptorOwner(int descriptor, uid_t user, gid_t group);
@@ -68,7 +68,7 @@ public:
   // Descriptors.
   virtual int createPipe(std::array<int, 2> &ends);
   virtual int control(int descriptor, int command, int argument = 0); // fcntl
-  virtual int putInPlaceOf(int descriptor, int other); // dup3
+  virtual int putInPlaceOf(int descriptor, int other);                // dup3
 
   // Directories. Nil and errno when it cannot be opened.
   virtual std::unique_ptr<DirectoryStream> openDirectory(const char *path);

@@ -170,8 +170,8 @@ Result<> writeFileAtomically(const NSString &path, std::string_view bytes) {
 FileDescriptor aboveStandardDescriptors(FileDescriptor descriptor) {
   if (!descriptor || descriptor.number() > STDERR_FILENO)
     return descriptor;
-  return FileDescriptor(OperatingSystem::current().control(descriptor.number(), F_DUPFD_CLOEXEC,
-                                                           STDERR_FILENO + 1));
+  return FileDescriptor(
+      OperatingSystem::current().control(descriptor.number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 Result<Pipe> createPipe() {

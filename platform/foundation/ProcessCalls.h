@@ -16,7 +16,7 @@ public:
   // (pthread_atfork) is not done.
   virtual pid_t fork();
   virtual int setProcessGroup(pid_t process, pid_t group);
-  virtual int openProcess(pid_t process); // pidfd_open
+  virtual int openProcess(pid_t process);                               // pidfd_open
   virtual int waitForChild(pid_t child, int options, siginfo_t &ended); // waitid
   // As kill(2). Async-signal-safe.
   virtual int sendSignal(pid_t process, int signal);

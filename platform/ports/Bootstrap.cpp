@@ -61,7 +61,9 @@ Result<FileDescriptor> connectToService(std::string_view name) {
 constexpr const char *kNameInParent = "bootstrap";
 
 // Where everybody may write, so the directory inside is checked as well.
-std::string parentInTmp() { return "/tmp/tesker-" + std::to_string(OperatingSystem::current().effectiveUserId()); }
+std::string parentInTmp() {
+  return "/tmp/tesker-" + std::to_string(OperatingSystem::current().effectiveUserId());
+}
 
 // What a failed open(2) says about the directory.
 kern_return_t statusOfRefusal(int error) {

@@ -8,8 +8,8 @@
 // or with a failure that has a reason; which of them, FaultTable says for each call. Nothing may
 // crash or hang, and no descriptor, process or directory may be left. A search that ends
 // otherwise is told, and the status is 1. Faults are chosen at random; the same seed makes the same
-// sweep. With --each-call every call of the master fails in turn, with each of its errors, alone and
-// with all after it; with --list what became of each kind of fault is printed.
+// sweep. With --each-call every call of the master fails in turn, with each of its errors, alone
+// and with all after it; with --list what became of each kind of fault is printed.
 
 #include "tests/faults/FaultTable.h"
 #include "tests/faults/FaultySearch.h"
@@ -181,8 +181,8 @@ private:
       const Outcomes allowed = test::outcomesOf(fault.side, line, fault.error, search_.tree());
       any |= allowed;
       all &= allowed;
-      hasToEnd = hasToEnd || (allowed & ~test::kLeavesDirectory & ~test::kLeavesProcess) ==
-                                 test::kNone;
+      hasToEnd =
+          hasToEnd || (allowed & ~test::kLeavesDirectory & ~test::kLeavesProcess) == test::kNone;
     }
     if (outcome == test::kNone)
       return (any & test::kNone) != 0;

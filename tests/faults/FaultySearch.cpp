@@ -4,11 +4,12 @@
 #include "tests/faults/FailingMalloc.h"
 #include "tests/support/FaultyOperatingSystem.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -61,9 +62,8 @@ std::size_t entriesOf(const std::string &directory) {
 class MasterSystem final : public FaultyOperatingSystem {
 public:
   MasterSystem()
-      : FaultyOperatingSystem([](std::string_view call, int error) {
-          return canFail(Side::master, call, error);
-        }) {}
+      : FaultyOperatingSystem(
+            [](std::string_view call, int error) { return canFail(Side::master, call, error); }) {}
 
   pid_t child = -1;
 
@@ -112,6 +112,11 @@ std::string describe(const Fault &fault) {
 FaultySearch::FaultySearch(std::string tool) : tool_(std::move(tool)) {
   makeTree(directory_);
   directory_.makeDirectory("run");
+  // A pipe, since the tool gives up writing to files. It holds a whole trace.
+  const std::string trace = directory_.path("trace");
+  if (::mkfifo(trace.c_str(), 0600) == 0)
+    trace_ = FileDescriptor(OperatingSystem::current().open(trace.c_str(), O_RDWR | O_NONBLOCK));
+  ::setenv("FAULT_TRACE", trace.c_str(), 1);
   ::setenv("XDG_RUNTIME_DIR", directory_.path("run").c_str(), 1);
   std::signal(SIGPIPE, SIG_IGN);
   for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGALRM})
@@ -126,8 +131,6 @@ SearchOutcome FaultySearch::search() const {
 FaultySearch::Result FaultySearch::run(const Fault &fault) {
   describe(fault).copy(currentFault.data(), currentFault.size() - 1);
   currentFault[std::min(describe(fault).size(), currentFault.size() - 1)] = '\0';
-  ::setenv("FAULT_TRACE", directory_.path("trace").c_str(), 1);
-  std::filesystem::remove(directory_.path("trace"));
   const std::size_t descriptorsBefore = entriesOf("/proc/self/fd");
   Result result;
   ::alarm(kLongestSearch);
@@ -137,11 +140,13 @@ FaultySearch::Result FaultySearch::run(const Fault &fault) {
     runWithAllocations(fault, result);
   ::alarm(0);
   ::unsetenv("FAULT");
+  std::string trace = takeTrace();
   if (fault.side == Side::tool)
-    readTrace(fault, result);
+    readTrace(fault, trace, result);
   result.descriptors = entriesOf("/proc/self/fd") - descriptorsBefore;
   if ((result.directories = directoriesLeft()) > 0)
     (void)search(); // clears them away
+  (void)takeTrace();
   if (directoriesLeft() > 0)
     result.directories = ~std::size_t{0};
   return result;
@@ -174,8 +179,7 @@ void FaultySearch::runWithAllocations(const Fault &fault, Result &result) {
     ::setenv("FAULT", text.c_str(), 1);
     result.outcome = search();
   } else {
-    const FinderMaster master(
-        {.tool = tool_, .cpu = "i386", .timeout = std::chrono::seconds(30)});
+    const FinderMaster master({.tool = tool_, .cpu = "i386", .timeout = std::chrono::seconds(30)});
     const std::string path = tree();
     const std::size_t before = mallocsSoFar;
     if (fault.number != 0)
@@ -187,8 +191,15 @@ void FaultySearch::runWithAllocations(const Fault &fault, Result &result) {
   result.process = endChildLeft(-1);
 }
 
-void FaultySearch::readTrace(const Fault &fault, Result &result) const {
-  std::ifstream trace(directory_.path("trace"));
+std::string FaultySearch::takeTrace() const {
+  std::string trace(std::size_t{1} << 17, '\0');
+  const ssize_t size = OperatingSystem::current().read(trace_.number(), trace.data(), trace.size());
+  trace.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+  return trace;
+}
+
+void FaultySearch::readTrace(const Fault &fault, const std::string &text, Result &result) {
+  std::istringstream trace(text);
   if (fault.kind == Fault::Kind::allocation) {
     trace >> result.allocations;
     return;

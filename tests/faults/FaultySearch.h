@@ -3,6 +3,7 @@
 #pragma once
 
 #include "master/FinderMaster.h"
+#include "platform/foundation/Files.h"
 #include "tests/faults/FaultTable.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -49,11 +50,14 @@ private:
   SearchOutcome search() const;
   void runWithCalls(const Fault &fault, Result &result);
   void runWithAllocations(const Fault &fault, Result &result);
-  void readTrace(const Fault &fault, Result &result) const;
+  // What the tool has written since the last time.
+  [[nodiscard]] std::string takeTrace() const;
+  static void readTrace(const Fault &fault, const std::string &trace, Result &result);
   [[nodiscard]] std::size_t directoriesLeft() const;
 
   const std::string tool_;
   const TemporaryDirectory directory_;
+  FileDescriptor trace_;
 };
 
 } // namespace tesker::test

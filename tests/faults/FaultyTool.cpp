@@ -1,20 +1,17 @@
-// FaultyTool.cpp - the tool, of which one system call or one allocation fails.
+// FaultyTool.cpp - the tool, its own main included, of which one system call or one allocation
+// fails.
 //
 // FAULT in the environment says which: "call NUMBER ERRNO", "allocation NUMBER", or either with
-// " on" behind it for all that follow, too; of number 0 none fails. At its end it writes to the file
-// that FAULT_TRACE names: how many allocations there were; or every call, a line each, and once more, with "!"
-// before it, each that failed.
+// " on" behind it for all that follow, too; of number 0 none fails. At its end it writes to the
+// file that FAULT_TRACE names: how many allocations there were; or every call, a line each, and
+// once more, with "!" before it, each that failed.
 
-#include "platform/ports/HostInfo.h"
 #include "tests/faults/FailingMalloc.h"
 #include "tests/faults/FaultTable.h"
 #include "tests/support/FaultyOperatingSystem.h"
-#include "tool/ToolFinderTool.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <new>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -23,11 +20,10 @@ namespace {
 
 using namespace tesker;
 
-constexpr int kToolPriority = 16; // as the tool's own main says
-
 // In force for faults of calls only, since what it writes down takes memory.
 std::optional<test::FaultyOperatingSystem> faulty;
 std::optional<ScopedOperatingSystem> scope;
+std::ofstream trace;
 
 void setFault(const std::string &text) {
   std::istringstream words(text);
@@ -50,34 +46,27 @@ void setFault(const std::string &text) {
 
 void writeTrace() {
   test::mallocFault = {};
-  const char *file = std::getenv("FAULT_TRACE");
-  if (file == nullptr)
-    return;
-  std::ofstream trace(file);
   if (!faulty) {
-    trace << test::mallocsSoFar << '\n';
+    trace << test::mallocsSoFar << std::endl;
     return;
   }
   for (const std::string &line : faulty->calls)
     trace << line << '\n';
   for (const std::string &line : faulty->failures)
     trace << '!' << line << '\n';
+  trace.flush();
 }
 
 } // namespace
 
+int toolMain(); // tool/main.cpp's
+
 int main() {
-  std::signal(SIGPIPE, SIG_IGN);
+  if (const char *file = std::getenv("FAULT_TRACE"))
+    trace.open(file); // now, for later it may not
   std::atexit(writeTrace);
   test::mallocsSoFar = 0;
   if (const char *fault = std::getenv("FAULT"))
     setFault(fault);
-  try {
-    NSTool = ToolFinderTool::create().leak();
-  } catch (const std::bad_alloc &) { // as the tool's own main does
-  }
-  task_priority(task_self(), kToolPriority, true);
-  if (NSTool != nullptr)
-    NSTool->run();
-  std::exit(EXIT_SUCCESS);
+  return toolMain();
 }

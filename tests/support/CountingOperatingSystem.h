@@ -88,9 +88,8 @@ public:
   }
   int openAt(int directory, const char *path, int flags, mode_t mode) override {
     const std::string whole = wholePath(directory, path);
-    return note("open", whole)
-               ? named(OperatingSystem::openAt(directory, path, flags, mode), whole)
-               : -1;
+    return note("open", whole) ? named(OperatingSystem::openAt(directory, path, flags, mode), whole)
+                               : -1;
   }
   // Closes it even where the call fails, as the system does.
   int close(int descriptor) override {
