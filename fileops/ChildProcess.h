@@ -58,8 +58,9 @@ public:
   OperationUnderWay(const OperationUnderWay &) = delete;
   OperationUnderWay &operator=(const OperationUnderWay &) = delete;
 
-  // Async-signal-safe, as the OperatingSystem in force is at that. Sends the signal to the children that run, and lets no further one be
-  // started. False, with nothing done, when no operation is under way.
+  // Async-signal-safe, as the OperatingSystem in force is at that. Sends the signal to the children
+  // that run, and lets no further one be started. False, with nothing done, when no operation is
+  // under way.
   static bool interrupt(int signal);
 };
 

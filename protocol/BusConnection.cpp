@@ -137,8 +137,8 @@ void BusConnection::start() {
   if (error <= 0)
     return;
   end();
-  // Else it is as when the far side leaves a moment later.
-  if (error != EPIPE && error != ECONNRESET && error != ENOTCONN)
+  // Else it is as when the far side leaves, or says what is not understood (EIO), a moment later.
+  if (error != EPIPE && error != ECONNRESET && error != ENOTCONN && error != EIO)
     lack_ = error;
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <grp.h>
+#include <new>
 #include <pwd.h>
 #include <sys/mman.h>
 #include <sys/time.h>
@@ -113,8 +114,10 @@ void *OperatingSystem::allocatePages(std::size_t size) {
 constinit OperatingSystem *OperatingSystem::inForce_ = nullptr;
 
 OperatingSystem &OperatingSystem::real() {
-  // Never destroyed: descriptors may be closed after everything else.
-  static OperatingSystem &real = *new OperatingSystem;
+  // Never destroyed: descriptors may be closed after everything else. Nor is memory asked for: a
+  // lack of it is logged by way of this object.
+  alignas(OperatingSystem) static std::byte place[sizeof(OperatingSystem)];
+  static OperatingSystem &real = *new (place) OperatingSystem;
   inForce_ = &real;
   return real;
 }

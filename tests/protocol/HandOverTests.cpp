@@ -231,6 +231,27 @@ TEST_F(MastersHandOver, IsLostWhereTheToolHasGoneBeforeTheAnswer) {
   EXPECT_EQ(master.step(), State::lost);
 }
 
+TEST_F(MastersHandOver, AToolThatAuthenticatesWronglyAtOnceIsNotALackOfThisSide) {
+  class QuickTool final : public OperatingSystem {
+  public:
+    explicit QuickTool(const FileDescriptor &socket) : socket_(socket) {}
+    ssize_t sendMessage(int socket, const msghdr &message, int flags) override {
+      const ssize_t sent = OperatingSystem::sendMessage(socket, message, flags);
+      const auto [bytes, rights] = receiveRaw(socket_.number());
+      EXPECT_TRUE(sendRaw(rights.at(0).number(), "AUTH ANONYMOUS\r\nBEGIN\r\n"));
+      return sent;
+    }
+
+  private:
+    const FileDescriptor &socket_;
+  } system(toTool.near);
+  const FileDescriptor tool = connect();
+  ASSERT_TRUE(sendRaw(tool.number(), messageText(78), {toTool.far.number()}));
+  const ScopedOperatingSystem inForce(system);
+  ASSERT_EQ(master.step(), State::done);
+  EXPECT_FALSE(master.connection()->isValid());
+}
+
 TEST_F(MastersHandOver, WaitsForAToolAndForItsMessage) {
   EXPECT_EQ(master.step(), State::waiting);
   const FileDescriptor tool = connect();

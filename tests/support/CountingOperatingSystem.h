@@ -141,7 +141,7 @@ public:
     return note("createPipe") ? OperatingSystem::createPipe(ends) : -1;
   }
   int control(int descriptor, int command, int argument) override {
-    return note(command == F_DUPFD_CLOEXEC ? "duplicate" : "control", pathOf(descriptor))
+    return note(nameOfControl(command), pathOf(descriptor))
                ? OperatingSystem::control(descriptor, command, argument)
                : -1;
   }
@@ -295,6 +295,11 @@ private:
     return descriptor;
   }
 
+  static std::string_view nameOfControl(int command) {
+    if (command == F_GETFD || command == F_SETFD)
+      return "descriptorFlags";
+    return command == F_DUPFD_CLOEXEC ? "duplicate" : "control";
+  }
   static bool isRelative(int directory, const char *path) {
     return directory != AT_FDCWD && *path != '/';
   }
