@@ -68,7 +68,7 @@ PAST_THE_SYSTEM = {
     "command": (EVERY_CALL, "a program, its terminal and its signals"),
 }
 # Functions of the C library that are not system calls, which "::" names as well.
-NOT_CALLS = {"sigemptyset", "sigfillset", "sigaddset", "strerrordesc_np", "strsignal"}
+NOT_A_CALL = r"(?:mem|str)\w+|sig\w+set"
 # System calls by a name that hardly anything else has, and what makes them without saying so.
 PLAIN_CALL = re.compile(
     r"(?<![\w:.>])(?:fcntl|pipe2?|dup[23]?|v?fork|_Fork|exec[lv]p?e?|posix_spawnp?|waitpid|waitid|wait[34]|"
@@ -246,7 +246,7 @@ def code_of(line):
 
 def calls_in(line):
     code = code_of(line)
-    names = [name for name in GLOBAL_CALL.findall(code) if name not in NOT_CALLS]
+    names = [name for name in GLOBAL_CALL.findall(code) if not re.fullmatch(NOT_A_CALL, name)]
     return names or [found.group().strip(" ({") for found in PLAIN_CALL.finditer(code)]
 
 
