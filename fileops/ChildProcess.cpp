@@ -2,12 +2,12 @@
 
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/OperatingSystem.h"
 
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <utility>
 
@@ -74,7 +74,7 @@ bool OperationUnderWay::interrupt(int signal) {
   interruption = signal;
   for (const auto &child : running)
     if (const pid_t id = child; id != kNobody)
-      ::kill(id, signal);
+      OperatingSystem::current().sendSignal(id, signal);
   errno = savedErrno;
   return true;
 }
@@ -82,7 +82,8 @@ bool OperationUnderWay::interrupt(int signal) {
 pid_t ChildProcess::forkChild() {
   if (interruption != 0)
     return -1;
-  const pid_t id = ::fork();
+  OperatingSystem &system = OperatingSystem::current();
+  const pid_t id = system.fork();
   if (id < 0)
     NSLog("Cannot fork: %s", {errorText(errno)});
   if (id <= 0)
@@ -90,35 +91,20 @@ pid_t ChildProcess::forkChild() {
   replaceInRunning(kNobody, id);
   // Held signals have not come in between; another thread may have interrupted the operation.
   if (const int signal = interruption; signal != 0)
-    ::kill(id, signal);
+    system.sendSignal(id, signal);
   return id;
-}
-
-void ChildProcess::forgetHandlers() {
-  for (int signal = 1; signal < NSIG; ++signal) {
-    struct sigaction action {};
-    if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN &&
-        action.sa_handler != SIG_DFL)
-      ::signal(signal, SIG_DFL);
-  }
-  // An ignored signal stays ignored over exec. A program whose reader has gone is to end by
-  // SIGPIPE rather than go on writing to nobody, even where the caller ignores the signal.
-  ::signal(SIGPIPE, SIG_DFL);
 }
 
 std::optional<int> ChildProcess::waitForExitStatus() const {
   if (id_ < 0)
     return std::nullopt;
-  int status = 0;
-  pid_t ended;
-  do
-    ended = ::wait4(id_, &status, 0, nullptr);
-  while (ended < 0 && errno == EINTR);
+  siginfo_t ended{};
+  const bool waited = OperatingSystem::current().waitForChild(id_, WEXITED, ended) == 0;
   // Ids are given out in turn, so that this one is not another process's at once.
   replaceInRunning(id_, kNobody);
-  if (ended != id_ || !WIFEXITED(status))
+  if (!waited || ended.si_code != CLD_EXITED)
     return std::nullopt;
-  return WEXITSTATUS(status);
+  return ended.si_status;
 }
 
 bool ChildProcess::waitForSuccessOrLog() const {

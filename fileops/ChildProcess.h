@@ -58,8 +58,9 @@ public:
   OperationUnderWay(const OperationUnderWay &) = delete;
   OperationUnderWay &operator=(const OperationUnderWay &) = delete;
 
-  // Async-signal-safe. Sends the signal to the children that run, and lets no further one be
-  // started. False, with nothing done, when no operation is under way.
+  // Async-signal-safe, as the OperatingSystem in force is at that. Sends the signal to the children
+  // that run, and lets no further one be started. False, with nothing done, when no operation is
+  // under way.
   static bool interrupt(int signal);
 };
 
@@ -93,10 +94,8 @@ public:
 
 private:
   ChildProcess(pid_t id, const Command &command) : id_(id), command_(command) {}
-  // As fork(2), but what runs is known to OperationUnderWay; negative when there is no child.
+  // As fork, but what runs is known to OperationUnderWay; negative when there is no child.
   static pid_t forkChild();
-  // Gives signals that the caller handles, and SIGPIPE, their default effect in the child.
-  static void forgetHandlers();
 
   pid_t id_;
   const Command &command_;

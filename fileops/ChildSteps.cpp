@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
@@ -56,8 +57,7 @@ void logInChild(std::string_view format, const char *first, const char *second =
   writeToStandardError(pieces.data(), count);
 }
 
-// What aboveStandardDescriptors does. That one closes through the OperatingSystem in force, which
-// allocates when it is first asked for, so it is not for children.
+// What aboveStandardDescriptors does, which is not for children.
 int movedAboveStandardDescriptors(int descriptor) {
   if (descriptor < 0 || descriptor > STDERR_FILENO)
     return descriptor;
@@ -84,6 +84,18 @@ int openOrEnd(const char *path, int flags, const char *message) {
 const char *errorText(int error) {
   const char *text = ::strerrordesc_np(error);
   return text != nullptr ? text : "Unknown error";
+}
+
+void forgetHandlers() {
+  for (int signal = 1; signal < NSIG; ++signal) {
+    struct sigaction action {};
+    if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN &&
+        action.sa_handler != SIG_DFL)
+      ::signal(signal, SIG_DFL);
+  }
+  // An ignored signal stays ignored over exec. A program whose reader has gone is to end by
+  // SIGPIPE rather than go on writing to nobody, even where the caller ignores the signal.
+  ::signal(SIGPIPE, SIG_DFL);
 }
 
 void useAsStandard(int descriptor, int standard) {

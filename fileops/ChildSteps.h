@@ -2,7 +2,8 @@
 //
 // Other threads may have held any lock when the child was forked, so everything here makes
 // async-signal-safe calls only: no allocation, no lock, no stream. Whatever it works on was made
-// before the fork. Log lines go to standard error as NSLog writes them.
+// before the fork, and system calls go past the OperatingSystem. Log lines go to standard error as
+// NSLog writes them.
 #pragma once
 
 namespace tesker {
@@ -11,6 +12,9 @@ class Command;
 
 // The text for an errno. Safe in a child: it is neither made nor translated.
 [[nodiscard]] const char *errorText(int error);
+
+// Gives signals that the caller handles, and SIGPIPE, their default effect.
+void forgetHandlers();
 
 // Makes the descriptor the child's standard one of that number (STDIN_FILENO, STDOUT_FILENO).
 void useAsStandard(int descriptor, int standard);

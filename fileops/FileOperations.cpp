@@ -30,7 +30,7 @@ enum class WithoutSlash { isRefused, inWorkingDirectory };
 
 std::optional<SourcePath> inWorkingDirectory(std::string_view baseName) {
   PathBuffer directory;
-  if (::getcwd(directory, sizeof directory) == nullptr) {
+  if (OperatingSystem::current().workingDirectory(directory, sizeof directory) == nullptr) {
     NSLog("Cannot find the working directory of '%s': %s", {baseName, errorText(errno)});
     return std::nullopt;
   }

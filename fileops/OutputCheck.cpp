@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <optional>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -35,8 +34,7 @@ bool isSame(const std::optional<struct stat> &one, const std::optional<struct st
 
 // Whether the file, by the directories that its path leads through, is below the directory.
 bool isBelow(const std::string &path, const struct stat &directory) {
-  std::error_code error;
-  std::filesystem::path place = std::filesystem::canonical(path, error);
+  std::filesystem::path place = OperatingSystem::current().canonicalPath(path).value_or("");
   while (place.has_relative_path()) {
     place = place.parent_path();
     if (isSame(statusOf(place, Links::areFollowed), directory))

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <unistd.h>
 
 namespace tesker {
 
@@ -16,12 +15,12 @@ constexpr std::size_t kPipeSize = std::size_t{64} * 1024;
 void LogLines::read() {
   std::array<char, 4096> piece;
   for (std::size_t taken = 0; pipe_ && taken < kPipeSize;) {
-    const ssize_t count = ::read(pipe_.number(), piece.data(), piece.size());
-    if (count < 0 && errno == EINTR)
-      continue;
+    const ssize_t count =
+        OperatingSystem::current().read(pipe_.number(), piece.data(), piece.size());
     if (count < 0 && errno == EAGAIN)
       return;
     if (count <= 0) {
+      isCutShort_ = count < 0;
       pipe_.reset();
       return;
     }

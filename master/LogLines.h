@@ -34,6 +34,8 @@ public:
 
   std::vector<std::string> lines() const { return {lines_.begin(), lines_.end()}; }
   std::size_t count() const { return count_; }
+  // Whether the pipe could not be read to its end.
+  bool isCutShort() const { return isCutShort_; }
 
 private:
   void take(std::string_view bytes);
@@ -45,6 +47,7 @@ private:
   bool inLine_ = false;
   std::deque<std::string> lines_;
   std::size_t count_ = 0;
+  bool isCutShort_ = false;
 };
 
 } // namespace tesker

@@ -13,7 +13,6 @@
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace tesker {
 
@@ -32,7 +31,7 @@ Result<struct stat> statusOfOwn(const FileDescriptor &directory) {
   struct stat status {};
   if (OperatingSystem::current().statDescriptor(directory.number(), status) != 0)
     return Failure{errno};
-  if (status.st_uid != ::geteuid())
+  if (status.st_uid != OperatingSystem::current().effectiveUserId())
     return Failure{EPERM};
   return status;
 }
@@ -47,7 +46,7 @@ Result<FileDescriptor> openLocked(const std::string &path, bool locksAreNeeded) 
     return Failure{errno};
   if (const auto own = statusOfOwn(directory); !own)
     return own.failure();
-  if (::flock(directory.number(), LOCK_EX | LOCK_NB) != 0 &&
+  if (OperatingSystem::current().lock(directory.number(), LOCK_EX | LOCK_NB) != 0 &&
       (locksAreNeeded || errno == EWOULDBLOCK))
     return Failure{errno};
   const auto status = statusOfOwn(directory);
@@ -64,7 +63,8 @@ void removeEntry(int directory, const char *name, int depth, const Deadline &dea
 void clear(int directory, int depth, const Deadline &deadline) {
   alignas(dirent64) std::array<char, 2048> entries;
   for (;;) {
-    const ssize_t size = ::getdents64(directory, entries.data(), entries.size());
+    const ssize_t size =
+        OperatingSystem::current().readEntries(directory, entries.data(), entries.size());
     for (ssize_t at = 0; at < size;) {
       const auto *entry = reinterpret_cast<const dirent64 *>(entries.data() + at);
       if (deadline.passed())
@@ -79,23 +79,23 @@ void clear(int directory, int depth, const Deadline &deadline) {
 
 // Links are not followed.
 void removeEntry(int directory, const char *name, int depth, const Deadline &deadline) {
+  OperatingSystem &system = OperatingSystem::current();
   if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0 ||
-      ::unlinkat(directory, name, 0) == 0)
+      system.unlinkAt(directory, name, 0) == 0)
     return;
-  const FileDescriptor below(
-      ::openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const FileDescriptor below(system.openAt(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
   if (below && depth > 0)
     clear(below.number(), depth - 1, deadline);
-  ::unlinkat(directory, name, AT_REMOVEDIR);
+  system.unlinkAt(directory, name, AT_REMOVEDIR);
 }
 
 // Links in it are removed, not followed.
 void removeWhole(const std::string &path) {
-  const FileDescriptor directory(
-      ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  OperatingSystem &system = OperatingSystem::current();
+  const FileDescriptor directory(system.open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
   if (directory)
     clear(directory.number(), kDeepestCleared, Deadline::in(kTimeToClear));
-  ::rmdir(path.c_str());
+  system.removeDirectory(path.c_str());
 }
 
 // Removes what processes that were killed have left. Each is locked meanwhile, so that its maker,
@@ -136,7 +136,7 @@ Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent
   int error = 0;
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     PrivateDirectory made(parent + "/" + std::string(kPrefix) + "XXXXXX");
-    if (::mkdtemp(made.path_.data()) == nullptr) {
+    if (OperatingSystem::current().makeTemporaryDirectory(made.path_.data()) != 0) {
       error = errno;
       made.path_.clear();
       return Failure{error};
@@ -161,8 +161,9 @@ PrivateDirectory::~PrivateDirectory() {
     return;
   // As a rule nothing else is in it, and removing it then needs no descriptor, of which there may
   // be none.
-  (void)::rmdir(bootstrapPath().c_str());
-  if (::rmdir(path_.c_str()) != 0)
+  OperatingSystem &system = OperatingSystem::current();
+  (void)system.removeDirectory(bootstrapPath().c_str());
+  if (system.removeDirectory(path_.c_str()) != 0)
     removeWhole(path_);
 }
 

@@ -1,6 +1,7 @@
 #include "master/Search.h"
 
 #include "parsing/RecordEncoding.h"
+#include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/ReadFailures.h"
 #include "platform/ports/Bootstrap.h"
 #include "protocol/FinderProtocol.h"
@@ -134,7 +135,7 @@ SearchOutcome Search::run() {
     return outcome;
   try {
     log_->finish();
-    outcome.incomplete = incomplete_;
+    outcome.incomplete = incomplete_ || log_->isCutShort(); // a lost line may have said so
     outcome.confinement = std::move(confinement_);
     outcome.logLines = log_->lines();
   } catch (const std::bad_alloc &) {
@@ -185,8 +186,8 @@ void Search::wait() {
     if (const int own = connected->pollTimeout(); own >= 0 && !connectionLost_)
       timeout = std::min(timeout, own);
   }
-  // Interrupted by a signal it has nothing to report, and the loop goes round once more.
-  const int ready = ::poll(descriptors.data(), descriptors.size(), timeout);
+  const int ready =
+      OperatingSystem::current().poll(descriptors.data(), descriptors.size(), timeout);
   cancelled_ = ready > 0 && descriptors[2].revents != 0;
 }
 

@@ -5,8 +5,6 @@
 #include <fcntl.h>
 #include <span>
 #include <sys/socket.h>
-#include <sys/uio.h>
-#include <unistd.h>
 
 namespace tesker {
 
@@ -18,18 +16,19 @@ ssize_t takeWithoutDescriptors(int socket, std::span<char> bytes) {
   msghdr message{};
   message.msg_iov = &piece;
   message.msg_iovlen = 1;
-  const ssize_t taken = ::recvmsg(socket, &message, MSG_DONTWAIT);
+  const ssize_t taken = OperatingSystem::current().receiveMessage(socket, message, MSG_DONTWAIT);
   return (message.msg_flags & MSG_CTRUNC) != 0 ? -1 : taken;
 }
 
 } // namespace
 
 Result<AuthenticationGate> AuthenticationGate::before(FileDescriptor input) {
+  OperatingSystem &system = OperatingSystem::current();
   AuthenticationGate gate(std::move(input));
-  int ends[2] = {-1, -1};
-  const int flags = ::fcntl(gate.descriptor(), F_GETFL);
-  if (flags < 0 || ::fcntl(gate.descriptor(), F_SETFL, flags | O_NONBLOCK) < 0 ||
-      ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) < 0)
+  std::array<int, 2> ends{};
+  const int flags = system.control(gate.descriptor(), F_GETFL);
+  if (flags < 0 || system.control(gate.descriptor(), F_SETFL, flags | O_NONBLOCK) < 0 ||
+      system.createSocketPair(SOCK_STREAM | SOCK_NONBLOCK, ends) < 0)
     return Failure{errno};
   gate.ownEnd_ = FileDescriptor(ends[0]);
   gate.libraryEnd_ = FileDescriptor(ends[1]);
@@ -52,20 +51,21 @@ void AuthenticationGate::pass() {
     return;
   std::array<char, 256> bytes;
   const int input = input_.number();
-  const ssize_t size = ::recv(input, bytes.data(), bytes.size(), MSG_PEEK | MSG_DONTWAIT);
-  if (size < 0 && (errno == EAGAIN || errno == EINTR))
+  OperatingSystem &system = OperatingSystem::current();
+  const ssize_t size = system.receive(input, bytes.data(), bytes.size(), MSG_PEEK | MSG_DONTWAIT);
+  if (size < 0 && errno == EAGAIN)
     return;
   if (size > 0) {
     const std::size_t length = lengthOfAnswer({bytes.data(), static_cast<std::size_t>(size)});
     const ssize_t taken = takeWithoutDescriptors(input, {bytes.data(), length});
-    if (taken > 0 && ::send(ownEnd_.number(), bytes.data(), length, MSG_NOSIGNAL) == taken)
+    if (taken > 0 && system.send(ownEnd_.number(), bytes.data(), length, 0) == taken)
       return;
   }
   ownEnd_.reset(); // the library sees the end
 }
 
 bool AuthenticationGate::open(int libraryEnd) const {
-  return ::dup3(input_.number(), libraryEnd, O_CLOEXEC) >= 0;
+  return OperatingSystem::current().putInPlaceOf(input_.number(), libraryEnd) >= 0;
 }
 
 } // namespace tesker

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
-#include <ctime>
 #include <utility>
 
 namespace tesker {
@@ -26,10 +26,9 @@ constexpr std::string_view kLibraryInterfaces = "org.freedesktop.DBus.";
 
 // The library's clock.
 std::uint64_t monotonicMicroseconds() {
-  timespec now{};
-  ::clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1000000 +
-         static_cast<std::uint64_t>(now.tv_nsec) / 1000;
+  using std::chrono::microseconds;
+  const auto now = OperatingSystem::current().steadyTime().time_since_epoch();
+  return static_cast<std::uint64_t>(std::chrono::floor<microseconds>(now).count());
 }
 
 // Neither side may find out more about the other, or hand it descriptors: the right to talk is the

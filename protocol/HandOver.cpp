@@ -1,6 +1,7 @@
 #include "protocol/HandOver.h"
 
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/ReadFailures.h"
 #include "platform/ports/Bootstrap.h"
 #include "platform/ports/Message.h"
 #include "protocol/FinderProtocol.h"
@@ -16,6 +17,11 @@ namespace {
 bool isReadable(int descriptor) {
   pollfd waiting{descriptor, POLLIN, 0};
   return OperatingSystem::current().poll(&waiting, 1, 0) == 1;
+}
+
+// Tells what this side lacks for a message from what the other side did.
+bool isLackOfThisSide(int error) {
+  return isExhaustion(error) || error == ENOBUFS || error == ETOOMANYREFS;
 }
 
 // Hands the new port to the server port. Answers the status of msg_send; 0 is success.
@@ -126,7 +132,12 @@ MasterHandOver::State MasterHandOver::answer(port_t toolPort) {
     return end(State::failed,
                std::string("no port for the tool's messages: ") + std::strerror(error));
   auto receivePort = NSPort::portWithMachPort(ownPort);
-  if (msg_send(messageCarrying(ownPort, toolPort, kMasterPortMessage), kSendTimeout, 0) != 0)
+  if (const int error =
+          msg_send(messageCarrying(ownPort, toolPort, kMasterPortMessage), kSendTimeout, 0);
+      isLackOfThisSide(error))
+    return end(State::failed,
+               std::string("the tool's first message cannot be answered: ") + std::strerror(error));
+  else if (error != 0)
     return State::lost;
   auto connection =
       NSConnection::over(std::move(receivePort), std::move(sendPort), NSConnection::Side::server);

@@ -39,7 +39,8 @@ void TeskerTool::run() {
 }
 
 void TeskerTool::logException() {
-  syslogError("TeskerTool [%d] exception", {std::to_string(::getpid())});
+  syslogError("TeskerTool [%d] exception",
+              {std::to_string(OperatingSystem::current().processId())});
 }
 
 void TeskerTool::terminate(FinderClient &client) {

@@ -14,29 +14,26 @@ namespace {
 
 constexpr int kToolPriority = 16;
 
-// Nil when the master cannot be found, or when there is no memory for it.
-tesker::RefPtr<tesker::ToolFinderTool> connectedTool() {
-  try {
-    return tesker::ToolFinderTool::create();
-  } catch (const std::bad_alloc &) {
-    tesker::TeskerTool::logException();
-    return nullptr;
-  }
+void serve() {
+  using namespace tesker;
+  openMissingStandardDescriptors();
+  std::signal(SIGPIPE, SIG_IGN); // a master that has gone is noticed by the failed write
+  const auto outerPool = NSAutoreleasePool::create();
+  NSTool = ToolFinderTool::create().leak();
+  task_priority(task_self(), kToolPriority, true);
+  if (NSTool == nullptr)
+    return;
+  confine();
+  NSTool->run();
 }
 
 } // namespace
 
 int main() {
-  using namespace tesker;
-  openMissingStandardDescriptors();
-  std::signal(SIGPIPE, SIG_IGN); // a master that has gone is noticed by the failed write
-  RefPtr<NSAutoreleasePool> outerPool = NSAutoreleasePool::create();
-  NSTool = connectedTool().leak();
-  task_priority(task_self(), kToolPriority, true);
-  if (NSTool != nullptr) {
-    confine();
-    NSTool->run();
+  try {
+    serve();
+  } catch (const std::bad_alloc &) { // before the run loop, which logs its own
+    tesker::TeskerTool::logException();
   }
-  outerPool = nullptr;
   std::exit(EXIT_SUCCESS);
 }

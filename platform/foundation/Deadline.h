@@ -1,6 +1,8 @@
 // Deadline.h - the end of all waiting, on a clock that only goes forward.
 #pragma once
 
+#include "platform/foundation/OperatingSystem.h"
+
 #include <algorithm>
 #include <chrono>
 #include <limits>
@@ -14,13 +16,16 @@ public:
   static constexpr std::chrono::hours kLongest{24 * 365};
 
   static Deadline in(std::chrono::nanoseconds time) {
-    return Deadline(Clock::now() + std::min<std::chrono::nanoseconds>(time, kLongest));
+    return Deadline(OperatingSystem::current().steadyTime() +
+                    std::min<std::chrono::nanoseconds>(time, kLongest));
   }
 
-  bool passed() const { return Clock::now() >= end_; }
+  bool passed() const { return OperatingSystem::current().steadyTime() >= end_; }
   // Milliseconds to wait in poll(2), rounded up.
   int pollTimeout() const {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(end_ - OperatingSystem::current().steadyTime())
+            .count();
     return static_cast<int>(std::clamp<decltype(left)>(left, 0, std::numeric_limits<int>::max()));
   }
   friend Deadline earlier(Deadline a, Deadline b) { return a.end_ < b.end_ ? a : b; }

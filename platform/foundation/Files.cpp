@@ -26,13 +26,14 @@ struct NewFile {
 Result<NewFile> makeTemporaryFileFor(const std::string &path, mode_t mode) {
   static unsigned counter = 0;
   constexpr int kMostAttempts = 100;
+  OperatingSystem &system = OperatingSystem::current();
   const std::string start =
-      path.substr(0, path.rfind('/') + 1) + ".tmp-" + std::to_string(::getpid()) + "-";
+      path.substr(0, path.rfind('/') + 1) + ".tmp-" + std::to_string(system.processId()) + "-";
   NewFile file;
   for (int attempt = 0; attempt < kMostAttempts && !file.descriptor; ++attempt) {
     file.name = start + std::to_string(++counter);
-    file.descriptor = FileDescriptor(
-        OperatingSystem::current().open(file.name.c_str(), O_WRONLY | O_CREAT | O_EXCL, mode));
+    file.descriptor =
+        FileDescriptor(system.open(file.name.c_str(), O_WRONLY | O_CREAT | O_EXCL, mode));
     if (!file.descriptor && errno != EEXIST)
       break;
   }
@@ -56,7 +57,8 @@ constexpr const char *kAccessList = "system.posix_acl_access";
 // Empty where there is none. What it says, only the system has to understand.
 std::string accessListOf(const std::string &path) {
   std::string list(XATTR_SIZE_MAX, '\0');
-  const ssize_t size = ::lgetxattr(path.c_str(), kAccessList, list.data(), list.size());
+  const ssize_t size =
+      OperatingSystem::current().attribute(path.c_str(), kAccessList, list.data(), list.size());
   list.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
   return list;
 }
@@ -64,8 +66,9 @@ std::string accessListOf(const std::string &path) {
 // Gives the file the access list and no other: a directory may hand one on to all that is made in
 // it. False when the system refuses.
 bool setAccessList(const FileDescriptor &file, const std::string &list) {
-  (void)::fremovexattr(file.number(), kAccessList);
-  return list.empty() || ::fsetxattr(file.number(), kAccessList, list.data(), list.size(), 0) == 0;
+  OperatingSystem &system = OperatingSystem::current();
+  (void)system.removeAttribute(file.number(), kAccessList);
+  return list.empty() || system.setAttribute(file.number(), kAccessList, list) == 0;
 }
 
 // Gives the file the former one's owner, group, access list and mode. In another group's hands the
@@ -167,12 +170,13 @@ Result<> writeFileAtomically(const NSString &path, std::string_view bytes) {
 FileDescriptor aboveStandardDescriptors(FileDescriptor descriptor) {
   if (!descriptor || descriptor.number() > STDERR_FILENO)
     return descriptor;
-  return FileDescriptor(::fcntl(descriptor.number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  return FileDescriptor(
+      OperatingSystem::current().control(descriptor.number(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 Result<Pipe> createPipe() {
   std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+  if (OperatingSystem::current().createPipe(ends) != 0)
     return Failure{errno};
   FileDescriptor readEnd(ends[0]), writeEnd(ends[1]);
   readEnd = aboveStandardDescriptors(std::move(readEnd));
@@ -194,9 +198,10 @@ Result<> writeAll(int descriptor, std::string_view bytes) {
 }
 
 void openMissingStandardDescriptors(int mode) {
+  OperatingSystem &system = OperatingSystem::current();
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
-    if (::fcntl(descriptor, F_GETFD) < 0)
-      (void)::open("/dev/null", mode); // takes the lowest number, which is this one
+    if (system.control(descriptor, F_GETFD) < 0) // opening takes the lowest number, this one
+      (void)system.control(system.open("/dev/null", mode), F_SETFD);
 }
 
 } // namespace tesker

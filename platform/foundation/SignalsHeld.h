@@ -5,7 +5,8 @@
 
 namespace tesker {
 
-// While one lives, no signal reaches the calling thread. A child made meanwhile has them held, too.
+// While one lives, no signal reaches the calling thread. A child made meanwhile has them held, too,
+// and lets them through itself: hence past the OperatingSystem. The calls cannot fail.
 class SignalsHeld {
 public:
   SignalsHeld() {

@@ -53,15 +53,17 @@ Result<FileDescriptor> connectToService(std::string_view name) {
     return Failure{errno};
   if (const Result<> connected = connectTo(*address, socket); !connected)
     return Failure{statusOfRefusal(connected.error(), *directory)};
-  if (!isTrustedPeer(socket))
-    return Failure{BOOTSTRAP_NOT_PRIVILEGED};
+  if (const Result<> trusted = checkPeer(socket); !trusted)
+    return trusted.failure();
   return socket;
 }
 
 constexpr const char *kNameInParent = "bootstrap";
 
 // Where everybody may write, so the directory inside is checked as well.
-std::string parentInTmp() { return "/tmp/tesker-" + std::to_string(::geteuid()); }
+std::string parentInTmp() {
+  return "/tmp/tesker-" + std::to_string(OperatingSystem::current().effectiveUserId());
+}
 
 // What a failed open(2) says about the directory.
 kern_return_t statusOfRefusal(int error) {
@@ -95,13 +97,9 @@ Result<FileDescriptor> openPrivateDirectory(int above, const char *name) {
   struct stat status {};
   if (system.statDescriptor(opened.number(), status) < 0)
     return Failure{errno};
-  if (status.st_uid != ::geteuid() || (status.st_mode & 07777) != 0700)
+  if (status.st_uid != system.effectiveUserId() || (status.st_mode & 07777) != 0700)
     return Failure{BOOTSTRAP_NOT_PRIVILEGED};
   return opened;
-}
-
-const sockaddr *generic(const sockaddr_un &address) {
-  return reinterpret_cast<const sockaddr *>(&address);
 }
 
 } // namespace
@@ -174,27 +172,29 @@ std::string BootstrapDirectory::wayThroughDescriptor() const {
 }
 
 FileDescriptor createServiceSocket(int flags) {
-  return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0));
+  return FileDescriptor(OperatingSystem::current().createSocket(SOCK_SEQPACKET | flags));
 }
 
 Result<> connectTo(const sockaddr_un &address, const FileDescriptor &socket) {
-  while (::connect(socket.number(), generic(address), sizeof address) < 0)
-    if (errno != EINTR)
-      return Failure{errno};
-  return {};
-}
-
-Result<> bindTo(const sockaddr_un &address, const FileDescriptor &socket) {
-  if (::bind(socket.number(), generic(address), sizeof address) < 0)
+  if (OperatingSystem::current().connect(socket.number(), address) < 0)
     return Failure{errno};
   return {};
 }
 
-bool isTrustedPeer(const FileDescriptor &socket) {
+Result<> bindTo(const sockaddr_un &address, const FileDescriptor &socket) {
+  if (OperatingSystem::current().bind(socket.number(), address) < 0)
+    return Failure{errno};
+  return {};
+}
+
+Result<> checkPeer(const FileDescriptor &socket) {
+  OperatingSystem &system = OperatingSystem::current();
   ucred peer{};
-  socklen_t size = sizeof peer;
-  return ::getsockopt(socket.number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
-         (peer.uid == ::geteuid() || peer.uid == 0);
+  if (system.socketOption(socket.number(), SO_PEERCRED, &peer, sizeof peer) != 0)
+    return Failure{errno};
+  if (peer.uid != system.effectiveUserId() && peer.uid != 0)
+    return Failure{BOOTSTRAP_NOT_PRIVILEGED};
+  return {};
 }
 
 bool hasHungUp(int socket) {

@@ -74,8 +74,9 @@ private:
 [[nodiscard]] Result<> connectTo(const sockaddr_un &address, const FileDescriptor &socket);
 [[nodiscard]] Result<> bindTo(const sockaddr_un &address, const FileDescriptor &socket);
 
-// True when the other end of the connected socket belongs to this process's effective user or root.
-[[nodiscard]] bool isTrustedPeer(const FileDescriptor &socket);
+// Whether the other end of the connected socket belongs to this process's effective user or root.
+// Fails with 1100 when it does not, and with the errno when the system does not tell.
+[[nodiscard]] Result<> checkPeer(const FileDescriptor &socket);
 
 // True when the other end of the socket is gone, or there is no socket. One poll, without waiting.
 [[nodiscard]] bool hasHungUp(int socket);

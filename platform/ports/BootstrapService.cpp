@@ -6,28 +6,29 @@
 #include <algorithm>
 #include <cerrno>
 #include <sys/file.h>
-#include <unistd.h>
 
 namespace tesker {
 
 namespace {
 
 // Made in a directory that hands its group on, a directory gets that bit, too; it is taken away.
-void makePrivateDirectory(const std::string &path) {
+// Fails with the errno, EEXIST when something is there already.
+Result<> makePrivateDirectory(const std::string &path) {
   OperatingSystem &system = OperatingSystem::current();
   if (system.makeDirectory(path.c_str(), 0700) != 0)
-    return;
+    return Failure{errno};
   const FileDescriptor made(system.open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
   if (made)
     (void)system.changeDescriptorMode(made.number(), 0700);
+  return {};
 }
 
-// Makes every directory of the path that is missing. What cannot be made is found missing, or not
-// to be trusted, when the path is opened.
-void makeDirectories(const std::string &path) {
+// Makes every directory of the path that is missing. Fails with the errno of the last one: those
+// above it may not be this process's to make, and be there.
+Result<> makeDirectories(const std::string &path) {
   for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
-    makePrivateDirectory(path.substr(0, end));
-  makePrivateDirectory(path);
+    (void)makePrivateDirectory(path.substr(0, end));
+  return makePrivateDirectory(path);
 }
 
 // Keeps other services out of the directory while a name is taken. They hold the lock for a few
@@ -35,17 +36,19 @@ void makeDirectories(const std::string &path) {
 class DirectoryLock {
 public:
   explicit DirectoryLock(const BootstrapDirectory &directory)
-      : directory_(directory.descriptor()), isHeld_(tryLock()) {
-    for (const auto deadline = Deadline::in(kLongestWait); !isHeld_ && !deadline.passed();) {
+      : directory_(directory.descriptor()), outcome_(tryLock()) {
+    for (const auto deadline = Deadline::in(kLongestWait);
+         outcome_.error() == EWOULDBLOCK && !deadline.passed();) {
       (void)OperatingSystem::current().poll(nullptr, 0, kMillisecondsBetween);
-      isHeld_ = tryLock();
+      outcome_ = tryLock();
     }
   }
   ~DirectoryLock() {
-    if (isHeld_)
-      ::flock(directory_, LOCK_UN);
+    if (outcome_)
+      OperatingSystem::current().lock(directory_, LOCK_UN);
   }
-  bool isHeld() const { return isHeld_; }
+  // Whether it is held; else the errno.
+  const Result<> &outcome() const { return outcome_; }
   DirectoryLock(const DirectoryLock &) = delete;
   DirectoryLock &operator=(const DirectoryLock &) = delete;
 
@@ -53,10 +56,14 @@ private:
   static constexpr std::chrono::seconds kLongestWait{2};
   static constexpr int kMillisecondsBetween = 10;
 
-  bool tryLock() const { return ::flock(directory_, LOCK_EX | LOCK_NB) == 0; }
+  Result<> tryLock() const {
+    if (OperatingSystem::current().lock(directory_, LOCK_EX | LOCK_NB) != 0)
+      return Failure{errno};
+    return {};
+  }
 
   int directory_;
-  bool isHeld_;
+  Result<> outcome_;
 };
 
 Result<struct stat> statusOfName(const BootstrapDirectory &directory, const std::string &name) {
@@ -80,7 +87,7 @@ Result<> freeName(const BootstrapDirectory &directory, const std::string &name,
     return Failure{errno};
   if (connectTo(address, probe).error() != ECONNREFUSED)
     return Failure{BOOTSTRAP_NAME_IN_USE};
-  if (::unlinkat(directory.descriptor(), name.c_str(), 0) < 0)
+  if (OperatingSystem::current().unlinkAt(directory.descriptor(), name.c_str(), 0) < 0)
     return Failure{errno};
   return {};
 }
@@ -91,7 +98,7 @@ Result<FileDescriptor> listenAt(const sockaddr_un &address) {
     return Failure{errno};
   if (const Result<> bound = bindTo(address, socket); !bound)
     return bound.failure();
-  if (::listen(socket.number(), SOMAXCONN) < 0)
+  if (OperatingSystem::current().listen(socket.number()) < 0)
     return Failure{errno};
   return socket;
 }
@@ -113,8 +120,10 @@ void BootstrapService::setListener(FileDescriptor listener) {
 
 Result<std::unique_ptr<BootstrapService>> BootstrapService::checkIn(const std::string &directory,
                                                                     std::string_view name) {
-  makeDirectories(directory);
+  const Result<> made = makeDirectories(directory);
   Result<BootstrapDirectory> opened = BootstrapDirectory::open(directory);
+  if (opened.error() == BOOTSTRAP_UNKNOWN_SERVICE && !made)
+    return made.failure();
   if (!opened)
     return opened.failure();
   const auto address = opened->addressOf(name);
@@ -124,8 +133,8 @@ Result<std::unique_ptr<BootstrapService>> BootstrapService::checkIn(const std::s
   std::unique_ptr<BootstrapService> service(
       new BootstrapService(std::move(*opened), std::string(name)));
   const DirectoryLock lock(service->directory_);
-  if (!lock.isHeld())
-    return Failure{EWOULDBLOCK};
+  if (!lock.outcome())
+    return lock.outcome().failure();
   if (const Result<> freed = freeName(service->directory_, service->name_, *address); !freed)
     return freed.failure();
   Result<FileDescriptor> listener = listenAt(*address);
@@ -143,7 +152,7 @@ BootstrapService::~BootstrapService() {
   // Without the lock: as long as the listener is open, nobody else takes the name.
   const Result<struct stat> status = statusOfName(directory_, name_);
   if (status && status->st_dev == device_ && status->st_ino == inode_)
-    ::unlinkat(directory_.descriptor(), name_.c_str(), 0);
+    OperatingSystem::current().unlinkAt(directory_.descriptor(), name_.c_str(), 0);
 }
 
 Result<port_t> BootstrapService::acceptConnection() {
@@ -153,11 +162,16 @@ Result<port_t> BootstrapService::acceptConnection() {
       port_deallocate(port);
     return ended;
   });
-  FileDescriptor socket(::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC));
-  if (!socket && errno != EAGAIN && errno != EINTR && errno != ECONNABORTED)
+  FileDescriptor socket(OperatingSystem::current().accept(listener_.number()));
+  if (!socket && errno != EAGAIN && errno != ECONNABORTED)
     return Failure{errno};
-  if (!socket || accepted_.size() >= kMostConnections || !isTrustedPeer(socket))
+  if (!socket || accepted_.size() >= kMostConnections)
     return PORT_NULL;
+  if (const Result<> trusted = checkPeer(socket); !trusted) {
+    if (trusted.error() == BOOTSTRAP_NOT_PRIVILEGED)
+      return PORT_NULL;
+    return trusted.failure();
+  }
   const port_t port = portForReceiveRight(std::move(socket));
   if (port != PORT_NULL)
     accepted_.push_back(port);

@@ -41,7 +41,7 @@ public:
   // when the connection was closed at once: its process belongs to another user, or
   // kMostConnections are there already. Connections that ended meanwhile are given up; their
   // numbers then have no right any more. Fails with the errno when the system refuses, such as
-  // EMFILE; the one who waits goes on waiting.
+  // EMFILE, where the one who waits goes on waiting.
   [[nodiscard]] Result<port_t> acceptConnection();
 
 private:

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <sys/resource.h>
-#include <unistd.h>
 
 namespace tesker {
 
@@ -133,7 +131,7 @@ int niceOfPriority(int priority) {
 
 // Answers 0, or the positive errno. A thread that has ended meanwhile is as good as changed.
 int setNice(id_t thread, int nice) {
-  if (::setpriority(PRIO_PROCESS, thread, nice) == 0 || errno == ESRCH)
+  if (OperatingSystem::current().setNice(thread, nice) == 0 || errno == ESRCH)
     return 0;
   return errno;
 }

@@ -70,18 +70,21 @@ ssize_t sendPart(int socket, std::uint8_t *bytes, std::size_t size, int descript
     control->cmsg_len = CMSG_LEN(sizeof(int));
     std::memcpy(CMSG_DATA(control), &descriptor, sizeof(int));
   }
-  return ::sendmsg(socket, &header, MSG_DONTWAIT | MSG_NOSIGNAL);
+  return OperatingSystem::current().sendMessage(socket, header, MSG_DONTWAIT);
 }
 
-int socketOption(int socket, int option) {
+// Whether the option has the value. Fails with EBADMSG when it has another and where the descriptor
+// is not a socket, and with the errno when the system does not tell.
+Result<> checkOption(int socket, int option, int expected) {
   int value = -1;
-  socklen_t size = sizeof value;
-  return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
+  if (OperatingSystem::current().socketOption(socket, option, &value, sizeof value) != 0)
+    return Failure{errno == ENOTSOCK || errno == EBADF ? EBADMSG : errno};
+  return value == expected ? Result<>() : Failure{EBADMSG};
 }
 
-bool isLocalStream(const FileDescriptor &socket) {
-  return socketOption(socket.number(), SO_DOMAIN) == AF_UNIX &&
-         socketOption(socket.number(), SO_TYPE) == SOCK_STREAM;
+Result<> checkLocalStream(const FileDescriptor &socket) {
+  const Result<> isLocal = checkOption(socket.number(), SO_DOMAIN, AF_UNIX);
+  return isLocal ? checkOption(socket.number(), SO_TYPE, SOCK_STREAM) : isLocal;
 }
 
 // A message on its way in: its bytes so far and the first descriptor that came with them. All other
@@ -100,7 +103,8 @@ public:
     DescriptorRoom<kMostDescriptors> room{};
     header.msg_control = room.bytes;
     header.msg_controllen = sizeof room.bytes;
-    const ssize_t received = ::recvmsg(socket, &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    const ssize_t received =
+        OperatingSystem::current().receiveMessage(socket, header, MSG_DONTWAIT);
     if (received < 0)
       return received;
     takeDescriptors(header);
@@ -112,7 +116,10 @@ public:
 
   bool inPackets() const { return inPackets_; }
   bool isComplete() const { return size_ == bytes.size(); }
-  bool isWellFormed() const { return isComplete() && !malformed_ && isLocalStream(right); }
+  // Whether it is well formed: EBADMSG when it is not, another errno when the system does not tell.
+  Result<> check() const {
+    return isComplete() && !malformed_ ? checkLocalStream(right) : Failure{EBADMSG};
+  }
 
   MessageBytes bytes{};
   FileDescriptor right;
@@ -155,12 +162,12 @@ Result<> receiveWhole(int socket, const Waiting &waiting, Incoming &incoming) {
         return waited;
       continue;
     }
-    if (received < 0 && errno != EINTR)
+    if (received < 0)
       return Failure{errno};
-    if (received > 0 && incoming.inPackets())
+    if (incoming.inPackets())
       break;
   } while (!incoming.isComplete());
-  return incoming.isWellFormed() ? Result<>() : Failure{EBADMSG};
+  return incoming.check();
 }
 
 } // namespace
@@ -218,7 +225,7 @@ int msg_send(const PortMessage &message, int option, int timeout) {
     } else if (errno == EAGAIN) {
       if (const Result<> waited = waiting.waitFor(socket, POLLOUT); !waited)
         return waited.error();
-    } else if (errno != EINTR) {
+    } else {
       return errno;
     }
   }
@@ -231,7 +238,10 @@ int msg_receive(PortMessage &message, int option, int timeout) {
   const int socket = receiveDescriptor(port);
   if (socket < 0)
     return EBADF;
-  Incoming incoming(socketOption(socket, SO_TYPE) != SOCK_STREAM);
+  const Result<> isStream = checkOption(socket, SO_TYPE, SOCK_STREAM);
+  if (!isStream && isStream.error() != EBADMSG)
+    return isStream.error();
+  Incoming incoming(!isStream);
   const Waiting waiting((option & kReceiveTimeout) != 0, timeout);
   if (const Result<> received = receiveWhole(socket, waiting, incoming); !received)
     return received.error();

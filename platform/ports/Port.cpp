@@ -1,5 +1,6 @@
 #include "platform/ports/Port.h"
 
+#include <array>
 #include <cerrno>
 #include <limits>
 #include <map>
@@ -54,8 +55,8 @@ port_t bootstrap_port() {
 kern_return_t port_allocate(port_t task, port_t &port) {
   if (task != task_self())
     return EINVAL;
-  int ends[2];
-  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) < 0)
+  std::array<int, 2> ends{};
+  if (OperatingSystem::current().createSocketPair(SOCK_STREAM, ends) < 0)
     return errno;
   const port_t allocated = portForRights({FileDescriptor(ends[0]), FileDescriptor(ends[1])});
   if (allocated == PORT_NULL)

@@ -1,17 +1,17 @@
-// FaultyTool.cpp - the tool, of which one system call or one allocation fails.
+// FaultyTool.cpp - the tool, its own main included, of which one system call or one allocation
+// fails.
 //
 // FAULT in the environment says which: "call NUMBER ERRNO", "allocation NUMBER", or either with
-// " on" behind it for all that follow, too; of number 0 none fails. How many calls, or allocations,
-// a whole run makes is written to the file that FAULT_COUNTS names.
+// " on" behind it for all that follow, too; of number 0 none fails. At its end it writes to the
+// file that FAULT_TRACE names: how many allocations there were; or every call, a line each, and
+// once more, with "!" before it, each that failed.
 
 #include "tests/faults/FailingMalloc.h"
+#include "tests/faults/FaultTable.h"
 #include "tests/support/FaultyOperatingSystem.h"
-#include "tool/ToolFinderTool.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <new>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -23,6 +23,7 @@ using namespace tesker;
 // In force for faults of calls only, since what it writes down takes memory.
 std::optional<test::FaultyOperatingSystem> faulty;
 std::optional<ScopedOperatingSystem> scope;
+std::ofstream trace;
 
 void setFault(const std::string &text) {
   std::istringstream words(text);
@@ -30,7 +31,9 @@ void setFault(const std::string &text) {
   std::size_t number = 0;
   words >> what >> number;
   if (what == "call") {
-    scope.emplace(faulty.emplace());
+    scope.emplace(faulty.emplace([](std::string_view call, int error) {
+      return test::canFail(test::Side::tool, call, error);
+    }));
     words >> faulty->fault.error >> on;
     faulty->fault.call = number;
     faulty->fault.andAllAfter = on == "on";
@@ -41,25 +44,29 @@ void setFault(const std::string &text) {
   }
 }
 
-void writeCount() {
+void writeTrace() {
   test::mallocFault = {};
-  if (const char *file = std::getenv("FAULT_COUNTS"))
-    std::ofstream(file) << (faulty ? faulty->calls.size() : test::mallocsSoFar) << '\n';
+  if (!faulty) {
+    trace << test::mallocsSoFar << std::endl;
+    return;
+  }
+  for (const std::string &line : faulty->calls)
+    trace << line << '\n';
+  for (const std::string &line : faulty->failures)
+    trace << '!' << line << '\n';
+  trace.flush();
 }
 
 } // namespace
 
+int toolMain(); // tool/main.cpp's
+
 int main() {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::atexit(writeCount);
+  if (const char *file = std::getenv("FAULT_TRACE"))
+    trace.open(file); // now, for later it may not
+  std::atexit(writeTrace);
   test::mallocsSoFar = 0;
   if (const char *fault = std::getenv("FAULT"))
     setFault(fault);
-  try {
-    NSTool = ToolFinderTool::create().leak();
-  } catch (const std::bad_alloc &) { // as the tool's own main does
-  }
-  if (NSTool != nullptr)
-    NSTool->run();
-  std::exit(EXIT_SUCCESS);
+  return toolMain();
 }

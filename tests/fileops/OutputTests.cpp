@@ -239,7 +239,7 @@ TEST_P(PackingOutputs, ofSeveralNamesNeedATreeThatCanBeListed) {
 TEST_F(Outputs, thatAreDevicesAreNotRemovedWhenCompressFails) {
   class Keeping : public OperatingSystem {
   public:
-    int unlink(const char *path) override {
+    int unlinkAt(int, const char *path, int) override {
       removed.emplace_back(path);
       return 0;
     }

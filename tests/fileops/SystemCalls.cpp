@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <sys/resource.h>
+#include <csignal>
 #include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,19 +17,19 @@ SystemCalls &SystemCalls::current() {
 // The linker's names for the calls as the code makes them (__wrap) and the real ones (__real).
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
-pid_t __real_fork();
-pid_t __real_wait4(pid_t id, int *status, int options, struct rusage *usage);
+pid_t __real__Fork();
+int __real_waitid(idtype_t kind, id_t id, siginfo_t *ended, int options);
 int __real_kill(pid_t id, int signal);
 int __real_pipe2(int *ends, int flags);
 ssize_t __real_writev(int descriptor, const struct iovec *pieces, int count);
 
-pid_t __wrap_fork();
-pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage);
+pid_t __wrap__Fork();
+int __wrap_waitid(idtype_t kind, id_t id, siginfo_t *ended, int options);
 int __wrap_kill(pid_t id, int signal);
 int __wrap_pipe2(int *ends, int flags);
 ssize_t __wrap_writev(int descriptor, const struct iovec *pieces, int count);
 
-pid_t __wrap_fork() {
+pid_t __wrap__Fork() {
   SystemCalls &calls = SystemCalls::current();
   if (calls.failedFork > 0 && --calls.failedFork == 0) {
     errno = EAGAIN;
@@ -37,25 +37,27 @@ pid_t __wrap_fork() {
   }
   if (calls.beforeFork)
     calls.beforeFork();
-  const pid_t id = __real_fork();
+  const pid_t id = __real__Fork();
   if (id > 0)
     calls.forked.push_back(id);
   return id;
 }
 
-pid_t __wrap_wait4(pid_t id, int *status, int options, struct rusage *usage) {
+int __wrap_waitid(idtype_t kind, id_t number, siginfo_t *ended, int options) {
   SystemCalls &calls = SystemCalls::current();
   if (calls.interruptedWaits > 0) {
     --calls.interruptedWaits;
     errno = EINTR;
     return -1;
   }
+  const auto id = static_cast<pid_t>(number);
   calls.waited.push_back(id);
   if (calls.beforeWait)
     calls.beforeWait(id);
-  const pid_t ended = __real_wait4(id, status, options, usage);
-  calls.statuses.push_back(*status);
-  return ended;
+  const int result = __real_waitid(kind, number, ended, options);
+  const bool exited = ended->si_code == CLD_EXITED;
+  calls.statuses.push_back(exited ? ended->si_status << 8 : ended->si_status); // as wait(2)
+  return result;
 }
 
 int __wrap_kill(pid_t id, int signal) {

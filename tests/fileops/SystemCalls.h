@@ -1,7 +1,7 @@
 // SystemCalls.h - the calls that start and await children, watched and made to fail.
 //
-// The test program is linked so that fork, wait4, kill, writev and pipe2 of the code under test
-// come here first.
+// The test program is linked so that _Fork, waitid, kill, writev and pipe2 of the code under test
+// come here first: what a child calls, too, and by way of whatever OperatingSystem is in force.
 #pragma once
 
 #include <functional>

@@ -7,8 +7,10 @@
   map        the first comment of every header, and of every source without one, says what the file
              is for: "// Name.h - what it is for."
   words      nothing is left of ways of writing that the project has given up, and no file is long
+  calls      system calls are made in the sources of the OperatingSystem, and where PAST_THE_SYSTEM
+             says why not
 
-usage: check_layout.py includes|map|words REPOSITORY
+usage: check_layout.py includes|map|words|calls REPOSITORY
        check_layout.py print-map REPOSITORY         prints every source file with what it is for
 """
 import pathlib
@@ -48,6 +50,38 @@ ANYWHERE = [
     (r"\bconst NSString \*", "strings are passed as const NSString &"),
 ]
 IN_TESTS = [(r"\*NSString::create", 'strings are values: write "..."_ns')]
+
+# Where system calls are made.
+THE_SYSTEM = {f"platform/foundation/{name}.{suffix}" for suffix in ("h", "cpp")
+              for name in ("OperatingSystem", "FileCalls", "SocketCalls", "ProcessCalls")}
+# A file, or the whole of a folder, that may make them elsewhere: which ones, and why.
+EVERY_CALL = r".*"
+PAST_THE_SYSTEM = {
+    "platform/foundation/SignalsHeld.h": (r"pthread_sigmask", "it runs in a child after the fork, too, and cannot fail"),
+    "platform/foundation/NSLog.cpp": (r"syslog", "the log's library opens and writes its socket by itself"),
+    "master/ToolChild.cpp": (EVERY_CALL, "it runs between fork and exec"),
+    "fileops/ChildSteps.cpp": (EVERY_CALL, "it runs between fork and exec"),
+    "fileops/tesker-fileop.cpp": (r"signal|raise|sigaction", "a program and its own signals"),
+    "tool/Confinement.cpp": (EVERY_CALL, "it gives up what the process may do"),
+    "tool/SystemCallFilter.cpp": (EVERY_CALL, "it gives up what the process may do"),
+    "tool/main.cpp": (r"std::signal", "a program and its own signals"),
+    "command": (EVERY_CALL, "a program, its terminal and its signals"),
+}
+# Functions of the C library that are not system calls, which "::" names as well.
+NOT_A_CALL = r"(?:mem|str)\w+|sig\w+set"
+# System calls by a name that hardly anything else has, and what makes them without saying so.
+PLAIN_CALL = re.compile(
+    r"(?<![\w:.>])(?:fcntl|pipe2?|dup[23]?|v?fork|_Fork|exec[lv]p?e?|posix_spawnp?|waitpid|waitid|wait[34]|"
+    r"pidfd_\w+|prctl|[gs]etpriority|[lf]?[gs]etxattr|[lf]?removexattr|utimensat|readlink(?:at)?|f?opendir|"
+    r"readdir|getdents64|mkdtemp|mkstemp|mkostemp|flock|f?truncate|socketpair|accept4?|getsockopt|"
+    r"setsockopt|sendto|sendmsg|recv|recvmsg|recvfrom|f?stat(?:at|x)?|lstat|f?chmod|l?f?chown|f?chdir|"
+    r"get[ug]id|gete[ug]id|getpid|getppid|setpgid|setsid|getcwd|realpath|mmap|munmap|ioctl|syscall|"
+    r"pread|pwrite|p?writev|readv|openat|unlinkat|rmdir|faccessat|epoll_\w+|signalfd|eventfd|timerfd_\w+|"
+    r"clock_gettime|gettimeofday|usleep|nanosleep|getpw\w+|getgr\w+|fopen|popen|system)\s*\("
+    r"|\bstd::(?:[io]?fstream|f?open|rename|remove|signal|raise|system|tmpfile|thread|this_thread)\b\s*[({ ]"
+    r"|\bfilesystem::(?!path\b)\w+"
+    r"|\b(?:steady|system)_clock::now")
+GLOBAL_CALL = re.compile(r"(?<![\w>])::([a-z_]\w*)\s*\(")
 
 
 def sources(top):
@@ -205,11 +239,42 @@ def check_words(top):
     return count, problems
 
 
+def code_of(line):
+    """The line without its strings and its comment."""
+    return re.sub(r'"(?:[^"\\\\]|\\\\.)*"', '""', line).partition("//")[0]
+
+
+def calls_in(line):
+    code = code_of(line)
+    names = [name for name in GLOBAL_CALL.findall(code) if not re.fullmatch(NOT_A_CALL, name)]
+    return names or [found.group().strip(" ({") for found in PLAIN_CALL.finditer(code)]
+
+
+def check_calls(top):
+    count, problems = 0, []
+    used = set()
+    for path in sources(top):
+        if path.parts[0] in TESTING or str(path) in THE_SYSTEM:
+            continue
+        count += 1
+        exception = str(path) if str(path) in PAST_THE_SYSTEM else path.parts[0]
+        allowed = PAST_THE_SYSTEM.get(exception, ("(?!)", ""))[0]
+        for number, line in enumerate(text_of(top / path).splitlines(), 1):
+            for call in calls_in(line):
+                if re.fullmatch(allowed, call):
+                    used.add(exception)
+                else:
+                    problems.append(f"{path}:{number}: {call} is called past the OperatingSystem: {line.strip()}")
+    problems += [f"{exception}: makes none of the calls that it may make past the OperatingSystem"
+                 for exception in sorted(PAST_THE_SYSTEM.keys() - used)]
+    return count, problems
+
+
 def main():
     mode, top = sys.argv[1:] if len(sys.argv) == 3 else ("", "")
     if mode == "print-map":
         return print_map(pathlib.Path(top).resolve())
-    check = {"includes": check_includes, "map": check_map, "words": check_words}.get(mode)
+    check = {"includes": check_includes, "map": check_map, "words": check_words, "calls": check_calls}.get(mode)
     if check is None:
         sys.exit(__doc__)
     count, problems = check(pathlib.Path(top).resolve())

@@ -1,5 +1,6 @@
 #include "master/LogLines.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 
@@ -66,6 +67,25 @@ TEST_F(LogLinesTest, ClosesThePipeAtItsEnd) {
   pipe.writeEnd.reset();
   lines.read();
   EXPECT_EQ(lines.descriptor(), -1);
+}
+
+TEST_F(LogLinesTest, SaysThatLinesMayBeMissingWhereThePipeCannotBeRead) {
+  class Unreadable final : public OperatingSystem {
+    ssize_t read(int, void *, std::size_t) override {
+      errno = EIO;
+      return -1;
+    }
+  } system;
+  LogLines lines(std::move(pipe.readEnd), {});
+  write("one\n");
+  lines.read();
+  EXPECT_FALSE(lines.isCutShort());
+  write("two\n");
+  const ScopedOperatingSystem inForce(system);
+  lines.read();
+  EXPECT_EQ(lines.descriptor(), -1);
+  EXPECT_TRUE(lines.isCutShort());
+  EXPECT_THAT(lines.lines(), ElementsAre("one"));
 }
 
 } // namespace

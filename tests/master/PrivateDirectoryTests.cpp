@@ -182,11 +182,15 @@ public:
     }
     return descriptor;
   }
-  int opened() const { return opened_; }
+  int makeTemporaryDirectory(char *pattern) override {
+    ++made_;
+    return OperatingSystem::makeTemporaryDirectory(pattern);
+  }
+  int made() const { return made_; }
 
 private:
   const What what_;
-  int opened_ = 0;
+  int made_ = 0, opened_ = 0;
   FileDescriptor lock_;
 };
 
@@ -196,7 +200,7 @@ TEST_F(PrivateDirectories, OneThatIsCleanedAwayWhileItIsMadeIsNotUsed) {
     QuickerSystem system(what);
     const ScopedOperatingSystem inForce(system);
     const PrivateDirectory directory = made();
-    EXPECT_EQ(system.opened(), 2) << static_cast<int>(what);
+    EXPECT_EQ(system.made(), 2) << static_cast<int>(what);
     EXPECT_TRUE(names().contains(nameOf(directory)));
   }
 }

@@ -2,6 +2,7 @@
 #include "master/LogLines.h"
 #include "tests/master/FakeToolSupport.h"
 
+#include <cerrno>
 #include <gmock/gmock.h>
 #include <string>
 #include <vector>
@@ -29,6 +30,21 @@ TEST(FinderMaster, SaysThatAnAnswerIsIncompleteWhereTheToolsLogDoes) {
   EXPECT_TRUE(std::holds_alternative<SearchAnswer>(outcome.result));
   EXPECT_FALSE(searchWithFakeTool("empty-answer").incomplete);
   EXPECT_FALSE(searchWithFakeTool("log-much").incomplete);
+}
+
+TEST(FinderMaster, SaysThatAnAnswerIsIncompleteWhereTheToolsLogCannotBeRead) {
+  class Unreadable final : public OperatingSystem {
+    ssize_t read(int descriptor, void *buffer, std::size_t size) override {
+      if (size == sizeof(int)) // the error of the tool's start
+        return OperatingSystem::read(descriptor, buffer, size);
+      errno = EIO;
+      return -1;
+    }
+  } system;
+  const ScopedOperatingSystem inForce(system);
+  const SearchOutcome outcome = searchWithFakeTool("empty-answer");
+  EXPECT_TRUE(std::holds_alternative<SearchAnswer>(outcome.result));
+  EXPECT_TRUE(outcome.incomplete);
 }
 
 TEST(FinderMaster, TakesStandardOutputOfTheToolForItsLog) {

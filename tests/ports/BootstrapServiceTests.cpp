@@ -64,6 +64,60 @@ TEST_F(BootstrapServiceTest, MakesItsDirectoriesWithoutTheBitOfOneThatHandsItsGr
   EXPECT_NE(checkedIn(), nullptr);
 }
 
+// Of the calls that it makes one fails.
+class OneFailing final : public OperatingSystem {
+public:
+  enum class Call { makeDirectory, lock, peer };
+  OneFailing(Call call, int error) : call_(call), error_(error) {}
+
+  int makeDirectory(const char *path, mode_t mode) override {
+    return fails(Call::makeDirectory) ? -1 : OperatingSystem::makeDirectory(path, mode);
+  }
+  int lock(int descriptor, int operation) override {
+    return fails(Call::lock) ? -1 : OperatingSystem::lock(descriptor, operation);
+  }
+  int socketOption(int socket, int option, void *value, socklen_t size) override {
+    return fails(Call::peer) ? -1 : OperatingSystem::socketOption(socket, option, value, size);
+  }
+  int poll(pollfd *descriptors, nfds_t count, int timeout) override {
+    ++polls;
+    return OperatingSystem::poll(descriptors, count, timeout);
+  }
+
+  int polls = 0;
+
+private:
+  bool fails(Call call) const {
+    errno = error_;
+    return call == call_;
+  }
+  Call call_;
+  int error_;
+};
+
+TEST_F(BootstrapServiceTest, SaysWhyItsDirectoryCannotBeMade) {
+  OneFailing system(OneFailing::Call::makeDirectory, ENOSPC);
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(statusOf(), 0); // it is there
+  directory_ = temporary_.path("missing");
+  EXPECT_EQ(statusOf(), ENOSPC);
+}
+
+TEST_F(BootstrapServiceTest, DoesNotWaitForALockThatTheFileSystemDoesNotHave) {
+  OneFailing system(OneFailing::Call::lock, ENOLCK);
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(statusOf(), ENOLCK);
+  EXPECT_EQ(system.polls, 0);
+}
+
+TEST_F(BootstrapServiceTest, SaysWhyItCannotTellWhoHasConnected) {
+  const auto service = checkedIn();
+  const FileDescriptor client = connect();
+  OneFailing system(OneFailing::Call::peer, ENOBUFS);
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(service->acceptConnection().error(), ENOBUFS);
+}
+
 TEST_F(BootstrapServiceTest, RefusesADirectoryThatOthersMayEnter) {
   ASSERT_EQ(::chmod(directory_.c_str(), 0755), 0);
   EXPECT_EQ(statusOf(), BOOTSTRAP_NOT_PRIVILEGED);

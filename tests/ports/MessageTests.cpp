@@ -240,6 +240,17 @@ TEST_P(MessageReceiveOf, ARightThatIsNoLocalStreamSocketIsMalformed) {
   }
 }
 
+TEST_P(MessageReceiveOf, ARightThatTheSystemSaysNothingAboutIsNotMalformed) {
+  class Silent final : public OperatingSystem {
+    int socketOption(int socket, int option, void *value, socklen_t size) override {
+      errno = ENOBUFS;
+      return option == SO_DOMAIN ? -1 : OperatingSystem::socketOption(socket, option, value, size);
+    }
+  } system;
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(statusOf(GetParam(), messageText(79), {carriedSocket().number()}), ENOBUFS);
+}
+
 TEST_P(MessageReceiveOf, TheEndOfThePortIsAnErrorOfItsOwn) {
   PortToFarSide port(GetParam());
   port.far.reset();

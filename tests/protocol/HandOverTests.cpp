@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <set>
 #include <sys/resource.h>
@@ -206,6 +207,49 @@ TEST_F(MastersHandOver, AnswersOverTheToolsPortWithAPortOfItsOwn) {
   EXPECT_THAT(receiveRaw(toTool.near.number()).first, StartsWith("OK "));
   rights.clear();
   EXPECT_TRUE(pump(connection, connection, [&] { return !connection.isValid(); }));
+}
+
+TEST_F(MastersHandOver, SaysWhyItCannotAnswerTheFirstMessage) {
+  class Lacking final : public OperatingSystem {
+    ssize_t sendMessage(int, const msghdr &, int) override {
+      errno = ETOOMANYREFS;
+      return -1;
+    }
+  } system;
+  const FileDescriptor tool = connect();
+  ASSERT_TRUE(sendRaw(tool.number(), messageText(78), {toTool.far.number()}));
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(master.step(), State::failed);
+  EXPECT_EQ(master.reason(), std::string("the tool's first message cannot be answered: ") +
+                                 std::strerror(ETOOMANYREFS));
+}
+
+TEST_F(MastersHandOver, IsLostWhereTheToolHasGoneBeforeTheAnswer) {
+  const FileDescriptor tool = connect();
+  ASSERT_TRUE(sendRaw(tool.number(), messageText(78), {toTool.far.number()}));
+  toTool.near.reset();
+  EXPECT_EQ(master.step(), State::lost);
+}
+
+TEST_F(MastersHandOver, AToolThatAuthenticatesWronglyAtOnceIsNotALackOfThisSide) {
+  class QuickTool final : public OperatingSystem {
+  public:
+    explicit QuickTool(const FileDescriptor &socket) : socket_(socket) {}
+    ssize_t sendMessage(int socket, const msghdr &message, int flags) override {
+      const ssize_t sent = OperatingSystem::sendMessage(socket, message, flags);
+      const auto [bytes, rights] = receiveRaw(socket_.number());
+      EXPECT_TRUE(sendRaw(rights.at(0).number(), "AUTH ANONYMOUS\r\nBEGIN\r\n"));
+      return sent;
+    }
+
+  private:
+    const FileDescriptor &socket_;
+  } system(toTool.near);
+  const FileDescriptor tool = connect();
+  ASSERT_TRUE(sendRaw(tool.number(), messageText(78), {toTool.far.number()}));
+  const ScopedOperatingSystem inForce(system);
+  ASSERT_EQ(master.step(), State::done);
+  EXPECT_FALSE(master.connection()->isValid());
 }
 
 TEST_F(MastersHandOver, WaitsForAToolAndForItsMessage) {

@@ -13,6 +13,8 @@
 #include "platform/foundation/OperatingSystem.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <map>
 #include <memory>
@@ -46,119 +48,218 @@ public:
   int statAt(int directory, const char *name, bool followLinks, struct stat &status) override {
     if (!isRelative(directory, name))
       ++fullPathStats;
-    note("statAt", wholePath(directory, name) + (followLinks ? " follow" : " nofollow"));
-    return OperatingSystem::statAt(directory, name, followLinks, status);
+    return note("statAt", wholePath(directory, name) + (followLinks ? " follow" : " nofollow"))
+               ? OperatingSystem::statAt(directory, name, followLinks, status)
+               : -1;
   }
   int statDescriptor(int descriptor, struct stat &status) override {
-    note("statDescriptor", pathOf(descriptor));
-    return OperatingSystem::statDescriptor(descriptor, status);
+    return note("statDescriptor", pathOf(descriptor))
+               ? OperatingSystem::statDescriptor(descriptor, status)
+               : -1;
   }
   int access(const char *path, int mode) override {
-    note("access", std::string(path) + " " + std::to_string(mode));
-    return OperatingSystem::access(path, mode);
+    return note("access", std::string(path) + " " + std::to_string(mode))
+               ? OperatingSystem::access(path, mode)
+               : -1;
+  }
+  ssize_t attribute(const char *path, const char *name, void *value, std::size_t size) override {
+    return note("attribute", path) ? OperatingSystem::attribute(path, name, value, size) : -1;
   }
   int makeDirectory(const char *path, mode_t mode) override {
-    note("makeDirectory", path);
-    return OperatingSystem::makeDirectory(path, mode);
+    return note("makeDirectory", path) ? OperatingSystem::makeDirectory(path, mode) : -1;
+  }
+  int makeTemporaryDirectory(char *pattern) override {
+    return note("makeTemporaryDirectory", pattern)
+               ? OperatingSystem::makeTemporaryDirectory(pattern)
+               : -1;
   }
   int changeMode(const char *path, mode_t mode) override {
-    note("changeMode", path);
-    return OperatingSystem::changeMode(path, mode);
-  }
-  int changeDescriptorMode(int descriptor, mode_t mode) override {
-    note("changeDescriptorMode", pathOf(descriptor));
-    return OperatingSystem::changeDescriptorMode(descriptor, mode);
-  }
-  int changeDescriptorOwner(int descriptor, uid_t user, gid_t group) override {
-    note("changeDescriptorOwner", pathOf(descriptor));
-    return OperatingSystem::changeDescriptorOwner(descriptor, user, group);
+    return note("changeMode", path) ? OperatingSystem::changeMode(path, mode) : -1;
   }
   int rename(const char *oldPath, const char *newPath) override {
-    note("rename", std::string(oldPath) + " " + newPath);
-    return OperatingSystem::rename(oldPath, newPath);
+    return note("rename", std::string(oldPath) + " " + newPath)
+               ? OperatingSystem::rename(oldPath, newPath)
+               : -1;
   }
-  int unlink(const char *path) override {
-    note("unlink", path);
-    return OperatingSystem::unlink(path);
+  int unlinkAt(int directory, const char *name, int flags) override {
+    return note(flags == AT_REMOVEDIR ? "removeDirectory" : "unlink", wholePath(directory, name))
+               ? OperatingSystem::unlinkAt(directory, name, flags)
+               : -1;
   }
   int openAt(int directory, const char *path, int flags, mode_t mode) override {
     const std::string whole = wholePath(directory, path);
-    note("open", whole);
-    const int descriptor = OperatingSystem::openAt(directory, path, flags, mode);
-    if (descriptor >= 0)
-      paths_[descriptor] = whole;
-    return descriptor;
+    return note("open", whole) ? named(OperatingSystem::openAt(directory, path, flags, mode), whole)
+                               : -1;
   }
+  // Closes it even where the call fails, as the system does.
   int close(int descriptor) override {
-    note("close", pathOf(descriptor));
+    const bool succeeds = note("close", pathOf(descriptor));
+    const int error = errno;
     paths_.erase(descriptor);
-    return OperatingSystem::close(descriptor);
+    const int result = OperatingSystem::close(descriptor);
+    errno = succeeds ? errno : error;
+    return succeeds ? result : -1;
+  }
+  ssize_t read(int descriptor, void *buffer, std::size_t size) override {
+    return note("read", pathOf(descriptor)) ? OperatingSystem::read(descriptor, buffer, size) : -1;
   }
   ssize_t readAt(int descriptor, void *buffer, std::size_t size, off_t offset) override {
-    note("readAt", pathOf(descriptor));
-    return OperatingSystem::readAt(descriptor, buffer, size, offset);
+    return note("readAt", pathOf(descriptor))
+               ? OperatingSystem::readAt(descriptor, buffer, size, offset)
+               : -1;
   }
   ssize_t write(int descriptor, const void *bytes, std::size_t size) override {
-    note("write", pathOf(descriptor));
-    return OperatingSystem::write(descriptor, bytes, size);
+    return note("write", pathOf(descriptor)) ? OperatingSystem::write(descriptor, bytes, size) : -1;
   }
   int synchronize(int descriptor) override {
-    note("synchronize", pathOf(descriptor));
-    return OperatingSystem::synchronize(descriptor);
+    return note("synchronize", pathOf(descriptor)) ? OperatingSystem::synchronize(descriptor) : -1;
+  }
+  int lock(int descriptor, int operation) override {
+    return note("lock", pathOf(descriptor)) ? OperatingSystem::lock(descriptor, operation) : -1;
+  }
+  int changeDescriptorMode(int descriptor, mode_t mode) override {
+    return note("changeDescriptorMode", pathOf(descriptor))
+               ? OperatingSystem::changeDescriptorMode(descriptor, mode)
+               : -1;
+  }
+  int changeDescriptorOwner(int descriptor, uid_t user, gid_t group) override {
+    return note("changeDescriptorOwner", pathOf(descriptor))
+               ? OperatingSystem::changeDescriptorOwner(descriptor, user, group)
+               : -1;
+  }
+  int setAttribute(int descriptor, const char *name, std::string_view value) override {
+    return note("setAttribute", pathOf(descriptor))
+               ? OperatingSystem::setAttribute(descriptor, name, value)
+               : -1;
+  }
+  int removeAttribute(int descriptor, const char *name) override {
+    return note("removeAttribute", pathOf(descriptor))
+               ? OperatingSystem::removeAttribute(descriptor, name)
+               : -1;
+  }
+  int createPipe(std::array<int, 2> &ends) override {
+    return note("createPipe") ? OperatingSystem::createPipe(ends) : -1;
+  }
+  int control(int descriptor, int command, int argument) override {
+    return note(nameOfControl(command), pathOf(descriptor))
+               ? OperatingSystem::control(descriptor, command, argument)
+               : -1;
+  }
+  int putInPlaceOf(int descriptor, int other) override {
+    return note("putInPlaceOf", pathOf(descriptor))
+               ? OperatingSystem::putInPlaceOf(descriptor, other)
+               : -1;
   }
   std::unique_ptr<DirectoryStream> openDirectory(const char *path) override {
-    note("openDirectory", path);
+    if (!note("openDirectory", path))
+      return nullptr;
     auto stream = OperatingSystem::openDirectory(path);
     if (!stream)
       return nullptr;
-    paths_[stream->descriptor()] = path;
+    named(stream->descriptor(), path);
     return std::make_unique<CountedStream>(*this, std::move(stream));
   }
-
-  std::optional<std::string> programPath() override {
-    note("programPath");
-    return OperatingSystem::programPath();
+  ssize_t readEntries(int directory, void *entries, std::size_t size) override {
+    return note("readEntries", pathOf(directory))
+               ? OperatingSystem::readEntries(directory, entries, size)
+               : -1;
   }
+  const char *workingDirectory(char *buffer, std::size_t size) override {
+    return note("workingDirectory") ? OperatingSystem::workingDirectory(buffer, size) : nullptr;
+  }
+  std::optional<std::string> canonicalPath(const std::string &path) override {
+    return note("canonicalPath", path) ? OperatingSystem::canonicalPath(path) : std::nullopt;
+  }
+  std::optional<std::string> programPath() override {
+    return note("programPath") ? OperatingSystem::programPath() : std::nullopt;
+  }
+
+  int createSocket(int type) override {
+    return note("createSocket") ? OperatingSystem::createSocket(type) : -1;
+  }
+  int createSocketPair(int type, std::array<int, 2> &ends) override {
+    return note("createSocketPair") ? OperatingSystem::createSocketPair(type, ends) : -1;
+  }
+  int bind(int socket, const sockaddr_un &address) override {
+    return note("bind") ? OperatingSystem::bind(socket, address) : -1;
+  }
+  int listen(int socket) override { return note("listen") ? OperatingSystem::listen(socket) : -1; }
+  int connect(int socket, const sockaddr_un &address) override {
+    return note("connect") ? OperatingSystem::connect(socket, address) : -1;
+  }
+  int accept(int socket) override { return note("accept") ? OperatingSystem::accept(socket) : -1; }
+  int socketOption(int socket, int option, void *value, socklen_t size) override {
+    return note("socketOption", std::to_string(option))
+               ? OperatingSystem::socketOption(socket, option, value, size)
+               : -1;
+  }
+  ssize_t sendMessage(int socket, const msghdr &message, int flags) override {
+    return note("sendMessage") ? OperatingSystem::sendMessage(socket, message, flags) : -1;
+  }
+  ssize_t receiveMessage(int socket, msghdr &message, int flags) override {
+    return note("receiveMessage") ? OperatingSystem::receiveMessage(socket, message, flags) : -1;
+  }
+
+  // In the child it returns at once.
+  pid_t fork() override { return note("fork") ? OperatingSystem::fork() : -1; }
+  int setProcessGroup(pid_t process, pid_t group) override {
+    return note("setProcessGroup") ? OperatingSystem::setProcessGroup(process, group) : -1;
+  }
+  int openProcess(pid_t process) override {
+    return note("openProcess") ? OperatingSystem::openProcess(process) : -1;
+  }
+  int waitForChild(pid_t child, int options, siginfo_t &ended) override {
+    return note("waitForChild") ? OperatingSystem::waitForChild(child, options, ended) : -1;
+  }
+  int sendSignal(pid_t process, int signal) override {
+    return note("sendSignal", std::to_string(signal)) ? OperatingSystem::sendSignal(process, signal)
+                                                      : -1;
+  }
+  int setNice(id_t thread, int nice) override {
+    return note("setNice", std::to_string(nice)) ? OperatingSystem::setNice(thread, nice) : -1;
+  }
+
   std::int64_t currentTime() override {
     note("currentTime");
     return OperatingSystem::currentTime();
   }
   int poll(struct pollfd *descriptors, nfds_t number, int timeoutMilliseconds) override {
-    note("poll");
-    return OperatingSystem::poll(descriptors, number, timeoutMilliseconds);
+    return note("poll") ? OperatingSystem::poll(descriptors, number, timeoutMilliseconds) : -1;
   }
   uid_t userId() override {
     note("userId");
     return OperatingSystem::userId();
   }
   int supplementaryGroups(gid_t *groups, int room) override {
-    note("supplementaryGroups");
-    return OperatingSystem::supplementaryGroups(groups, room);
+    return note("supplementaryGroups") ? OperatingSystem::supplementaryGroups(groups, room) : -1;
   }
   std::optional<UserEntry> userWithId(uid_t uid) override {
-    note("userWithId", std::to_string(uid));
-    return OperatingSystem::userWithId(uid);
+    return note("userWithId", std::to_string(uid)) ? OperatingSystem::userWithId(uid)
+                                                   : std::nullopt;
   }
   std::optional<UserEntry> userWithName(const std::string &name) override {
-    note("userWithName", name);
-    return OperatingSystem::userWithName(name);
+    return note("userWithName", name) ? OperatingSystem::userWithName(name) : std::nullopt;
   }
   std::optional<std::string> groupNameWithId(gid_t gid) override {
-    note("groupNameWithId", std::to_string(gid));
-    return OperatingSystem::groupNameWithId(gid);
+    return note("groupNameWithId", std::to_string(gid)) ? OperatingSystem::groupNameWithId(gid)
+                                                        : std::nullopt;
   }
   void *allocatePages(std::size_t size) override {
-    note("allocatePages", std::to_string(size));
-    return OperatingSystem::allocatePages(size);
+    return note("allocatePages", std::to_string(size)) ? OperatingSystem::allocatePages(size)
+                                                       : nullptr;
   }
 
 protected:
-  // Writes a call down; for subclasses that answer one by themselves.
-  void note(std::string_view call, std::string_view about = {}) {
+  // Writes a call down; for subclasses that answer one by themselves. Whether it is to be made.
+  bool note(std::string_view call, std::string_view about = {}) {
     log.emplace_back(call);
     if (!about.empty())
       log.back().append(" ").append(about);
+    return mayBeMade(log.back());
   }
+  // False, and errno, where the call is to fail instead. Also asked before each next name of a
+  // directory, "next /dir", which is not written down.
+  virtual bool mayBeMade(const std::string & /*call*/) { return true; }
 
 private:
   // Says when the directory is closed.
@@ -172,14 +273,33 @@ private:
     }
     CountedStream(const CountedStream &) = delete;
     CountedStream &operator=(const CountedStream &) = delete;
-    std::optional<std::string_view> next() override { return stream_->next(); }
+    std::optional<std::string_view> next() override {
+      if (system_.mayBeMade("next " + system_.pathOf(descriptor())))
+        return stream_->next();
+      error_ = errno;
+      return std::nullopt;
+    }
+    int error() const override { return error_ != 0 ? error_ : stream_->error(); }
     int descriptor() const override { return stream_->descriptor(); }
 
   private:
     CountingOperatingSystem &system_;
     std::unique_ptr<DirectoryStream> stream_;
+    int error_ = 0;
   };
 
+  // The descriptor, known by the path from now on.
+  int named(int descriptor, const std::string &path) {
+    if (descriptor >= 0)
+      paths_[descriptor] = path;
+    return descriptor;
+  }
+
+  static std::string_view nameOfControl(int command) {
+    if (command == F_GETFD || command == F_SETFD)
+      return "descriptorFlags";
+    return command == F_DUPFD_CLOEXEC ? "duplicate" : "control";
+  }
   static bool isRelative(int directory, const char *path) {
     return directory != AT_FDCWD && *path != '/';
   }

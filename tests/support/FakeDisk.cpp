@@ -314,7 +314,7 @@ int FakeDisk::rename(const char *oldPath, const char *newPath) {
   return 0;
 }
 
-int FakeDisk::unlink(const char *path) {
+int FakeDisk::unlinkAt(int, const char *path, int) {
   if (!call(std::string("unlink ") + path))
     return -1;
   if (!find(path, false))

@@ -92,7 +92,7 @@ public:
   int makeDirectory(const char *path, mode_t mode) override;
   int changeMode(const char *path, mode_t mode) override;
   int rename(const char *oldPath, const char *newPath) override;
-  int unlink(const char *path) override;
+  int unlinkAt(int directory, const char *name, int flags) override;
   std::unique_ptr<DirectoryStream> openDirectory(const char *path) override;
   std::int64_t currentTime() override;
   uid_t userId() override;

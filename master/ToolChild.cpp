@@ -1,0 +1,50 @@
+#include "master/ToolChild.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace tesker {
+
+namespace {
+
+void resetSignals() {
+  struct sigaction standard {};
+  standard.sa_handler = SIG_DFL;
+  for (int signal = 1; signal <= SIGRTMAX; ++signal)
+    ::sigaction(signal, &standard, nullptr); // those that cannot be changed need not be
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// Nothing on standard input, the log on the two others, and beside them only the descriptor that
+// the error goes to, which is moved.
+bool arrangeDescriptors(int log, int &error) {
+  constexpr int kErrorDescriptor = STDERR_FILENO + 1;
+  const int nothing = ::open("/dev/null", O_RDONLY);
+  if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(log, STDOUT_FILENO) < 0 ||
+      ::dup2(log, STDERR_FILENO) < 0)
+    return false;
+  if (error != kErrorDescriptor && ::dup3(error, kErrorDescriptor, O_CLOEXEC) < 0)
+    return false;
+  error = kErrorDescriptor;
+  // Whatever the process around this library has left open without close-on-exec.
+  ::closefrom(kErrorDescriptor + 1);
+  return true;
+}
+
+} // namespace
+
+void becomeProgram(ToolStart start) {
+  ::setpgid(0, 0);
+  resetSignals();
+  if (arrangeDescriptors(start.log, start.error))
+    ::execve(start.program, start.arguments, start.variables);
+  const int error = errno;
+  (void)!::write(start.error, &error, sizeof error);
+  ::_exit(127);
+}
+
+} // namespace tesker
