@@ -1,5 +1,7 @@
-// WrapperFuzzer.cpp - parses an application wrapper that the input describes (Tree.h).
+// WrapperFuzzer.cpp - parses an application wrapper that the input describes (Tree.h). The input's
+// first byte says how it is called, and whether system calls fail (FailingCalls.h).
 #include "fuzz/Check.h"
+#include "fuzz/FailingCalls.h"
 #include "fuzz/Silence.h"
 #include "fuzz/Tree.h"
 #include "parsing/AppWrapperParser.h"
@@ -54,9 +56,13 @@ void checkTravelling(Records records) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   silenceLogs();
   Input input(data, size);
-  const std::string wrapper = kWrappers[input.byte() % kWrappers.size()];
+  const unsigned choice = input.byte();
+  const std::string wrapper = kWrappers[choice % kWrappers.size()];
+  Input none("");
+  FailingCalls failing(choice >= 128 ? input : none);
   const bool hasRegistry = input.rest().find("registry.table") != std::string_view::npos;
   const Tree tree(input);
+  const ScopedOperatingSystem scoped(failing);
   const auto records = parseAppWrapper(NSFileManager::classObject(), NSString::create(tree.path()),
                                        NSString::create(wrapper), NSDefaultMallocZone());
   if (!records)
