@@ -67,16 +67,17 @@ void handOverToTool(const std::string &directory, const std::string &name, unsig
   std::vector<pollfd> watched;
   listening->appendPollDescriptors(watched);
   check(watched.size() == 2 || lack.mayHaveShown());
-  state = listening->step();
+  if (state == State::waiting)
+    state = listening->step();
   tool.reset();
   for (int i = 0; i < kMostSteps && state == State::waiting; ++i)
     state = listening->step();
   check(state != State::waiting || lack.mayHaveShown());
+  check((state == State::done) == static_cast<bool>(listening->connection()));
+  check((state == State::broken || state == State::failed) == !listening->reason().empty());
   if (state == State::done)
     check(listening->step() == State::done || lack.mayHaveShown());
   listening->appendPollDescriptors(watched);
-  check((state == State::done) == static_cast<bool>(listening->connection()));
-  check((state == State::broken || state == State::failed) == !listening->reason().empty());
 }
 
 // Answers the tool's message over the port that came with it, until nobody listens any longer. In
