@@ -1,17 +1,31 @@
 // WalkFuzzer.cpp - searches a tree that the input describes (Tree.h), and searches it again. The
-// input's first byte says how much an answer may hold.
+// input's first byte says how much an answer may hold, or that system calls fail (FailingCalls.h).
 #include "finding/ApplicationFinder.h"
 #include "fuzz/Check.h"
+#include "fuzz/FailingCalls.h"
 #include "fuzz/Silence.h"
 #include "fuzz/Tree.h"
 #include "parsing/RecordDecoding.h"
 #include "platform/foundation/NSException.h"
+#include "platform/foundation/NSLog.h"
 
 #include <cstdint>
+#include <optional>
+#include <system_error>
 
 using namespace tesker;
 
 namespace {
+
+// Only whether an answer was said to be incomplete.
+class Lines final : public LogSink {
+public:
+  void log(std::string_view) override {}
+  void syslog(std::string_view line) override {
+    saidIncomplete = saidIncomplete || line.starts_with(kIncompleteLine);
+  }
+  bool saidIncomplete = false;
+};
 
 // An exception about one of the paths themselves passes, as ApplicationFinder.h says.
 template <class Search> NSString answerOf(Search search) {
@@ -20,6 +34,26 @@ template <class Search> NSString answerOf(Search search) {
   } catch (const NSException &) {
     return nullptr;
   }
+}
+
+// The answer while system calls fail is the right one, or its lack is said: by an exception, or by
+// a line that says so. A file that is not there is an answer, too.
+void searchFailing(const ApplicationFinder &finder, const NSString &top, FailingCalls &failing) {
+  Lines lines;
+  LogSink *const before = setLogSink(&lines);
+  NSString text;
+  bool ended = false;
+  try {
+    const ScopedOperatingSystem scoped(failing);
+    text = answerOf([&] { return finder.findAppsInSearchPath(top, nullptr); });
+  } catch (const std::bad_alloc &) {
+    ended = true;
+  } catch (const std::system_error &) {
+    ended = true;
+  }
+  setLogSink(before);
+  check(ended || lines.saidIncomplete || (failing.hasFailed() && failing.isOrdinary()) ||
+        text == answerOf([&] { return finder.findAppsInSearchPath(top, nullptr); }));
 }
 
 } // namespace
@@ -33,9 +67,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     bounds.records = bound / 16;
   if (bound % 4 == 2)
     bounds.text = bound * 4;
+  std::optional<FailingCalls> failing;
+  if (bound % 4 == 3)
+    failing.emplace(input);
   const Tree tree(input);
   const NSString top = NSString::create(tree.path());
   const ApplicationFinder finder([] {}, bounds);
+  if (failing)
+    searchFailing(finder, top, *failing);
   const NSString text = answerOf([&] { return finder.findAppsInSearchPath(top, nullptr); });
   if (!text)
     return 0;

@@ -1,14 +1,19 @@
-// WrapperFuzzer.cpp - parses an application wrapper that the input describes (Tree.h).
+// WrapperFuzzer.cpp - parses an application wrapper that the input describes (Tree.h). The input's
+// first byte says how it is called, and whether system calls fail (FailingCalls.h).
 #include "fuzz/Check.h"
+#include "fuzz/FailingCalls.h"
 #include "fuzz/Silence.h"
 #include "fuzz/Tree.h"
 #include "parsing/AppWrapperParser.h"
+#include "parsing/ArchitectureCheck.h"
+#include "parsing/IconHeaderParser.h"
 #include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 #include "platform/foundation/NSString.h"
 
 #include <array>
 #include <cstdint>
+#include <sys/stat.h>
 
 using namespace tesker;
 
@@ -49,14 +54,32 @@ void checkTravelling(Records records) {
   check(*read == records);
 }
 
+// A file that may be there, and be an executable or anything else.
+void tryFile(const NSString &dir, const NSString &file) {
+  const auto records = parseApp(NSFileManager::classObject(), dir, file, NSDefaultMallocZone());
+  if (records)
+    checkPaths(*records, dir.bytes(), false);
+  (void)TKIsProperExecutable(dir, file);
+  const NSString path = dir.stringByAppendingPathComponent(file.bytes());
+  struct stat status {};
+  // Of another kind it would be left open.
+  if (::stat(path.cString(), &status) != 0 || S_ISREG(status.st_mode))
+    (void)getArchNames(path);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   silenceLogs();
   Input input(data, size);
-  const std::string wrapper = kWrappers[input.byte() % kWrappers.size()];
+  const unsigned choice = input.byte();
+  const std::string wrapper = kWrappers[choice % kWrappers.size()];
+  Input none("");
+  FailingCalls failing(choice >= 128 ? input : none);
   const bool hasRegistry = input.rest().find("registry.table") != std::string_view::npos;
   const Tree tree(input);
+  tryFile(NSString::create(tree.path()), "x"_ns);
+  const ScopedOperatingSystem scoped(failing);
   const auto records = parseAppWrapper(NSFileManager::classObject(), NSString::create(tree.path()),
                                        NSString::create(wrapper), NSDefaultMallocZone());
   if (!records)

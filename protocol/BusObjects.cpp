@@ -162,7 +162,8 @@ int ServedObjects::Client::takeNoteLines(sd_bus_message *message, sd_bus_error *
 int ServedObjects::Client::takeSelf(sd_bus_message *message, sd_bus_error *error) {
   if (objects_.isBusy())
     return refuseWhileBusy(error);
-  const auto call = std::make_shared<BusRef<sd_bus_message>>(sd_bus_message_ref(message));
+  BusRef kept(sd_bus_message_ref(message)); // before there can be a lack of memory
+  const auto call = std::make_shared<BusRef<sd_bus_message>>(std::move(kept));
   objects_.call_ = [this, call] { answerSelf(*call); };
   return 1;
 }

@@ -83,6 +83,29 @@ TEST_F(Callback, WhatIsRaisedInOneLeavesTheRunLoopAndEndsTheConnection) {
   EXPECT_FALSE(tool->isValid()); // the piece is lost
 }
 
+// That nothing is kept, LeakSanitizer says at the end.
+TEST(CallbackMemory, NothingIsKeptOfACallThatThereIsNoMemoryFor) {
+  bool hasHappened = true;
+  for (std::size_t number = 1; hasHappened; ++number) {
+    Channels channels;
+    RecordingRoot root;
+    const auto tool = channels.toolSide();
+    BusPeer master(channels);
+    tool->setRootObject(root);
+    tool->rootProxy().findAppsInSearchPath("/p"_ns, nullptr, ActingClient::create());
+    ASSERT_TRUE(pump(*tool, master, [&] { return !tool->hasUnsent(); }));
+    master.tell(master.call("Tesker.Client", "self", "/client/1"));
+    const test::FailingAllocation failing(number);
+    try {
+      while (tool->dispatch()) {
+      }
+    } catch (const std::bad_alloc &) {
+      EXPECT_FALSE(tool->isValid());
+    }
+    hasHappened = failing.hasHappened();
+  }
+}
+
 TEST_F(Callback, TheRunLoopSleepsWhileNothingComes) {
   class WatchedSystem final : public OperatingSystem {
   public:

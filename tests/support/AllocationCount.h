@@ -58,9 +58,13 @@ inline void countOrFail() {
 
 inline void *allocateOrFail(std::size_t size, std::size_t alignment) {
   countOrFail();
+  const std::size_t enough = size == 0 ? 1 : size;
   void *block = nullptr;
-  const std::size_t enough = alignment < sizeof(void *) ? sizeof(void *) : alignment;
-  if (::posix_memalign(&block, enough, size == 0 ? 1 : size) != 0)
+  if (alignment <= alignof(std::max_align_t))
+    block = std::malloc(enough);
+  else if (::posix_memalign(&block, alignment, enough) != 0)
+    block = nullptr;
+  if (block == nullptr)
     throw std::bad_alloc();
   ++blocksInUse;
   bytesTaken += ::malloc_usable_size(block);
@@ -82,6 +86,13 @@ void *operator new(std::size_t size) {
 }
 void *operator new(std::size_t size, std::align_val_t alignment) {
   return tesker::test::allocateOrFail(size, static_cast<std::size_t>(alignment));
+}
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
+  try {
+    return ::operator new(size);
+  } catch (const std::bad_alloc &) {
+    return nullptr;
+  }
 }
 void operator delete(void *block) noexcept { tesker::test::countAndFree(block); }
 void operator delete(void *block, std::size_t) noexcept { tesker::test::countAndFree(block); }
