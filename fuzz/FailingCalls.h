@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
@@ -51,8 +52,8 @@ public:
   int rename(const char *oldPath, const char *newPath) override {
     return unlessFailing([&] { return OperatingSystem::rename(oldPath, newPath); });
   }
-  int unlink(const char *path) override {
-    return unlessFailing([&] { return OperatingSystem::unlink(path); });
+  int unlinkAt(int directory, const char *name, int flags) override {
+    return unlessFailing([&] { return OperatingSystem::unlinkAt(directory, name, flags); });
   }
   int openAt(int directory, const char *path, int flags, mode_t mode) override {
     return unlessFailing([&] { return OperatingSystem::openAt(directory, path, flags, mode); });
@@ -70,14 +71,69 @@ public:
   int synchronize(int descriptor) override {
     return unlessFailing([&] { return OperatingSystem::synchronize(descriptor); });
   }
+  int lock(int descriptor, int operation) override {
+    return unlessFailing([&] { return OperatingSystem::lock(descriptor, operation); });
+  }
+  int control(int descriptor, int command, int argument) override {
+    return unlessFailing([&] { return OperatingSystem::control(descriptor, command, argument); });
+  }
+  int putInPlaceOf(int descriptor, int other) override {
+    return unlessFailing([&] { return OperatingSystem::putInPlaceOf(descriptor, other); });
+  }
+  int setAttribute(int descriptor, const char *name, std::string_view value) override {
+    return unlessFailing([&] { return OperatingSystem::setAttribute(descriptor, name, value); });
+  }
+  ssize_t readEntries(int directory, void *entries, std::size_t size) override {
+    return unlessFailing([&] { return OperatingSystem::readEntries(directory, entries, size); });
+  }
   std::unique_ptr<tesker::DirectoryStream> openDirectory(const char *path) override {
     return unlessFailing([] { return 0; }) < 0 ? nullptr : OperatingSystem::openDirectory(path);
   }
   std::optional<std::string> programPath() override {
     return unlessFailing([] { return 0; }) < 0 ? std::nullopt : OperatingSystem::programPath();
   }
+  // Who waits for nothing but time does not wait.
+  std::chrono::steady_clock::time_point steadyTime() override {
+    return OperatingSystem::steadyTime() + slept_;
+  }
   int poll(struct pollfd *descriptors, nfds_t count, int milliseconds) override {
+    if (count == 0) {
+      slept_ += std::chrono::milliseconds(milliseconds);
+      milliseconds = 0;
+    }
     return unlessFailing([&] { return OperatingSystem::poll(descriptors, count, milliseconds); });
+  }
+
+  int createSocket(int type) override {
+    return unlessFailing([&] { return OperatingSystem::createSocket(type); });
+  }
+  int createSocketPair(int type, std::array<int, 2> &ends) override {
+    return unlessFailing([&] { return OperatingSystem::createSocketPair(type, ends); });
+  }
+  int bind(int socket, const sockaddr_un &address) override {
+    return unlessFailing([&] { return OperatingSystem::bind(socket, address); });
+  }
+  int listen(int socket) override {
+    return unlessFailing([&] { return OperatingSystem::listen(socket); });
+  }
+  int connect(int socket, const sockaddr_un &address) override {
+    return unlessFailing([&] { return OperatingSystem::connect(socket, address); });
+  }
+  int accept(int socket) override {
+    return unlessFailing([&] { return OperatingSystem::accept(socket); });
+  }
+  int socketOption(int socket, int option, void *value, socklen_t size) override {
+    return unlessFailing(
+        [&] { return OperatingSystem::socketOption(socket, option, value, size); });
+  }
+  ssize_t sendMessage(int socket, const msghdr &message, int flags) override {
+    return unlessFailing([&] { return OperatingSystem::sendMessage(socket, message, flags); });
+  }
+  ssize_t receiveMessage(int socket, msghdr &message, int flags) override {
+    return unlessFailing([&] { return OperatingSystem::receiveMessage(socket, message, flags); });
+  }
+  int setNice(id_t thread, int nice) override {
+    return unlessFailing([&] { return OperatingSystem::setNice(thread, nice); });
   }
 
 private:
@@ -100,6 +156,7 @@ private:
   unsigned number_, calls_ = 0;
   int error_;
   bool allFromThen_, hasFailed_ = false;
+  std::chrono::milliseconds slept_{0};
 };
 
 // While it lives, so many more descriptors can be opened and no further ones.

@@ -42,7 +42,8 @@ void sendAll(port_t port, const FailingCalls &failing) {
   check(msg_send(messageCarrying(carried, PORT_NULL, 1), kSendTimeout, 0) == EBADF);
   int status = 0;
   for (int i = 0; i < kMost && status == 0; ++i) {
-    check(port_allocate(task_self(), carried) == 0);
+    if (port_allocate(task_self(), carried) != 0)
+      return check(failing.hasFailed());
     status = msg_send(messageCarrying(carried, port, 1), kSendTimeout, 0);
     check((sendDescriptor(carried) < 0) == (status == 0));
     port_deallocate(carried);
