@@ -11,28 +11,36 @@
 
 namespace tesker {
 
+struct Command;
+
 // What scripts can rely on.
 enum class ExitStatus {
   done = 0,
-  malformed = 1, // the text to decode or encode
+  no = 1, // the text is malformed; nothing answers the question; the answers differ
   usage = 2,
-  failed = 4,     // a path cannot be searched, a file not read, something not written
+  failed = 4,     // a path cannot be searched, a file not read, something not written or started
   toolFailed = 5, // the tool crashed, timed out or broke the protocol
 };
 
 struct Arguments {
-  enum class Command { list, dock, decode, encode };
-  Command command = Command::list;
+  const Command *command = nullptr; // never nil once it is parsed
   Diagnostics::Level level = Diagnostics::Level::normal;
   Format format = Format::table;
-  std::vector<std::string> paths; // list, dock
+  std::vector<std::string> paths; // where to search; empty: the usual places
+  std::vector<std::string> files; // open
+  std::string subject;            // what is asked about; of prefer, empty: everything
+  std::string application;        // open, prefer: a name or path; empty: none
   std::string pathListFile;       // dock; empty: the paths are in `paths`
-  std::string input;              // decode, encode
+  std::string input;              // decode, encode; of diff the old answer
+  std::string answerFile;         // the answer to ask; empty: one of a search
   std::string previousFile;       // empty: none
   std::string saveFile;           // empty: none
   std::string cpu;                // empty: this machine's
   std::string tool;               // empty: the one that belongs to this command
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
+  bool print = false;    // open
+  bool forget = false;   // prefer
+  bool exitCode = false; // diff
 };
 
 // What to print instead of doing something: help or a version on standard output (done), a usage

@@ -1,19 +1,41 @@
-// Commands.h - what each command of tesker-apps does.
+// Commands.h - the commands of tesker-apps: what each takes, and what it does.
 //
-// All print data to the output and everything else to the diagnostics, and answer the exit status,
-// errors of the output itself not counted.
+// A further command is one more line in the list of Commands.cpp, with a function that declares its
+// options there, and one that does it below.
 #pragma once
 
 #include "command/Arguments.h"
 #include "command/Output.h"
 
+#include <vector>
+
 namespace tesker {
 
-// list and dock: asks the tool, and prints each answer as it comes.
-ExitStatus searchCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics);
+class CommandOptions;
 
+// Prints data to the output and everything else to the diagnostics, and answers the exit status,
+// errors of the output itself not counted.
+using RunCommand = ExitStatus(const Arguments &arguments, Output &output, Diagnostics &diagnostics);
+
+struct Command {
+  const char *name;
+  const char *description; // a line, for the list of commands
+  void (*declare)(CommandOptions &options);
+  RunCommand *run;
+};
+
+// In the order of the help.
+[[nodiscard]] const std::vector<Command> &allCommands();
+
+// Ask the tool, and print each answer as it comes.
+RunCommand listCommand, dockCommand;
 // Between encoded text and what people and programs read.
-ExitStatus decodeCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics);
-ExitStatus encodeCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics);
+RunCommand decodeCommand, encodeCommand;
+// Questions about an answer.
+RunCommand handlersCommand, typesCommand, servicesCommand, showCommand;
+// What opens a file, done and decided.
+RunCommand openCommand, preferCommand;
+// What has changed from one answer to another.
+RunCommand diffCommand;
 
 } // namespace tesker

@@ -1,23 +1,12 @@
 #include "command/ResultWriter.h"
 
+#include "command/JSONItems.h"
 #include "command/RecordJSON.h"
 #include "command/RecordTable.h"
 
 namespace tesker {
 
 namespace {
-
-// `"schema":1,"request":"list","key":"/Apps"`
-std::string requestMembers(const SearchResult &result) {
-  std::string members = "\"request\":" + textAsJSON(result.request) + ",\"key\":";
-  members += result.key ? textAsJSON(*result.key) : "null";
-  return members;
-}
-
-const std::string &schemaMember() {
-  static const std::string member = "\"schema\":" + std::to_string(kJSONSchema);
-  return member;
-}
 
 // Nothing where an answer is all there is.
 std::string incompleteMember(const SearchResult &result) {
@@ -47,7 +36,8 @@ public:
   explicit JSONWriter(Output &output) : output_(output) {}
   void begin() override { output_.write("{" + schemaMember() + ",\"results\":["); }
   void add(const SearchResult &result) override {
-    output_.write(std::string(first_ ? "\n{" : ",\n{") + requestMembers(result) +
+    output_.write(std::string(first_ ? "\n{" : ",\n{") +
+                  requestMembers(result.request, result.key) +
                   ",\"unchanged\":" + (result.text != nullptr ? "false" : "true") +
                   incompleteMember(result) + confinementMember(result) + ",\"records\":[");
     first_ = false;
@@ -77,7 +67,8 @@ class JSONLinesWriter final : public ResultWriter {
 public:
   explicit JSONLinesWriter(Output &output) : output_(output) {}
   void add(const SearchResult &result) override {
-    const std::string members = "{" + schemaMember() + "," + requestMembers(result);
+    const std::string members =
+        "{" + schemaMember() + "," + requestMembers(result.request, result.key);
     if (result.text == nullptr)
       output_.write(members + ",\"unchanged\":true}\n");
     forEachRecord(result.records, [&](const SearchRecord &record) {

@@ -14,19 +14,11 @@ namespace {
 
 ExitStatus runCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
   try {
-    switch (arguments.command) {
-    case Arguments::Command::list:
-    case Arguments::Command::dock:
-      return searchCommand(arguments, output, diagnostics);
-    case Arguments::Command::decode:
-      return decodeCommand(arguments, output, diagnostics);
-    case Arguments::Command::encode:
-      return encodeCommand(arguments, output, diagnostics);
-    }
+    return arguments.command->run(arguments, output, diagnostics);
   } catch (const std::bad_alloc &) {
     diagnostics.error("there is not enough memory");
+    return ExitStatus::failed;
   }
-  return ExitStatus::failed;
 }
 
 // Help and versions are data, usage errors are not.

@@ -1,8 +1,8 @@
 #include "master/ToolProcess.h"
 
-#include "master/ToolChild.h"
 #include "platform/foundation/Deadline.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/ProgramStart.h"
 #include "platform/foundation/ReadFailures.h"
 #include "platform/foundation/SignalsHeld.h"
 
@@ -80,8 +80,11 @@ Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &progr
   if (pid < 0)
     return Failure{errno};
   if (pid == 0)
-    becomeProgram({name.c_str(), arguments.data(), variables.data(), log->writeEnd.number(),
-                   error->writeEnd.number()});
+    becomeProgram({.program = name.c_str(),
+                   .arguments = arguments.data(),
+                   .variables = variables.data(),
+                   .output = log->writeEnd.number(),
+                   .error = error->writeEnd.number()});
   system.setProcessGroup(pid, pid); // in case the child has not come to it yet
   if (const int failed = process->watch(pid); failed != 0)
     return Failure{failed};

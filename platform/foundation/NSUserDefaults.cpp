@@ -44,6 +44,11 @@ std::vector<std::string> configurationDirectories() {
   return directories;
 }
 
+NSString domainFile(std::string_view directory, std::string_view name) {
+  const std::string file = "tesker/defaults/" + std::string(name) + ".plist";
+  return NSString::create(directory).stringByAppendingPathComponent(file);
+}
+
 // The pairs of one file, or nil.
 RefPtr<const NSDictionary> readDomainFile(const NSString &path) {
   const Result<std::string> text = contentsOfFile(path, kLargestPropertyListFile);
@@ -62,13 +67,11 @@ RefPtr<const NSDictionary> readDomainFile(const NSString &path) {
 }
 
 Ref<NSDictionary> readDomain(std::string_view name) {
-  const std::string file = "tesker/defaults/" + std::string(name) + ".plist";
   auto domain = NSDictionary::create();
   const auto directories = configurationDirectories();
   // The least important first, so that the others replace what it says.
   for (auto directory = directories.rbegin(); directory != directories.rend(); ++directory)
-    if (const auto pairs =
-            readDomainFile(NSString::create(*directory).stringByAppendingPathComponent(file)))
+    if (const auto pairs = readDomainFile(domainFile(*directory, name)))
       domain->addEntriesFromDictionary(*pairs);
   return domain;
 }
@@ -111,6 +114,11 @@ NSDictionary &NSUserDefaults::domain(std::string_view name) {
   if (found == domains_.end())
     found = domains_.emplace(name, readDomain(name)).first;
   return *found->second;
+}
+
+NSString userDefaultsFile(std::string_view domain) {
+  const auto directory = userConfigurationDirectory();
+  return directory ? domainFile(*directory, domain) : NSString();
 }
 
 } // namespace tesker

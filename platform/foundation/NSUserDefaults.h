@@ -54,6 +54,9 @@ public:
   // The same when it is a string, nil otherwise.
   [[nodiscard]] NSString stringForKey(std::string_view key);
 
+  // All pairs of a domain, whether or not the search list names it; lent until the domains change.
+  [[nodiscard]] const NSDictionary &pairsOfDomain(std::string_view name) { return domain(name); }
+
 private:
   NSDictionary &domain(std::string_view name);
 
@@ -61,5 +64,9 @@ private:
   // Those that have been read, and the registration domain.
   std::map<std::string, Ref<NSDictionary>, std::less<>> domains_;
 };
+
+// The path of the user's own file of a domain, the first of those that are read; nil when neither
+// the environment nor the password database names a directory for it.
+[[nodiscard]] NSString userDefaultsFile(std::string_view domain);
 
 } // namespace tesker

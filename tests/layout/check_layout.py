@@ -59,7 +59,7 @@ EVERY_CALL = r".*"
 PAST_THE_SYSTEM = {
     "platform/foundation/SignalsHeld.h": (r"pthread_sigmask", "it runs in a child after the fork, too, and cannot fail"),
     "platform/foundation/NSLog.cpp": (r"syslog", "the log's library opens and writes its socket by itself"),
-    "master/ToolChild.cpp": (EVERY_CALL, "it runs between fork and exec"),
+    "platform/foundation/ProgramStart.cpp": (EVERY_CALL, "it runs between fork and exec"),
     "fileops/ChildSteps.cpp": (EVERY_CALL, "it runs between fork and exec"),
     "fileops/tesker-fileop.cpp": (r"signal|raise|sigaction", "a program and its own signals"),
     "tool/Confinement.cpp": (EVERY_CALL, "it gives up what the process may do"),

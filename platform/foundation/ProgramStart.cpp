@@ -1,4 +1,4 @@
-#include "master/ToolChild.h"
+#include "platform/foundation/ProgramStart.h"
 
 #include <cerrno>
 #include <csignal>
@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 namespace tesker {
+
+// All of this runs between fork and exec, so nothing may be called that is not safe in the handler
+// of a signal.
 
 namespace {
 
@@ -19,13 +22,13 @@ void resetSignals() {
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Nothing on standard input, the log on the two others, and beside them only the descriptor that
+// Nothing on standard input, the output on the two others, and beside them only the descriptor that
 // the error goes to, which is moved.
-bool arrangeDescriptors(int log, int &error) {
+bool arrangeDescriptors(int output, int &error) {
   constexpr int kErrorDescriptor = STDERR_FILENO + 1;
   const int nothing = ::open("/dev/null", O_RDONLY);
-  if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(log, STDOUT_FILENO) < 0 ||
-      ::dup2(log, STDERR_FILENO) < 0)
+  if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(output, STDOUT_FILENO) < 0 ||
+      ::dup2(output, STDERR_FILENO) < 0)
     return false;
   if (error != kErrorDescriptor && ::dup3(error, kErrorDescriptor, O_CLOEXEC) < 0)
     return false;
@@ -37,10 +40,13 @@ bool arrangeDescriptors(int log, int &error) {
 
 } // namespace
 
-void becomeProgram(ToolStart start) {
-  ::setpgid(0, 0);
+void becomeProgram(ProgramStart start) {
+  if (start.ownSession)
+    ::setsid();
+  else
+    ::setpgid(0, 0);
   resetSignals();
-  if (arrangeDescriptors(start.log, start.error))
+  if (arrangeDescriptors(start.output, start.error))
     ::execve(start.program, start.arguments, start.variables);
   const int error = errno;
   (void)!::write(start.error, &error, sizeof error);

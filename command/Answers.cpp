@@ -1,0 +1,47 @@
+#include "command/Answers.h"
+
+#include "command/Searches.h"
+
+#include <iterator>
+
+namespace tesker {
+
+namespace {
+
+Answer searched(const Arguments &arguments, Diagnostics &diagnostics) {
+  Answer answer;
+  Searches searches(arguments, diagnostics);
+  if (searches.addPaths(arguments.paths))
+    searches.run(std::nullopt, [&](const SearchRequest &, SearchOutcome &outcome) {
+      answer.isThere = true;
+      auto &records = std::get<SearchAnswer>(outcome.result).records;
+      answer.records.insert(answer.records.end(), std::make_move_iterator(records.begin()),
+                            std::make_move_iterator(records.end()));
+    });
+  answer.status = searches.status();
+  answer.incomplete = searches.incomplete();
+  return answer;
+}
+
+} // namespace
+
+Answer answerIn(const std::string &file, Diagnostics &diagnostics) {
+  const Result<std::string> text = readInput(file);
+  if (!text) {
+    diagnostics.error(fileError(file, text.error()));
+    return {.records = {}, .status = ExitStatus::failed};
+  }
+  std::optional<std::vector<SearchRecord>> records = decodeRecords(*text);
+  if (!records) {
+    diagnostics.error(inputName(file) + ": " + kNotEncodedRecords);
+    return {.records = {}, .status = ExitStatus::no};
+  }
+  return {.records = std::move(*records), .isThere = true};
+}
+
+Answer answerFor(const Arguments &arguments, Diagnostics &diagnostics) {
+  return arguments.answerFile.empty() ? searched(arguments, diagnostics)
+                                      : answerIn(arguments.answerFile, diagnostics);
+}
+
+} // namespace tesker

@@ -1,0 +1,143 @@
+#include "command/CommandOptions.h"
+
+#include "platform/ports/HostInfo.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+
+namespace tesker {
+
+namespace {
+
+constexpr double kLongestTimeout = 1e6;
+
+std::string knownCpus() {
+  std::string names;
+  for (const QXArchInfo &processor : knownProcessors())
+    names += (names.empty() ? "" : ", ") + std::string(processor.name);
+  return names;
+}
+
+std::string checkCpu(const std::string &text) {
+  if (processorFromText(text))
+    return {};
+  return "unknown processor '" + text + "'; known are " + knownCpus() +
+         ", and TYPE/SUBTYPE in decimal";
+}
+
+std::string checkTimeout(const std::string &text) {
+  double seconds = 0;
+  if (CLI::detail::lexical_cast(text, seconds) && std::isfinite(seconds) && seconds > 0 &&
+      seconds <= kLongestTimeout)
+    return {};
+  return "must be a number of seconds above 0 and up to 1000000";
+}
+
+std::string checkNotEmpty(const std::string &text) {
+  return text.empty() ? "must not be empty" : std::string();
+}
+
+// The words as they stand there: the option library would take some for lists.
+CLI::callback_t keptIn(std::vector<std::string> &list) {
+  return [&list](const CLI::results_t &words) {
+    list = words;
+    return true;
+  };
+}
+
+} // namespace
+
+CLI::Option *CommandOptions::words(const char *name, std::vector<std::string> &list,
+                                   const char *description) {
+  return command_.add_option(name, keptIn(list), description)
+      ->expected(CLI::detail::expected_max_vector_size)
+      ->option_text(" ");
+}
+
+CLI::Option *CommandOptions::word(const char *name, std::string &word, const char *description) {
+  return value(name, " ", word, description);
+}
+
+CLI::Option *CommandOptions::value(const char *name, const char *valueName, std::string &value,
+                                   const char *description) {
+  return command_.add_option(name, value, description)
+      ->check(CLI::Validator(checkNotEmpty, valueName))
+      ->option_text(valueName);
+}
+
+CLI::Option *CommandOptions::flag(const char *name, bool &isGiven, const char *description) {
+  return command_.add_flag(name, isGiven, description)->option_text(" ");
+}
+
+void CommandOptions::format(bool raw) {
+  static const std::map<std::string, Format> formats{{"table", Format::table},
+                                                     {"json", Format::json},
+                                                     {"jsonl", Format::jsonl},
+                                                     {"raw", Format::raw}};
+  std::vector<std::string> names{"table", "json", "jsonl"};
+  std::string description = "table (for people; the default), json (one\n"
+                            "document), jsonl (one object a line)";
+  if (raw) {
+    names.emplace_back("raw");
+    description += ", raw (the\nencoded text, byte for byte)";
+  }
+  command_
+      .add_option_function<std::string>(
+          "--format", [this](const std::string &name) { arguments.format = formats.at(name); },
+          description)
+      ->check(CLI::IsMember(names))
+      ->option_text("FORMAT");
+}
+
+void CommandOptions::lastAnswer() {
+  file("--previous", arguments.previousFile,
+       "The last answer; when nothing has changed, the\ntool says only so");
+  file("--save", arguments.saveFile, "Write the answer's encoded text to FILE, too");
+}
+
+void CommandOptions::search() {
+  command_
+      .add_option("--cpu", arguments.cpu, "Search as for this processor (a name or\nTYPE/SUBTYPE)")
+      ->check(CLI::Validator(checkCpu, "NAME"))
+      ->option_text("NAME");
+  command_
+      .add_option_function<double>(
+          "--timeout",
+          [this](const double &seconds) {
+            arguments.timeout = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                std::chrono::duration<double>(seconds));
+          },
+          "Give up a search after this time (120)")
+      ->check(CLI::Validator(checkTimeout, "SECONDS"))
+      ->option_text("SECONDS");
+  value("--tool", "PATH", arguments.tool, "The tool's program");
+}
+
+CLI::Option *CommandOptions::places() {
+  return command_
+      .add_option("--in", keptIn(arguments.paths),
+                  "Search here, a directory or application, instead\n"
+                  "of the usual places; may stand several times")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->option_text("PATH");
+}
+
+void CommandOptions::question() {
+  format(false);
+  file("--from", arguments.answerFile,
+       "Ask an answer that --save or --format raw has\n"
+       "written (- is standard input), without a search")
+      ->excludes(places());
+  search();
+}
+
+void CommandOptions::check(std::function<std::string()> problem) {
+  command_.callback([this, problem = std::move(problem)] {
+    if (const std::string text = problem(); !text.empty())
+      throw CLI::ValidationError(command_.get_name(), text);
+  });
+}
+
+} // namespace tesker

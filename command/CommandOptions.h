@@ -1,0 +1,59 @@
+// CommandOptions.h - the options and operands of one command, as they are declared.
+//
+// What several commands take stands here once. An operand's name has no dashes; it is a list where
+// the member is one.
+#pragma once
+
+#include "command/Arguments.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+} // namespace CLI
+
+namespace tesker {
+
+class CommandOptions {
+public:
+  // Both are borrowed. The values are set while the words are parsed.
+  CommandOptions(CLI::App &command, Arguments &itsArguments)
+      : arguments(itsArguments), command_(command) {}
+
+  // Any number of words.
+  CLI::Option *words(const char *name, std::vector<std::string> &list, const char *description);
+  // One word, which may not be empty.
+  CLI::Option *word(const char *name, std::string &word, const char *description);
+  // An option with one value, which the help calls by a word of its own and which may not be empty.
+  CLI::Option *value(const char *name, const char *valueName, std::string &value,
+                     const char *description);
+  // The same, a file.
+  CLI::Option *file(const char *name, std::string &file, const char *description) {
+    return value(name, "FILE", file, description);
+  }
+  CLI::Option *flag(const char *name, bool &isGiven, const char *description);
+
+  // --format, with or without the word raw.
+  void format(bool raw);
+  // How a search is made.
+  void search();
+  // What is kept from one search to the next.
+  void lastAnswer();
+  // --in: where to search, without operands that say so.
+  CLI::Option *places();
+  // What every question about an answer takes: its form, and where the answer comes from.
+  void question();
+
+  // Asked when all words are parsed; what it says is wrong, if anything, is a usage error.
+  void check(std::function<std::string()> problem);
+
+  Arguments &arguments;
+
+private:
+  CLI::App &command_;
+};
+
+} // namespace tesker

@@ -1,0 +1,96 @@
+// DiffCommand.cpp - diff: what has changed from one answer to another.
+#include "command/AnswerDiff.h"
+#include "command/Answers.h"
+#include "command/Commands.h"
+#include "command/DisplayText.h"
+#include "command/JSONItems.h"
+#include "command/Programs.h"
+#include "command/RecordJSON.h"
+#include "command/TextTable.h"
+
+#include <algorithm>
+
+namespace tesker {
+
+namespace {
+
+const char *kindOf(const RecordChange &change) {
+  return change.before == nullptr ? "added" : change.after == nullptr ? "removed" : "changed";
+}
+
+std::string headline(const std::vector<RecordChange> &changes) {
+  std::string text;
+  for (const std::string kind : {"added", "removed", "changed"}) {
+    const auto count = std::count_if(changes.begin(), changes.end(),
+                                     [&](const RecordChange &c) { return kindOf(c) == kind; });
+    if (count != 0)
+      text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + kind;
+  }
+  return text.empty() ? "nothing has changed" : text;
+}
+
+// "icon: page -> sheet", a line for each pair.
+TextCell detailsOf(const RecordChange &change) {
+  if (change.before == nullptr || change.after == nullptr)
+    return textCell("");
+  const auto shown = [](const std::string *value) {
+    return value == nullptr ? "(none)" : displayText(*value);
+  };
+  TextCell lines;
+  for (const PairChange &pair : pairChanges(change))
+    lines.push_back(displayText(pair.key) + ": " + shown(pair.before) + " -> " + shown(pair.after));
+  return lines;
+}
+
+void writeChanges(Output &output, const std::vector<RecordChange> &changes) {
+  output.write(headline(changes) + "\n");
+  if (changes.empty())
+    return;
+  std::vector<TextRow> rows{{{"CHANGE"}, {"TYPE"}, {"NAME"}, {"DETAILS"}, {"PATH"}}};
+  for (const RecordChange &change : changes) {
+    const SearchRecord &record = change.after != nullptr ? *change.after : *change.before;
+    rows.push_back({textCell(kindOf(change)), textCell(displayText(valueOf(record, "type"))),
+                    textCell(displayText(valueOf(record, "name"))), detailsOf(change),
+                    textCell(displayText(valueOf(record, "path")))});
+  }
+  output.write("\n");
+  writeRows(output, rows);
+}
+
+std::string objectOf(const RecordChange &change) {
+  JSONObject object;
+  object.addText("change", kindOf(change));
+  if (change.before != nullptr && change.after != nullptr)
+    object.addValue("before", recordAsJSON(*change.before))
+        .addValue("after", recordAsJSON(*change.after));
+  else
+    object.addValue("record",
+                    recordAsJSON(change.after != nullptr ? *change.after : *change.before));
+  return object.text();
+}
+
+} // namespace
+
+ExitStatus diffCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
+  const Answer before = answerIn(arguments.input, diagnostics);
+  if (!before.isThere)
+    return before.status;
+  const Answer after = answerFor(arguments, diagnostics);
+  if (!after.isThere)
+    return after.status;
+  const std::vector<RecordChange> changes = differences(before.records, after.records);
+  if (arguments.format == Format::table) {
+    writeChanges(output, changes);
+  } else {
+    std::vector<std::string> objects;
+    objects.reserve(changes.size());
+    for (const RecordChange &change : changes)
+      objects.push_back(objectOf(change));
+    writeItems(output, arguments.format,
+               {"diff", std::nullopt, after.incomplete, "changes", "change", std::move(objects)});
+  }
+  return arguments.exitCode && !changes.empty() ? std::max(after.status, ExitStatus::no)
+                                                : after.status;
+}
+
+} // namespace tesker

@@ -1,0 +1,50 @@
+// JSONItems.h - what a question is answered with, as JSON: objects that are not records.
+//
+// docs/json.md describes the whole documents.
+#pragma once
+
+#include "command/Output.h"
+#include "command/ResultWriter.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tesker {
+
+// `"schema":1`, which begins every document.
+[[nodiscard]] const std::string &schemaMember();
+// `"request":"list","key":"/Apps"`; a key that is not there is null.
+[[nodiscard]] std::string requestMembers(const std::string &request,
+                                         const std::optional<std::string> &key);
+
+// An object while its members are added. Their names are the program's own words.
+class JSONObject {
+public:
+  JSONObject &addText(const char *name, std::string_view bytes);
+  JSONObject &addTexts(const char *name, const std::vector<std::string> &list);
+  JSONObject &addFlag(const char *name, bool value);
+  JSONObject &addNumber(const char *name, long long value);
+  // A value that is JSON already; a list of those.
+  JSONObject &addValue(const char *name, std::string_view json);
+  JSONObject &addValues(const char *name, const std::vector<std::string> &list);
+  [[nodiscard]] std::string text() const { return "{" + members_ + "}"; }
+
+private:
+  std::string members_;
+};
+
+struct JSONItems {
+  std::string request;            // the command's name
+  std::optional<std::string> key; // what was asked about
+  bool incomplete = false;        // there may be more
+  const char *listName;           // of the member that holds the items (json)
+  const char *itemName;           // of the member that holds one (jsonl)
+  std::vector<std::string> items; // objects
+};
+
+// Writes one document with an item on a line, or a document for each. The format is one of the two.
+void writeItems(Output &output, Format format, const JSONItems &items);
+
+} // namespace tesker

@@ -1,0 +1,112 @@
+#include "command/Preferences.h"
+
+#include "command/DisplayText.h"
+#include "command/Output.h"
+#include "platform/foundation/NSException.h"
+#include "platform/foundation/PropertyList.h"
+#include "platform/foundation/PropertyListDescription.h"
+
+#include <cerrno>
+#include <sys/file.h>
+
+namespace tesker {
+
+namespace {
+
+constexpr int kMillisecondsBetween = 10;
+
+// Adds what the user's own file holds, if it is there. Nothing when that is done, else why it
+// cannot be used, a display text.
+std::optional<std::string> addOwnPairs(const NSString &file, NSDictionary &pairs) {
+  const std::string name(file.bytes());
+  const Result<std::string> text = contentsOfFile(file, kLargestPropertyListFile);
+  if (!text)
+    return text.error() == ENOENT ? std::nullopt : std::optional(fileError(name, text.error()));
+  try {
+    const auto value = propertyList(*text);
+    const NSDictionary *dictionary = value->asDictionary();
+    if (dictionary == nullptr)
+      return displayText(name) + ": not a dictionary";
+    pairs.addEntriesFromDictionary(*dictionary);
+    return std::nullopt;
+  } catch (const NSException &exception) {
+    return displayText(name) + ": " + displayText(exception.reason());
+  }
+}
+
+// Makes the directories above the file, for this user alone. 0 or the errno.
+int makeDirectoriesFor(const std::string &file) {
+  for (std::size_t slash = file.find('/', 1); slash != std::string::npos;
+       slash = file.find('/', slash + 1))
+    if (OperatingSystem::current().makeDirectory(file.substr(0, slash).c_str(), 0700) != 0 &&
+        errno != EEXIST)
+      return errno;
+  return 0;
+}
+
+// Holds the lock for as long as the descriptor is open. It is of a file of its own, since the one
+// that it guards is replaced. Fails with the errno, EWOULDBLOCK when another process holds it.
+Result<FileDescriptor> locked(const std::string &file, const Deadline &deadline) {
+  FileDescriptor lock(
+      OperatingSystem::current().open(file.c_str(), O_RDWR | O_CREAT | O_NOCTTY, 0600));
+  if (!lock)
+    return Failure{errno};
+  while (::flock(lock.number(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR)
+      continue;
+    if (errno != EWOULDBLOCK || deadline.passed())
+      return Failure{errno};
+    (void)OperatingSystem::current().poll(nullptr, 0, kMillisecondsBetween);
+  }
+  return lock;
+}
+
+std::string textOf(const NSDictionary &pairs) {
+  return "/* The application that opens files with each extension: tesker-apps prefer. */\n{\n" +
+         std::string(descriptionInStringsFileFormat(pairs).bytes()) + "}\n";
+}
+
+} // namespace
+
+PreferredApplications preferredApplications(NSUserDefaults &defaults) {
+  PreferredApplications preferred;
+  for (const auto &[extension, value] : defaults.pairsOfDomain(kPreferencesDomain))
+    if (const NSString application = value->asString(); application.length() != 0)
+      preferred.emplace(extension.bytes(), application.bytes());
+  return preferred;
+}
+
+std::optional<std::string> whyPreferencesAreIgnored() {
+  const NSString file = userDefaultsFile(kPreferencesDomain);
+  if (!file)
+    return std::nullopt;
+  const auto pairs = NSDictionary::create();
+  return addOwnPairs(file, *pairs);
+}
+
+std::optional<std::string> keepPreference(std::string_view extension, std::string_view application,
+                                          const Deadline &deadline) {
+  const NSString file = userDefaultsFile(kPreferencesDomain);
+  if (!file)
+    return "there is no directory for preferences: HOME is not set";
+  const std::string name(file.bytes());
+  if (const int error = makeDirectoriesFor(name); error != 0)
+    return fileError(name, error);
+  const std::string lockName = name + ".lock";
+  const Result<FileDescriptor> lock = locked(lockName, deadline);
+  if (!lock && lock.error() == EWOULDBLOCK)
+    return displayText(lockName) + ": another process holds the lock";
+  if (!lock)
+    return fileError(lockName, lock.error());
+  const auto pairs = NSDictionary::create();
+  if (std::optional<std::string> problem = addOwnPairs(file, *pairs))
+    return problem;
+  if (application.empty())
+    pairs->removeObjectForKey(extension);
+  else
+    pairs->setObjectForKey(NSString::create(application), NSString::create(extension));
+  const Result<> saved = saveFile(name, textOf(*pairs));
+  return saved ? std::nullopt : std::optional(fileError(name, saved.error()));
+}
+
+} // namespace tesker

@@ -1,0 +1,48 @@
+#include "command/Question.h"
+
+#include "command/DisplayText.h"
+#include "command/Preferences.h"
+#include "command/SearchPath.h"
+#include "platform/foundation/OperatingSystem.h"
+
+namespace tesker {
+
+Question::Question(const Arguments &arguments, Diagnostics &diagnostics)
+    : answer(answerFor(arguments, diagnostics)), programs(programsIn(answer.records)),
+      preferred(preferencesOrNote(diagnostics)), types(programs, preferred) {}
+
+PreferredApplications preferencesOrNote(Diagnostics &diagnostics) {
+  if (const std::optional<std::string> why = whyPreferencesAreIgnored())
+    diagnostics.note(*why + "; the preferences in it are ignored");
+  NSUserDefaults defaults;
+  return preferredApplications(defaults);
+}
+
+std::optional<std::string> whyNotClaimed(const std::string &file) {
+  struct stat status {};
+  if (OperatingSystem::current().statAt(AT_FDCWD, file.c_str(), true, status) == 0 &&
+      S_ISDIR(status.st_mode))
+    return "a directory; applications claim files, by their extensions";
+  if (extensionOf(file).empty())
+    return "a file without an extension, which no application can claim";
+  return std::nullopt;
+}
+
+std::string nothingOpens(std::string_view extension) {
+  return "no application opens " + displayText(extension) + " files";
+}
+
+std::string nameOrAbsolutePath(const std::string &word) {
+  return isPath(word) ? absoluteSearchPath(word) : word;
+}
+
+std::string nothingIsCalled(const std::string &word) {
+  return (isPath(word) ? "no application was found at " : "no application is called ") +
+         displayText(word);
+}
+
+std::string nameAndPath(std::string_view name, const Program &program) {
+  return displayText(name) + " (" + displayText(program.path) + ")";
+}
+
+} // namespace tesker

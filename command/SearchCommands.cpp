@@ -1,0 +1,127 @@
+// SearchCommands.cpp - list and dock: one answer after the other, as the tool gives them.
+#include "command/Commands.h"
+#include "command/SearchPath.h"
+#include "command/Searches.h"
+
+namespace tesker {
+
+namespace {
+
+class SearchRun {
+public:
+  SearchRun(const Arguments &arguments, Output &output, Diagnostics &diagnostics)
+      : arguments_(arguments), diagnostics_(diagnostics),
+        writer_(makeResultWriter(arguments.format, output)), searches_(arguments, diagnostics) {}
+
+  ExitStatus list();
+  ExitStatus dock();
+
+private:
+  // Those that answer false or nothing have said why.
+  bool takesOneRequest();
+  bool readPrevious();
+  std::optional<std::string> dockPaths();
+  std::optional<std::string> contentsOf(const std::string &file,
+                                        std::optional<Deadline> deadline = std::nullopt);
+  ExitStatus search();
+  void take(const SearchRequest &request, const SearchOutcome &outcome);
+  void save(const std::string &text);
+
+  const Arguments &arguments_;
+  Diagnostics &diagnostics_;
+  const std::unique_ptr<ResultWriter> writer_;
+  Searches searches_;
+  std::optional<std::string> previous_;
+};
+
+ExitStatus SearchRun::list() {
+  return searches_.addPaths(arguments_.paths) ? search() : searches_.status();
+}
+
+ExitStatus SearchRun::dock() {
+  const std::optional<std::string> paths = dockPaths();
+  if (!paths)
+    return searches_.status();
+  searches_.addDock(*paths);
+  return search();
+}
+
+ExitStatus SearchRun::search() {
+  if (!takesOneRequest() || !readPrevious())
+    return searches_.status();
+  writer_->begin();
+  searches_.run(previous_, [&](const SearchRequest &request, const SearchOutcome &outcome) {
+    take(request, outcome);
+  });
+  writer_->end();
+  return searches_.status();
+}
+
+// The paths come from a file or from the command line, never from both.
+std::optional<std::string> SearchRun::dockPaths() {
+  if (!arguments_.pathListFile.empty())
+    return contentsOf(arguments_.pathListFile);
+  std::string list;
+  for (const std::string &path : arguments_.paths) {
+    if (&path != &arguments_.paths.front())
+      list += '\0';
+    list += absoluteSearchPath(path);
+  }
+  return list;
+}
+
+bool SearchRun::takesOneRequest() {
+  const char *option = arguments_.format == Format::raw   ? "--format raw"
+                       : !arguments_.previousFile.empty() ? "--previous"
+                       : !arguments_.saveFile.empty()     ? "--save"
+                                                          : nullptr;
+  if (option == nullptr || searches_.count() == 1)
+    return true;
+  searches_.fail(ExitStatus::usage, std::string(option) + " takes exactly one PATH");
+  return false;
+}
+
+bool SearchRun::readPrevious() {
+  if (arguments_.previousFile.empty())
+    return true;
+  previous_ = contentsOf(arguments_.previousFile, Deadline::in(arguments_.timeout));
+  return previous_.has_value();
+}
+
+std::optional<std::string> SearchRun::contentsOf(const std::string &file,
+                                                 std::optional<Deadline> deadline) {
+  Result<std::string> bytes = readInput(file, kLargestContents, deadline);
+  if (bytes)
+    return std::move(*bytes);
+  searches_.fail(ExitStatus::failed, fileError(file, bytes.error()));
+  return std::nullopt;
+}
+
+void SearchRun::take(const SearchRequest &request, const SearchOutcome &outcome) {
+  const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
+  save(answer != nullptr ? answer->text : *previous_);
+  SearchResult result = resultOf(request.name(), request.key(), answer, outcome.incomplete);
+  result.confinement = outcome.confinement;
+  writer_->add(result);
+  if (answer == nullptr && arguments_.format == Format::raw)
+    diagnostics_.note(named(request) + ": unchanged since the previous answer");
+}
+
+void SearchRun::save(const std::string &text) {
+  if (arguments_.saveFile.empty())
+    return;
+  if (const Result<> saved = saveFile(arguments_.saveFile, text); !saved)
+    searches_.fail(ExitStatus::failed, fileError(arguments_.saveFile, saved.error()));
+}
+
+} // namespace
+
+ExitStatus listCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
+  return SearchRun(arguments, output, diagnostics).list();
+}
+
+ExitStatus dockCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
+  return SearchRun(arguments, output, diagnostics).dock();
+}
+
+} // namespace tesker

@@ -1,0 +1,139 @@
+#include "command/Searches.h"
+
+#include "command/DisplayText.h"
+#include "command/Interrupts.h"
+#include "command/SearchPath.h"
+#include "master/FinderMaster.h"
+#include "parsing/RecordEncoding.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace tesker {
+
+namespace {
+
+// A path as an error message names it.
+std::string named(const std::string &path) { return path.empty() ? "''" : displayText(path); }
+
+// Where the tool is installed as seen from the running program's folder
+// (../libexec/tesker/ToolFinder, unless the build was told of other folders), so that all can be
+// moved together; where there is none, ToolFinder in that folder, as they are built.
+std::string toolBesideThisProgram() {
+  OperatingSystem &system = OperatingSystem::current();
+  const std::string folder = system.programFolder();
+  const std::string installed =
+      std::filesystem::path(folder + TESKER_TOOL_FROM_PROGRAMS).lexically_normal();
+  return system.access(installed.c_str(), F_OK) == 0 ? installed : folder + "ToolFinder";
+}
+
+// What the tool has said about it, with the colon before it.
+std::string whyIncomplete(const SearchOutcome &outcome) {
+  for (const std::string &line : outcome.logLines)
+    if (line.starts_with(kIncompleteLine))
+      return displayText(line.substr(kIncompleteLine.size() - 2));
+  return "";
+}
+
+} // namespace
+
+std::string named(const SearchRequest &request) {
+  return request.isDock ? "dock" : named(request.argument);
+}
+
+bool Searches::addPaths(std::vector<std::string> paths) {
+  if (paths.empty())
+    paths = defaultSearchPaths(NSUserDefaults::standardUserDefaults());
+  if (paths.empty()) {
+    fail(ExitStatus::failed,
+         "no directory to search: name one, set ApplicationPaths in domain Tesker, or make "
+         "~/Applications, /usr/local/Applications or /Applications");
+    return false;
+  }
+  for (const std::string &path : paths) {
+    const std::string absolute = absoluteSearchPath(path);
+    requests_.push_back({false, absolute, {absolute}});
+  }
+  return true;
+}
+
+void Searches::addDock(const std::string &list) {
+  requests_.push_back({true, list, piecesOfPathList(list)});
+}
+
+// The worst of all is the status of the run.
+void Searches::fail(ExitStatus status, const std::string &text) {
+  status_ = std::max(status_, status);
+  diagnostics_.error(text);
+}
+
+// The request is sent all the same: what can be searched of it will be.
+void Searches::nameUnsearchablePaths() {
+  for (const SearchRequest &request : requests_)
+    for (const std::string &path : request.paths)
+      if (const std::optional<std::string> why = whyNotSearchable(path))
+        fail(ExitStatus::failed, named(path) + ": " + *why);
+}
+
+void Searches::run(const std::optional<std::string> &previous, const Take &take) {
+  nameUnsearchablePaths();
+  for (const SearchRequest &request : requests_) {
+    SearchOutcome outcome = ask(request, previous);
+    const auto *failure = std::get_if<SearchFailure>(&outcome.result);
+    if (failure != nullptr)
+      say(request, *failure);
+    else
+      take(request, outcome);
+    incomplete_ = incomplete_ || outcome.incomplete || failure != nullptr;
+    if (outcome.incomplete)
+      fail(ExitStatus::failed,
+           named(request) + ": the answer is incomplete" + whyIncomplete(outcome));
+    reportLog(request, outcome);
+    // Without a tool the next request has no better chance.
+    if (failure != nullptr && failure->kind == SearchFailure::Kind::toolMissing)
+      break;
+  }
+}
+
+// A search that is interrupted cleans up first; the signal then does its work.
+SearchOutcome Searches::ask(const SearchRequest &request,
+                            const std::optional<std::string> &previous) {
+  const Interrupts interrupts;
+  const FinderMaster master(
+      {.tool = arguments_.tool.empty() ? toolBesideThisProgram() : arguments_.tool,
+       .cpu = arguments_.cpu,
+       .timeout = arguments_.timeout,
+       .cancelDescriptor = interrupts.descriptor(),
+       .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); },
+       .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json});
+  return request.isDock ? master.findAppsForDockPaths(request.argument, previous)
+                        : master.findAppsInSearchPath(request.argument, previous);
+}
+
+void Searches::say(const SearchRequest &request, const SearchFailure &failure) {
+  const bool ours = failure.kind == SearchFailure::Kind::cannotSearch ||
+                    failure.kind == SearchFailure::Kind::toolMissing ||
+                    failure.kind == SearchFailure::Kind::cancelled;
+  fail(ours ? ExitStatus::failed : ExitStatus::toolFailed,
+       named(request) + ": " + displayText(failure.reason));
+}
+
+// Without -v the tool's lines are only counted, unless they may explain a failure. The one about
+// its confinement, which stands in the JSON, explains none.
+void Searches::reportLog(const SearchRequest &request, const SearchOutcome &outcome) {
+  constexpr std::size_t most = 5;
+  const std::size_t count = outcome.logLineCount - (outcome.confinement ? 1 : 0);
+  if (diagnostics_.verbose() || count == 0)
+    return;
+  if (!std::holds_alternative<SearchFailure>(outcome.result)) {
+    diagnostics_.note(named(request) + ": the tool has logged " + std::to_string(count) +
+                      (count == 1 ? " line; -v prints it" : " lines; -v prints them"));
+    return;
+  }
+  const std::size_t shown = std::min({most, count, outcome.logLines.size()});
+  for (auto line = outcome.logLines.end() - static_cast<std::ptrdiff_t>(shown);
+       line != outcome.logLines.end(); ++line)
+    diagnostics_.note("the tool says: " + displayText(*line));
+}
+
+} // namespace tesker

@@ -1,0 +1,65 @@
+// Searches.h - the searches of one run: what the tool is asked, and what is said when one fails.
+#pragma once
+
+#include "command/Arguments.h"
+#include "command/Output.h"
+#include "master/SearchOutcome.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tesker {
+
+// What the tool is asked, once for each.
+struct SearchRequest {
+  bool isDock;
+  std::string argument;
+  std::vector<std::string> paths; // in the argument
+
+  const char *name() const { return isDock ? "dock" : "list"; }
+  std::string key() const { return isDock ? "Dock" : argument; }
+};
+
+// As an error message names it.
+[[nodiscard]] std::string named(const SearchRequest &request);
+
+// Everything that goes wrong is said where it happens, and the worst is the status.
+class Searches {
+public:
+  // Both are borrowed.
+  Searches(const Arguments &arguments, Diagnostics &diagnostics)
+      : arguments_(arguments), diagnostics_(diagnostics) {}
+
+  // One search for each of the paths, or of the usual places where none is given. False when there
+  // is nowhere to search.
+  [[nodiscard]] bool addPaths(std::vector<std::string> paths);
+  // One search for all of the list, which has NUL characters between the paths.
+  void addDock(const std::string &list);
+  std::size_t count() const { return requests_.size(); }
+
+  // Called with each outcome that is an answer or unchanged, which it may empty.
+  using Take = std::function<void(const SearchRequest &, SearchOutcome &)>;
+  // previous: the text of the last answer, when there is one.
+  void run(const std::optional<std::string> &previous, const Take &take);
+
+  void fail(ExitStatus status, const std::string &text);
+  ExitStatus status() const { return status_; }
+  // Whether a search failed, or its answer lacks something.
+  bool incomplete() const { return incomplete_; }
+
+private:
+  void nameUnsearchablePaths();
+  SearchOutcome ask(const SearchRequest &request, const std::optional<std::string> &previous);
+  void say(const SearchRequest &request, const SearchFailure &failure);
+  void reportLog(const SearchRequest &request, const SearchOutcome &outcome);
+
+  const Arguments &arguments_;
+  Diagnostics &diagnostics_;
+  std::vector<SearchRequest> requests_;
+  ExitStatus status_ = ExitStatus::done;
+  bool incomplete_ = false;
+};
+
+} // namespace tesker
