@@ -59,7 +59,7 @@ void writeChanges(Output &output, const std::vector<RecordChange> &changes) {
 
 std::string objectOf(const RecordChange &change) {
   JSONObject object;
-  object.addText("change", kindOf(change));
+  object.addText("kind", kindOf(change));
   if (change.before != nullptr && change.after != nullptr)
     object.addValue("before", recordAsJSON(*change.before))
         .addValue("after", recordAsJSON(*change.after));

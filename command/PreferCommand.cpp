@@ -4,6 +4,7 @@
 #include "command/JSONItems.h"
 #include "command/Preferences.h"
 #include "command/Question.h"
+#include "command/RecordTable.h"
 #include "command/TextTable.h"
 
 #include <algorithm>
@@ -97,11 +98,11 @@ std::string whyNotPreferred(const Arguments &arguments, const std::vector<Handle
     return nothingIsCalled(arguments.application);
   if (handlers.empty())
     return nothingOpens(arguments.subject);
-  std::string names;
+  DisplayTexts names;
   for (const Handler &handler : handlers)
-    names += (names.empty() ? "" : ", ") + displayText(handler.name);
+    names.add(handler.name);
   return displayText(arguments.application) + " does not open " + displayText(arguments.subject) +
-         " files; those that do: " + names;
+         " files; what does: " + listLines(names.list()).front();
 }
 
 ExitStatus keep(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {

@@ -3,6 +3,7 @@
 #include "command/DisplayText.h"
 #include "command/JSONItems.h"
 #include "command/Question.h"
+#include "command/RecordTable.h"
 #include "command/TextTable.h"
 
 #include <algorithm>
@@ -58,7 +59,8 @@ void writeHandlers(Output &output, std::string_view extension,
     return;
   }
   output.write(counted(handlers.size(), "application opens ", "applications open ") +
-               displayText(extension) + " files, the best first\n\n");
+               displayText(extension) +
+               (handlers.size() == 1 ? " files\n\n" : " files, the best first\n\n"));
   std::vector<TextRow> rows{{{"NAME"}, {"NOTE"}, {"PATH"}}};
   for (const Handler &handler : handlers)
     rows.push_back(rowOf(handler));
@@ -88,11 +90,11 @@ void writeTypes(Output &output, const FileTypes &types) {
     return;
   std::vector<TextRow> rows{{{"EXTENSION"}, {"APPLICATIONS"}}};
   for (const std::string_view extension : extensions) {
-    std::vector<std::string> names;
+    DisplayTexts names;
     for (const Handler &handler : types.handlersOf(extension))
-      names.push_back(displayText(handler.name) +
-                      (handler.program->suitable ? "" : std::string(" (") + kNotSuitable + ")"));
-    rows.push_back({textCell(displayText(extension)), listLines(names)});
+      names.add(std::string(handler.name) +
+                (handler.program->suitable ? "" : std::string(" (") + kNotSuitable + ")"));
+    rows.push_back({textCell(displayText(extension)), listLines(names.list())});
   }
   output.write("\n");
   writeRows(output, rows);

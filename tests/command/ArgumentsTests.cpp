@@ -2,6 +2,7 @@
 #include "command/Commands.h"
 
 #include <gmock/gmock.h>
+#include <sstream>
 
 namespace tesker::test {
 namespace {
@@ -105,6 +106,72 @@ TEST(Arguments, RefuseWhatMakesNoSense) {
     const Notice notice = refused(words);
     EXPECT_EQ(notice.status, ExitStatus::usage) << testing::PrintToString(words);
     EXPECT_THAT(notice.text, StartsWith("tesker-apps: "));
+  }
+}
+
+TEST(Arguments, SayWhereTheAnswerToAQuestionComesFrom) {
+  const Arguments live =
+      parsed({"types", "--in", "/a", "--in", "", "--cpu", "m68k", "--timeout", "3"});
+  EXPECT_THAT(live.paths, ElementsAre("/a", ""));
+  EXPECT_EQ(live.cpu, "m68k");
+  EXPECT_EQ(live.timeout, std::chrono::seconds(3));
+  EXPECT_EQ(parsed({"services", "--from", "-"}).answerFile, "-");
+  EXPECT_EQ(parsed({"show", "Edit", "--format", "jsonl"}).format, Format::jsonl);
+  for (const char *command : {"handlers", "show", "open", "types", "services", "prefer"}) {
+    EXPECT_EQ(refused({command, "x", "--from", "f", "--in", "/a"}).status, ExitStatus::usage);
+    EXPECT_EQ(refused({command, "x", "--format", "raw"}).status, ExitStatus::usage) << command;
+  }
+}
+
+TEST(Arguments, OfQuestionsAreWhatTheyAreAbout) {
+  EXPECT_EQ(parsed({"handlers", "txt"}).subject, "txt");
+  EXPECT_EQ(parsed({"show", "Edit"}).subject, "Edit");
+  const Arguments open = parsed({"open", "a", "--with", "Edit", "--print", "--", "-b"});
+  EXPECT_THAT(open.files, ElementsAre("a", "./-b"));
+  EXPECT_EQ(open.application, "Edit");
+  EXPECT_TRUE(open.print);
+  const Arguments prefer = parsed({"prefer", "txt", "Edit"});
+  EXPECT_EQ(prefer.subject, "txt");
+  EXPECT_EQ(prefer.application, "Edit");
+  EXPECT_TRUE(parsed({"prefer", "--forget", "txt"}).forget);
+  EXPECT_EQ(parsed({"prefer"}).subject, "");
+  const Arguments diff = parsed({"diff", "old", "new", "--exit-code"});
+  EXPECT_EQ(diff.input, "old");
+  EXPECT_EQ(diff.answerFile, "new");
+  EXPECT_TRUE(diff.exitCode);
+  EXPECT_THAT(parsed({"diff", "old", "--in", "/a"}).paths, ElementsAre("/a"));
+}
+
+TEST(Arguments, OfQuestionsAreRefusedWhereTheyMakeNoSense) {
+  for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
+           {"handlers"},
+           {"handlers", ""},
+           {"handlers", "txt", "rtf"},
+           {"types", "txt"},
+           {"services", "x"},
+           {"show"},
+           {"open"},
+           {"open", "a", "--with", ""},
+           {"prefer", "--forget"},
+           {"prefer", "txt", "Edit", "--forget"},
+           {"prefer", "txt", "Edit", "Draw"},
+           {"diff"},
+           {"diff", "-", "-"},
+           {"diff", "a", "b", "--in", "/c"},
+           {"diff", "a", "--from", "b"},
+           {"list", "--in", "/a"},
+       })
+    EXPECT_EQ(refused(words).status, ExitStatus::usage) << testing::PrintToString(words);
+}
+
+TEST(Arguments, HaveAHelpThatFitsEightyColumns) {
+  std::vector<std::vector<std::string>> helps{{"--help"}};
+  for (const Command &command : allCommands())
+    helps.push_back({command.name, "--help"});
+  for (const std::vector<std::string> &words : helps) {
+    std::istringstream help(refused(words).text);
+    for (std::string line; std::getline(help, line);)
+      EXPECT_LE(line.size(), 80U) << line;
   }
 }
 

@@ -274,5 +274,24 @@ TEST_F(UserDefaultsTest, EachSetOfDefaultsIsItsOwn) {
   EXPECT_EQ(get("a"), "1");
 }
 
+TEST_F(UserDefaultsTest, TellAllPairsOfADomainThatIsNotSearched) {
+  writeDomain("user", "Own", "{a = mine; }");
+  writeDomain("site", "Own", "{a = site; b = site; }");
+  const NSDictionary &pairs = defaults.pairsOfDomain("Own");
+  EXPECT_EQ(pairs.count(), 2U);
+  EXPECT_EQ(pairs.stringForKey("a"), "mine"_ns);
+  EXPECT_FALSE(get("a"));
+  EXPECT_EQ(defaults.pairsOfDomain("Missing").count(), 0U);
+}
+
+TEST_F(UserDefaultsTest, TellWhereTheUsersOwnFileIs) {
+  EXPECT_EQ(userDefaultsFile("Own").bytes(), files.path("user") + "/tesker/defaults/Own.plist");
+  const ScopedEnvironment unset("XDG_CONFIG_HOME", nullptr);
+  EXPECT_EQ(userDefaultsFile("Own").bytes(),
+            files.path("home") + "/.config/tesker/defaults/Own.plist");
+  const ScopedEnvironment relative("HOME", "home");
+  EXPECT_FALSE(userDefaultsFile("Own"));
+}
+
 } // namespace
 } // namespace tesker
