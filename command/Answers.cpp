@@ -25,8 +25,8 @@ Answer searched(const Arguments &arguments, Diagnostics &diagnostics) {
 
 } // namespace
 
-Answer answerIn(const std::string &file, Diagnostics &diagnostics) {
-  const Result<std::string> text = readInput(file);
+Answer answerIn(const std::string &file, const Deadline &deadline, Diagnostics &diagnostics) {
+  const Result<std::string> text = readInput(file, kLargestContents, deadline);
   if (!text) {
     diagnostics.error(fileError(file, text.error()));
     return {.records = {}, .status = ExitStatus::failed};
@@ -34,14 +34,15 @@ Answer answerIn(const std::string &file, Diagnostics &diagnostics) {
   std::optional<std::vector<SearchRecord>> records = decodeRecords(*text);
   if (!records) {
     diagnostics.error(inputName(file) + ": " + kNotEncodedRecords);
-    return {.records = {}, .status = ExitStatus::no};
+    return {.records = {}, .status = ExitStatus::failed};
   }
   return {.records = std::move(*records), .isThere = true};
 }
 
 Answer answerFor(const Arguments &arguments, Diagnostics &diagnostics) {
-  return arguments.answerFile.empty() ? searched(arguments, diagnostics)
-                                      : answerIn(arguments.answerFile, diagnostics);
+  if (arguments.answerFile.empty())
+    return searched(arguments, diagnostics);
+  return answerIn(arguments.answerFile, Deadline::in(arguments.timeout), diagnostics);
 }
 
 } // namespace tesker

@@ -25,7 +25,8 @@ struct Answer {
 // The records that the arguments' answerFile holds, or those of a search of each of their paths.
 [[nodiscard]] Answer answerFor(const Arguments &arguments, Diagnostics &diagnostics);
 
-// The records that a file holds.
-[[nodiscard]] Answer answerIn(const std::string &file, Diagnostics &diagnostics);
+// The records that a file holds, which is waited for until the deadline.
+[[nodiscard]] Answer answerIn(const std::string &file, const Deadline &deadline,
+                              Diagnostics &diagnostics);
 
 } // namespace tesker

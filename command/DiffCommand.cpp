@@ -72,7 +72,7 @@ std::string objectOf(const RecordChange &change) {
 } // namespace
 
 ExitStatus diffCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
-  const Answer before = answerIn(arguments.input, diagnostics);
+  const Answer before = answerIn(arguments.input, Deadline::in(arguments.timeout), diagnostics);
   if (!before.isThere)
     return before.status;
   const Answer after = answerFor(arguments, diagnostics);

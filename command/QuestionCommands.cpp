@@ -67,20 +67,14 @@ void writeHandlers(Output &output, std::string_view extension,
   writeRows(output, rows);
 }
 
-// The extension that a word is or a file has; a word that has neither a dot nor a slash is one.
-std::string_view extensionIn(std::string_view subject) {
-  if (isPath(subject) || subject.find('.', 1) != std::string_view::npos)
-    return extensionOf(subject);
-  return subject.substr(subject.starts_with('.') ? 1 : 0);
+// Whether the subject of handlers is a file; a word that has neither a slash nor a dot inside it is
+// an extension.
+bool isFile(std::string_view subject) {
+  return isPath(subject) || subject.find('.', 1) != std::string_view::npos;
 }
 
-// Why the subject of handlers can have none: a file or directory, also one that is called like an
-// extension that nothing opens.
-std::optional<std::string> whyNoHandlers(const std::string &subject) {
-  const bool isWord = subject.find_first_of("./") == std::string::npos;
-  if (isWord && OperatingSystem::current().access(subject.c_str(), F_OK) != 0)
-    return std::nullopt;
-  return whyNotClaimed(subject);
+std::string_view extensionIn(std::string_view subject) {
+  return isFile(subject) ? extensionOf(subject) : subject.substr(subject.starts_with('.') ? 1 : 0);
 }
 
 void writeTypes(Output &output, const FileTypes &types) {
@@ -178,10 +172,13 @@ ExitStatus handlersCommand(const Arguments &arguments, Output &output, Diagnosti
   const std::string_view extension = extensionIn(arguments.subject);
   std::vector<Handler> handlers;
   std::optional<std::string> why;
-  if (!isPath(arguments.subject) || !whyNotClaimed(arguments.subject))
+  if (isFile(arguments.subject))
+    why = whyNotClaimed(arguments.subject);
+  if (!why)
     handlers = question.types.handlersOf(extension);
-  if (handlers.empty())
-    why = whyNoHandlers(arguments.subject);
+  // It may be meant as a file after all.
+  if (handlers.empty() && OperatingSystem::current().access(arguments.subject.c_str(), F_OK) == 0)
+    why = whyNotClaimed(arguments.subject);
   if (arguments.format != Format::table)
     writeItems(output, arguments.format,
                {"handlers", why ? std::nullopt : std::optional<std::string>(extension),

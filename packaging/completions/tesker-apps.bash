@@ -25,14 +25,21 @@ _tesker_apps() {
 
   local always='-h --help -v --verbose -q --quiet'
   local searching='--format --previous --save --cpu --timeout --tool'
+  local asking='--format --in --from --cpu --timeout --tool'
   case $prev:$command:$cur in
-    --format:decode:*) words='table json jsonl' ;;
-    --format:*) words='table json jsonl raw' ;;
+    --format:list:* | --format:dock:*) words='table json jsonl raw' ;;
+    --format:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
-    --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:*) ;;
-    *::*) words="$always --version list dock decode encode" ;;
+    --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
+    *::*)
+      words="$always --version list dock handlers types services show open prefer diff decode encode"
+      ;;
     *:list:-*) words="$always $searching" ;;
     *:dock:-*) words="$always --paths0-from $searching" ;;
+    *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $asking" ;;
+    *:open:-*) words="$always --with --print $asking" ;;
+    *:prefer:-*) words="$always --forget $asking" ;;
+    *:diff:-*) words="$always --exit-code ${asking/--from /}" ;;
     *:decode:-*) words="$always --format" ;;
     *:encode:-*) words=$always ;;
   esac

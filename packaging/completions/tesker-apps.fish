@@ -1,8 +1,10 @@
 # Completion of tesker-apps for fish.
 
-set -l commands list dock decode encode
+set -l commands list dock handlers types services show open prefer diff decode encode
 set -l before "not __fish_seen_subcommand_from $commands"
 set -l searching '__fish_seen_subcommand_from list dock'
+set -l asking '__fish_seen_subcommand_from handlers types services show open prefer'
+set -l comparing '__fish_seen_subcommand_from handlers types services show open prefer diff'
 set -l processors \
     vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800 \
     uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5 \
@@ -18,6 +20,13 @@ complete -c tesker-apps -s q -l quiet -d 'Print no diagnostics but errors'
 complete -c tesker-apps -n $before -f -l version -d 'Print the version'
 complete -c tesker-apps -n $before -f -a list -d 'List the applications in directories'
 complete -c tesker-apps -n $before -f -a dock -d 'Look at single applications'
+complete -c tesker-apps -n $before -f -a handlers -d 'Say which applications open a type of file'
+complete -c tesker-apps -n $before -f -a types -d 'List the types of files that can be opened'
+complete -c tesker-apps -n $before -f -a services -d 'List the programs that offer services'
+complete -c tesker-apps -n $before -f -a show -d 'Show all that an application says of itself'
+complete -c tesker-apps -n $before -f -a open -d 'Open files with their best application'
+complete -c tesker-apps -n $before -f -a prefer -d 'Choose the application for a type of file'
+complete -c tesker-apps -n $before -f -a diff -d 'Compare two answers'
 complete -c tesker-apps -n $before -f -a decode -d 'Print the records of an encoded text'
 complete -c tesker-apps -n $before -f -a encode -d 'Encode records printed as JSON'
 
@@ -29,5 +38,19 @@ complete -c tesker-apps -n $searching -x -l timeout -d 'Give up a search after s
 complete -c tesker-apps -n $searching -r -l tool -d "The tool's program"
 complete -c tesker-apps -n '__fish_seen_subcommand_from dock' -r -l paths0-from \
     -d 'Read the paths from a file'
+complete -c tesker-apps -n $comparing -x -l format -a 'table json jsonl' -d 'Form of the answer'
+complete -c tesker-apps -n $comparing -r -l in -d 'Search here instead of the usual places'
+complete -c tesker-apps -n $asking -r -l from -d 'Ask an answer that was saved'
+complete -c tesker-apps -n $comparing -x -l cpu -a "$processors" -d 'Search as for this processor'
+complete -c tesker-apps -n $comparing -x -l timeout -d 'Give up a search after so many seconds'
+complete -c tesker-apps -n $comparing -r -l tool -d "The tool's program"
+complete -c tesker-apps -n '__fish_seen_subcommand_from open' -r -l with \
+    -d 'Open them with this application'
+complete -c tesker-apps -n '__fish_seen_subcommand_from open' -l print \
+    -d 'Print what would be started'
+complete -c tesker-apps -n '__fish_seen_subcommand_from prefer' -l forget \
+    -d 'Prefer none any more'
+complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -l exit-code \
+    -d 'Exit with 1 when something has changed'
 complete -c tesker-apps -n '__fish_seen_subcommand_from decode' -x -l format -a 'table json jsonl' \
     -d 'Form of the records'

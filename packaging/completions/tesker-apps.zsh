@@ -4,7 +4,7 @@
 _tesker-apps() {
   local curcontext=$curcontext state line
   typeset -A opt_args
-  local -a processors always searching commands
+  local -a processors always searching comparing asking commands
   processors=(
     vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800
     uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5
@@ -26,9 +26,27 @@ _tesker-apps() {
     '--timeout=[give up a search after this time]:seconds:'
     "--tool=[the tool's program]:program:_files"
   )
+  comparing=(
+    '--format=[form of the answer]:form:(table json jsonl)'
+    '*--in=[search here instead of the usual places]:directory or application:_files'
+    "--cpu=[search as for this processor]:processor:($processors)"
+    '--timeout=[give up a search after this time]:seconds:'
+    "--tool=[the tool's program]:program:_files"
+  )
+  asking=(
+    $comparing
+    '--from=[ask an answer that was saved]:answer:_files'
+  )
   commands=(
     'list:list the applications in directories'
     'dock:look at single applications, with one request for all'
+    'handlers:say which applications open a type of file'
+    'types:list the types of files that can be opened'
+    'services:list the programs that offer services'
+    'show:show all that an application says of itself'
+    'open:open files with their best application'
+    'prefer:choose the application for a type of file'
+    'diff:compare two answers'
     'decode:print the records of an encoded text'
     'encode:encode records that decode --format json has printed'
   )
@@ -43,6 +61,22 @@ _tesker-apps() {
         dock)
           _arguments $always $searching '*:application or directory:_files' \
             '--paths0-from=[read the paths from a file]:list of paths:_files'
+          ;;
+        handlers) _arguments $always $asking '1:extension or file:_files' ;;
+        types | services) _arguments $always $asking ;;
+        show) _arguments $always $asking '1:application:_files' ;;
+        open)
+          _arguments $always $asking '*:file:_files' \
+            '--with=[open them with this application]:application:_files' \
+            '--print[print what would be started]'
+          ;;
+        prefer)
+          _arguments $always $asking '1:extension:' '2:application:_files' \
+            '--forget[prefer none any more]'
+          ;;
+        diff)
+          _arguments $always $comparing '1:old answer:_files' '2:new answer:_files' \
+            '--exit-code[exit with 1 when something has changed]'
           ;;
         decode)
           _arguments $always '--format=[form of the records]:form:(table json jsonl)' \

@@ -64,6 +64,10 @@ class Session:
         subprocess.run([self.programs / "tesker-make-sample", self.tmp / name], check=True,
                        stdout=subprocess.DEVNULL)
 
+    def program(self, name):
+        """An application's program that tells in the file `told` what it has been given."""
+        return self.write(name, '#!/bin/sh\nprintf "%s\\n" "$0" "$@" >told.part\nmv told.part told\n', 0o755)
+
     # ---- the transcript ----
 
     def shown(self, data):
@@ -71,6 +75,7 @@ class Session:
         data = data.replace(tmp, b"@TMP@").replace(tmp.hex().encode(), b"@TMP in hex@")
         # How far the tool can be confined is for the kernel to say.
         data = re.sub(rb'(Tool: confinement: |"confinement":")[^"\n]*', rb"\1@LEVELS@", data)
+        data = re.sub(rb'("process":)\d+', rb"\1@PROCESS@", data)
         text = data.decode("utf-8", "backslashreplace")
         return "".join(c if c == "\n" or c.isprintable() else f"\\x{ord(c):02x}" for c in text)
 
@@ -104,6 +109,15 @@ class Session:
         self.record("stderr", self.shown(done.stderr))
         self.end(done.returncode)
         return done.stdout
+
+    def await_told(self):
+        """What a program that was opened has told."""
+        told = self.tmp / "told"
+        while not told.exists():
+            time.sleep(0.01)
+        self.record("the program was given", self.shown(told.read_bytes()))
+        self.lines.append("\n")
+        told.unlink()
 
     def fake(self, way, *arguments):
         """A search with the tool that misbehaves so."""
@@ -215,6 +229,8 @@ def usage(s):
     s.run("dock", "--help")
     s.run("decode", "--help")
     s.run("encode", "--help")
+    for command in ("handlers", "types", "services", "show", "open", "prefer", "diff"):
+        s.run(command, "--help")
     s.run("find")
     s.run("-v", "--colour", "find")
     s.run("list", "--colour")
@@ -471,9 +487,189 @@ def closed_descriptors(s):
         s.run_and_interrupt(signal.SIGTERM, closed=descriptor)
 
 
+def saved(s, name, *records):
+    """An answer of these records, each a dictionary."""
+    s.write(name, encoded([list(record.items()) for record in records]))
+
+
+def encoded(records):
+    pool = list(dict.fromkeys(text for record in records for pair in record for text in pair))
+    numbers = "".join(f",{len(record):x}" + "".join(f",{pool.index(text):x}" for pair in record for text in pair)
+                      for record in records)
+    return "\0".join([*pool, f"({len(records):x}{numbers})"])
+
+
+def claim(program, extension, **more):
+    return {"path": program, "type": "extension", "name": extension, **more}
+
+
+def app(program, **more):
+    return {"path": program, "type": "app", "name": program.rsplit("/", 1)[1], **more}
+
+
+def questions(s):
+    evil = "/Apps/\x1b[2J\nevil"
+    saved(s, "answer", app("/Apps/View"), claim("/Apps/View", "txt"), app("/Apps/Old", suitable="no"),
+          claim("/Apps/Old", "txt", priority="NSPrimary"), app("/Apps/Edit", icon="edit"),
+          claim("/Apps/Edit", "txt", priority="NSPrimary", icon="page"), claim("/Apps/Edit", "rtf"),
+          {"path": "/Apps/Edit", "type": "services"}, claim(evil, "C"), claim("/Apps/Lower", "c"))
+    asked = ("--from", "answer")
+    for form in ("table", "json", "jsonl"):
+        s.run("handlers", "txt", *asked, "--format", form)
+    s.run("handlers", "/any/where/letter.TXT", *asked)
+    s.run("handlers", ".c", *asked)
+    s.run("handlers", "C", *asked)
+    s.note("what nothing opens")
+    s.write("README")
+    s.write("dir.txt/file")
+    for subject in ("doc", "README", "./README", "missing", "./missing", "dir.txt", "run", "x.\x1b"):
+        s.run("handlers", subject, *asked)
+    s.run("handlers", "doc", *asked, "--format", "json")
+    s.run("handlers", "./README", *asked, "--format", "json")
+    s.note("types and services")
+    s.run("types", *asked)
+    s.run("types", *asked, "--format", "json")
+    s.run("services", *asked)
+    s.run("services", *asked, "--format", "jsonl")
+    saved(s, "none")
+    for command in ("types", "services"):
+        s.run(command, "--from", "none")
+        s.run(command, "--from", "none", "--format", "json")
+    s.note("programs")
+    s.run("show", "edit", *asked)
+    s.run("show", "/Apps/Old", *asked)
+    s.run("show", evil, *asked)
+    s.run("show", "Edit", *asked, "--format", "json")
+    s.run("show", "Nothing", *asked, "--format", "jsonl")
+    s.run("show", "/Apps", *asked)
+
+
+def questions_to_the_tool(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.wrapper("Other/Draw.app", DRAW)
+    s.wrapper("Other2/Edit.app", EDIT)
+    s.note("the order of the search paths")
+    s.run("handlers", "txt", "--in", "Other2", "--in", "Apps", "--in", "Other")
+    s.run("handlers", "txt", "--in", "Apps", "--in", "Other2")
+    s.run("show", "Other/Draw.app", "--in", "Other")
+    s.note("the usual places")
+    s.write("home/.config/tesker/defaults/Tesker.plist", '{ ApplicationPaths = "%s"; }' % (s.tmp / "Apps"))
+    s.run("types")
+    s.note("what cannot be searched or read")
+    s.run("types", "--in", "missing", "--in", "Other")
+    s.run("types", "--in", "Other", "--tool", "missing")
+    s.run("services", "--from", "missing")
+    s.run("services", "--from", "-", stdin=b"(1")
+    os.mkfifo(s.tmp / "fifo")
+    s.run("services", "--from", "fifo", "--timeout", "0.2")
+    s.run("handlers", "txt", "--tool", str(s.programs / "tesker-fake-tool"), "--format", "json", FAKE_TOOL="incomplete")
+
+
+def opening(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.program("Apps/Edit.app/Edit")
+    s.wrapper("Apps2/Draw.app", DRAW)
+    s.write("a.txt")
+    s.write("b c.TXT")
+    s.write("-d.rtf")
+    asked = ("--in", "Apps")
+    s.run("open", "a.txt", "b c.TXT", *asked, "--", "-d.rtf")
+    s.await_told()
+    s.run("open", "a.txt", *asked, "--format", "json")
+    s.await_told()
+    s.note("with another one than the best")
+    saved(s, "answer", claim("/nowhere/Best", "txt", priority="NSPrimary"), app(f"{s.tmp}/Apps/Edit.app/Edit"),
+          app("/nowhere/Old", suitable="no"), claim("/nowhere/Old", "old"),
+          {"path": "/nowhere/Code", "type": "bundle", "name": "Code"}, claim("relative", "rel"))
+    s.write("README")
+    s.run("open", "--with", "edit", "README", "dir", "--from", "answer")
+    s.await_told()
+    s.run("open", "--with", "Apps/Edit.app", "README", "home", "--from", "answer")
+    s.await_told()
+    s.run("open", "--with", "Nobody", "a.txt", "--from", "answer")
+    s.run("open", "--with", "Code", "a.txt", "--from", "answer")
+    s.note("nothing is started")
+    s.run("open", "--print", "a.txt", "b c.TXT", *asked)
+    s.run("open", "--print", "a.txt", *asked, "--format", "jsonl")
+    s.write("it's\x1b[2J.txt")
+    s.run("open", "--print", "it's\x1b[2J.txt", *asked)
+    s.note("what does not open")
+    s.write("a.doc")
+    for name in ("missing.txt", "README", "home", "a.doc", ""):
+        s.run("open", name, *asked)
+    s.write("a.eps")
+    s.run("open", "a.eps", "--in", "Apps2")
+    s.write("Apps2/Draw.app/Draw", "not a program", 0o755)
+    s.run("open", "a.eps", "--in", "Apps2", "--format", "json")
+    s.write("a.old")
+    s.write("a.rel")
+    s.run("open", "a.old", "a.rel", "a.txt", "--from", "answer")
+    s.note("the others are opened all the same")
+    s.run("open", "README", "a.txt", "a.doc", *asked)
+    s.await_told()
+
+
+def preferring(s):
+    saved(s, "answer", claim("/Apps/Edit.app/Edit", "txt", priority="NSPrimary"), claim("/Apps/View", "txt"),
+          claim("/Apps/View", "TXT"), app("/Apps/Draw"))
+    asked = ("--from", "answer")
+    s.run("prefer")
+    s.run("prefer", "txt")
+    s.run("prefer", "txt", "view", *asked)
+    s.run("handlers", "txt", *asked)
+    s.run("types", *asked)
+    s.run("prefer", ".TXT", "/Apps/View", *asked, "--format", "json")
+    for form in ("table", "json", "jsonl"):
+        s.run("prefer", "--format", form)
+    s.run("prefer", "Txt")
+    s.record("the settings", (s.tmp / "home/.config/tesker/defaults/TeskerPreferredApplications.plist").read_text())
+    s.write("a.txt")
+    s.run("open", "--print", "a.txt", *asked)
+    s.run("prefer", "--forget", "txt")
+    s.run("prefer", "--forget", "rtf")
+    s.run("prefer", "--format", "jsonl")
+    s.note("what cannot be preferred")
+    s.run("prefer", "txt", "Draw", *asked)
+    s.run("prefer", "txt", "Nobody", *asked)
+    s.run("prefer", "doc", "Draw", *asked)
+    s.run("prefer", "a/b", "Draw", *asked)
+    s.run("prefer", ".")
+    s.note("settings of the site, and broken ones")
+    s.write("no-config/tesker/defaults/TeskerPreferredApplications.plist", "{ rtf = Write; }")
+    s.run("prefer")
+    s.run("prefer", "--forget", "rtf")
+    s.write("home/.config/tesker/defaults/TeskerPreferredApplications.plist", "{ txt = View }")
+    s.run("prefer")
+    s.run("handlers", "txt", *asked)
+    s.run("prefer", "txt", "View", *asked)
+
+
+def differences(s):
+    saved(s, "old", app("/Apps/Edit"), claim("/Apps/Edit", "txt", icon="page"), claim("/Apps/Edit", "rtf"))
+    saved(s, "new", claim("/Apps/Edit", "txt", icon="sheet\x1b", priority="NSPrimary"), app("/Apps/Edit"),
+          app("/Apps/\nDraw"))
+    s.run("diff", "old", "old")
+    s.run("diff", "old", "old", "--exit-code", "--format", "json")
+    s.run("diff", "old", "new")
+    s.run("diff", "old", "new", "--exit-code", "--format", "json")
+    s.run("diff", "old", "-", "--exit-code", "--format", "jsonl", stdin=tmp_bytes(s, "new"))
+    s.note("with a search")
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.run("list", "Apps", "--save", "answer", quiet_stdout=True)
+    s.run("diff", "answer", "--in", "Apps", "--exit-code")
+    s.wrapper("Apps/Edit.app", EDIT.replace("rtf", "html"))
+    s.run("diff", "answer", "--in", "Apps")
+    s.run("diff", "answer", "--in", "Apps", "--in", "missing", "--exit-code", "-q")
+    s.note("what cannot be compared")
+    s.run("diff", "missing", "new")
+    s.run("diff", "old", "missing")
+    s.run("diff", "-", "new", stdin=b"(1")
+    s.run("diff", "old", "--in", "Apps", "--tool", "missing")
+
+
 SESSIONS = [usage, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
-            closed_descriptors]
+            closed_descriptors, questions, questions_to_the_tool, opening, preferring, differences]
 
 
 def transcript_of(session, programs):

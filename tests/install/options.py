@@ -89,7 +89,9 @@ class Help(unittest.TestCase):
     """That this test finds in the help what it looks for."""
 
     def test_the_help_is_understood(self):
-        self.assertEqual(commands("tesker-apps"), {"list", "dock", "decode", "encode"})
+        self.assertEqual(commands("tesker-apps"),
+                         {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "diff", "decode",
+                          "encode"})
         self.assertEqual(len(commands("tesker-fileop")), 7)
         self.assertLessEqual({"-h", "--help", "-v", "--verbose", "--version"}, options("tesker-apps"))
         self.assertLessEqual({"--help", "--paths0-from", "--timeout"}, options("tesker-apps", "dock"))
@@ -101,7 +103,11 @@ class ManualPages(unittest.TestCase):
     def test_each_command_has_the_options_that_it_takes(self):
         self.assertEqual(tagged_options("Every command"), options("tesker-apps"))
         searching = tagged_options("list and dock")
+        asking = tagged_options("Questions")
         described = {"list": searching, "dock": searching | tagged_options("dock"),
+                     "handlers": asking, "types": asking, "services": asking, "show": asking,
+                     "open": asking | tagged_options("open"), "prefer": asking | tagged_options("prefer"),
+                     "diff": asking - {"--from"} | tagged_options("diff"),
                      "decode": tagged_options("decode"), "encode": set()}
         self.assertEqual(described.keys(), commands("tesker-apps"))
         for command, own in described.items():
@@ -137,7 +143,9 @@ class Bash(unittest.TestCase):
     def test_options_are_offered_the_words_that_they_take(self):
         self.assertEqual(bash("tesker-apps", "list", "--format", ""), {"table", "json", "jsonl", "raw"})
         self.assertEqual(bash("tesker-apps", "dock", "--format", "=", "js"), {"json", "jsonl"})
-        self.assertEqual(bash("tesker-apps", "decode", "--format", "="), {"table", "json", "jsonl"})
+        for command in commands("tesker-apps") - {"list", "dock", "encode"}:
+            self.assertEqual(bash("tesker-apps", command, "--format", "="), {"table", "json", "jsonl"}, command)
+        self.assertEqual(bash("tesker-apps", "types", "--in", ""), set())
         self.assertEqual(bash("tesker-apps", "-v", "list", "--cpu", ""), processors())
         self.assertEqual(bash("tesker-apps", "list", "--save", ""), set())
         self.assertEqual(bash("tesker-fileop", "--program", ""), {"rm=", "tar=", "compress=", "uncompress="})
@@ -149,9 +157,10 @@ class Bash(unittest.TestCase):
         for word in bash("tesker-apps", "list", "--format", ""):
             status, _ = run("tesker-apps", "list", "--format", word, "--tool", "/dev/null/none", "/dev")
             self.assertEqual(status, 4, word)  # 2 would be a usage error
-        for word in bash("tesker-apps", "decode", "--format", ""):
-            self.assertEqual(run("tesker-apps", "decode", "--format", word, "/dev/null/none")[0], 4, word)
-        self.assertEqual(run("tesker-apps", "decode", "--format", "raw", "/dev/null/none")[0], 2)
+        for command in (("decode", "/dev/null/none"), ("types", "--from", "/dev/null/none")):
+            for word in bash("tesker-apps", command[0], "--format", ""):
+                self.assertEqual(run("tesker-apps", *command, "--format", word)[0], 4, word)
+            self.assertEqual(run("tesker-apps", *command, "--format", "raw")[0], 2)
         for key in bash("tesker-fileop", "--program", ""):
             programs = ("--program", "rm=/bin/true", "--program", f"{key}/bin/true")
             self.assertEqual(run("tesker-fileop", *programs, "destroy", "/dev/null/none")[0], 0, key)
