@@ -1,6 +1,7 @@
 #include "command/Answers.h"
 
 #include "command/Searches.h"
+#include "parsing/RecordEncoding.h"
 
 #include <iterator>
 
@@ -31,11 +32,16 @@ Answer answerIn(const std::string &file, const Deadline &deadline, Diagnostics &
     diagnostics.error(fileError(file, text.error()));
     return {.records = {}, .status = ExitStatus::failed};
   }
-  std::optional<std::vector<SearchRecord>> records = decodeRecords(*text);
-  if (!records) {
-    diagnostics.error(inputName(file) + ": " + kNotEncodedRecords);
+  const auto refused = [&](const char *why) -> Answer {
+    diagnostics.error(inputName(file) + ": " + why);
     return {.records = {}, .status = ExitStatus::failed};
-  }
+  };
+  // Text is short where records are equal, and records are not.
+  if (EncodedRecords(*text).count() > kMostRecords)
+    return refused("more records than a search answers");
+  std::optional<std::vector<SearchRecord>> records = decodeRecords(*text);
+  if (!records)
+    return refused(kNotEncodedRecords);
   return {.records = std::move(*records), .isThere = true};
 }
 

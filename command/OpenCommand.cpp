@@ -85,8 +85,8 @@ void OpenRun::fail(ExitStatus status, const std::string &text) {
   diagnostics_.error(text);
 }
 
-// Of several that are called so, the first that is suitable. Code that others load is no program to
-// start. Nil when there is none, which has been said.
+// Of several that are called so, the first that is suitable. Code that others load cannot be
+// started. Nil when there is none, which has been said.
 const Program *OpenRun::programToOpenWith() {
   std::vector<const Program *> called =
       programsCalled(question_.programs, nameOrAbsolutePath(arguments_.application));

@@ -8,6 +8,7 @@
 #include "command/TextTable.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace tesker {
 
@@ -87,7 +88,8 @@ const Handler *handlerCalled(const std::vector<Handler> &handlers, const std::st
       byName != handlers.end()
           ? byName
           : std::find_if(handlers.begin(), handlers.end(), [&](const Handler &handler) {
-              return std::find(called.begin(), called.end(), handler.program) != called.end();
+              return std::binary_search(called.begin(), called.end(), handler.program,
+                                        std::less<>()); // they are in the order of their list
             });
   return found != handlers.end() ? &*found : nullptr;
 }
