@@ -130,12 +130,13 @@ void OpenRun::add(const Program &program, std::string_view name, const std::stri
 }
 
 Started OpenRun::start(const Launch &launch) {
+  if (!launch.program->path.starts_with('/'))
+    return {std::nullopt, "not an absolute path"};
   const Result<pid_t> process =
       startDetached(launch.program->path, launch.files, Deadline::in(arguments_.timeout));
-  if (process)
-    return {*process, {}};
-  return {std::nullopt,
-          process.error() == EINVAL ? "not an absolute path" : std::strerror(process.error())};
+  if (!process)
+    return {std::nullopt, std::strerror(process.error())};
+  return {*process, {}};
 }
 
 void OpenRun::tell(const Launch &launch) {

@@ -1,6 +1,8 @@
 #include "command/AnswerDiff.h"
 
 #include <gmock/gmock.h>
+#include <random>
+#include <set>
 
 namespace tesker::test {
 namespace {
@@ -67,6 +69,35 @@ TEST(AnswerDiff, PairsRecordsOfOneThingInTheirOrder) {
   EXPECT_THAT(changes({record("a", "1"), record("a", "2"), record("a", "3")},
                       {record("a", "2"), record("a", "4"), record("a", "5"), record("a", "6")}),
               ElementsAre("a: 1>4", "a: 3>5", "+a"));
+}
+
+TEST(AnswerDiff, LeadsFromAnyAnswerToAnyOther) {
+  std::mt19937 random(7);
+  const auto answer = [&] {
+    Answer records(random() % 12);
+    for (SearchRecord &made : records)
+      made = record(std::string(1, "abc"[random() % 3]), std::string(1, "xy"[random() % 2]));
+    return records;
+  };
+  for (int round = 0; round < 500; ++round) {
+    const Answer before = answer(), after = answer();
+    std::multiset<std::string> records;
+    for (const SearchRecord &old : before)
+      records.insert(encodeRecords({old}));
+    for (const RecordChange &change : differences(before, after)) {
+      if (change.before != nullptr)
+        records.erase(records.find(encodeRecords({*change.before})));
+      if (change.after != nullptr)
+        records.insert(encodeRecords({*change.after}));
+      if (change.before != nullptr && change.after != nullptr) {
+        EXPECT_THAT(pairChanges(change), testing::SizeIs(1));
+      }
+    }
+    std::multiset<std::string> wanted;
+    for (const SearchRecord &now : after)
+      wanted.insert(encodeRecords({now}));
+    EXPECT_EQ(records, wanted) << "round " << round;
+  }
 }
 
 TEST(AnswerDiff, TellsEachPairThatIsNotTheSame) {
