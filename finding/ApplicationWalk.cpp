@@ -141,11 +141,12 @@ void ApplicationWalk::walkDirectory(const NSString &path) {
     else if (isJudged) [[unlikely]]
       judged(path, listing->name(i), [&] { judgeAsPassedOver(*attributes); });
   }
-  for (const auto &[index, attributes] : found) {
+  for (const Found &entry : found) {
+    const auto judgeIt = [&] { doForListed(path, *listing, entry.index, entry.attributes); };
     if (isJudged)
-      judged(path, listing->name(index), [&] { doForListed(path, *listing, index, attributes); });
+      judged(path, listing->name(entry.index), judgeIt);
     else
-      doForListed(path, *listing, index, attributes);
+      judgeIt();
   }
   if (isJudged)
     judgeAsSearched(path);

@@ -81,7 +81,9 @@ std::string emptyRecords(std::size_t count) {
 
 // Long before the answer there is a line in the log.
 void logAndAnswerLater(std::string_view answer) {
-  const port_t port = begunBus();
+  port_t ownPort = PORT_NULL;
+  const port_t port = beginBus(ownPort);
+  (void)test::receiveRaw(receiveDescriptor(ownPort)); // the request: both sides are at work
   std::cerr << "more follows" << std::endl;
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   say(port, note(answer));

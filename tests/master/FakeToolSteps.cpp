@@ -72,6 +72,10 @@ void say(port_t masterPort, std::string_view bytes) {
 
 port_t beginBus() {
   port_t ownPort = PORT_NULL;
+  return beginBus(ownPort);
+}
+
+port_t beginBus(port_t &ownPort) {
   const port_t masterPort = handOver(ownPort);
   say(masterPort, std::string_view("\0AUTH ANONYMOUS\r\n", 17));
   if (test::receiveRaw(receiveDescriptor(ownPort)).first.empty())

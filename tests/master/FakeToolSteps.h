@@ -27,6 +27,8 @@ port_t handOver(port_t &ownPort);
 void say(port_t masterPort, std::string_view bytes);
 // The hand-over and the authentication by hand, so that the connection stands; the master's port.
 port_t beginBus();
+// The same; the tool's own port is stored.
+port_t beginBus(port_t &ownPort);
 
 // ---- the search ----
 
