@@ -26,6 +26,7 @@ import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 SNAPSHOTS = HERE / "snapshots"
+HANGS = 600  # seconds: no program needs so long, on whatever machine
 
 
 class Session:
@@ -102,7 +103,7 @@ class Session:
         arguments = [a.replace("@TMP@", str(self.tmp)) for a in arguments]
         self.begin(arguments, **settings)
         done = subprocess.run(self.command(arguments), input=stdin, cwd=cwd or self.tmp,
-                              env=self.environment | settings, capture_output=True, timeout=120,
+                              env=self.environment | settings, capture_output=True, timeout=HANGS,
                               check=False)
         if not quiet_stdout:
             self.record("stdout", self.shown(done.stdout))
@@ -130,7 +131,7 @@ class Session:
         self.begin(arguments)
         done = subprocess.run(self.command(arguments), stdin=subprocess.DEVNULL, cwd=self.tmp,
                               stdout=None if descriptor < 0 else descriptor,
-                              stderr=subprocess.PIPE, env=self.environment, timeout=120,
+                              stderr=subprocess.PIPE, env=self.environment, timeout=HANGS,
                               preexec_fn=(lambda: os.close(1)) if descriptor < 0 else None,
                               check=False)
         self.record("stderr", self.shown(done.stderr))
@@ -173,7 +174,7 @@ class Session:
             if closed is not None:
                 self.note(f"descriptor {closed} is {self.describe(process.pid, closed)}")
             process.send_signal(number)
-            errors = process.communicate(timeout=120)[1]
+            errors = process.communicate(timeout=HANGS)[1]
         self.record("stderr", self.shown(errors))
         self.end(process.returncode)
         if pathlib.Path(f"/proc/{child}").exists():
@@ -192,7 +193,7 @@ class Session:
                 except OSError:  # nobody reads yet
                     time.sleep(0.01)
             process.send_signal(number)
-            errors = process.communicate(timeout=120)[1]
+            errors = process.communicate(timeout=HANGS)[1]
             os.close(writing)
         self.record("stderr", self.shown(errors))
         self.end(process.returncode)
