@@ -132,12 +132,12 @@ MasterHandOver::State MasterHandOver::answer(port_t toolPort) {
     return end(State::failed,
                std::string("no port for the tool's messages: ") + std::strerror(error));
   auto receivePort = NSPort::portWithMachPort(ownPort);
-  if (const int error =
-          msg_send(messageCarrying(ownPort, toolPort, kMasterPortMessage), kSendTimeout, 0);
-      isLackOfThisSide(error))
+  const int error =
+      msg_send(messageCarrying(ownPort, toolPort, kMasterPortMessage), kSendTimeout, 0);
+  if (isLackOfThisSide(error))
     return end(State::failed,
                std::string("the tool's first message cannot be answered: ") + std::strerror(error));
-  else if (error != 0)
+  if (error != 0)
     return State::lost;
   auto connection =
       NSConnection::over(std::move(receivePort), std::move(sendPort), NSConnection::Side::server);
