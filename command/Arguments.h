@@ -3,8 +3,10 @@
 
 #include "command/Output.h"
 #include "command/ResultWriter.h"
+#include "parsing/Judgement.h"
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -27,7 +29,7 @@ struct Arguments {
   Diagnostics::Level level = Diagnostics::Level::normal;
   Format format = Format::table;
   std::vector<std::string> paths; // where to search; empty: the usual places
-  std::vector<std::string> files; // open
+  std::vector<std::string> files; // open, why
   std::string subject;            // what is asked about; of prefer, empty: everything
   std::string application;        // open, prefer: a name or path; empty: none
   std::string pathListFile;       // dock; empty: the paths are in `paths`
@@ -38,9 +40,12 @@ struct Arguments {
   std::string cpu;                // empty: this machine's
   std::string tool;               // empty: the one that belongs to this command
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
-  bool print = false;    // open
-  bool forget = false;   // prefer
-  bool exitCode = false; // diff
+  std::optional<JudgementCode> code;    // why: only what has this code
+  std::optional<JudgementCode> explain; // why: say what this code means
+  bool all = false;                     // why
+  bool print = false;                   // open
+  bool forget = false;                  // prefer
+  bool exitCode = false;                // diff
 };
 
 // What to print instead of doing something: help or a version on standard output (done), a usage

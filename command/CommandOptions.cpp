@@ -19,6 +19,15 @@ std::string knownCpus() {
   return names;
 }
 
+std::string checkCode(const std::string &word) {
+  if (judgementCodeOf(word))
+    return "";
+  std::string known;
+  for (std::size_t i = 0; i < kJudgementCodes; ++i)
+    known.append(i == 0 ? "" : ", ").append(wordOf(static_cast<JudgementCode>(i)));
+  return "CODE is one of " + known;
+}
+
 std::string checkCpu(const std::string &text) {
   if (processorFromText(text))
     return {};
@@ -96,7 +105,7 @@ void CommandOptions::lastAnswer() {
   file("--save", arguments.saveFile, "Write the answer's encoded text to FILE, too");
 }
 
-void CommandOptions::search() {
+void CommandOptions::judging() {
   command_
       .add_option("--cpu", arguments.cpu, "Search as for this processor (a name or\nTYPE/SUBTYPE)")
       ->check(CLI::Validator(checkCpu, "NAME"))
@@ -111,7 +120,20 @@ void CommandOptions::search() {
           "Give up a search after this time (120)")
       ->check(CLI::Validator(checkTimeout, "SECONDS"))
       ->option_text("SECONDS");
+}
+
+void CommandOptions::search() {
+  judging();
   value("--tool", "PATH", arguments.tool, "The tool's program");
+}
+
+CLI::Option *CommandOptions::code(const char *name, std::optional<JudgementCode> &code,
+                                  const char *description) {
+  return command_
+      .add_option_function<std::string>(
+          name, [&code](const std::string &word) { code = judgementCodeOf(word); }, description)
+      ->check(CLI::Validator(checkCode, "CODE"))
+      ->option_text("CODE");
 }
 
 CLI::Option *CommandOptions::places() {

@@ -36,9 +36,14 @@ public:
   }
   CLI::Option *flag(const char *name, bool &isGiven, const char *description);
 
+  // An option whose value is the word of a judgement.
+  CLI::Option *code(const char *name, std::optional<JudgementCode> &code, const char *description);
+
   // --format, with or without the word raw.
   void format(bool raw);
-  // How a search is made.
+  // How applications are judged, and for how long.
+  void judging();
+  // How a search is made: the same, and by which tool.
   void search();
   // What is kept from one search to the next.
   void lastAnswer();

@@ -98,6 +98,20 @@ void declarePrefer(CommandOptions &options) {
   });
 }
 
+void declareWhy(CommandOptions &options) {
+  Arguments &arguments = options.arguments;
+  options.words("PATH", arguments.files, "Applications, files or directories");
+  options.flag("--all", arguments.all, "Print every entry that the search met");
+  options.code("--code", arguments.code, "Print the entries of which CODE was said");
+  options.code("--explain", arguments.explain, "Say what CODE means");
+  options.format(false);
+  options.places();
+  options.judging();
+  options.check([&arguments]() -> std::string {
+    return arguments.files.empty() && !arguments.explain ? "PATH or --explain is required" : "";
+  });
+}
+
 void declareDiff(CommandOptions &options) {
   Arguments &arguments = options.arguments;
   options
@@ -132,6 +146,7 @@ const std::vector<Command> &allCommands() {
       {"show", "Show all that an application says of itself", declareShow, showCommand},
       {"open", "Open files with their best application", declareOpen, openCommand},
       {"prefer", "Choose the application for a type of file", declarePrefer, preferCommand},
+      {"why", "Say why an application is found, or is not", declareWhy, whyCommand},
       {"diff", "Compare two answers", declareDiff, diffCommand},
       {"decode", "Print the records of an encoded text", declareDecode, decodeCommand},
       {"encode", "Encode what decode has printed as JSON", declareEncode, encodeCommand},

@@ -35,6 +35,8 @@ RunCommand decodeCommand, encodeCommand;
 RunCommand handlersCommand, typesCommand, servicesCommand, showCommand;
 // What opens a file, done and decided.
 RunCommand openCommand, preferCommand;
+// What became of a path in a search.
+RunCommand whyCommand;
 // What has changed from one answer to another.
 RunCommand diffCommand;
 

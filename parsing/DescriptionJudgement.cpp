@@ -69,7 +69,9 @@ void remarkOnUnreadable(const NSString &path, int error) {
       code = JudgementCode::descriptionTooLarge;
     if (error == EINVAL) // what is opened and is not a regular file
       code = JudgementCode::specialFile;
-    return Remark{.code = code, .file = std::string(path.bytes())};
+    return Remark{.code = code,
+                  .detail = code == JudgementCode::noDescription ? "there is no such file" : "",
+                  .file = std::string(path.bytes())};
   });
 }
 

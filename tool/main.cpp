@@ -1,14 +1,17 @@
 // main.cpp - the application-finder tool: a master starts it, it connects back to the master, gives
 // up what a search does not need, serves one request and ends. It takes no notice of its arguments.
 
+#include "finding/Confinement.h"
 #include "platform/foundation/Files.h"
+#include "platform/foundation/NSLog.h"
 #include "platform/ports/HostInfo.h"
-#include "tool/Confinement.h"
+#include "protocol/FinderProtocol.h"
 #include "tool/ToolFinderTool.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <new>
+#include <string>
 
 namespace {
 
@@ -23,7 +26,10 @@ void serve() {
   task_priority(task_self(), kToolPriority, true);
   if (NSTool == nullptr)
     return;
-  confine();
+  const std::string reached = confine();
+  // With TESKER_LOG_CONFINEMENT=1 one line tells how far that was.
+  if (environmentValue("TESKER_LOG_CONFINEMENT") == "1")
+    NSLog(std::string(kConfinementLine).append("%s"), {reached});
   NSTool->run();
 }
 

@@ -23,6 +23,12 @@ _tesker_apps() {
     fi
   done
 
+  local codes='found searched wrapper-part not-there dangling-link link-cycle path-too-long vanished
+    no-permission not-searchable not-executable not-readable read-error special-file
+    dot-name backup-name no-description description-too-large description-too-deep
+    malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
+    no-self-description malformed-header-line damaged-image other-processor near-suffix
+    limits-reached failed'
   local always='-h --help -v --verbose -q --quiet'
   local searching='--format --previous --save --cpu --timeout --tool'
   local asking='--format --in --from --cpu --timeout --tool'
@@ -30,15 +36,17 @@ _tesker_apps() {
     --format:list:* | --format:dock:*) words='table json jsonl raw' ;;
     --format:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
+    --code:* | --explain:*) words=$codes ;;
     --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
     *::*)
-      words="$always --version list dock handlers types services show open prefer diff decode encode"
+      words="$always --version list dock handlers types services show open prefer why diff decode encode"
       ;;
     *:list:-*) words="$always $searching" ;;
     *:dock:-*) words="$always --paths0-from $searching" ;;
     *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $asking" ;;
     *:open:-*) words="$always --with --print $asking" ;;
     *:prefer:-*) words="$always --forget $asking" ;;
+    *:why:-*) words="$always --all --code --explain --format --in --cpu --timeout" ;;
     *:diff:-*) words="$always --exit-code ${asking/--from /}" ;;
     *:decode:-*) words="$always --format" ;;
     *:encode:-*) words=$always ;;

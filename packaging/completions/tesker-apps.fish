@@ -1,10 +1,11 @@
 # Completion of tesker-apps for fish.
 
-set -l commands list dock handlers types services show open prefer diff decode encode
+set -l commands list dock handlers types services show open prefer why diff decode encode
 set -l before "not __fish_seen_subcommand_from $commands"
 set -l searching '__fish_seen_subcommand_from list dock'
 set -l asking '__fish_seen_subcommand_from handlers types services show open prefer'
 set -l comparing '__fish_seen_subcommand_from handlers types services show open prefer diff'
+set -l judging '__fish_seen_subcommand_from why'
 set -l processors \
     vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800 \
     uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5 \
@@ -12,6 +13,14 @@ set -l processors \
     mipsR3000 m98k m98601 hppa hppa7100LC arm armv4t armv6 armv5 xscale armv7 arm64 arm64v8 \
     m88k m88100 m88110 sparc i860 i860XR ppc ppc601 ppc602 ppc603 ppc603e ppc603ev ppc604 \
     ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64
+
+set -l codes \
+    found searched wrapper-part not-there dangling-link link-cycle path-too-long vanished \
+    no-permission not-searchable not-executable not-readable read-error special-file \
+    dot-name backup-name no-description description-too-large description-too-deep \
+    malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over \
+    no-self-description malformed-header-line damaged-image other-processor near-suffix \
+    limits-reached failed
 
 complete -c tesker-apps -s h -l help -d 'Print a help message'
 complete -c tesker-apps -s v -l verbose -d "Print the tool's log lines"
@@ -26,6 +35,7 @@ complete -c tesker-apps -n $before -f -a services -d 'List the programs that off
 complete -c tesker-apps -n $before -f -a show -d 'Show all that an application says of itself'
 complete -c tesker-apps -n $before -f -a open -d 'Open files with their best application'
 complete -c tesker-apps -n $before -f -a prefer -d 'Choose the application for a type of file'
+complete -c tesker-apps -n $before -f -a why -d 'Say why an application is found, or is not'
 complete -c tesker-apps -n $before -f -a diff -d 'Compare two answers'
 complete -c tesker-apps -n $before -f -a decode -d 'Print the records of an encoded text'
 complete -c tesker-apps -n $before -f -a encode -d 'Encode records printed as JSON'
@@ -52,5 +62,12 @@ complete -c tesker-apps -n '__fish_seen_subcommand_from prefer' -l forget \
     -d 'Prefer none any more'
 complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -l exit-code \
     -d 'Exit with 1 when something has changed'
+complete -c tesker-apps -n $judging -x -l format -a 'table json jsonl' -d 'Form of the answer'
+complete -c tesker-apps -n $judging -r -l in -d 'Search here instead of the usual places'
+complete -c tesker-apps -n $judging -x -l cpu -a "$processors" -d 'Search as for this processor'
+complete -c tesker-apps -n $judging -x -l timeout -d 'Give up a search after so many seconds'
+complete -c tesker-apps -n $judging -l all -d 'Print every entry that the search met'
+complete -c tesker-apps -n $judging -x -l code -a "$codes" -d 'Print the entries of which this was said'
+complete -c tesker-apps -n $judging -x -l explain -a "$codes" -d 'Say what the code means'
 complete -c tesker-apps -n '__fish_seen_subcommand_from decode' -x -l format -a 'table json jsonl' \
     -d 'Form of the records'

@@ -4,7 +4,7 @@
 _tesker-apps() {
   local curcontext=$curcontext state line
   typeset -A opt_args
-  local -a processors always searching comparing asking commands
+  local -a processors codes always searching judging comparing asking commands
   processors=(
     vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800
     uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5
@@ -12,6 +12,14 @@ _tesker-apps() {
     mipsR3000 m98k m98601 hppa hppa7100LC arm armv4t armv6 armv5 xscale armv7 arm64 arm64v8
     m88k m88100 m88110 sparc i860 i860XR ppc ppc601 ppc602 ppc603 ppc603e ppc603ev ppc604
     ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64
+  )
+  codes=(
+    found searched wrapper-part not-there dangling-link link-cycle path-too-long vanished
+    no-permission not-searchable not-executable not-readable read-error special-file
+    dot-name backup-name no-description description-too-large description-too-deep
+    malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
+    no-self-description malformed-header-line damaged-image other-processor near-suffix
+    limits-reached failed
   )
   always=(
     '(- *)'{-h,--help}'[print a help message]'
@@ -26,11 +34,14 @@ _tesker-apps() {
     '--timeout=[give up a search after this time]:seconds:'
     "--tool=[the tool's program]:program:_files"
   )
-  comparing=(
+  judging=(
     '--format=[form of the answer]:form:(table json jsonl)'
     '*--in=[search here instead of the usual places]:directory or application:_files'
     "--cpu=[search as for this processor]:processor:($processors)"
     '--timeout=[give up a search after this time]:seconds:'
+  )
+  comparing=(
+    $judging
     "--tool=[the tool's program]:program:_files"
   )
   asking=(
@@ -46,6 +57,7 @@ _tesker-apps() {
     'show:show all that an application says of itself'
     'open:open files with their best application'
     'prefer:choose the application for a type of file'
+    'why:say why an application is found, or is not'
     'diff:compare two answers'
     'decode:print the records of an encoded text'
     'encode:encode records that decode --format json has printed'
@@ -73,6 +85,12 @@ _tesker-apps() {
         prefer)
           _arguments $always $asking '1:extension:' '2:application:_files' \
             '--forget[prefer none any more]'
+          ;;
+        why)
+          _arguments $always $judging '*:application, file or directory:_files' \
+            '--all[print every entry that the search met]' \
+            "--code=[print the entries of which this was said]:code:($codes)" \
+            "--explain=[say what the code means]:code:($codes)"
           ;;
         diff)
           _arguments $always $comparing '1:old answer:_files' '2:new answer:_files' \

@@ -645,6 +645,38 @@ def preferring(s):
     s.run("prefer", "txt", "View", *asked)
 
 
+def reasons(s):
+    s.write("Apps/NoBit.app/NoBit", "#!/bin/sh\n")
+    s.write("Apps/Elf.app/Elf", b"\x7fELF", 0o755)
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.write("Apps/Broken.app/Resources/Info-quorvale.plist", "{\n  NSExecutable Broken;\n}\n")
+    s.write("Apps/Slip.app/Resources/Info-quorvale.plist", "{\n  NSExecutble = Slip;\n  NSExtensions = txt;\n}\n")
+    s.write("Apps/Types.app/Resources/Info-quorvale.plist",
+            "{ NSExecutable = Types;\n  NSTypes = ( { NSExtensions = (a); }, b ); }\n")
+    s.write("Apps/Plain.app/Resources/Info.plist", "{ NSExecutable = Plain; }")
+    s.wrapper("Apps/Hello.apps", EDIT)
+    s.wrapper("Apps/.hidden/Edit.app", EDIT)
+    s.write("Apps/program", b"\x7fELF", 0o755)
+    s.write("Apps/evil\x1b\n", "", 0o755)
+    place = ("--in", "Apps")
+    for name in ("NoBit", "Elf", "Edit", "Broken", "Slip", "Types", "Plain"):
+        s.run("why", f"Apps/{name}.app", *place)
+    for name in ("Hello.apps", ".hidden/Edit.app", "program", "evil\x1b\n", "missing", "Edit.app/Resources"):
+        s.run("why", f"Apps/{name}", *place)
+    s.note("a directory")
+    s.run("why", "Apps", *place)
+    s.run("why", "Apps/", *place, "--format", "json")
+    s.run("why", "Apps", *place, "--code", "near-suffix")
+    s.run("why", "Apps", "--all", "--format", "jsonl")
+    s.note("another processor, a path of its own, what a code means")
+    s.run("why", "Apps/Edit.app", "--cpu", "m68k")
+    s.run("why", "--explain", "not-executable")
+    s.note("mistakes")
+    s.run("why")
+    s.run("why", "Apps", "--code", "nonsense")
+    s.run("why", "missing", "-q")
+
+
 def differences(s):
     saved(s, "old", app("/Apps/Edit"), claim("/Apps/Edit", "txt", icon="page"), claim("/Apps/Edit", "rtf"))
     saved(s, "new", claim("/Apps/Edit", "txt", icon="sheet\x1b", priority="NSPrimary"), app("/Apps/Edit"),
@@ -670,7 +702,8 @@ def differences(s):
 
 SESSIONS = [usage, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
-            closed_descriptors, questions, questions_to_the_tool, opening, preferring, differences]
+            closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
+            differences]
 
 
 def transcript_of(session, programs):

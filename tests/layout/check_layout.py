@@ -62,8 +62,8 @@ PAST_THE_SYSTEM = {
     "platform/foundation/ProgramStart.cpp": (EVERY_CALL, "it runs between fork and exec"),
     "fileops/ChildSteps.cpp": (EVERY_CALL, "it runs between fork and exec"),
     "fileops/tesker-fileop.cpp": (r"signal|raise|sigaction", "a program and its own signals"),
-    "tool/Confinement.cpp": (EVERY_CALL, "it gives up what the process may do"),
-    "tool/SystemCallFilter.cpp": (EVERY_CALL, "it gives up what the process may do"),
+    "finding/Confinement.cpp": (EVERY_CALL, "it gives up what the process may do"),
+    "finding/SystemCallFilter.cpp": (EVERY_CALL, "it gives up what the process may do"),
     "tool/main.cpp": (r"std::signal", "a program and its own signals"),
     "command": (EVERY_CALL, "a program, its terminal and its signals"),
 }

@@ -5,7 +5,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RefusedSystemCall.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "tool/Confinement.h"
+#include "finding/Confinement.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RefusedSystemCall.h"
 #include "tests/tool/ToolUnderTest.h"
-#include "tool/Confinement.h"
+#include "finding/Confinement.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Confinement.h - what the tool gives up before it reads the first of the files it is sent to.
+// Confinement.h - what a process that searches gives up before it reads the first file.
 //
 // The files are anybody's. Should one of them make the tool do its author's will after all, then a
 // process that can read, and talk to the user's own services, is all that is won. Every level works
@@ -6,10 +6,11 @@
 // a level that cannot be reached is left out, and the search goes on.
 #pragma once
 
+#include "finding/SystemCallFilter.h"
 #include "platform/foundation/Result.h"
-#include "tool/SystemCallFilter.h"
 
 #include <cstdint>
+#include <string>
 
 namespace tesker {
 
@@ -48,11 +49,10 @@ inline constexpr std::uint64_t kMostAddressSpace = std::uint64_t{8} << 30;
 // ---- all of them ----
 
 // Opens the system log, so that the log needs nothing that is given up, and goes through the levels
-// as far as they can be reached. With TESKER_LOG_CONFINEMENT=1 in the environment one line on
-// standard error (NSLog) tells how far that was.
+// as far as they can be reached. The result says how far that was: "limits on, Landlock 3, ...".
 //
-// TESKER_SANDBOX=off leaves all of it out, for one who looks at the tool with a debugger or
-// measures it. So does a build with sanitizers, unless TESKER_SANDBOX is "on".
-void confine();
+// TESKER_SANDBOX=off leaves all of it out ("off"), for one who looks at the process with a debugger
+// or measures it. So does a build with sanitizers, unless TESKER_SANDBOX is "on".
+[[nodiscard]] std::string confine();
 
 } // namespace tesker

@@ -1,4 +1,4 @@
-#include "tool/SystemCallFilter.h"
+#include "finding/SystemCallFilter.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,9 +1,7 @@
-#include "tool/Confinement.h"
+#include "finding/Confinement.h"
 
 #include "platform/foundation/Files.h"
-#include "platform/foundation/NSLog.h"
 #include "platform/foundation/OperatingSystem.h"
-#include "protocol/FinderProtocol.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -125,11 +123,6 @@ bool isConfinementWanted() {
 #endif
 }
 
-void tell(std::string_view state) {
-  if (environmentValue("TESKER_LOG_CONFINEMENT") == "1")
-    NSLog(std::string(kConfinementLine).append("%s"), {state});
-}
-
 } // namespace
 
 Result<> offerToEndFirst() {
@@ -168,11 +161,9 @@ Result<int> restrictFileAccess() {
   return Failure{error};
 }
 
-void confine() {
-  if (!isConfinementWanted()) {
-    tell("off");
-    return;
-  }
+std::string confine() {
+  if (!isConfinementWanted())
+    return "off";
   ::openlog(nullptr, LOG_NDELAY, LOG_USER); // as syslog(3) would by itself, but now
   Levels levels;
   levels.add("out-of-memory score", offerToEndFirst());
@@ -181,7 +172,7 @@ void confine() {
   levels.add("not dumpable", refuseInspection());
   levels.add("Landlock", restrictFileAccess());
   levels.add("system-call filter", filterSystemCalls());
-  tell(levels.description());
+  return levels.description();
 }
 
 } // namespace tesker

@@ -1,0 +1,316 @@
+// WhyCommand.cpp - why: what became of a path in a search, and what to do about it.
+#include "command/Commands.h"
+#include "command/DisplayText.h"
+#include "command/JSONItems.h"
+#include "command/JudgementTexts.h"
+#include "command/RecordJSON.h"
+#include "command/SearchPath.h"
+#include "command/TextTable.h"
+#include "command/Why.h"
+#include "platform/images/FatArch.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+namespace tesker {
+
+namespace {
+
+// "/x/Foo.app/Info-quorvale.plist:3:10", as compilers write it; the offset is of bytes.
+std::string placeText(const Remark &remark, std::string_view path) {
+  std::string text = displayText(remark.file.empty() ? path : remark.file);
+  if (remark.line != 0)
+    text += ":" + std::to_string(remark.line);
+  if (remark.column != 0)
+    text += ":" + std::to_string(remark.column);
+  if (remark.offset)
+    text += " at byte " + std::to_string(*remark.offset);
+  return text;
+}
+
+// A verdict that a part has brought about is a complaint, too.
+bool complains(const Judgement &judgement) {
+  return isComplaint(judgement.verdict.code) || !judgement.verdict.file.empty() ||
+         std::ranges::any_of(judgement.remarks, isComplaint, &Remark::code);
+}
+
+std::string withoutSlashesAtItsEnd(std::string path) {
+  while (path.size() > 1 && path.ends_with('/'))
+    path.pop_back();
+  return path;
+}
+
+// What is said first, where something is to be said at all: a remark of a part explains more than
+// the verdict on the whole.
+struct Cause {
+  const Remark *remark;
+  std::string_view path; // of the entry
+};
+
+class Why {
+public:
+  Why(const Arguments &arguments, Output &output, Diagnostics &diagnostics)
+      : arguments_(arguments), output_(output), diagnostics_(diagnostics),
+        places_(arguments.paths.empty() ? defaultSearchPaths(NSUserDefaults::standardUserDefaults())
+                                        : arguments.paths) {
+    for (std::string &place : places_)
+      place = absoluteSearchPath(place);
+  }
+
+  ExitStatus answer() {
+    for (const std::string &word : arguments_.files)
+      answerOne(withoutSlashesAtItsEnd(absoluteSearchPath(word)));
+    if (isJSON())
+      writeDocument();
+    else
+      writeWhatCounted();
+    return status_;
+  }
+
+private:
+  bool isJSON() const { return arguments_.format != Format::table; }
+  void raise(ExitStatus status) { status_ = std::max(status_, status); }
+
+  void answerOne(const std::string &path) {
+    const WhyQuestion question{path, placeOf(path, places_).value_or(path), arguments_.timeout};
+    const WhyAnswer answer = searchForReasons(question);
+    if (answer.failure) {
+      diagnostics_.error(displayText(question.searchPath) + ": " + *answer.failure);
+      raise(ExitStatus::failed);
+    }
+    const Judgement *itself = answer.itself(path);
+    if (itself != nullptr && itself->verdict.code == JudgementCode::searched)
+      answerDirectory(path, answer);
+    else
+      answerApplication(question, answer);
+  }
+
+  // ---- one application, or what might be one ----
+
+  void answerApplication(const WhyQuestion &question, const WhyAnswer &answer) {
+    const std::string &path = question.path;
+    const Judgement *itself = answer.itself(path);
+    const bool isFound = itself != nullptr && itself->verdict.code == JudgementCode::found;
+    const bool isFine = isFound && std::ranges::none_of(answer.judgements, [&](const auto &part) {
+                          return isAtOrBelow(part.path, path) && complains(part);
+                        });
+    if (!isFine)
+      raise(ExitStatus::no);
+    if (isJSON() || arguments_.all || arguments_.code) {
+      writeEntries(answer.judgements);
+      return;
+    }
+    output_.write(displayText(path) + ": " + headline(path, answer, isFound) + "\n");
+    if (const auto cause = isFine ? std::nullopt : causeOf(path, answer))
+      if (const std::string advice = adviceOn(*cause->remark, cause->path); !advice.empty())
+        output_.write("to do: " + advice + "\n");
+    if (placeOf(path, places_) == std::nullopt)
+      output_.write("It lies in none of the places that are searched, and was judged by itself.\n");
+    if (!answer.judgements.empty())
+      output_.write("\nHow it was judged:\n");
+    writeEntries(answer.judgements);
+    output_.write("\n");
+  }
+
+  std::string headline(const std::string &path, const WhyAnswer &answer, bool isFound) const {
+    if (isFound) {
+      const std::size_t records = answer.itself(path)->records;
+      std::string text =
+          "found, " + std::to_string(records) + (records == 1 ? " record" : " records");
+      const auto cause = causeOf(path, answer);
+      return cause ? text + "; but " + sentenceOf(*cause->remark) : text;
+    }
+    const Judgement *nearest = answer.nearest(path);
+    if (nearest == nullptr)
+      return "not found";
+    const std::string reason = sentenceOf(nearest->verdict);
+    if (nearest->path == path)
+      return "not found: " + reason;
+    if (nearest->verdict.code == JudgementCode::searched)
+      return "not found: there is no such entry in " + displayText(nearest->path);
+    return "not found: of " + displayText(nearest->path) + " is to be said: " + reason;
+  }
+
+  // The first complaint about the path or a part of it; else the verdict that it ends with.
+  static std::optional<Cause> causeOf(const std::string &path, const WhyAnswer &answer) {
+    for (const Judgement &judgement : answer.judgements) {
+      if (!isAtOrBelow(judgement.path, path))
+        continue;
+      for (const Remark &remark : judgement.remarks)
+        if (isComplaint(remark.code))
+          return Cause{&remark, judgement.path};
+      if (isComplaint(judgement.verdict.code) &&
+          judgement.verdict.code != JudgementCode::noDescription)
+        return Cause{&judgement.verdict, judgement.path};
+    }
+    const Judgement *nearest = answer.nearest(path);
+    if (nearest == nullptr || nearest->verdict.code == JudgementCode::found)
+      return std::nullopt;
+    return Cause{&nearest->verdict, nearest->path};
+  }
+
+  // ---- a directory ----
+
+  void answerDirectory(const std::string &path, const WhyAnswer &answer) {
+    std::vector<Judgement> below;
+    std::ranges::copy_if(answer.judgements, std::back_inserter(below),
+                         [&](const Judgement &one) { return isAtOrBelow(one.path, path); });
+    const auto isFound = [](const Judgement &one) {
+      return one.verdict.code == JudgementCode::found;
+    };
+    if (std::ranges::none_of(below, isFound) || std::ranges::any_of(below, complains))
+      raise(ExitStatus::no);
+    if (arguments_.all || arguments_.code)
+      writeEntries(below);
+    else
+      writeCounts(path, below);
+  }
+
+  void writeCounts(const std::string &path, const std::vector<Judgement> &below) {
+    std::map<JudgementCode, std::size_t> counts;
+    for (const Judgement &judgement : below) {
+      ++counts[judgement.verdict.code];
+      for (const Remark &remark : judgement.remarks)
+        ++counts[remark.code];
+    }
+    if (isJSON()) {
+      JSONObject numbers;
+      for (const auto &[code, count] : counts)
+        numbers.addNumber(wordOf(code).data(), static_cast<long long>(count));
+      writeObject(JSONObject()
+                      .addText("path", path)
+                      .addText("code", wordOf(JudgementCode::searched))
+                      .addValue("counts", numbers.text())
+                      .text());
+      return;
+    }
+    output_.write(displayText(path) + ":\n");
+    std::vector<TextRow> rows{{{"COUNT"}, {"CODE"}, {"MEANING"}}};
+    for (const auto &[code, count] : counts)
+      rows.push_back({textCell(std::to_string(count)), textCell(std::string(wordOf(code))),
+                      textCell(sentenceOf({.code = code}))});
+    writeRows(output_, rows);
+    output_.write("\n");
+    if (std::ranges::any_of(below, complains)) {
+      output_.write("To be looked at:\n");
+      std::vector<Judgement> complaints;
+      std::ranges::copy_if(below, std::back_inserter(complaints), complains);
+      writeEntries(complaints);
+      output_.write("\n");
+    }
+  }
+
+  // ---- entries ----
+
+  bool isWanted(const Judgement &judgement) const {
+    return !arguments_.code || judgement.verdict.code == *arguments_.code ||
+           std::ranges::find(judgement.remarks, *arguments_.code, &Remark::code) !=
+               judgement.remarks.end();
+  }
+
+  void writeEntries(const std::vector<Judgement> &judgements) {
+    for (const Judgement &judgement : judgements)
+      if (isWanted(judgement) && isJSON())
+        writeObject(objectOf(judgement));
+      else if (isWanted(judgement))
+        output_.write(linesOf(judgement));
+  }
+
+  static std::string linesOf(const Judgement &judgement) {
+    std::string text = "  " + displayText(judgement.path) + ": " + sentenceOf(judgement.verdict);
+    if (judgement.records > 0)
+      text += ", with " + std::to_string(judgement.records) +
+              (judgement.records == 1 ? " record" : " records");
+    text += " [" + std::string(wordOf(judgement.verdict.code)) + "]\n";
+    for (const Remark &remark : judgement.remarks)
+      text += "    " + placeText(remark, judgement.path) + ": " + sentenceOf(remark) + " [" +
+              std::string(wordOf(remark.code)) + "]\n";
+    return text;
+  }
+
+  static JSONObject &addRemark(JSONObject &object, const Remark &remark) {
+    object.addText("code", wordOf(remark.code)).addText("text", sentenceOf(remark));
+    if (!remark.detail.empty())
+      object.addText("detail", remark.detail);
+    if (!remark.file.empty())
+      object.addText("file", remark.file);
+    if (remark.line != 0)
+      object.addNumber("line", static_cast<long long>(remark.line));
+    if (remark.column != 0)
+      object.addNumber("column", static_cast<long long>(remark.column));
+    if (remark.offset)
+      object.addNumber("offset", static_cast<long long>(*remark.offset));
+    return object;
+  }
+
+  static std::string objectOf(const Judgement &judgement) {
+    JSONObject object;
+    object.addText("path", judgement.path);
+    addRemark(object, judgement.verdict);
+    if (judgement.records > 0)
+      object.addNumber("records", static_cast<long long>(judgement.records));
+    std::vector<std::string> remarks;
+    for (const Remark &remark : judgement.remarks) {
+      JSONObject one;
+      remarks.push_back(addRemark(one, remark).text());
+    }
+    if (!remarks.empty())
+      object.addValues("remarks", remarks);
+    return object.text();
+  }
+
+  // ---- JSON: a line for each object, or all of them in one document ----
+
+  void writeObject(std::string object) {
+    if (arguments_.format == Format::jsonl)
+      output_.write(object + "\n");
+    else
+      objects_.push_back(std::move(object));
+  }
+
+  void writeDocument() {
+    if (arguments_.format == Format::json)
+      writeItems(
+          output_, Format::json,
+          {"why", std::nullopt, status_ == ExitStatus::failed, "entries", "entry", objects_});
+  }
+
+  // ---- what it was judged by ----
+
+  void writeWhatCounted() {
+    std::string searched;
+    for (const std::string &place : places_)
+      searched += (searched.empty() ? "" : ", ") + displayText(place);
+    const QXArchInfo *processor = hostArchitecture();
+    const NSString settings = userDefaultsFile("Tesker");
+    output_.write(
+        "Judged by\n  search paths: " + (searched.empty() ? "none" : searched) +
+        "\n  settings:     " + (settings ? displayText(settings.bytes()) : std::string("none")) +
+        "\n  processor:    " +
+        (processor != nullptr ? std::string(processor->description) : "unknown") + "\n");
+  }
+
+  const Arguments &arguments_;
+  Output &output_;
+  Diagnostics &diagnostics_;
+  std::vector<std::string> places_;
+  std::vector<std::string> objects_;
+  ExitStatus status_ = ExitStatus::done;
+};
+
+} // namespace
+
+ExitStatus whyCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
+  if (arguments.explain) {
+    output.write(std::string(wordOf(*arguments.explain)) + ": " +
+                 sentenceOf({.code = *arguments.explain}) + "\n\n" +
+                 explanationOf(*arguments.explain));
+    return ExitStatus::done;
+  }
+  if (!arguments.cpu.empty())
+    ::setenv("TESKER_HOST_CPU", arguments.cpu.c_str(), 1);
+  return Why(arguments, output, diagnostics).answer();
+}
+
+} // namespace tesker
