@@ -370,7 +370,9 @@ def dock_lists(s):
     s.run("dock", "--paths0-from", "list")
     s.run("dock", "--paths0-from", "missing")
     s.note("more than a message can hold")
-    s.write("huge", b"\0".join([b"/" * 4000 + b"dev"] * 17000))
+    deep = s.tmp.joinpath(*["d" * 250] * 3)
+    deep.mkdir(parents=True)
+    s.write("huge", b"\0".join([bytes(deep)] * (70_000_000 // len(bytes(deep)))))
     s.run("dock", "--paths0-from", "huge")
 
 
