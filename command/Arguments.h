@@ -29,7 +29,7 @@ struct Arguments {
   Diagnostics::Level level = Diagnostics::Level::normal;
   Format format = Format::table;
   std::vector<std::string> paths; // where to search; empty: the usual places
-  std::vector<std::string> files; // open, why
+  std::vector<std::string> files; // open, why, check
   std::string subject;            // what is asked about; of prefer, empty: everything
   std::string application;        // open, prefer: a name or path; empty: none
   std::string pathListFile;       // dock; empty: the paths are in `paths`
@@ -37,6 +37,7 @@ struct Arguments {
   std::string answerFile;         // the answer to ask; empty: one of a search
   std::string previousFile;       // empty: none
   std::string saveFile;           // empty: none
+  std::string kind;               // check; empty: as the file is
   std::string cpu;                // empty: this machine's
   std::string tool;               // empty: the one that belongs to this command
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
@@ -46,6 +47,7 @@ struct Arguments {
   bool print = false;                   // open
   bool forget = false;                  // prefer
   bool exitCode = false;                // diff
+  bool strict = false;                  // check
 };
 
 // What to print instead of doing something: help or a version on standard output (done), a usage

@@ -134,6 +134,25 @@ void declareDiff(CommandOptions &options) {
   });
 }
 
+void declareCheck(CommandOptions &options) {
+  Arguments &arguments = options.arguments;
+  options
+      .words("FILE", arguments.files,
+             "Descriptions, executables and wrappers; of another\n"
+             "directory all that is below it")
+      ->required();
+  options
+      .value("--kind", "KIND", arguments.kind,
+             "What the files are: list (Info-quorvale.plist),\n"
+             "registry (registry.table) or header (the text of\n"
+             "an icon header); without it, their names and\n"
+             "contents say so")
+      ->check(CLI::IsMember({"list", "registry", "header"}))
+      ->option_text("KIND");
+  options.flag("--strict", arguments.strict, "Exit with 1 when there are only warnings, too");
+  options.format(false);
+}
+
 } // namespace
 
 const std::vector<Command> &allCommands() {
@@ -147,6 +166,7 @@ const std::vector<Command> &allCommands() {
       {"open", "Open files with their best application", declareOpen, openCommand},
       {"prefer", "Choose the application for a type of file", declarePrefer, preferCommand},
       {"why", "Say why an application is found, or is not", declareWhy, whyCommand},
+      {"check", "Say what is wrong with descriptions", declareCheck, checkCommand},
       {"diff", "Compare two answers", declareDiff, diffCommand},
       {"decode", "Print the records of an encoded text", declareDecode, decodeCommand},
       {"encode", "Encode what decode has printed as JSON", declareEncode, encodeCommand},

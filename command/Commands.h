@@ -37,6 +37,8 @@ RunCommand handlersCommand, typesCommand, servicesCommand, showCommand;
 RunCommand openCommand, preferCommand;
 // What became of a path in a search.
 RunCommand whyCommand;
+// What is wrong with a description.
+RunCommand checkCommand;
 // What has changed from one answer to another.
 RunCommand diffCommand;
 

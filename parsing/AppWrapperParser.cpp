@@ -16,8 +16,6 @@ namespace tesker {
 
 namespace {
 
-constexpr std::string_view kInfoList = "Info-quorvale.plist";
-constexpr std::string_view kRegistry = "registry.table";
 constexpr std::string_view kResources = "Resources";
 
 // One wrapper while its entries are visited.
@@ -77,7 +75,7 @@ private:
 
   // The first rule that matches the entry applies.
   void visit(const NSString &entry) {
-    if (entry == kInfoList || entry == kResources)
+    if (entry == kInfoListName || entry == kResources)
       parseDescriptionsBelow(entry);
     else if ((isExecutable(entry) || entry == "services") && descriptionSeen_)
       giveVerdict(JudgementCode::passedOver);
@@ -85,7 +83,7 @@ private:
       append(parseApp(fileManagerClass_, fullPath_, entry, zone_));
     else if (entry == "services")
       appendServices();
-    else if (entry == kRegistry) {
+    else if (entry == kRegistryName) {
       descriptionSeen_ = true;
       append(
           parseOldNewStyle(executablePath_, baseName_, TeskerCatDirFile(fullPath_, entry), room_));
@@ -98,11 +96,11 @@ private:
   void parseDescriptionsBelow(const NSString &entry) {
     const NSString entryPath = TeskerCatDirFile(fullPath_, entry);
     descriptionSeen_ = true;
-    if (entry == kInfoList)
+    if (entry == kInfoListName)
       giveVerdict(JudgementCode::descriptionTooDeep);
     append(parseNewStyle(executablePath_, baseName_,
-                         entryPath.stringByAppendingPathComponent(kInfoList), room_));
-    const NSString registry = entryPath.stringByAppendingPathComponent(kRegistry);
+                         entryPath.stringByAppendingPathComponent(kInfoListName), room_));
+    const NSString registry = entryPath.stringByAppendingPathComponent(kRegistryName);
     if (NSFileManager::classObject().fileExistsAtPath(registry))
       append(parseOldNewStyle(executablePath_, baseName_, registry, room_));
     // Kept: in a wrapper of the file browser's own, the resources are read as a wrapper once more.

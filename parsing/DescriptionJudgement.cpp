@@ -2,7 +2,9 @@
 
 #include "platform/foundation/NearWords.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -12,10 +14,11 @@ namespace {
 
 thread_local JudgedText *newest = nullptr;
 
-void remarkOnKind(const NSDictionary &list, std::string_view key, const char *expected) {
+void remarkOnKind(const NSDictionary &list, std::string_view key, const char *expected,
+                  bool isTaken = false) {
   if (const NSObject *value = list.objectForKey(key))
     JudgedText::remarkOn(*value, JudgedText::At::value, JudgementCode::wrongKind,
-                         std::string(key) + " is not " + expected);
+                         std::string(key) + " is not " + expected, isTaken);
 }
 
 } // namespace
@@ -27,16 +30,24 @@ JudgedText::JudgedText(const NSString &path, std::string_view text)
 JudgedText::~JudgedText() { newest = before_; }
 
 Remark JudgedText::placed(Remark remark, std::size_t offset) const {
-  const TextPlace place = placeInText(text_, offset);
+  if (lineStarts_.empty()) {
+    lineStarts_.push_back(0);
+    for (std::size_t i = text_.find('\n'); i != std::string_view::npos; i = text_.find('\n', i + 1))
+      lineStarts_.push_back(i + 1);
+  }
+  const auto next = std::ranges::upper_bound(lineStarts_, offset);
   remark.file = path_.bytes();
-  remark.line = place.line;
-  remark.column = place.column;
+  remark.line = static_cast<std::size_t>(next - lineStarts_.begin());
+  remark.column = offset - *std::prev(next) + 1;
   return remark;
 }
 
-void JudgedText::remarkOn(const NSObject &value, At at, JudgementCode code, std::string detail) {
+void JudgedText::remarkOn(const NSObject &value, At at, JudgementCode code, std::string detail,
+                          bool isTaken) {
+  if (isDetail(code) && !Judge::currentWantsDetails())
+    return;
   remark([&] {
-    Remark made{.code = code, .detail = std::move(detail)};
+    Remark made{.code = code, .detail = std::move(detail), .isTaken = isTaken};
     if (newest == nullptr)
       return made;
     const auto found = newest->places_.of.find(&value);
@@ -58,6 +69,12 @@ void JudgedText::remarkOn(const NSException &malformed) const {
     }
     return made;
   });
+}
+
+void JudgedText::remarkOnRepeatedKeys() const {
+  if (Judge::currentWantsDetails())
+    for (const std::size_t offset : places_.repeatedKeys)
+      remark([&] { return placed({.code = JudgementCode::repeatedKey}, offset); });
 }
 
 void remarkOnUnreadable(const NSString &path, int error) {
@@ -89,9 +106,9 @@ const NSDictionary *judgedDictionary(const NSDictionary &list, std::string_view 
   return dictionary;
 }
 
-void judgeString(const NSDictionary &list, std::string_view key) {
+void judgeString(const NSDictionary &list, std::string_view key, bool isTaken) {
   if (!list.stringForKey(key))
-    remarkOnKind(list, key, "a string");
+    remarkOnKind(list, key, "a string", isTaken);
 }
 
 void judgeKeys(const NSDictionary &list, std::span<const std::string_view> known) {
@@ -102,6 +119,9 @@ void judgeKeys(const NSDictionary &list, std::span<const std::string_view> known
     if (!near.empty())
       JudgedText::remarkOn(*value, JudgedText::At::key, JudgementCode::unknownKey,
                            std::string(key.bytes()) + ": did you mean " + std::string(near) + "?");
+    else if (std::ranges::find(known, key.bytes()) == known.end())
+      JudgedText::remarkOn(*value, JudgedText::At::key, JudgementCode::ignored,
+                           "nobody looks for " + std::string(key.bytes()));
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include "filesystem/TextFunctions.h"
 #include "parsing/ArchitectureCheck.h"
+#include "parsing/HeaderJudgement.h"
 #include "parsing/ImageJudgement.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
@@ -13,7 +14,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <span>
 #include <string>
+#include <utility>
 
 namespace tesker {
 
@@ -36,9 +39,12 @@ constexpr std::array<std::string_view, 15> kExtensionsWithoutIcon = {
 // The words of one line. No command has more than four, so only those are kept; all are counted.
 struct Words {
   std::array<std::string, 4> kept;
+  std::array<std::size_t, 5> columns{}; // of those, and of the first beyond them
   std::size_t count = 0;
 
-  void add(std::string word) {
+  void add(std::string word, std::size_t column) {
+    if (count < columns.size())
+      columns[count] = column;
     if (count < kept.size())
       kept[count] = std::move(word);
     ++count;
@@ -55,6 +61,7 @@ public:
   // Appends the records, in text order, to the result.
   void parse(Records &result, const NSString &path, bool suitable) {
     const NSString ownPath = path.copy(zone_); // the same bytes for all records
+    lineStart_ = stream_.offset();
     for (advance(); !atEnd(); skipLineFeed()) {
       if (current_ == '\n')
         continue;
@@ -71,6 +78,7 @@ public:
         record->set(recordWords().suitable, recordWords().no);
       result.push_back(std::move(*record));
     }
+    remarkOnRest();
   }
 
 private:
@@ -80,9 +88,19 @@ private:
   void skipLineFeed() {
     if (current_ != '\n')
       return;
-    ++line_;
+    startLine();
     advance();
   }
+  // Behind the line feed that is the current byte.
+  void startLine() {
+    ++line_;
+    lineStart_ = stream_.offset();
+  }
+  // Of the current byte in its line, or of the end.
+  std::size_t column() const {
+    return stream_.offset() - lineStart_ + (current_ == SectionStream::kEnd ? 1 : 0);
+  }
+  HeaderPlace place() const { return {line_, column()}; }
   void skipTabs() {
     while (current_ == '\t')
       advance();
@@ -91,12 +109,12 @@ private:
   std::optional<TKLine> braceLine() {
     std::string text = "{ ";
     std::size_t length = 0;
-    const std::size_t firstLine = line_;
+    const HeaderPlace start = place();
     for (advance(); current_ != '}' && current_ != SectionStream::kEnd; advance()) {
       if (current_ == '\n')
-        ++line_;
+        startLine();
       if (++length > kLongestBraceBody) {
-        remarkOnLine(firstLine, "a body of more than 16 MiB");
+        remarkOnHeader(start, "a body of more than 16 MiB");
         syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});
         current_ = SectionStream::kEnd;
         return std::nullopt;
@@ -108,33 +126,62 @@ private:
     if (!record || !complete) {
       // Kept: reading goes on at the "}" itself, so the rest of the line is reported as malformed
       // too; authors look for both lines.
-      remarkOnLine(firstLine, complete ? "braces that do not hold a dictionary"
-                                       : "a brace that is not closed");
+      if (complete)
+        remarkOnBraces(start, text);
+      else
+        remarkOnHeader(start, "a brace that is not closed");
+      isBehindBadBraces_ = complete;
       syslogError("*** Applications Finder: incorrect command format for %s", {bytePath_});
       return std::nullopt;
     }
+    tellOfBraces(start, text);
     advance();
     skipTabs();
     return record;
   }
 
   std::optional<TKLine> wordLine() {
+    const HeaderPlace start = place();
     const Words words = splitLine();
+    const bool isTail = std::exchange(isBehindBadBraces_, false); // and has been remarked on
     const std::string &command = words.kept[0];
     if ((command == "F" || command == "f") && words.count == 4)
       return applicationRecord(words);
     if ((command == "S" || command == "s") && (words.count == 3 || words.count == 4))
       return extensionRecord(words);
-    remarkOnLine(line_, command);
+    if (!isTail)
+      remarkOnWords(start, words);
     syslogError("*** Applications Finder: incorrect icon header format for %s", {bytePath_});
     return std::nullopt;
   }
 
-  void remarkOnLine(std::size_t line, std::string_view what) const {
-    remark([&] {
-      return Remark{
-          .code = JudgementCode::malformedHeaderLine, .detail = std::string(what), .line = line};
-    });
+  // A line that is not a command; where it is nearly one, at what is missing or too much.
+  void remarkOnWords(HeaderPlace start, const Words &words) const {
+    const std::string &command = words.kept[0];
+    const bool isApplication = command == "F" || command == "f";
+    if (Judge::current() == nullptr)
+      return;
+    if (command.empty())
+      return remarkOnHeader(start, "a tab before the first word");
+    if (!isApplication && command != "S" && command != "s")
+      return remarkOnHeader(start, words.count == 1 && command.find(' ') != std::string::npos
+                                       ? command + ": words are separated by tabs"
+                                       : command);
+    remarkOnHeader(
+        {start.line, words.count > 4 ? words.columns[4] : column()},
+        command + (isApplication ? " takes 3 words and not " : " takes 2 or 3 words and not ") +
+            std::to_string(words.count - 1));
+  }
+
+  // A NUL ends the text. Those that fill a section up are not worth a word.
+  void remarkOnRest() {
+    if (current_ != 0 || !Judge::currentWantsDetails())
+      return;
+    const HeaderPlace end = place();
+    while (current_ == 0)
+      advance();
+    if (current_ != SectionStream::kEnd)
+      tellOfHeader(end, JudgementCode::ignored, "a NUL ends the text, and there is more behind it");
   }
 
   // A leading tab makes an empty first word; tabs before the end of the line make none.
@@ -142,11 +189,15 @@ private:
     Words words;
     while (!atLineEnd()) {
       std::string word;
+      const std::size_t start = column();
       while (!atLineEnd() && current_ != '\t' && word.size() < kLongestWord) {
         word += static_cast<char>(current_);
         advance();
       }
-      words.add(std::move(word));
+      if (!atLineEnd() && current_ != '\t')
+        tellOfHeader(place(), JudgementCode::ignored,
+                     "a word of more than 1024 bytes is taken for two");
+      words.add(std::move(word), start);
       skipTabs();
     }
     return words;
@@ -167,9 +218,13 @@ private:
     record.set(recordWords().type, recordWords().extension);
     record.set(recordWords().name, NSString::create(extension, zone_));
     record.set(recordWords().appName, NSString::create(words.kept[2], zone_));
+    tellOfHeader({line_, words.columns[1]}, JudgementCode::extensionTaken, extension);
     const bool iconIgnored =
         std::ranges::find(kExtensionsWithoutIcon, extension) != std::end(kExtensionsWithoutIcon);
-    if (words.count == 4 && (keepsAllIcons_ || !iconIgnored))
+    if (words.count == 4 && iconIgnored && !keepsAllIcons_)
+      tellOfHeader({line_, words.columns[3]}, JudgementCode::ignored,
+                   "the icon is the file browser's own business");
+    else if (words.count == 4)
       record.set(recordWords().icon, NSString::create(words.kept[3], zone_));
     return record;
   }
@@ -183,6 +238,8 @@ private:
   const bool keepsAllIcons_;
   int current_ = SectionStream::kEnd;
   std::size_t line_ = 1;
+  std::uint64_t lineStart_ = 0;
+  bool isBehindBadBraces_ = false;
   std::size_t linesTaken_ = 0; // that made a record or a log line
 };
 
@@ -252,6 +309,15 @@ bool isExecutableFile(const NSFileAttributes &attributes) {
 }
 
 } // namespace
+
+Records parseHeaderText(std::string_view text, const NSString &path, NSZone &zone) {
+  const auto [dir, file] = TeskerNormalizePathIntoDirFile(path);
+  MemoryImage image(std::as_bytes(std::span(text)));
+  SectionStream stream(image, {0, text.size()});
+  Records result;
+  HeaderParser(stream, dir, path.cString(), zone).parse(result, path, true);
+  return result;
+}
 
 std::optional<Records> parseApp(NSFileManager &fileManagerClass, const NSString &dir,
                                 const NSString &file, NSZone &zone) {

@@ -17,6 +17,7 @@
 #include "parsing/TKLine.h"
 
 #include <optional>
+#include <string_view>
 
 namespace tesker {
 
@@ -36,5 +37,9 @@ namespace tesker {
 
 // The same for an entry whose attributes are known. Not for a directory.
 [[nodiscard]] std::optional<Records> parseApp(const Entry &executable, NSZone &zone);
+
+// The records of a header text by itself, as of a suitable executable at that path, with the same
+// log lines.
+[[nodiscard]] Records parseHeaderText(std::string_view text, const NSString &path, NSZone &zone);
 
 } // namespace tesker

@@ -14,7 +14,9 @@ namespace {
 constexpr std::uint32_t kMagic64 = 0xFEEDFACF;
 constexpr std::uint32_t kSwappedMagic64 = 0xCFFAEDFE;
 
-const char *kindOf(ImageSource &image) {
+constexpr std::string_view kUnknownKind = "no kind of program that is known";
+
+std::string_view kindOf(ImageSource &image) {
   if (image.size() == 0)
     return "empty";
   if (isFatOrMachO(image))
@@ -28,13 +30,15 @@ const char *kindOf(ImageSource &image) {
   if (bytes == "\x7f"
                "ELF")
     return "an ELF program";
-  return bytes.starts_with("#!") ? "a script" : "no kind of program that is known";
+  return bytes.starts_with("#!") ? std::string_view("a script") : kUnknownKind;
 }
 
 } // namespace
 
+bool isProgram(ImageSource &image) { return kindOf(image) != kUnknownKind; }
+
 Remark noSelfDescription(ImageSource &image) {
-  return {.code = JudgementCode::noSelfDescription, .detail = kindOf(image)};
+  return {.code = JudgementCode::noSelfDescription, .detail = std::string(kindOf(image))};
 }
 
 Remark notForThisProcessor(ImageSource &image) {

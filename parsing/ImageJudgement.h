@@ -8,6 +8,9 @@
 
 namespace tesker {
 
+// Whether the file begins as a program of any kind does that is known, or is empty.
+[[nodiscard]] bool isProgram(ImageSource &image);
+
 // That the executable says nothing of itself, with the kind of file that it is: "empty", "a
 // script", "an ELF program", "a 64-bit Mach-O image", "a Mach-O image without an icon header" or
 // "no kind of program that is known".

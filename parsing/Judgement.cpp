@@ -11,38 +11,42 @@ namespace tesker {
 namespace {
 
 // In the order of the enumerators.
-constexpr std::array<std::string_view, kJudgementCodes> kWords = {"found",
-                                                                  "searched",
-                                                                  "wrapper-part",
-                                                                  "not-there",
-                                                                  "dangling-link",
-                                                                  "link-cycle",
-                                                                  "path-too-long",
-                                                                  "vanished",
-                                                                  "no-permission",
-                                                                  "not-searchable",
-                                                                  "not-executable",
-                                                                  "not-readable",
-                                                                  "read-error",
-                                                                  "special-file",
-                                                                  "dot-name",
-                                                                  "backup-name",
-                                                                  "no-description",
-                                                                  "description-too-large",
-                                                                  "description-too-deep",
-                                                                  "malformed-list",
-                                                                  "wrong-kind",
-                                                                  "types-cut-short",
-                                                                  "unknown-key",
-                                                                  "missing-key",
-                                                                  "passed-over",
-                                                                  "no-self-description",
-                                                                  "malformed-header-line",
-                                                                  "damaged-image",
-                                                                  "other-processor",
-                                                                  "near-suffix",
-                                                                  "limits-reached",
-                                                                  "failed"};
+constexpr std::array<std::string_view, kAllCodes> kWords = {"found",
+                                                            "searched",
+                                                            "wrapper-part",
+                                                            "not-there",
+                                                            "dangling-link",
+                                                            "link-cycle",
+                                                            "path-too-long",
+                                                            "vanished",
+                                                            "no-permission",
+                                                            "not-searchable",
+                                                            "not-executable",
+                                                            "not-readable",
+                                                            "read-error",
+                                                            "special-file",
+                                                            "dot-name",
+                                                            "backup-name",
+                                                            "no-description",
+                                                            "description-too-large",
+                                                            "description-too-deep",
+                                                            "malformed-list",
+                                                            "wrong-kind",
+                                                            "types-cut-short",
+                                                            "unknown-key",
+                                                            "missing-key",
+                                                            "passed-over",
+                                                            "no-self-description",
+                                                            "malformed-header-line",
+                                                            "damaged-image",
+                                                            "other-processor",
+                                                            "near-suffix",
+                                                            "limits-reached",
+                                                            "failed",
+                                                            "ignored",
+                                                            "repeated-key",
+                                                            "extension-taken",
+                                                            "icon-taken"};
 static_assert(!kWords.back().empty());
 
 // What keeps a wrapper from being found when one of its parts says it: the first of these.
@@ -78,8 +82,9 @@ Remark causeOf(const std::vector<Judgement> &parts) {
 std::string_view wordOf(JudgementCode code) { return kWords[static_cast<std::size_t>(code)]; }
 
 std::optional<JudgementCode> judgementCodeOf(std::string_view word) {
-  const auto *const found = std::ranges::find(kWords, word);
-  if (found == kWords.end())
+  const auto *const end = kWords.begin() + kJudgementCodes; // nobody asks for details by their word
+  const auto *const found = std::find(kWords.begin(), end, word);
+  if (found == end)
     return std::nullopt;
   return static_cast<JudgementCode>(found - kWords.begin());
 }
@@ -102,8 +107,15 @@ void Judge::setVerdict(Remark verdict) {
 }
 
 void Judge::addRemark(Remark remark) {
-  if (!open_.empty())
-    open_.back().judgement.remarks.push_back(std::move(remark));
+  if (open_.empty())
+    return;
+  Judgement &judgement = open_.back().judgement;
+  if (isDetail(remark.code))
+    noteDetail(judgement.path, remark);
+  else if (judgement.remarks.size() < kMostRemarks)
+    judgement.remarks.push_back(std::move(remark));
+  else if (judgement.remarks.size() == kMostRemarks)
+    judgement.remarks.push_back({.code = JudgementCode::limitsReached});
 }
 
 void Judge::countRecords(std::size_t number) {

@@ -56,8 +56,16 @@ enum class JudgementCode : std::uint8_t {
   nearSuffix,          // a directory whose suffix is nearly a wrapper's
   limitsReached,       // there is more than a search answers, or a file may hold
   failed,              // judging it raised an exception
+
+  // Details: never a verdict, and told only to a judge that wants them.
+  ignored,        // what is passed over without harm, or what nobody looks for
+  repeatedKey,    // a key that stands again further down, where it counts
+  extensionTaken, // a record was made of this extension
+  iconTaken,      // a description's icon
 };
 inline constexpr auto kJudgementCodes = static_cast<std::size_t>(JudgementCode::failed) + 1;
+inline constexpr auto kAllCodes = static_cast<std::size_t>(JudgementCode::iconTaken) + 1;
+inline constexpr bool isDetail(JudgementCode code) { return code > JudgementCode::failed; }
 
 // "not-executable"; and back, nothing for other words.
 [[nodiscard]] std::string_view wordOf(JudgementCode code);
@@ -71,14 +79,16 @@ struct Remark {
   std::size_t line = 0;                     // in the file, from 1; 0 where there is none
   std::size_t column = 0;                   // in bytes, from 1; 0 where there is none
   std::optional<std::uint64_t> offset = {}; // in the file
+  bool isTaken = false;                     // what it is about went into a record all the same
 };
 
 struct Judgement {
   std::string path;
   Remark verdict;
-  std::size_t records = 0; // that it made; those of nested wrappers count for these
-  std::vector<Remark> remarks;
+  std::size_t records = 0;     // that it made; those of nested wrappers count for these
+  std::vector<Remark> remarks; // the first of them, and limitsReached for more than kMostRemarks
 };
+inline constexpr std::size_t kMostRemarks = 10'000;
 
 inline Remark failed(const NSException &exception) {
   return {.code = JudgementCode::failed, .detail = exception.reason()};
@@ -97,6 +107,11 @@ public:
 
   // An entry is judged. Those directly in a wrapper come behind the wrapper.
   virtual void note(const Judgement &judgement) = 0;
+
+  // Whether details are told, which is done as they come, with the path of their entry.
+  [[nodiscard]] virtual bool wantsDetails() const { return false; }
+  virtual void noteDetail(const std::string & /*path*/, const Remark & /*detail*/) {}
+  static bool currentWantsDetails() { return current_ != nullptr && current_->wantsDetails(); }
 
   // ---- for those who judge: judged(), giveVerdict() and remark() ----
 

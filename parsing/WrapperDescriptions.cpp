@@ -26,14 +26,25 @@ TKLine recordFor(const NSString &executablePath, const NSString &type) {
   return record;
 }
 
+// A detail; its text is made only where it is wanted.
+void tell(const NSObject &value, JudgedText::At at, JudgementCode code, std::string_view detail) {
+  if (Judge::currentWantsDetails())
+    JudgedText::remarkOn(value, at, code, std::string(detail));
+}
+
 // The icon is the value's when it is a dictionary that has a string under the key.
 NSString iconOf(const NSObject &value, std::string_view key) {
   const NSDictionary *type = value.asDictionary();
-  if (type == nullptr)
+  if (type == nullptr) {
+    tell(value, JudgedText::At::value, JudgementCode::ignored,
+         "the value is not a dictionary that names an icon");
     return nullptr;
+  }
   const NSString icon = type->stringForKey(key);
   if (!icon)
     judgeString(*type, key);
+  else
+    tell(*type->objectForKey(key), JudgedText::At::value, JudgementCode::iconTaken, icon.bytes());
   return icon;
 }
 
@@ -54,6 +65,7 @@ RefPtr<const NSDictionary> parsedOrLogged(const NSString &path, std::string_view
     if (value->asDictionary() == nullptr)
       JudgedText::remarkOn(*value, JudgedText::At::value, JudgementCode::wrongKind,
                            "the description is not a dictionary");
+    judgedText.remarkOnRepeatedKeys();
     return RefPtr(value->asDictionary());
   } catch (const NSException &malformed) {
     judgedText.remarkOn(malformed);
@@ -81,6 +93,9 @@ void addExtensions(const NSDictionary &extensions, std::string_view iconKey, Rec
   for (const auto &[name, value] : extensions) {
     if (!room.take(executablePath))
       return;
+    tell(*value, JudgedText::At::key, JudgementCode::extensionTaken, name.bytes());
+    if (const NSDictionary *type = value->asDictionary())
+      judgeKeys(*type, {&iconKey, 1});
     result.push_back(extensionRecord(executablePath, name, appName, iconOf(*value, iconKey)));
     result.back().set(recordWords().priority, priority);
   }
@@ -109,8 +124,15 @@ void judgeNewStyle(const NSDictionary &list) {
   if (Judge::current() == nullptr)
     return;
   judgeKeys(list, kListKeys);
-  judgeString(list, "NSExecutable");
-  judgeString(list, "NSIcon");
+  judgeString(list, "NSExecutable", true);
+  judgeString(list, "NSIcon", true);
+  if (const NSString icon = list.stringForKey("NSIcon"))
+    tell(*list.objectForKey("NSIcon"), JudgedText::At::value, JudgementCode::iconTaken,
+         icon.bytes());
+  if (list.arrayForKey("NSTypes") != nullptr)
+    if (const NSObject *extensions = list.objectForKey("NSExtensions"))
+      tell(*extensions, JudgedText::At::key, JudgementCode::ignored,
+           "NSExtensions is not looked at where NSTypes is there");
   if (list.objectForKey("NSExecutable") == nullptr)
     JudgedText::remarkOn(list, JudgedText::At::value, JudgementCode::missingKey, "NSExecutable");
 }
@@ -152,6 +174,7 @@ void parseNSTypesArray(const NSArray &types, Records &result, const NSString &ex
       }
       if (!room.take(executablePath))
         return;
+      tell(*name, JudgedText::At::value, JudgementCode::extensionTaken, extension.bytes());
       result.push_back(extensionRecord(executablePath, extension, appName, icon));
       result.back().set(recordWords().priority, priority);
     }

@@ -38,8 +38,9 @@ _tesker_apps() {
     --cpu:*) words=$processors ;;
     --code:* | --explain:*) words=$codes ;;
     --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
+    --kind:*) words='list registry header' ;;
     *::*)
-      words="$always --version list dock handlers types services show open prefer why diff decode encode"
+      words="$always --version list dock handlers types services show open prefer why check diff decode encode"
       ;;
     *:list:-*) words="$always $searching" ;;
     *:dock:-*) words="$always --paths0-from $searching" ;;
@@ -47,6 +48,7 @@ _tesker_apps() {
     *:open:-*) words="$always --with --print $asking" ;;
     *:prefer:-*) words="$always --forget $asking" ;;
     *:why:-*) words="$always --all --code --explain --format --in --cpu --timeout" ;;
+    *:check:-*) words="$always --kind --strict --format" ;;
     *:diff:-*) words="$always --exit-code ${asking/--from /}" ;;
     *:decode:-*) words="$always --format" ;;
     *:encode:-*) words=$always ;;

@@ -1,6 +1,6 @@
 # Completion of tesker-apps for fish.
 
-set -l commands list dock handlers types services show open prefer why diff decode encode
+set -l commands list dock handlers types services show open prefer why check diff decode encode
 set -l before "not __fish_seen_subcommand_from $commands"
 set -l searching '__fish_seen_subcommand_from list dock'
 set -l asking '__fish_seen_subcommand_from handlers types services show open prefer'
@@ -36,6 +36,7 @@ complete -c tesker-apps -n $before -f -a show -d 'Show all that an application s
 complete -c tesker-apps -n $before -f -a open -d 'Open files with their best application'
 complete -c tesker-apps -n $before -f -a prefer -d 'Choose the application for a type of file'
 complete -c tesker-apps -n $before -f -a why -d 'Say why an application is found, or is not'
+complete -c tesker-apps -n $before -f -a check -d 'Say what is wrong with descriptions'
 complete -c tesker-apps -n $before -f -a diff -d 'Compare two answers'
 complete -c tesker-apps -n $before -f -a decode -d 'Print the records of an encoded text'
 complete -c tesker-apps -n $before -f -a encode -d 'Encode records printed as JSON'
@@ -60,6 +61,12 @@ complete -c tesker-apps -n '__fish_seen_subcommand_from open' -l print \
     -d 'Print what would be started'
 complete -c tesker-apps -n '__fish_seen_subcommand_from prefer' -l forget \
     -d 'Prefer none any more'
+complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -l kind -a 'list registry header' \
+    -d 'What the files are'
+complete -c tesker-apps -n '__fish_seen_subcommand_from check' -l strict \
+    -d 'Exit with 1 for warnings, too'
+complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -l format -a 'table json jsonl' \
+    -d 'Form of the findings'
 complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -l exit-code \
     -d 'Exit with 1 when something has changed'
 complete -c tesker-apps -n $judging -x -l format -a 'table json jsonl' -d 'Form of the answer'

@@ -58,6 +58,7 @@ _tesker-apps() {
     'open:open files with their best application'
     'prefer:choose the application for a type of file'
     'why:say why an application is found, or is not'
+    'check:say what is wrong with descriptions'
     'diff:compare two answers'
     'decode:print the records of an encoded text'
     'encode:encode records that decode --format json has printed'
@@ -91,6 +92,12 @@ _tesker-apps() {
             '--all[print every entry that the search met]' \
             "--code=[print the entries of which this was said]:code:($codes)" \
             "--explain=[say what the code means]:code:($codes)"
+          ;;
+        check)
+          _arguments $always '*:file or wrapper:_files' \
+            '--kind=[what the files are]:kind:(list registry header)' \
+            '--strict[exit with 1 for warnings, too]' \
+            '--format=[form of the findings]:form:(table json jsonl)'
           ;;
         diff)
           _arguments $always $comparing '1:old answer:_files' '2:new answer:_files' \

@@ -150,6 +150,9 @@ private:
     }
     if (!skip(';'))
       fail("expected \";\" after a pair");
+    if (places_ != nullptr)
+      if (const NSObject *replaced = pairs.objectForKey(key.bytes()))
+        places_->repeatedKeys.push_back(places_->of.at(replaced).key);
     note(*value, valueStart, start);
     pairs.setObjectForKey(std::move(value), key);
   }

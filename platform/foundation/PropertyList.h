@@ -29,6 +29,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace tesker {
 
@@ -63,6 +64,9 @@ struct PropertyListPlaces {
     std::size_t key; // of the value itself where it has none
   };
   std::unordered_map<const NSObject *, Offsets> of;
+  // Where keys stand that stand again in the same dictionary, and so do not count; in text order
+  // of the keys that do.
+  std::vector<std::size_t> repeatedKeys;
 };
 
 // The value that the text holds. Where places are wanted, they are those of all values in it.

@@ -165,7 +165,7 @@ std::optional<SectionStream> QXGetStreamOnSectionForBestArchitecture(ImageSource
 
 bool SectionStream::fill() {
   if (left_ == 0)
-    return false;
+    return false; // the last piece stays, and with it the offset
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left_, buffer_.size()));
   filled_ = image_->read(offset_, std::span(buffer_).first(wanted));
   position_ = 0;

@@ -69,6 +69,9 @@ public:
     return position_ < filled_ || fill() ? std::to_integer<int>(buffer_[position_++]) : kEnd;
   }
 
+  // Where in the file the next byte stands.
+  std::uint64_t offset() const { return offset_ - filled_ + position_; }
+
 private:
   bool fill();
 

@@ -230,7 +230,7 @@ def usage(s):
     s.run("dock", "--help")
     s.run("decode", "--help")
     s.run("encode", "--help")
-    for command in ("handlers", "types", "services", "show", "open", "prefer", "diff"):
+    for command in ("handlers", "types", "services", "show", "open", "prefer", "check", "diff"):
         s.run(command, "--help")
     s.run("find")
     s.run("-v", "--colour", "find")
@@ -702,10 +702,43 @@ def differences(s):
     s.run("diff", "old", "--in", "Apps", "--tool", "missing")
 
 
+def checking(s):
+    s.wrapper("Edit.app", """{
+  NSExecutble = Edit;
+  NSIcon = edit;
+  NSTypes = (
+    { NSExtensions = (.txt, RTF, txt, txt); NSIcon = (page); },
+    html,
+    { NSExtensions = (htm); }
+  );
+}
+""")
+    s.write("header", "F\tEdit\tEdit\nS\ttxt\tEdit\ttext\n{ type = app }\nF Edit Edit edit\n")
+    s.write("Torn.app/Resources/Info-quorvale.plist", "{\n  NSExecutable = Torn\n}\n")
+    s.write("Mail.app/registry.table", "{ NSDocumentTypes = { mbox = { }; }; }\n")
+    s.write("Mail.app/Mail", "#!/bin/sh\n", 0o755)
+    s.run("check", "Edit.app")
+    s.run("check", "Edit.app/Resources/Info-quorvale.plist", "header", "Torn.app/")
+    s.run("check", "header", "--format", "json")
+    s.run("check", "header", "Torn.app", "--format", "jsonl")
+    s.note("nothing to say, and warnings alone")
+    s.run("check", "Mail.app", "--strict")
+    (s.tmp / "Mail.app/Mail").unlink()
+    s.run("check", "Mail.app")
+    s.run("check", "Mail.app", "--strict")
+    s.note("taken for something else")
+    s.run("check", "--kind", "list", "header")
+    s.note("what cannot be read")
+    s.run("check", "missing", "Torn.app")
+    s.run("check", "missing", "--format", "json")
+    s.run("check")
+    s.run("check", "--kind", "song", "header")
+
+
 SESSIONS = [usage, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
-            differences]
+            checking, differences]
 
 
 def transcript_of(session, programs):

@@ -77,7 +77,48 @@ TEST_F(JudgementTest, LinesOfAHeaderThatAreNotCommandsAreNumbered) {
   EXPECT_THAT(said("tree/one"), StartsWith("found malformed-header-line malformed-header-line"));
   EXPECT_EQ(judgements_.at(directory_.path("tree/one"))->remarks[0].line, 3U);
   EXPECT_EQ(judgements_.at(directory_.path("tree/one"))->remarks[0].detail, "Q");
-  EXPECT_EQ(judgements_.at(directory_.path("tree/one"))->remarks[1].line, 4U);
+  EXPECT_EQ(judgements_.at(directory_.path("tree/one"))->remarks[1].line, 5U);
+  EXPECT_EQ(judgements_.at(directory_.path("tree/one"))->remarks[1].column, 4U);
+}
+
+TEST_F(JudgementTest, BracesThatCannotBeReadAreToldOnceAndByTheirCause) {
+  directory_.writeFile("tree/one", imageOf(examples::kI386, "{ a = b }  x\nF\tOne\tA\ti\n"), 0755);
+  search();
+  EXPECT_EQ(said("tree/one"), "found malformed-header-line");
+  const Remark remark = remarkOn("tree/one", JudgementCode::malformedHeaderLine);
+  EXPECT_EQ(remark.detail, "expected \";\" after a pair");
+  EXPECT_EQ(remark.column, 9U);
+}
+
+TEST_F(JudgementTest, NoEntryHasRemarksWithoutAnEnd) {
+  std::string header;
+  for (std::size_t i = 0; i < kMostRemarks + 5; ++i)
+    header += "X\n";
+  directory_.writeFile("tree/one", imageOf(examples::kI386, header), 0755);
+  search();
+  const auto &remarks = judgements_.at(directory_.path("tree/one"))->remarks;
+  ASSERT_EQ(remarks.size(), kMostRemarks + 1);
+  EXPECT_EQ(remarks.back().code, JudgementCode::limitsReached);
+}
+
+TEST_F(JudgementTest, DetailsAreToldOnlyToAJudgeThatWantsThem) {
+  class Detailed final : public Judge {
+  public:
+    void note(const Judgement &) override {}
+    bool wantsDetails() const override { return true; }
+    void noteDetail(const std::string &, const Remark &detail) override {
+      said += std::string(wordOf(detail.code)) + " " + detail.detail + "\n";
+    }
+    std::string said;
+  };
+  constexpr const char *kText = "{ NSExecutable = Foo; NSVersion = 1; NSVersion = 2;\n"
+                                "  NSTypes = ( { NSExtensions = (a); NSIcon = i; } ); }";
+  searchWrapper(kText);
+  EXPECT_EQ(said("tree/Foo.app/Resources"), "wrapper-part");
+  Detailed judge;
+  ApplicationWalk([] {}).doForPath(directory_.string("tree"));
+  EXPECT_EQ(judge.said, "repeated-key \nignored nobody looks for NSVersion\nicon-taken i\n"
+                        "extension-taken a\n");
 }
 
 TEST_F(JudgementTest, DamagedImagesAreToldWithTheOffset) {

@@ -30,6 +30,7 @@ TEST(PropertyListPlaces, AreOfTheLastOfTwoEqualKeys) {
   PropertyListPlaces places;
   const auto list = propertyList(kText, &places);
   EXPECT_EQ(places.of.at(list->asDictionary()->objectForKey("a")).key, kText.rfind('a'));
+  EXPECT_EQ(places.repeatedKeys, std::vector<std::size_t>{kText.find('a')});
 }
 
 TEST(PlaceInText, CountsLinesAndBytesFromOne) {

@@ -46,6 +46,18 @@ TEST(SectionStream, EndsWithItsSectionAndNotWithTheFile) {
   EXPECT_EQ(sectionText(bytes), "abc");
 }
 
+TEST(SectionStream, KnowsWhereItsNextByteStands) {
+  const std::string bytes = everyByte(40'000);
+  MemoryImage image = imageOf(bytes);
+  SectionStream stream(image, {100, 20'000});
+  for (std::uint64_t at = 100; at < 20'100; ++at) {
+    ASSERT_EQ(stream.offset(), at);
+    EXPECT_EQ(stream.next(), static_cast<int>(at % 256));
+  }
+  EXPECT_EQ(stream.next(), SectionStream::kEnd);
+  EXPECT_EQ(stream.offset(), 20'100U);
+}
+
 TEST(SectionStream, RefillsItsBuffer) {
   for (const std::size_t size : {16383U, 16384U, 16385U, 100000U}) {
     const std::string text = everyByte(size);

@@ -90,8 +90,8 @@ class Help(unittest.TestCase):
 
     def test_the_help_is_understood(self):
         self.assertEqual(commands("tesker-apps"),
-                         {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "diff", "decode",
-                          "encode"})
+                         {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "check", "diff",
+                          "decode", "encode"})
         self.assertEqual(len(commands("tesker-fileop")), 7)
         self.assertLessEqual({"-h", "--help", "-v", "--verbose", "--version"}, options("tesker-apps"))
         self.assertLessEqual({"--help", "--paths0-from", "--timeout"}, options("tesker-apps", "dock"))
@@ -107,6 +107,7 @@ class ManualPages(unittest.TestCase):
         described = {"list": searching, "dock": searching | tagged_options("dock"),
                      "handlers": asking, "types": asking, "services": asking, "show": asking,
                      "open": asking | tagged_options("open"), "prefer": asking | tagged_options("prefer"),
+                     "check": tagged_options("check"),
                      "diff": asking - {"--from"} | tagged_options("diff"),
                      "decode": tagged_options("decode"), "encode": set()}
         self.assertEqual(described.keys(), commands("tesker-apps"))
@@ -145,6 +146,7 @@ class Bash(unittest.TestCase):
         self.assertEqual(bash("tesker-apps", "dock", "--format", "=", "js"), {"json", "jsonl"})
         for command in commands("tesker-apps") - {"list", "dock", "encode"}:
             self.assertEqual(bash("tesker-apps", command, "--format", "="), {"table", "json", "jsonl"}, command)
+        self.assertEqual(bash("tesker-apps", "check", "--kind", ""), {"list", "registry", "header"})
         self.assertEqual(bash("tesker-apps", "types", "--in", ""), set())
         self.assertEqual(bash("tesker-apps", "-v", "list", "--cpu", ""), processors())
         self.assertEqual(bash("tesker-apps", "list", "--save", ""), set())
@@ -157,7 +159,7 @@ class Bash(unittest.TestCase):
         for word in bash("tesker-apps", "list", "--format", ""):
             status, _ = run("tesker-apps", "list", "--format", word, "--tool", "/dev/null/none", "/dev")
             self.assertEqual(status, 4, word)  # 2 would be a usage error
-        for command in (("decode", "/dev/null/none"), ("types", "--from", "/dev/null/none")):
+        for command in (("decode", "/dev/null/none"), ("check", "/dev/null/none"), ("types", "--from", "/dev/null/none")):
             for word in bash("tesker-apps", command[0], "--format", ""):
                 self.assertEqual(run("tesker-apps", *command, "--format", word)[0], 4, word)
             self.assertEqual(run("tesker-apps", *command, "--format", "raw")[0], 2)

@@ -13,6 +13,17 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using namespace std::string_literals;
 
+TEST_F(IconHeader, ATextByItselfMakesTheRecordsOfAnExecutable) {
+  constexpr const char *kText = "F\tEdit\tEdit\tedit\nX\nS\ttiff\tEdit\ticon\n{ a = b; }\n";
+  directory_.writeFile("Foo", headerImage(kText), 0755);
+  const NSString path = directory_.string("Foo");
+  const auto ofImage = parseFoo();
+  ASSERT_TRUE(ofImage);
+  EXPECT_EQ(parseHeaderText(kText, path, NSDefaultMallocZone()), *ofImage);
+  EXPECT_EQ(log_.syslogged.size(), 2U);
+  EXPECT_EQ(log_.syslogged.front(), log_.syslogged.back());
+}
+
 TEST_F(IconHeader, ApplicationLineWithFourWordsIsOneAppRecord) {
   EXPECT_THAT(parseHeader(kEditLine), ElementsAre(kEditRecord));
   EXPECT_THAT(parseHeader("f\tEdit\tEditor\tedit\n"), ElementsAre(kEditRecord));

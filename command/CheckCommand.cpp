@@ -1,0 +1,60 @@
+// CheckCommand.cpp - check: what is wrong with a description, said as compilers say it.
+#include "command/Check.h"
+#include "command/Commands.h"
+#include "command/JSONItems.h"
+
+#include <map>
+
+namespace tesker {
+
+namespace {
+
+std::string objectOf(const Finding &finding) {
+  JSONObject object;
+  object.addText("file", finding.file);
+  if (finding.line != 0)
+    object.addNumber("line", static_cast<long long>(finding.line));
+  if (finding.column != 0)
+    object.addNumber("column", static_cast<long long>(finding.column));
+  if (finding.offset)
+    object.addNumber("offset", static_cast<long long>(*finding.offset));
+  return object.addText("level", finding.isError ? "error" : "warning")
+      .addText("code", finding.word)
+      .addText("text", finding.text)
+      .text();
+}
+
+std::optional<DescriptionKind> kindCalled(const std::string &name) {
+  static const std::map<std::string, DescriptionKind> kinds{{"list", DescriptionKind::list},
+                                                            {"registry", DescriptionKind::registry},
+                                                            {"header", DescriptionKind::header}};
+  const auto found = kinds.find(name);
+  return found == kinds.end() ? std::nullopt : std::optional(found->second);
+}
+
+} // namespace
+
+ExitStatus checkCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
+  ExitStatus status = ExitStatus::done;
+  std::vector<std::string> objects;
+  const auto tell = [&](const Finding &finding) {
+    if (finding.isError || arguments.strict)
+      status = std::max(status, ExitStatus::no);
+    if (arguments.format == Format::table)
+      output.write(lineOf(finding));
+    else
+      objects.push_back(objectOf(finding));
+  };
+  for (const std::string &file : arguments.files)
+    if (const Result<> read = checkFile(file, kindCalled(arguments.kind), tell); !read) {
+      diagnostics.error(fileError(file, read.error()));
+      status = std::max(status, ExitStatus::failed);
+    }
+  if (arguments.format != Format::table)
+    writeItems(output, arguments.format,
+               {"check", std::nullopt, status == ExitStatus::failed, "findings", "finding",
+                std::move(objects)});
+  return status;
+}
+
+} // namespace tesker

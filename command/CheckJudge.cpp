@@ -1,0 +1,187 @@
+#include "command/CheckJudge.h"
+
+#include "filesystem/TeskerFileManagerMethods.h"
+#include "filesystem/TextFunctions.h"
+#include "parsing/IconHeaderParser.h"
+#include "paths/PathFunctions.h"
+#include "platform/foundation/OperatingSystem.h"
+
+#include <algorithm>
+#include <array>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tesker {
+
+namespace {
+
+std::string directoryOf(const std::string &path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+bool isThere(const std::string &path) {
+  return OperatingSystem::current().access(path.c_str(), F_OK) == 0;
+}
+
+// Verdicts that are not worth a word about an entry that was only met on the way.
+bool isOrdinary(JudgementCode code) {
+  constexpr std::array kOrdinary = {
+      JudgementCode::found,         JudgementCode::searched,   JudgementCode::wrapperPart,
+      JudgementCode::vanished,      JudgementCode::dotName,    JudgementCode::backupName,
+      JudgementCode::notExecutable, JudgementCode::passedOver, JudgementCode::noSelfDescription,
+      JudgementCode::specialFile};
+  return std::ranges::find(kOrdinary, code) != kOrdinary.end();
+}
+
+bool hasAtOrBelow(const std::set<std::string> &paths, const std::string &path) {
+  const auto next = paths.lower_bound(path + "/");
+  return paths.contains(path) || (next != paths.end() && next->starts_with(path + "/"));
+}
+
+// Whether a key of the same file is nearly the one that is missing.
+bool isMisspelt(const Remark &missing, const std::vector<Remark> &remarks) {
+  return std::ranges::any_of(remarks, [&](const Remark &remark) {
+    return remark.code == JudgementCode::unknownKey && remark.file == missing.file &&
+           remark.detail.ends_with(": did you mean " + missing.detail + "?");
+  });
+}
+
+} // namespace
+
+std::string wrapperOf(const std::string &path) {
+  std::string wrapper = directoryOf(path);
+  if (wrapper.ends_with("/Resources"))
+    wrapper = directoryOf(wrapper);
+  return suffixOf(wrapper.substr(wrapper.rfind('/') + 1)).empty() ? std::string() : wrapper;
+}
+
+void CheckJudge::warn(Finding place, const char *word, std::string text) {
+  place.word = word;
+  place.text = std::move(text);
+  place.isError = false;
+  findings_.add(std::move(place));
+}
+
+void CheckJudge::noteDetail(const std::string &path, const Remark &detail) {
+  const Finding finding = findingOf(detail, path);
+  if (detail.code == JudgementCode::extensionTaken)
+    judgeExtension(finding, detail.detail);
+  else if (detail.code == JudgementCode::iconTaken)
+    judgeIcon(finding, detail.detail);
+  else
+    findings_.add(finding);
+}
+
+void CheckJudge::judgeExtension(const Finding &place, const std::string &extension) {
+  if (std::string oddity = oddityOf(extension); !oddity.empty())
+    warn(place, "odd-extension", std::move(oddity));
+  const std::string wrapper = wrapperOf(place.file);
+  const std::string where =
+      std::to_string(place.line) + " of " + place.file.substr(place.file.rfind('/') + 1);
+  const auto [first, isFirst] =
+      claims_[wrapper.empty() ? place.file : wrapper].try_emplace(extension, where);
+  if (!isFirst)
+    warn(place, "shadowed",
+         "the extension \"" + extension + "\" is claimed already, in line " + first->second);
+}
+
+void CheckJudge::judgeIcon(const Finding &place, const std::string &icon) {
+  const std::string wrapper = wrapperOf(place.file);
+  if (wrapper.empty() || icon.empty())
+    return;
+  for (const std::string &dir : {wrapper + "/Resources/", wrapper + "/"})
+    if (isThere(dir + icon) || isThere(dir + icon + ".tiff"))
+      return;
+  warn(place, "missing-icon", "the wrapper has no icon " + icon);
+}
+
+void CheckJudge::judgeRecords(const Records &records) {
+  std::set<std::string> programs;
+  for (const TKLine &record : records) {
+    const NSObject *type = record.objectForKey("type");
+    const NSObject *path = record.objectForKey("path");
+    const bool isOwn = type != nullptr && type->asString() != recordWords().inspectorCommand;
+    if (const NSString program = isOwn && path != nullptr ? path->asString() : nullptr)
+      programs.emplace(program.bytes());
+  }
+  for (const std::string &program : programs) {
+    struct stat status {};
+    if (OperatingSystem::current().statAt(AT_FDCWD, program.c_str(), true, status) != 0)
+      warn({.file = program}, "missing-executable", "the program that is described is not there");
+    else if (!S_ISREG(status.st_mode) || (status.st_mode & 0111) == 0)
+      warn({.file = program}, "not-executable",
+           S_ISREG(status.st_mode) ? "the program that is described has no execute permission"
+                                   : "the program that is described is not a regular file");
+  }
+}
+
+void CheckJudge::add(Finding finding) {
+  if (finding.isError)
+    faulty_.insert(finding.file);
+  findings_.add(std::move(finding));
+}
+
+// What has no description: it need not be said again of what is faulty.
+void CheckJudge::judgeSilence(const Judgement &judgement) {
+  if (judgement.verdict.code != JudgementCode::noDescription ||
+      hasAtOrBelow(faulty_, judgement.path))
+    return;
+  Finding finding = findingOf(judgement.verdict, judgement.path);
+  finding.isError = !hasAtOrBelow(recorded_, judgement.path);
+  findings_.add(std::move(finding));
+}
+
+void CheckJudge::judgeVerdict(const Judgement &judgement) {
+  const JudgementCode code = judgement.verdict.code;
+  if (code == JudgementCode::passedOver)
+    return judgePassedOver(judgement);
+  const bool isChecked = judgement.path == path_;
+  if (code == JudgementCode::noDescription)
+    return; // judgeSilence
+  if (isChecked ? code == JudgementCode::found || code == JudgementCode::wrapperPart ||
+                      (code == JudgementCode::searched && !recorded_.empty())
+                : isOrdinary(code))
+    return;
+  add(findingOf(judgement.verdict, judgement.path));
+}
+
+// What a wrapper's description keeps from being looked at; most programs say nothing of themselves.
+void CheckJudge::judgePassedOver(const Judgement &judgement) {
+  const auto [dir, file] = TeskerNormalizePathIntoDirFile(NSString::create(judgement.path));
+  const bool isServices = file && file.bytes() == "services";
+  const auto records =
+      isServices ? std::nullopt
+                 : parseApp(NSFileManager::classObject(), dir, file, NSDefaultMallocZone());
+  if (isServices || (records && !records->empty()))
+    findings_.add(findingOf(judgement.verdict, judgement.path));
+}
+
+void CheckJudge::judgeRemarks(const Judgement &judgement) {
+  for (const Remark &remark : judgement.remarks) {
+    // Of a wrapper that makes no records, the verdict says it.
+    if (remark.code == JudgementCode::noDescription && !isDescription_)
+      continue;
+    if (remark.code == JudgementCode::missingKey && isMisspelt(remark, judgement.remarks))
+      continue;
+    add(findingOf(remark, judgement.path));
+  }
+}
+
+std::vector<Finding> CheckJudge::findings() && {
+  for (const Judgement &judgement : judgements_)
+    if (judgement.records > 0)
+      recorded_.insert(judgement.path);
+  for (const Judgement &judgement : judgements_) {
+    judgeRemarks(judgement);
+    if (!isDescription_)
+      judgeVerdict(judgement);
+  }
+  if (!isDescription_)
+    for (const Judgement &judgement : judgements_)
+      judgeSilence(judgement);
+  return std::move(findings_).sorted();
+}
+
+} // namespace tesker

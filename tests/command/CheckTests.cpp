@@ -1,0 +1,263 @@
+// check of executables and wrappers, of texts of which nobody says what they are, and of all that
+// the fuzzers start from.
+#include "examples/MachOWriter.h"
+#include "examples/SampleTree.h"
+#include "filesystem/TeskerFileManagerMethods.h"
+#include "finding/ApplicationWalk.h"
+#include "fuzz/Tree.h"
+#include "parsing/IconHeaderParser.h"
+#include "parsing/WrapperDescriptions.h"
+#include "tests/command/CheckTest.h"
+#include "tests/support/LogCapture.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace tesker::test {
+namespace {
+
+std::string image(std::string_view header) {
+  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
+}
+
+constexpr const char *kList = "{ NSExecutable = Foo; }";
+
+// ---- executables and wrappers ----
+
+TEST_F(CheckTest, LinesOfAnExecutablesHeaderAreToldByTheirPlaceInIt) {
+  directory_.writeFile("one", image("F\tOne\tA\ti\nS\ttxt\n"), 0755);
+  EXPECT_EQ(said("one"), "one:2:6 error malformed-header-line\n");
+}
+
+TEST_F(CheckTest, ABadLineIsTheOnlyErrorOfWhatSaysNothingElse) {
+  directory_.writeFile("one", image("X\n"), 0755);
+  EXPECT_EQ(said("one"), "one:1:1 error malformed-header-line\n");
+  directory_.writeFile("Foo.app/Foo", image("X\n"), 0755);
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Foo:1:1 error malformed-header-line\n");
+}
+
+TEST_F(CheckTest, AnExecutableThatSaysNothingIsAnError) {
+  directory_.writeFile("script", "#!/bin/sh\n", 0755);
+  EXPECT_EQ(said("script"), "script error no-self-description\n");
+  directory_.writeFile("plain", image("F\tOne\tA\ti\n"), 0644);
+  EXPECT_EQ(said("plain"), "plain error not-executable\n");
+}
+
+TEST_F(CheckTest, ADamagedImageIsToldWithItsOffset) {
+  directory_.writeFile("fat", std::string("\xca\xfe\xba\xbe\0\0\x1\0", 8), 0755);
+  const auto found = findings("fat");
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].word, "damaged-image");
+  EXPECT_EQ(found[0].offset, 4U);
+}
+
+TEST_F(CheckTest, AWrapperIsCheckedWithAllThatIsInIt) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist",
+                       "{ NSExecutable = Foo; NSIcon = Foo; NSTypes = (\n"
+                       "  { NSExtensions = (a); NSIcon = \"a.tiff\"; } ); }");
+  directory_.writeFile("Foo.app/Resources/a.tiff", "");
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Foo warning missing-executable\n"
+                             "Foo.app/Resources/Info-quorvale.plist:1:32 warning missing-icon\n");
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n");
+  directory_.writeFile("Foo.app/Foo.tiff", "");
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Foo warning not-executable\n");
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  EXPECT_EQ(said("Foo.app"), "");
+  directory_.writeFile("Foo.app/Foo", image("F\tFoo\tFoo\ti\n"), 0755);
+  EXPECT_EQ(said("Foo.app/"), "Foo.app/Foo warning passed-over\n");
+}
+
+TEST_F(CheckTest, ADescriptionInAWrapperKnowsTheWrapper) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
+  EXPECT_EQ(said("Foo.app/Resources/Info-quorvale.plist"),
+            "Foo.app/Foo warning missing-executable\n");
+}
+
+TEST_F(CheckTest, TheSameExtensionInBothDescriptionsIsShadowed) {
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist",
+                       "{ NSExecutable = Foo; NSTypes = ( { NSExtensions = (a, b); } ); }");
+  directory_.writeFile("Foo.app/registry.table", "{ NSDocumentTypes = {\n  b = { }; }; }");
+  const auto found = findings("Foo.app");
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].word, "shadowed");
+}
+
+TEST_F(CheckTest, AWrapperWithoutADescriptionIsOneError) {
+  directory_.writeFile("Foo.app/Foo",
+                       "\x7f"
+                       "ELF",
+                       0755);
+  EXPECT_EQ(said("Foo.app"), "Foo.app error no-description\n");
+  directory_.writeFile("Bar.app/Resources/Info-quorvale.plist", "{ a b }");
+  EXPECT_EQ(said("Bar.app"), "Bar.app/Resources/Info-quorvale.plist:1:5 error malformed-list\n");
+}
+
+TEST_F(CheckTest, OfADirectoryOnlyItsApplicationsAreWorthAWord) {
+  directory_.writeFile("apps/.hidden", "");
+  directory_.writeFile("apps/script", "#!/bin/sh\n", 0755);
+  directory_.writeFile("apps/text", "");
+  EXPECT_EQ(said("apps"), "apps warning searched\n");
+  directory_.writeFile("apps/one", image("F\tOne\tA\ti\n"), 0755);
+  EXPECT_EQ(said("apps"), "");
+}
+
+TEST_F(CheckTest, AFileThatIsNotThereIsNotRead) {
+  const Result<> read = checkFile(directory_.path("none"), std::nullopt, [](const Finding &) {});
+  EXPECT_EQ(read.error(), ENOENT);
+}
+
+// ---- texts ----
+
+TEST_F(CheckTest, WhatATextIsItsNameSaysOrElseItsContents) {
+  directory_.writeFile("Info-quorvale.plist", "X\n");
+  directory_.writeFile("registry.table", "X\n");
+  directory_.writeFile("a", "{ NSExecutable E; }");
+  directory_.writeFile("b", "/* */ { NSDocumentTypes = ( ); }");
+  directory_.writeFile("c", "F\ta\tb\n");
+  directory_.writeFile("d", "{ type = app; }\nF\ta\tb\n");
+  directory_.writeFile("e", "X\n");
+  EXPECT_EQ(said("Info-quorvale.plist"), "Info-quorvale.plist:1:1 error wrong-kind\n");
+  EXPECT_EQ(said("registry.table"), "registry.table:1:1 error wrong-kind\n");
+  EXPECT_EQ(said("a"), "a:1:16 error malformed-list\n");
+  EXPECT_EQ(said("b"), "b:1:27 error wrong-kind\n");
+  EXPECT_EQ(said("c"), "c:1:6 error malformed-header-line\n");
+  EXPECT_EQ(said("d"), "d:2:6 error malformed-header-line\n");
+  EXPECT_EQ(said("e"), "e:1:1 error malformed-header-line\n");
+  EXPECT_EQ(said("e", DescriptionKind::list), "e:1:1 error wrong-kind\n");
+}
+
+TEST_F(CheckTest, WhatANulCutsOffIsTold) {
+  directory_.writeFile("a", std::string_view("F\ta\tb\tc\n\0\0\0", 11));
+  EXPECT_EQ(said("a"), "");
+  directory_.writeFile("a", std::string_view("F\ta\tb\tc\n\0F\ta\tb\n", 15));
+  EXPECT_EQ(said("a"), "a:2:1 warning ignored\n");
+}
+
+TEST_F(CheckTest, MoreFindingsThanAreToldAreOne) {
+  std::string text;
+  for (std::size_t i = 0; i <= Findings::kMost; ++i)
+    text += "X\n";
+  directory_.writeFile("a", text);
+  const auto found = findings("a");
+  EXPECT_EQ(found.size(), Findings::kMost + 1);
+  EXPECT_EQ(std::ranges::count(found, "limits-reached", &Finding::word), 1);
+}
+
+TEST_F(CheckTest, ADescriptionOfTooManyBytesIsOneError) {
+  directory_.writeFile("Info-quorvale.plist", std::string((std::size_t{16} << 20) + 1, ' '));
+  EXPECT_EQ(said("Info-quorvale.plist"), "Info-quorvale.plist error description-too-large\n");
+}
+
+TEST_F(CheckTest, ALineSaysAllThatIsKnown) {
+  EXPECT_EQ(
+      lineOf({.file = "a\tb", .line = 2, .column = 3, .isError = true, .word = "w", .text = "bad"}),
+      "a\\tb:2:3: error: bad [w]\n");
+  EXPECT_EQ(lineOf({.file = "a", .offset = 4, .word = "w", .text = "bad"}),
+            "a: warning: bad, at byte 4 [w]\n");
+}
+
+// ---- whatever the parsers make of a file ----
+
+class CorpusTest : public CheckTest {
+protected:
+  // Each input of the fuzzer as the contents of a file.
+  template <class Check> void forEachInput(const char *fuzzer, Check check) {
+    std::size_t count = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(std::string(TESKER_SOURCE) +
+                                                                 "/fuzz/corpus/" + fuzzer)) {
+      std::ifstream stream(entry.path(), std::ios::binary);
+      check(std::string(std::istreambuf_iterator<char>(stream), {}), entry.path().string());
+      ++count;
+    }
+    EXPECT_GT(count, 10U);
+  }
+};
+
+// Of a text that the parser takes wholly, the lines make as many records as they are.
+TEST_F(CorpusTest, HeadersAreAnErrorExactlyWhereTheParserLogs) {
+  forEachInput("IconHeaderFuzzer", [&](const std::string &text, const std::string &name) {
+    const std::string path = directory_.writeFile("text", text);
+    const LogCapture log;
+    const Records records = parseHeaderText(text, NSString::create(path), NSDefaultMallocZone());
+    const bool dropped = !log.syslogged.empty();
+    EXPECT_EQ(hasErrors(findings("text", DescriptionKind::header)), dropped) << name;
+    directory_.writeFile("image", image(text), 0755);
+    EXPECT_EQ(hasErrors(findings("image")), dropped || records.empty()) << name;
+  });
+}
+
+// Where a list makes no record but the application's, its pairs have gone nowhere.
+TEST_F(CorpusTest, ListsAreNeverPassedOverInSilence) {
+  forEachInput("PropertyListFuzzer", [&](const std::string &text, const std::string &name) {
+    const std::string path = directory_.writeFile("text", text);
+    const NSString file = NSString::create(path);
+    for (const DescriptionKind kind : {DescriptionKind::list, DescriptionKind::registry}) {
+      const LogCapture log;
+      RecordRoom room;
+      const auto records = kind == DescriptionKind::list
+                               ? parseNewStyle(file, nullptr, file, room)
+                               : parseOldNewStyle(file, nullptr, file, room);
+      const auto found = findings("text", kind);
+      const bool dropped = !records || !log.syslogged.empty();
+      const bool hasLostPairs =
+          !dropped && records->size() == 1 && text.find('=') != std::string::npos;
+      EXPECT_TRUE(!dropped || hasErrors(found)) << name;
+      EXPECT_TRUE(!hasLostPairs || !found.empty()) << name;
+    }
+  });
+}
+
+TEST_F(CorpusTest, ImagesAreAnErrorExactlyWhereTheyMakeNoRecordsOrTheParserLogs) {
+  forEachInput("MachOFuzzer", [&](const std::string &bytes, const std::string &name) {
+    directory_.writeFile("image", bytes, 0755);
+    const LogCapture log;
+    const auto records = parseApp(NSFileManager::classObject(), directory_.string(), "image"_ns,
+                                  NSDefaultMallocZone());
+    const bool dropped = !records || records->empty() || !log.syslogged.empty();
+    EXPECT_EQ(hasErrors(findings("image")), dropped) << name;
+  });
+}
+
+// Whatever is logged of a tree is an error, and what makes no records is not passed over.
+TEST_F(CorpusTest, TreesAreNeverPassedOverInSilence) {
+  for (const char *fuzzer : {"WrapperFuzzer", "WalkFuzzer"})
+    forEachInput(fuzzer, [&](const std::string &bytes, const std::string &name) {
+      if (name.find("failing") != std::string::npos) // of which system calls are to fail
+        return;
+      Input input(bytes);
+      input.byte(); // what the fuzzer does with the tree
+      const Tree tree(input);
+      const LogCapture log;
+      ApplicationWalk walk([] {});
+      walk.doForPath(NSString::create(tree.path()));
+      std::vector<Finding> found;
+      EXPECT_TRUE(checkFile(tree.path(), std::nullopt,
+                            [&](const Finding &finding) { found.push_back(finding); }));
+      EXPECT_TRUE(log.syslogged.empty() || hasErrors(found)) << name << log.syslogged.front();
+      EXPECT_TRUE(!walk.lines().empty() || !found.empty()) << name;
+    });
+}
+
+// What is wrong in the sample is known; the rest of it is as it should be.
+TEST_F(CheckTest, OfTheSampleOnlyWhatIsBrokenIsAnError) {
+  for (const examples::SampleEntry &entry : examples::sampleTree()) {
+    const std::string name = "sample/" + entry.path;
+    if (entry.kind == examples::SampleEntry::Kind::kFile)
+      directory_.writeFile(name, entry.bytes, entry.mode);
+    else if (entry.kind == examples::SampleEntry::Kind::kDirectory)
+      directory_.makeDirectory(name);
+  }
+  for (const Finding &finding : findings("sample"))
+    EXPECT_TRUE(!finding.isError || finding.file.find("/sample/Broken/") != std::string::npos)
+        << lineOf(finding);
+  for (const char *name :
+       {"BadLines.app", "BadList.app", "Empty.app", "TornImage.app", "TornRecords.app"})
+    EXPECT_TRUE(hasErrors(findings("sample/Broken/" + std::string(name)))) << name;
+}
+
+} // namespace
+} // namespace tesker::test
