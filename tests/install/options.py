@@ -90,7 +90,7 @@ class Help(unittest.TestCase):
 
     def test_the_help_is_understood(self):
         self.assertEqual(commands("tesker-apps"),
-                         {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "check", "diff",
+                         {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "why", "check", "diff",
                           "decode", "encode"})
         self.assertEqual(len(commands("tesker-fileop")), 7)
         self.assertLessEqual({"-h", "--help", "-v", "--verbose", "--version"}, options("tesker-apps"))
@@ -107,7 +107,7 @@ class ManualPages(unittest.TestCase):
         described = {"list": searching, "dock": searching | tagged_options("dock"),
                      "handlers": asking, "types": asking, "services": asking, "show": asking,
                      "open": asking | tagged_options("open"), "prefer": asking | tagged_options("prefer"),
-                     "check": tagged_options("check"),
+                     "check": tagged_options("check"), "why": tagged_options("why"),
                      "diff": asking - {"--from"} | tagged_options("diff"),
                      "decode": tagged_options("decode"), "encode": set()}
         self.assertEqual(described.keys(), commands("tesker-apps"))
