@@ -6,8 +6,9 @@
 // makes the real calls. Unless said otherwise a method answers as the call in section 2 or 3 of the
 // manual does: -1 and errno on failure. Calls interrupted by a signal are resumed.
 //
-// Past it go what confines the process (finding/Confinement), what a child does between fork and exec,
-// what a program does with its own signals and terminal, and the libraries for D-Bus and the log.
+// Past it go what confines the process (finding/Confinement), what a child does between fork and
+// exec, what a program does with its own signals and terminal, and the libraries for D-Bus and the
+// log.
 #pragma once
 
 #include "platform/foundation/FileCalls.h"
