@@ -202,7 +202,7 @@ TEST(ConfinementLevels, AConfinedProcessFindsItsMasterAgainAndNoticesItsEnd) {
     ::setenv("TESKER_BOOTSTRAP_DIR", directory.c_str(), 1);
     auto service = BootstrapService::checkIn(directory, "master");
     ASSERT_EQ(service.error(), 0);
-    confine();
+    (void)confine();
     port_t port = PORT_NULL;
     EXPECT_EQ(bootstrap_look_up(bootstrap_port(), "master", port), BOOTSTRAP_SUCCESS);
     service->reset();
