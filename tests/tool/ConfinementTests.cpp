@@ -1,11 +1,11 @@
 // What a confined process can still do, level by level. Everything happens in children, because
 // no level can be left again.
 
+#include "finding/Confinement.h"
 #include "platform/foundation/Files.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RefusedSystemCall.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "finding/Confinement.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
 // The tool process as it is when it begins to serve, and the levels that are not about system
 // calls.
 
+#include "finding/Confinement.h"
 #include "platform/foundation/Files.h"
 #include "platform/ports/BootstrapService.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/RefusedSystemCall.h"
 #include "tests/tool/ToolUnderTest.h"
-#include "finding/Confinement.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
