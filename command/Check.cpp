@@ -20,20 +20,6 @@ namespace tesker {
 
 namespace {
 
-// The parsers log what is told here.
-class NoLog final : public LogSink {
-public:
-  NoLog() : before_(setLogSink(this)) {}
-  ~NoLog() override { setLogSink(before_); }
-  NoLog(const NoLog &) = delete;
-  NoLog &operator=(const NoLog &) = delete;
-  void log(std::string_view) override {}
-  void syslog(std::string_view) override {}
-
-private:
-  LogSink *before_;
-};
-
 bool beginsAsCommand(std::string_view line) {
   return line.size() > 1 && std::string_view("FfSs").find(line[0]) != std::string_view::npos &&
          line[1] == '\t';
@@ -131,10 +117,8 @@ Records recordsBelow(const std::string &path) {
 
 Result<> checkFile(const std::string &path, std::optional<DescriptionKind> kind,
                    const std::function<void(const Finding &)> &sink) {
-  const NoLog quiet;
-  std::string given = path;
-  while (given.size() > 1 && given.ends_with('/'))
-    given.pop_back();
+  const LogSilence silence; // the parsers log what is told here
+  const std::string given(withoutSlashesAtItsEnd(path));
   const std::string absolute = absoluteSearchPath(given);
   const auto told = kindOf(absolute);
   if (!told)

@@ -10,15 +10,10 @@ namespace tesker {
 namespace {
 
 std::string objectOf(const Finding &finding) {
-  JSONObject object;
-  object.addText("file", finding.file);
-  if (finding.line != 0)
-    object.addNumber("line", static_cast<long long>(finding.line));
-  if (finding.column != 0)
-    object.addNumber("column", static_cast<long long>(finding.column));
-  if (finding.offset)
-    object.addNumber("offset", static_cast<long long>(*finding.offset));
-  return object.addText("level", finding.isError ? "error" : "warning")
+  return JSONObject()
+      .addText("file", finding.file)
+      .addPlace(finding.line, finding.column, finding.offset)
+      .addText("level", finding.isError ? "error" : "warning")
       .addText("code", finding.word)
       .addText("text", finding.text)
       .text();

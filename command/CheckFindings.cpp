@@ -101,11 +101,7 @@ std::string oddityOf(std::string_view extension) {
 }
 
 std::string lineOf(const Finding &finding) {
-  std::string line = displayText(finding.file);
-  if (finding.line != 0)
-    line += ":" + std::to_string(finding.line);
-  if (finding.column != 0)
-    line += ":" + std::to_string(finding.column);
+  std::string line = displayPlace(finding.file, finding.line, finding.column);
   line += (finding.isError ? ": error: " : ": warning: ") + displayText(finding.text);
   if (finding.offset)
     line += ", at byte " + std::to_string(*finding.offset);

@@ -2,6 +2,7 @@
 
 #include "command/Interrupts.h"
 #include "finding/Confinement.h"
+#include "master/SearchOutcome.h"
 #include "platform/foundation/Deadline.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSLog.h"
@@ -11,11 +12,13 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <new>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tesker {
 
@@ -27,20 +30,13 @@ constexpr std::size_t kLongestMessage = std::size_t{64} << 20;
 constexpr int kOutOfMemory = 70;
 constexpr int kFailed = 71;
 
-class SilentLog final : public LogSink {
-public:
-  void log(std::string_view) override {}
-  void syslog(std::string_view) override {}
-};
-
 [[noreturn]] void runWork(const std::function<void(const SendMessage &)> &work, int pipe,
                           pid_t parent) {
   // A child whose parent is gone has nobody to work for.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent)
     ::_exit(kFailed);
-  static SilentLog silence;
-  setLogSink(&silence);
+  const LogSilence silence;
   try {
     (void)confine();
     work([pipe](std::string_view message) {
@@ -70,12 +66,13 @@ public:
   Child(const Child &) = delete;
   Child &operator=(const Child &) = delete;
 
-  int wait() {
-    int status = 0;
-    while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
-    pid_ = 0;
-    return status;
+  // How it ended.
+  ToolEnd wait() {
+    siginfo_t info{};
+    if (OperatingSystem::current().waitForChild(std::exchange(pid_, 0), WEXITED, info) != 0)
+      return {ToolEnd::Kind::unknown, 0};
+    return {info.si_code == CLD_EXITED ? ToolEnd::Kind::exited : ToolEnd::Kind::killed,
+            info.si_status};
   }
 
 private:
@@ -103,11 +100,10 @@ bool takeMessages(std::string &bytes, const std::function<void(std::string_view)
   return true;
 }
 
-std::optional<std::string> reasonOf(int status) {
-  if (WIFSIGNALED(status))
-    return "signal " + std::to_string(WTERMSIG(status)) + " (" + ::strsignal(WTERMSIG(status)) +
-           ")";
-  switch (WEXITSTATUS(status)) {
+std::optional<std::string> reasonOf(const ToolEnd &end) {
+  if (end.kind != ToolEnd::Kind::exited)
+    return describe(end);
+  switch (end.value) {
   case 0:
     return std::nullopt;
   case kOutOfMemory:
@@ -120,23 +116,24 @@ std::optional<std::string> reasonOf(int status) {
 // Why the child is not listened to any longer; nothing at its end.
 std::optional<std::string> listen(int pipe, int interrupts, const Deadline &deadline,
                                   const std::function<void(std::string_view)> &take) {
+  OperatingSystem &system = OperatingSystem::current();
   std::string bytes;
   char piece[65536];
   for (;;) {
     struct pollfd descriptors[] = {{pipe, POLLIN, 0}, {interrupts, POLLIN, 0}};
-    const int ready = ::poll(descriptors, 2, deadline.pollTimeout());
+    const int ready = system.poll(descriptors, std::size(descriptors), deadline.pollTimeout());
     if (ready > 0 && descriptors[1].revents != 0)
       return "interrupted";
     if (deadline.passed())
       return "timed out";
     if (ready <= 0)
       continue;
-    const ssize_t got = ::read(pipe, piece, sizeof piece);
+    const ssize_t got = system.read(pipe, piece, sizeof piece);
     if (got == 0)
       return std::nullopt;
-    if (got < 0 && errno != EINTR)
+    if (got < 0)
       return std::strerror(errno);
-    bytes.append(piece, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    bytes.append(piece, static_cast<std::size_t>(got));
     if (!takeMessages(bytes, take))
       return "it sent what is not understood";
   }
@@ -151,6 +148,7 @@ std::optional<std::string> runConfined(std::chrono::nanoseconds timeout,
   auto pipe = createPipe();
   if (!pipe)
     return std::strerror(pipe.error());
+  std::signal(SIGCHLD, SIG_DFL); // one that is ignored takes the child's status with it
   const pid_t parent = ::getpid();
   const pid_t pid = ::fork();
   if (pid < 0)

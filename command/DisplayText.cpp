@@ -88,6 +88,14 @@ std::string displayText(std::string_view bytes) {
   return text;
 }
 
+std::string displayPlace(std::string_view file, std::size_t line, std::size_t column) {
+  std::string text = displayText(file);
+  for (const std::size_t number : {line, column})
+    if (number != 0)
+      text += ":" + std::to_string(number);
+  return text;
+}
+
 std::size_t displayColumns(std::string_view text) {
   const Utf8Locale locale;
   std::size_t columns = 0;

@@ -16,6 +16,10 @@ namespace tesker {
 // and the backslash doubled, so that no two texts look the same.
 std::string displayText(std::string_view bytes);
 
+// "FILE:LINE:COLUMN", as compilers name a place; line and column count from 1, and are left out
+// where they are 0.
+std::string displayPlace(std::string_view file, std::size_t line, std::size_t column);
+
 // The columns that such a text takes in a terminal.
 std::size_t displayColumns(std::string_view text);
 

@@ -67,6 +67,17 @@ JSONObject &JSONObject::addNumber(const char *name, long long value) {
   return addValue(name, std::to_string(value));
 }
 
+JSONObject &JSONObject::addPlace(std::size_t line, std::size_t column,
+                                 const std::optional<std::uint64_t> &offset) {
+  if (line != 0)
+    addNumber("line", static_cast<long long>(line));
+  if (column != 0)
+    addNumber("column", static_cast<long long>(column));
+  if (offset)
+    addNumber("offset", static_cast<long long>(*offset));
+  return *this;
+}
+
 JSONObject &JSONObject::addValue(const char *name, std::string_view json) {
   if (!members_.empty())
     members_ += ',';

@@ -6,6 +6,7 @@
 #include "command/Output.h"
 #include "command/ResultWriter.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,6 +27,9 @@ public:
   JSONObject &addTexts(const char *name, const std::vector<std::string> &list);
   JSONObject &addFlag(const char *name, bool value);
   JSONObject &addNumber(const char *name, long long value);
+  // Where in a file something is: the members line, column and offset; none for 0 and nothing.
+  JSONObject &addPlace(std::size_t line, std::size_t column,
+                       const std::optional<std::uint64_t> &offset);
   // A value that is JSON already; a list of those.
   JSONObject &addValue(const char *name, std::string_view json);
   JSONObject &addValues(const char *name, const std::vector<std::string> &list);

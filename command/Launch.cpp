@@ -28,11 +28,7 @@ Result<pid_t> outcomeOf(pid_t child, const FileDescriptor &pipe, const Deadline 
     return Failure{error};
   }
   int error = 0;
-  ssize_t size;
-  do
-    size = ::read(pipe.number(), &error, sizeof error);
-  while (size < 0 && errno == EINTR);
-  if (size != sizeof error)
+  if (OperatingSystem::current().read(pipe.number(), &error, sizeof error) != sizeof error)
     return child;
   ::waitpid(child, nullptr, 0); // it ends at once
   return Failure{error};

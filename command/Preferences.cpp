@@ -7,13 +7,10 @@
 #include "platform/foundation/PropertyListDescription.h"
 
 #include <cerrno>
-#include <sys/file.h>
 
 namespace tesker {
 
 namespace {
-
-constexpr int kMillisecondsBetween = 10;
 
 // Adds what the user's own file holds, if it is there. Nothing when that is done, else why it
 // cannot be used, a display text.
@@ -51,13 +48,8 @@ Result<FileDescriptor> locked(const std::string &file, const Deadline &deadline)
       OperatingSystem::current().open(file.c_str(), O_RDWR | O_CREAT | O_NOCTTY, 0600));
   if (!lock)
     return Failure{errno};
-  while (::flock(lock.number(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EINTR)
-      continue;
-    if (errno != EWOULDBLOCK || deadline.passed())
-      return Failure{errno};
-    (void)OperatingSystem::current().poll(nullptr, 0, kMillisecondsBetween);
-  }
+  if (const Result<> taken = lockExclusively(lock.number(), deadline); !taken)
+    return taken.failure();
   return lock;
 }
 

@@ -1,15 +1,14 @@
 #include "command/Programs.h"
 
+#include "command/SearchPath.h"
+#include "platform/foundation/Text.h"
+
 #include <algorithm>
 #include <map>
 
 namespace tesker {
 
 namespace {
-
-constexpr char lowered(char letter) {
-  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-}
 
 std::string_view lastComponent(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
@@ -30,8 +29,7 @@ template <class Equal>
 bool matches(const Program &program, std::string_view nameOrPath, Equal equal) {
   const std::string_view wrapper = wrapperOf(program.path);
   if (isPath(nameOrPath)) {
-    while (nameOrPath.size() > 1 && nameOrPath.ends_with('/'))
-      nameOrPath.remove_suffix(1);
+    nameOrPath = withoutSlashesAtItsEnd(nameOrPath);
     return program.path == nameOrPath || (!wrapper.empty() && wrapper == nameOrPath);
   }
   return equal(program.name, nameOrPath) || equal(lastComponent(program.path), nameOrPath) ||
@@ -91,13 +89,14 @@ std::vector<Program> programsIn(const std::vector<SearchRecord> &records) {
 
 std::string withoutCase(std::string_view text) {
   std::string low(text);
-  std::transform(low.begin(), low.end(), low.begin(), lowered);
+  for (char &byte : low)
+    byte = withoutCase(byte);
   return low;
 }
 
 bool equalButForCase(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return lowered(x) == lowered(y); });
+                    [](char x, char y) { return withoutCase(x) == withoutCase(y); });
 }
 
 bool isCalled(const Program &program, std::string_view nameOrPath) {

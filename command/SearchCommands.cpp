@@ -1,24 +1,12 @@
 // SearchCommands.cpp - list and dock: one answer after the other, as the tool gives them.
 #include "command/Commands.h"
-#include "command/DisplayText.h"
+#include "command/Launch.h"
 #include "command/SearchPath.h"
 #include "command/Searches.h"
 
 namespace tesker {
 
 namespace {
-
-// The path as one word of a command line, where it can be shown as it is.
-std::string shellWord(std::string_view path) {
-  constexpr std::string_view kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                      "0123456789_-+=.,:/@%";
-  if (path.find_first_not_of(kPlain) == std::string_view::npos)
-    return std::string(path);
-  std::string word = "'";
-  for (const char byte : displayText(path))
-    word += byte == '\'' ? std::string("'\\''") : std::string(1, byte);
-  return word + "'";
-}
 
 class SearchRun {
 public:
@@ -119,8 +107,10 @@ void SearchRun::take(const SearchRequest &request, const SearchOutcome &outcome)
   if (answer == nullptr && arguments_.format == Format::raw)
     diagnostics_.note(named(request) + ": unchanged since the previous answer");
   if (answer != nullptr && answer->records.empty())
-    diagnostics_.note(named(request) + ": no application was found; tesker-apps why " +
-                      (request.isDock ? "PATH" : shellWord(request.argument)) + " says why");
+    diagnostics_.note(
+        named(request) + ": no application was found; " +
+        shellLine("tesker-apps", {"why", request.isDock ? "PATH" : request.argument}) +
+        " says why");
 }
 
 void SearchRun::save(const std::string &text) {

@@ -125,6 +125,12 @@ std::string absoluteSearchPath(std::string_view path) {
   return directory == nullptr ? whole : joined(directory.get(), whole.substr(length));
 }
 
+std::string_view withoutSlashesAtItsEnd(std::string_view path) {
+  while (path.size() > 1 && path.ends_with('/'))
+    path.remove_suffix(1);
+  return path;
+}
+
 std::optional<std::string> whyNotSearchable(const std::string &path) {
   if (path.empty())
     return "an empty path";

@@ -20,6 +20,9 @@ namespace tesker {
 // ".." leads nowhere keeps it, and whyNotSearchable says so.
 std::string absoluteSearchPath(std::string_view path);
 
+// The path without the slashes at its end, but for a lone root.
+std::string_view withoutSlashesAtItsEnd(std::string_view path);
+
 // Why the tool cannot search the path, as a phrase that follows the path and a colon; nothing when
 // it can.
 std::optional<std::string> whyNotSearchable(const std::string &path);

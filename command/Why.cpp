@@ -1,6 +1,7 @@
 #include "command/Why.h"
 
 #include "command/ConfinedChild.h"
+#include "command/SearchPath.h"
 #include "finding/ApplicationWalk.h"
 #include "platform/foundation/ReadFailures.h"
 #include "platform/foundation/Text.h"
@@ -92,8 +93,7 @@ void searchAndReport(const WhyQuestion &question, const SendMessage &send) {
 } // namespace
 
 bool isAtOrBelow(std::string_view path, std::string_view directory) {
-  while (directory.size() > 1 && directory.ends_with('/'))
-    directory.remove_suffix(1);
+  directory = withoutSlashesAtItsEnd(directory);
   return path.starts_with(directory) &&
          (path.size() == directory.size() || directory == "/" || path[directory.size()] == '/');
 }

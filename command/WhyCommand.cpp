@@ -17,28 +17,22 @@ namespace tesker {
 
 namespace {
 
-// "/x/Foo.app/Info-quorvale.plist:3:10", as compilers write it; the offset is of bytes.
 std::string placeText(const Remark &remark, std::string_view path) {
-  std::string text = displayText(remark.file.empty() ? path : remark.file);
-  if (remark.line != 0)
-    text += ":" + std::to_string(remark.line);
-  if (remark.column != 0)
-    text += ":" + std::to_string(remark.column);
+  std::string text =
+      displayPlace(remark.file.empty() ? path : remark.file, remark.line, remark.column);
   if (remark.offset)
     text += " at byte " + std::to_string(*remark.offset);
   return text;
+}
+
+std::string countedRecords(std::size_t count) {
+  return std::to_string(count) + (count == 1 ? " record" : " records");
 }
 
 // A verdict that a part has brought about is a complaint, too.
 bool complains(const Judgement &judgement) {
   return isComplaint(judgement.verdict.code) || !judgement.verdict.file.empty() ||
          std::ranges::any_of(judgement.remarks, isComplaint, &Remark::code);
-}
-
-std::string withoutSlashesAtItsEnd(std::string path) {
-  while (path.size() > 1 && path.ends_with('/'))
-    path.pop_back();
-  return path;
 }
 
 // What is said first, where something is to be said at all: a remark of a part explains more than
@@ -60,7 +54,7 @@ public:
 
   ExitStatus answer() {
     for (const std::string &word : arguments_.files)
-      answerOne(withoutSlashesAtItsEnd(absoluteSearchPath(word)));
+      answerOne(std::string(withoutSlashesAtItsEnd(absoluteSearchPath(word))));
     if (isJSON())
       writeDocument();
     else
@@ -115,9 +109,7 @@ private:
 
   std::string headline(const std::string &path, const WhyAnswer &answer, bool isFound) const {
     if (isFound) {
-      const std::size_t records = answer.itself(path)->records;
-      std::string text =
-          "found, " + std::to_string(records) + (records == 1 ? " record" : " records");
+      const std::string text = "found, " + countedRecords(answer.itself(path)->records);
       const auto cause = causeOf(path, answer);
       return cause ? text + "; but " + sentenceOf(*cause->remark) : text;
     }
@@ -220,8 +212,7 @@ private:
   static std::string linesOf(const Judgement &judgement) {
     std::string text = "  " + displayText(judgement.path) + ": " + sentenceOf(judgement.verdict);
     if (judgement.records > 0)
-      text += ", with " + std::to_string(judgement.records) +
-              (judgement.records == 1 ? " record" : " records");
+      text += ", with " + countedRecords(judgement.records);
     text += " [" + std::string(wordOf(judgement.verdict.code)) + "]\n";
     for (const Remark &remark : judgement.remarks)
       text += "    " + placeText(remark, judgement.path) + ": " + sentenceOf(remark) + " [" +
@@ -235,13 +226,7 @@ private:
       object.addText("detail", remark.detail);
     if (!remark.file.empty())
       object.addText("file", remark.file);
-    if (remark.line != 0)
-      object.addNumber("line", static_cast<long long>(remark.line));
-    if (remark.column != 0)
-      object.addNumber("column", static_cast<long long>(remark.column));
-    if (remark.offset)
-      object.addNumber("offset", static_cast<long long>(*remark.offset));
-    return object;
+    return object.addPlace(remark.line, remark.column, remark.offset);
   }
 
   static std::string objectOf(const Judgement &judgement) {

@@ -7,7 +7,6 @@
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NearWords.h"
-#include "platform/foundation/ReadFailures.h"
 
 #include <algorithm>
 #include <array>
@@ -96,7 +95,7 @@ std::optional<Entry> ApplicationWalk::followed(const NSString &dir, const NSStri
       return Entry{dir, file, *attributes};
   } catch (const NSException &) { // as for one that is not there
   }
-  giveVerdict([&] { return Remark{.code = codeOfError(lastReadFailure(), otherwise)}; });
+  giveVerdictOfFailure(otherwise);
   return std::nullopt;
 }
 
@@ -122,12 +121,8 @@ void ApplicationWalk::walkDirectory(const NSString &path) {
   checkMasterStillAlive_();
   auto listing = listed(path);
   if (!listing)
-    return giveVerdict([] {
-      const JudgementCode code = codeOfError(lastReadFailure(), JudgementCode::vanished);
-      return Remark{.code =
-                        code == JudgementCode::noPermission ? JudgementCode::notSearchable : code};
-    });
-  const bool isJudged = Judge::current() != nullptr; // asked once: most entries end here
+    return giveVerdictOfFailure(JudgementCode::vanished, JudgementCode::notSearchable);
+  const bool isJudged = Judge::current() != nullptr; // asked once: most entries are not worth it
   std::vector<Found> found;
   found.reserve(16);
   for (std::size_t i = 0; i < listing->count(); ++i) {
@@ -136,10 +131,8 @@ void ApplicationWalk::walkDirectory(const NSString &path) {
       return giveVerdict([&] {
         return Remark{.code = JudgementCode::vanished, .detail = std::string(listing->name(i))};
       });
-    if (isWorthJudging(*attributes))
+    if (isWorthJudging(*attributes) || isJudged)
       found.push_back({i, *attributes});
-    else if (isJudged) [[unlikely]]
-      judged(path, listing->name(i), [&] { judgeAsPassedOver(*attributes); });
   }
   for (const Found &entry : found) {
     const auto judgeIt = [&] { doForListed(path, *listing, entry.index, entry.attributes); };

@@ -3,11 +3,4 @@
 
 #include "platform/foundation/NSLog.h"
 
-inline void silenceLogs() {
-  class Nowhere final : public tesker::LogSink {
-    void log(std::string_view) override {}
-    void syslog(std::string_view) override {}
-  };
-  static Nowhere nowhere;
-  tesker::setLogSink(&nowhere);
-}
+inline void silenceLogs() { static const tesker::LogSilence silence; }

@@ -6,7 +6,6 @@
 #include "parsing/WrapperDescriptions.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
-#include "platform/foundation/ReadFailures.h"
 
 #include <algorithm>
 #include <iterator>
@@ -51,7 +50,7 @@ private:
   Names children() {
     try {
       if (auto names = NSFileManager::classObject().childrenForDirPath(fullPath_))
-        return *names;
+        return std::move(*names);
     } catch (const NSException &) { // as for a wrapper without entries
     }
     giveVerdict(JudgementCode::notSearchable);
@@ -77,13 +76,14 @@ private:
   void visit(const NSString &entry) {
     if (entry == kInfoListName || entry == kResources)
       parseDescriptionsBelow(entry);
-    else if ((isExecutable(entry) || entry == "services") && descriptionSeen_)
-      giveVerdict(JudgementCode::passedOver);
-    else if (isExecutable(entry))
-      append(parseApp(fileManagerClass_, fullPath_, entry, zone_));
-    else if (entry == "services")
-      appendServices();
-    else if (entry == kRegistryName) {
+    else if (const bool isOwn = isExecutable(entry); isOwn || entry == "services") {
+      if (descriptionSeen_)
+        giveVerdict(JudgementCode::passedOver);
+      else if (isOwn)
+        append(parseApp(fileManagerClass_, fullPath_, entry, zone_));
+      else
+        appendServices();
+    } else if (entry == kRegistryName) {
       descriptionSeen_ = true;
       append(
           parseOldNewStyle(executablePath_, baseName_, TeskerCatDirFile(fullPath_, entry), room_));
@@ -154,8 +154,7 @@ std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const NS
   } catch (const NSException &) { // as for one that is not there
   }
   if (!attributes) {
-    giveVerdict(
-        [] { return Remark{.code = codeOfError(lastReadFailure(), JudgementCode::danglingLink)}; });
+    giveVerdictOfFailure(JudgementCode::danglingLink);
     return std::nullopt;
   }
   return parseAppWrapper(fileManagerClass, {dir, file, *attributes}, zone);

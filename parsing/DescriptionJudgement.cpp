@@ -16,6 +16,8 @@ thread_local JudgedText *newest = nullptr;
 
 void remarkOnKind(const NSDictionary &list, std::string_view key, const char *expected,
                   bool isTaken = false) {
+  if (Judge::current() == nullptr)
+    return;
   if (const NSObject *value = list.objectForKey(key))
     JudgedText::remarkOn(*value, JudgedText::At::value, JudgementCode::wrongKind,
                          std::string(key) + " is not " + expected, isTaken);
@@ -79,13 +81,9 @@ void JudgedText::remarkOnRepeatedKeys() const {
 
 void remarkOnUnreadable(const NSString &path, int error) {
   remark([&] {
-    JudgementCode code = codeOfError(error, JudgementCode::noDescription);
-    if (code == JudgementCode::noPermission)
-      code = JudgementCode::notReadable;
-    if (error == EFBIG)
-      code = JudgementCode::descriptionTooLarge;
-    if (error == EINVAL) // what is opened and is not a regular file
-      code = JudgementCode::specialFile;
+    const JudgementCode code = error == EFBIG ? JudgementCode::descriptionTooLarge
+                                              : codeOfError(error, JudgementCode::noDescription,
+                                                            JudgementCode::notReadable);
     return Remark{.code = code,
                   .detail = code == JudgementCode::noDescription ? "there is no such file" : "",
                   .file = std::string(path.bytes())};
@@ -107,7 +105,7 @@ const NSDictionary *judgedDictionary(const NSDictionary &list, std::string_view 
 }
 
 void judgeString(const NSDictionary &list, std::string_view key, bool isTaken) {
-  if (!list.stringForKey(key))
+  if (Judge::current() != nullptr && !list.stringForKey(key))
     remarkOnKind(list, key, "a string", isTaken);
 }
 

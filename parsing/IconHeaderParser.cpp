@@ -7,7 +7,6 @@
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
-#include "platform/foundation/ReadFailures.h"
 #include "platform/foundation/Text.h"
 #include "platform/images/MachOImage.h"
 
@@ -294,15 +293,6 @@ std::optional<Records> parseImage(ImageSource &image, const Entry &executable, c
   return result;
 }
 
-// What a file that cannot be opened is: one that is not regular opens, and is closed again
-// (EINVAL).
-JudgementCode codeOfOpening(int error) {
-  if (error == EINVAL)
-    return JudgementCode::specialFile;
-  const JudgementCode code = codeOfError(error, JudgementCode::vanished);
-  return code == JudgementCode::noPermission ? JudgementCode::notReadable : code;
-}
-
 // Whether the attributes are of something that could be run.
 bool isExecutableFile(const NSFileAttributes &attributes) {
   return !attributes.isDirectory() && attributes.canExecute() != 0;
@@ -327,8 +317,7 @@ std::optional<Records> parseApp(NSFileManager &fileManagerClass, const NSString 
   } catch (const NSException &) { // as for one that is not there
   }
   if (!attributes) {
-    giveVerdict(
-        [] { return Remark{.code = codeOfError(lastReadFailure(), JudgementCode::danglingLink)}; });
+    giveVerdictOfFailure(JudgementCode::danglingLink);
     TeskerCheckDirFile(dir, file);
     return std::nullopt;
   }
@@ -346,7 +335,10 @@ std::optional<Records> parseApp(const Entry &executable, NSZone &zone) {
   Result<RegularFile> file =
       openRegularFile(isOpen ? executable.file.cString() : bytePath, executable.directory);
   if (!file) {
-    giveVerdict([&] { return Remark{.code = codeOfOpening(file.failure().error)}; });
+    giveVerdict([&] {
+      return Remark{.code = codeOfError(file.failure().error, JudgementCode::vanished,
+                                        JudgementCode::notReadable)};
+    });
     return std::nullopt;
   }
   FileImage image(std::move(*file));

@@ -1,6 +1,6 @@
 #include "parsing/Judgement.h"
 
-#include "paths/PathFunctions.h"
+#include "platform/foundation/ReadFailures.h"
 
 #include <algorithm>
 #include <array>
@@ -161,24 +161,29 @@ void Judge::settle(Open &entry) {
     entry.judgement.verdict = causeOf(entry.parts);
 }
 
-JudgementCode codeOfError(int error, JudgementCode otherwise) {
+JudgementCode codeOfError(int error, JudgementCode missing, JudgementCode forbidden) {
   switch (error) {
   case ENOENT:
   case ENOTDIR:
-    return otherwise;
+    return missing;
   case EACCES:
   case EPERM:
-    return JudgementCode::noPermission;
+    return forbidden;
   case ELOOP:
     return JudgementCode::linkCycle;
   case ENAMETOOLONG:
     return JudgementCode::pathTooLong;
   case ENXIO:
   case ENODEV:
+  case EINVAL:
     return JudgementCode::specialFile;
   default:
     return JudgementCode::readError;
   }
+}
+
+void giveVerdictOfFailure(JudgementCode missing, JudgementCode forbidden) {
+  giveVerdict([&] { return Remark{.code = codeOfError(lastReadFailure(), missing, forbidden)}; });
 }
 
 } // namespace tesker

@@ -175,8 +175,14 @@ inline void countRecords(std::size_t number) {
     judge->countRecords(number);
 }
 
-// What a failure to examine, open or read with that errno says of an entry; `otherwise` for a file
-// that is not there.
-[[nodiscard]] JudgementCode codeOfError(int error, JudgementCode otherwise);
+// What a failure to examine, open or read with that errno says of an entry: `missing` where it is
+// not there, `forbidden` where this user may not. What opens and is not a regular file fails with
+// EINVAL (openRegularFile).
+[[nodiscard]] JudgementCode codeOfError(int error, JudgementCode missing,
+                                        JudgementCode forbidden = JudgementCode::noPermission);
+
+// The verdict that follows from the call that failed last (lastReadFailure).
+void giveVerdictOfFailure(JudgementCode missing,
+                          JudgementCode forbidden = JudgementCode::noPermission);
 
 } // namespace tesker

@@ -82,11 +82,8 @@ constinit std::atomic<RealDirectoryStream::Piece *> RealDirectoryStream::spare =
 
 int FileCalls::statAt(int directory, const char *name, bool followLinks, struct stat &status) {
   const int flags = followLinks ? 0 : AT_SYMLINK_NOFOLLOW;
-  int result;
-  do
-    result = ::fstatat(directory, name, &status, flags);
-  while (result != 0 && errno == EINTR); // which a network's file system may give
-  return result;
+  // A network's file system may be interrupted.
+  return resumed([&] { return ::fstatat(directory, name, &status, flags); });
 }
 
 int FileCalls::statDescriptor(int descriptor, struct stat &status) {

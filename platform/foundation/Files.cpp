@@ -197,6 +197,18 @@ Result<> writeAll(int descriptor, std::string_view bytes) {
   return {};
 }
 
+Result<> lockExclusively(int descriptor, const Deadline &deadline) {
+  constexpr int kMillisecondsBetween = 10;
+  OperatingSystem &system = OperatingSystem::current();
+  while (system.lock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+    const Failure failure{errno};
+    if (failure.error != EWOULDBLOCK || deadline.passed())
+      return failure;
+    (void)system.poll(nullptr, 0, kMillisecondsBetween);
+  }
+  return {};
+}
+
 void openMissingStandardDescriptors(int mode) {
   OperatingSystem &system = OperatingSystem::current();
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)

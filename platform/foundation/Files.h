@@ -1,6 +1,7 @@
 // Files.h - open files and who owns them, pipes, and whole files in and out.
 #pragma once
 
+#include "platform/foundation/Deadline.h"
 #include "platform/foundation/NSString.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/Result.h"
@@ -62,6 +63,10 @@ struct Pipe {
 // Writes all of the bytes, in as many parts as it takes. Fails with the errno, EIO when the system
 // takes nothing and does not say why.
 [[nodiscard]] Result<> writeAll(int descriptor, std::string_view bytes);
+
+// Takes an exclusive lock of the open file (flock(2)); where it is held, tries again until the
+// deadline. Fails with the errno, EWOULDBLOCK when it is held still.
+[[nodiscard]] Result<> lockExclusively(int descriptor, const Deadline &deadline);
 
 // Opens /dev/null as each of the three standard descriptors that a program was started without.
 // Were they missing, the next file or socket opened would get one of their numbers, and what is

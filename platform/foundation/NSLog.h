@@ -73,4 +73,19 @@ public:
 // that was the real one. The sink is borrowed. For tests that read what was logged.
 LogSink *setLogSink(LogSink *sink);
 
+// While one lives, nothing is logged: for those who tell in another way what is found in files.
+class LogSilence final : LogSink {
+public:
+  LogSilence() : before_(setLogSink(this)) {}
+  ~LogSilence() override { setLogSink(before_); }
+  LogSilence(const LogSilence &) = delete;
+  LogSilence &operator=(const LogSilence &) = delete;
+
+private:
+  void log(std::string_view) override {}
+  void syslog(std::string_view) override {}
+
+  LogSink *before_;
+};
+
 } // namespace tesker

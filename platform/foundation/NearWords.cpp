@@ -1,5 +1,7 @@
 #include "platform/foundation/NearWords.h"
 
+#include "platform/foundation/Text.h"
+
 #include <algorithm>
 #include <array>
 
@@ -9,10 +11,6 @@ namespace {
 
 constexpr std::size_t kLongestWord = 64;
 constexpr std::size_t kLettersOfALongWord = 6;
-
-char lowerCase(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
 
 } // namespace
 
@@ -30,7 +28,7 @@ std::size_t distanceOfWords(std::string_view a, std::string_view b) {
         continue;
       }
       const auto same = [&](std::size_t x, std::size_t y) {
-        return lowerCase(a[x - 1]) == lowerCase(b[y - 1]);
+        return withoutCase(a[x - 1]) == withoutCase(b[y - 1]);
       };
       row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same(i, j) ? 0U : 1U)});
       if (i > 1 && j > 1 && same(i, j - 1) && same(i - 1, j))

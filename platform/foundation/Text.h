@@ -32,6 +32,13 @@ Utf8Character firstUtf8Character(std::string_view bytes);
 // True when all of the bytes are UTF-8; no bytes are.
 bool isUtf8(std::string_view bytes);
 
+// ---- letters without their case ----
+
+// The byte, an ASCII capital as its small letter; whatever the locale.
+constexpr char withoutCase(char byte) {
+  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
 // ---- digits of numbers and bytes, in and out ----
 
 // The value of a digit of the base (at most 16; letters of either case), or nothing when the byte

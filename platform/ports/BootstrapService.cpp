@@ -1,6 +1,5 @@
 #include "platform/ports/BootstrapService.h"
 
-#include "platform/foundation/Deadline.h"
 #include "platform/ports/Bootstrap.h"
 
 #include <algorithm>
@@ -36,13 +35,8 @@ Result<> makeDirectories(const std::string &path) {
 class DirectoryLock {
 public:
   explicit DirectoryLock(const BootstrapDirectory &directory)
-      : directory_(directory.descriptor()), outcome_(tryLock()) {
-    for (const auto deadline = Deadline::in(kLongestWait);
-         outcome_.error() == EWOULDBLOCK && !deadline.passed();) {
-      (void)OperatingSystem::current().poll(nullptr, 0, kMillisecondsBetween);
-      outcome_ = tryLock();
-    }
-  }
+      : directory_(directory.descriptor()),
+        outcome_(lockExclusively(directory_, Deadline::in(kLongestWait))) {}
   ~DirectoryLock() {
     if (outcome_)
       OperatingSystem::current().lock(directory_, LOCK_UN);
@@ -54,16 +48,9 @@ public:
 
 private:
   static constexpr std::chrono::seconds kLongestWait{2};
-  static constexpr int kMillisecondsBetween = 10;
 
-  Result<> tryLock() const {
-    if (OperatingSystem::current().lock(directory_, LOCK_EX | LOCK_NB) != 0)
-      return Failure{errno};
-    return {};
-  }
-
-  int directory_;
-  Result<> outcome_;
+  const int directory_;
+  const Result<> outcome_;
 };
 
 Result<struct stat> statusOfName(const BootstrapDirectory &directory, const std::string &name) {

@@ -7,7 +7,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <set>
 #include <stdexcept>
+#include <string>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -46,17 +49,71 @@ TEST_F(ConfinedChildTest, SendsMessagesOfAnyBytes) {
 TEST_F(ConfinedChildTest, SaysHowItDiedAndKeepsWhatItTold) {
   EXPECT_EQ(run([](const SendMessage &send) {
               send("before");
-              std::signal(SIGABRT, SIG_DFL);
               ::raise(SIGKILL);
             }),
             "signal 9 (Killed)");
   EXPECT_THAT(messages_, ElementsAre("before"));
 }
 
+TEST_F(ConfinedChildTest, SaysHowItDiedWhereEndsOfChildrenAreIgnored) {
+  std::signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(run([](const SendMessage &) { ::raise(SIGKILL); }), "signal 9 (Killed)");
+}
+
 TEST_F(ConfinedChildTest, SaysThatItRanOutOfMemoryOrCouldNotGoOn) {
   EXPECT_EQ(run([](const SendMessage &) { throw std::bad_alloc(); }), "out of memory");
   EXPECT_EQ(run([](const SendMessage &) { throw std::runtime_error("lost"); }),
             "it could not go on");
+}
+
+// The descriptors open for writing only: the ends of pipes.
+std::set<int> writingEnds() {
+  std::set<int> ends;
+  for (int descriptor = 3; descriptor < 1024; ++descriptor)
+    if ((::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_WRONLY)
+      ends.insert(descriptor);
+  return ends;
+}
+
+TEST_F(ConfinedChildTest, SaysThatItSentWhatIsNotUnderstood) {
+  const std::set<int> before = writingEnds();
+  for (const std::string bytes : {"99999999999\n", "x\n", "-1\n", "1 \n"})
+    EXPECT_EQ(run([&](const SendMessage &) {
+                for (const int end : writingEnds())
+                  if (!before.contains(end))
+                    (void)!::write(end, bytes.data(), bytes.size());
+              }),
+              "it sent what is not understood")
+        << bytes;
+  EXPECT_THAT(messages_, ::testing::IsEmpty());
+}
+
+TEST_F(ConfinedChildTest, EndsWithItsParent) {
+  ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+  int told[2];
+  ASSERT_EQ(::pipe(told), 0);
+  const pid_t parent = ::fork();
+  if (parent == 0) {
+    (void)runConfined(
+        std::chrono::seconds(100),
+        [](const SendMessage &send) {
+          send(std::to_string(::getpid()));
+          ::sleep(20);
+        },
+        [&](std::string_view message) {
+          (void)!::write(told[1], message.data(), message.size());
+          ::raise(SIGKILL);
+        });
+    ::_exit(0);
+  }
+  char number[16] = {};
+  ASSERT_GT(::read(told[0], number, sizeof number - 1), 0);
+  ASSERT_EQ(::waitpid(parent, nullptr, 0), parent);
+  int status = 0;
+  ASSERT_EQ(::waitpid(std::atoi(number), &status, 0), std::atoi(number));
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+  ::close(told[0]);
+  ::close(told[1]);
 }
 
 TEST_F(ConfinedChildTest, IsEndedAtItsDeadline) {

@@ -39,7 +39,7 @@ TEST(PlaceOf, IsTheFirstThatHoldsThePath) {
 TEST(Why, IsToldOfThePathWhatIsAboveAndWhatIsBelow) {
   const TemporaryDirectory directory;
   directory.writeFile("top/a/Foo.app/Resources/Info-quorvale.plist",
-                      "{\n NSExecutble = \"x\\000y\";\n}");
+                      "{\n \"NSExec\\000utable\" = Foo;\n}");
   directory.writeFile("top/a/other", "", 0755);
   directory.writeFile("top/b", "");
   const std::string path = directory.path("top/a/Foo.app");
@@ -55,6 +55,7 @@ TEST(Why, IsToldOfThePathWhatIsAboveAndWhatIsBelow) {
   const Judgement &part = answer.judgements.back();
   ASSERT_EQ(part.remarks.size(), 2U);
   EXPECT_EQ(part.remarks[0].code, JudgementCode::unknownKey);
+  EXPECT_EQ(part.remarks[0].detail, "NSExec utable: did you mean NSExecutable?");
   EXPECT_EQ(part.remarks[0].file, path + "/Resources/Info-quorvale.plist");
   EXPECT_EQ(part.remarks[0].line, 2U);
   EXPECT_EQ(part.remarks[0].column, 2U);

@@ -145,6 +145,9 @@ TEST_F(JudgementTest, WhatASearchHasNoRoomForIsNotFound) {
     walk.doForPath(directory_.string("tree"));
     EXPECT_EQ(walk.lines().size(), most);
     EXPECT_EQ(judgements.records(), most);
+    for (const Judgement &judgement : judgements.all)
+      EXPECT_EQ(judgement.verdict.code == JudgementCode::found, judgement.records > 0)
+          << most << " " << judgement.path;
     for (const char *name : {"a", "b", "c", "Foo.app"})
       EXPECT_NE(judgements.of(directory_.path("tree/" + std::string(name))), "") << most;
   }

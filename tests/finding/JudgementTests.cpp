@@ -2,6 +2,7 @@
 #include "tests/finding/JudgementTest.h"
 #include "tests/support/ChildProcess.h"
 
+#include <cerrno>
 #include <gmock/gmock.h>
 #include <map>
 #include <set>
@@ -68,6 +69,22 @@ TEST_F(JudgementTest, EntriesThatAreNotLookedIntoAreToldApart) {
   EXPECT_EQ(said("tree/fifo"), "special-file");
 }
 
+TEST_F(JudgementTest, ADirectoryFromWhichANameVanishesSaysWhich) {
+  struct : OperatingSystem {
+    int statAt(int directory, const char *name, bool followLinks, struct stat &status) override {
+      errno = ENOENT;
+      return std::string_view(name) == "gone"
+                 ? -1
+                 : OperatingSystem::statAt(directory, name, followLinks, status);
+    }
+  } system;
+  const ScopedOperatingSystem scope(system);
+  directory_.writeFile("tree/gone", "");
+  search();
+  EXPECT_EQ(said("tree"), "vanished");
+  EXPECT_EQ(remarkOn("tree", JudgementCode::vanished).detail, "gone");
+}
+
 TEST_F(JudgementTest, SearchPathsThatNameNothingAreToldApart) {
   directory_.writeFile("file", "");
   search("nowhere");
@@ -108,6 +125,8 @@ TEST_F(JudgementTest, AWrapperWithoutADescriptionSaysWhatItsPartsLack) {
   EXPECT_EQ(said("tree/Elf.app"), "no-description");
   EXPECT_EQ(said("tree/Elf.app/Elf"), "no-self-description");
   EXPECT_EQ(said("tree/NoBit.app"), "not-executable");
+  EXPECT_EQ(remarkOn("tree/NoBit.app", JudgementCode::notExecutable).file,
+            directory_.path("tree/NoBit.app/NoBit"));
   EXPECT_EQ(said("tree/NoBit.app/NoBit"), "not-executable");
   EXPECT_THAT(said("tree/Deep.app/Info-quorvale.plist"), StartsWith("description-too-deep"));
   EXPECT_EQ(said("tree/Other.app"), "no-description");
