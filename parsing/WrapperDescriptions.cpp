@@ -32,19 +32,20 @@ void tell(const NSObject &value, JudgedText::At at, JudgementCode code, std::str
     JudgedText::remarkOn(value, at, code, std::string(detail));
 }
 
-// The icon is the value's when it is a dictionary that has a string under the key.
-NSString iconOf(const NSObject &value, std::string_view key) {
-  const NSDictionary *type = value.asDictionary();
+// The icon is what stands under the key when that is a string in a dictionary.
+NSString iconOf(const NSObject &described, std::string_view key) {
+  const NSDictionary *type = described.asDictionary();
   if (type == nullptr) {
-    tell(value, JudgedText::At::value, JudgementCode::ignored,
+    tell(described, JudgedText::At::value, JudgementCode::ignored,
          "the value is not a dictionary that names an icon");
     return nullptr;
   }
-  const NSString icon = type->stringForKey(key);
-  if (!icon)
-    judgeString(*type, key);
+  const NSObject *value = type->objectForKey(key);
+  const NSString icon = value != nullptr ? value->asString() : nullptr;
+  if (icon)
+    tell(*value, JudgedText::At::value, JudgementCode::iconTaken, icon.bytes());
   else
-    tell(*type->objectForKey(key), JudgedText::At::value, JudgementCode::iconTaken, icon.bytes());
+    judgeString(*type, key);
   return icon;
 }
 

@@ -71,6 +71,8 @@ private:
     for (;;) {
       while (!atEnd() && isBlank(text_[place_]))
         ++place_;
+      if (!nextIs("/")) // in one look, for most tokens have no comment before them
+        return;
       if (nextIs("//"))
         place_ = std::min(text_.find('\n', place_), text_.size());
       else if (nextIs("/*"))
