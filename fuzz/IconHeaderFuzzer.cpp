@@ -2,6 +2,7 @@
 // another.
 #include "examples/MachOWriter.h"
 #include "fuzz/Check.h"
+#include "fuzz/Listener.h"
 #include "fuzz/Silence.h"
 #include "parsing/ArchitectureCheck.h"
 #include "parsing/IconHeaderParser.h"
@@ -34,5 +35,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   check(records.has_value()); // an executable regular file is always examined
   for (const TKLine &record : *records)
     check(record.objectForKey("path") != nullptr);
+  const Listener listener;
+  judged(dir, name.bytes(), [&] {
+    check(parseApp(NSFileManager::classObject(), dir, name, NSDefaultMallocZone()) == records);
+    countRecords(records->size());
+  });
   return 0;
 }

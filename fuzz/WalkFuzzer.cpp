@@ -1,8 +1,10 @@
 // WalkFuzzer.cpp - searches a tree that the input describes (Tree.h), and searches it again. The
 // input's first byte says how much an answer may hold, or that system calls fail (FailingCalls.h).
+// The answer is the same when a judge listens, whose verdicts account for all of its records.
 #include "finding/ApplicationFinder.h"
 #include "fuzz/Check.h"
 #include "fuzz/FailingCalls.h"
+#include "fuzz/Listener.h"
 #include "fuzz/Silence.h"
 #include "fuzz/Tree.h"
 #include "parsing/RecordDecoding.h"
@@ -81,6 +83,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   const auto records = decodeParsedApp(text, NSDefaultMallocZone());
   check(records && records->size() <= bounds.records);
   check(!finder.findAppsInSearchPath(top, text)); // the same again
+  {
+    const Listener listener;
+    check(!finder.findAppsInSearchPath(top, text));
+    check(listener.records() == records->size());
+  }
   // The names in it one by one, as a dock asks for them.
   (void)answerOf([&] {
     return finder.findAppsForDockPaths({top, top.stringByAppendingPathComponent("Foo.app"),

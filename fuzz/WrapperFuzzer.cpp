@@ -1,7 +1,9 @@
 // WrapperFuzzer.cpp - parses an application wrapper that the input describes (Tree.h). The input's
-// first byte says how it is called, and whether system calls fail (FailingCalls.h).
+// first byte says how it is called, whether a judge listens, and whether system calls fail
+// (FailingCalls.h).
 #include "fuzz/Check.h"
 #include "fuzz/FailingCalls.h"
+#include "fuzz/Listener.h"
 #include "fuzz/Silence.h"
 #include "fuzz/Tree.h"
 #include "parsing/AppWrapperParser.h"
@@ -13,6 +15,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <sys/stat.h>
 
 using namespace tesker;
@@ -80,8 +83,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   const Tree tree(input);
   tryFile(NSString::create(tree.path()), "x"_ns);
   const ScopedOperatingSystem scoped(failing);
-  const auto records = parseAppWrapper(NSFileManager::classObject(), NSString::create(tree.path()),
-                                       NSString::create(wrapper), NSDefaultMallocZone());
+  std::optional<Listener> listener;
+  if (choice / kWrappers.size() % 2 == 1)
+    listener.emplace();
+  const NSString top = NSString::create(tree.path());
+  std::optional<Records> records;
+  judged(top, wrapper, [&] {
+    records = parseAppWrapper(NSFileManager::classObject(), top, NSString::create(wrapper),
+                              NSDefaultMallocZone());
+    countRecords(records ? records->size() : 0);
+  });
   if (!records)
     return 0;
   checkPaths(*records, tree.path() + "/" + wrapper, hasRegistry);
