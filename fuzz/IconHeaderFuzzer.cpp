@@ -35,6 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   check(records.has_value()); // an executable regular file is always examined
   for (const TKLine &record : *records)
     check(record.objectForKey("path") != nullptr);
+  check(other || parseHeaderText(header, dir.stringByAppendingPathComponent(name.bytes()),
+                                 NSDefaultMallocZone()) == *records);
   const Listener listener;
   judged(dir, name.bytes(), [&] {
     check(parseApp(NSFileManager::classObject(), dir, name, NSDefaultMallocZone()) == records);
