@@ -26,7 +26,7 @@ namespace tesker {
 
 namespace detail {
 
-constexpr std::array<bool, 256> unquotedCharacters() {
+consteval std::array<bool, 256> unquotedCharacters() {
   std::array<bool, 256> may{};
   for (unsigned char byte = '0'; byte <= '9'; ++byte)
     may[byte] = true;
