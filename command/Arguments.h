@@ -30,7 +30,7 @@ struct Arguments {
   Format format = Format::table;
   std::vector<std::string> paths; // where to search; empty: the usual places
   std::vector<std::string> files; // open, why, check
-  std::string subject;            // what is asked about; of prefer, empty: everything
+  std::string subject;            // what is asked about; of prefer, help, empty: everything
   std::string application;        // open, prefer: a name or path; empty: none
   std::string pathListFile;       // dock; empty: the paths are in `paths`
   std::string input;              // decode, encode; of diff the old answer

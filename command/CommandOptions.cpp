@@ -93,7 +93,7 @@ void CommandOptions::format(bool raw) {
   }
   command_
       .add_option_function<std::string>(
-          "--format", [this](const std::string &name) { arguments.format = formats.at(name); },
+          "-f,--format", [this](const std::string &name) { arguments.format = formats.at(name); },
           description)
       ->check(CLI::IsMember(names))
       ->option_text("FORMAT");

@@ -25,8 +25,8 @@ void declareDock(CommandOptions &options) {
   options
       .file("--paths0-from", arguments.pathListFile,
             "Read the paths from FILE (- is standard input),\n"
-            "with NUL characters between them; they are sent as\n"
-            "they are")
+            "each with a NUL character behind it; they are sent\n"
+            "as they are")
       ->excludes(paths);
   options.format(true);
   options.lastAnswer();
@@ -153,6 +153,11 @@ void declareCheck(CommandOptions &options) {
   options.format(false);
 }
 
+void declareHelp(CommandOptions &options) {
+  options.word("COMMAND", options.arguments.subject,
+               "One of the commands; without one, all are listed");
+}
+
 } // namespace
 
 const std::vector<Command> &allCommands() {
@@ -170,6 +175,7 @@ const std::vector<Command> &allCommands() {
       {"diff", "Compare two answers", declareDiff, diffCommand},
       {"decode", "Print the records of an encoded text", declareDecode, decodeCommand},
       {"encode", "Encode what decode has printed as JSON", declareEncode, encodeCommand},
+      {"help", "Print what a command takes", declareHelp, helpCommand},
   };
   return commands;
 }

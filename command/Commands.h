@@ -41,5 +41,7 @@ RunCommand whyCommand;
 RunCommand checkCommand;
 // What has changed from one answer to another.
 RunCommand diffCommand;
+// The same help as --help.
+RunCommand helpCommand;
 
 } // namespace tesker

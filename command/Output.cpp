@@ -89,16 +89,28 @@ void Output::write(std::string_view bytes) {
     flush();
   if (error_ != 0)
     return;
-  if (bytes.size() > kBufferSize)
-    error_ = writeWaiting(descriptor_, bytes);
-  else
+  if (bytes.size() <= kBufferSize) {
     buffer_ += bytes;
+    return;
+  }
+  error_ = writeWaiting(descriptor_, bytes);
+  endWithoutReader();
 }
 
 void Output::flush() {
+  writeOut();
+  endWithoutReader();
+}
+
+void Output::writeOut() {
   if (error_ == 0)
     error_ = writeWaiting(descriptor_, buffer_);
   buffer_.clear();
+}
+
+void Output::endWithoutReader() const {
+  if (error_ == EPIPE)
+    throw ReaderGone();
 }
 
 std::size_t Output::terminalColumns() const {

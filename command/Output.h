@@ -2,7 +2,7 @@
 // error, and files named on the command line.
 //
 // Nothing that fails to be written is passed over: the first error is kept, to be asked for at the
-// end. Descriptors are borrowed.
+// end. Where nobody reads any longer, the command ends. Descriptors are borrowed.
 #pragma once
 
 #include "platform/foundation/Deadline.h"
@@ -14,11 +14,15 @@
 
 namespace tesker {
 
-// Data, buffered. After an error everything further is dropped.
+// Thrown by a write when the reader of a pipe or socket is gone. It ends a command as SIGPIPE ends
+// other programs, but what the command holds (a tool, temporary files) is cleaned up on the way.
+struct ReaderGone {};
+
+// Data, buffered. After an error everything further is dropped; write and flush throw ReaderGone.
 class Output {
 public:
   explicit Output(int descriptor) : descriptor_(descriptor) {}
-  ~Output() { flush(); }
+  ~Output() { writeOut(); }
   Output(const Output &) = delete;
   Output &operator=(const Output &) = delete;
 
@@ -30,6 +34,8 @@ public:
   std::size_t terminalColumns() const;
 
 private:
+  void writeOut();
+  void endWithoutReader() const;
   int descriptor_;
   int error_ = 0;
   std::string buffer_;

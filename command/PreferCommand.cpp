@@ -69,7 +69,8 @@ ExitStatus forget(const Arguments &arguments, Output &output, Diagnostics &diagn
   if (const auto problem = keepPreference(choice->first, "", Deadline::in(kTimeToWait)))
     return failure(diagnostics, ExitStatus::failed, *problem);
   // What a site's files say is not the user's to forget.
-  const PreferredApplications after = preferencesOrNote(diagnostics);
+  NSUserDefaults defaults;
+  const PreferredApplications after = preferredApplications(defaults);
   if (const auto left = after.find(choice->first); left != after.end())
     return failure(diagnostics, ExitStatus::failed,
                    "the settings of this site still prefer " + displayText(left->second) + " for " +

@@ -2,8 +2,7 @@
 
 #include "command/DisplayText.h"
 #include "command/Output.h"
-#include "platform/foundation/NSException.h"
-#include "platform/foundation/PropertyList.h"
+#include "command/SettingsFiles.h"
 #include "platform/foundation/PropertyListDescription.h"
 
 #include <cerrno>
@@ -15,20 +14,9 @@ namespace {
 // Adds what the user's own file holds, if it is there. Nothing when that is done, else why it
 // cannot be used, a display text.
 std::optional<std::string> addOwnPairs(const NSString &file, NSDictionary &pairs) {
-  const std::string name(file.bytes());
-  const Result<std::string> text = contentsOfFile(file, kLargestPropertyListFile);
-  if (!text)
-    return text.error() == ENOENT ? std::nullopt : std::optional(fileError(name, text.error()));
-  try {
-    const auto value = propertyList(*text);
-    const NSDictionary *dictionary = value->asDictionary();
-    if (dictionary == nullptr)
-      return displayText(name) + ": not a dictionary";
-    pairs.addEntriesFromDictionary(*dictionary);
-    return std::nullopt;
-  } catch (const NSException &exception) {
-    return displayText(name) + ": " + displayText(exception.reason());
-  }
+  return readSettings(file, [&](const NSDictionary &own,
+                                const ComplainOfSetting &) { pairs.addEntriesFromDictionary(own); })
+      .whyIgnored;
 }
 
 // Makes the directories above the file, for this user alone. 0 or the errno.
@@ -68,12 +56,15 @@ PreferredApplications preferredApplications(NSUserDefaults &defaults) {
   return preferred;
 }
 
-std::optional<std::string> whyPreferencesAreIgnored() {
-  const NSString file = userDefaultsFile(kPreferencesDomain);
-  if (!file)
-    return std::nullopt;
-  const auto pairs = NSDictionary::create();
-  return addOwnPairs(file, *pairs);
+std::vector<std::string> problemsOfPreferences() {
+  return problemsOfSettings(
+      kPreferencesDomain, [](const NSDictionary &pairs, const ComplainOfSetting &complain) {
+        for (const auto &[extension, value] : pairs)
+          if (!value->asString())
+            complain(*value, "the preference for " + displayText(extension.bytes()) +
+                                 " files is not a name or path; it is ignored");
+        return true;
+      });
 }
 
 std::optional<std::string> keepPreference(std::string_view extension, std::string_view application,

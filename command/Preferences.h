@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tesker {
 
@@ -20,8 +21,8 @@ inline constexpr const char *kPreferencesDomain = "TeskerPreferredApplications";
 // Values other than strings count for nothing.
 [[nodiscard]] PreferredApplications preferredApplications(NSUserDefaults &defaults);
 
-// "FILE: REASON" when the user's own file is there and is not heeded; a display text.
-[[nodiscard]] std::optional<std::string> whyPreferencesAreIgnored();
+// What is wrong with the files of the preferences, line for line (SettingsFiles.h).
+[[nodiscard]] std::vector<std::string> problemsOfPreferences();
 
 // Keeps the application for the extension in the user's own file; an empty one leaves none there.
 // Nothing when that is done; else why it is not, a display text, and the file is as it was. Another

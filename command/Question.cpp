@@ -12,8 +12,8 @@ Question::Question(const Arguments &arguments, Diagnostics &diagnostics)
       preferred(preferencesOrNote(diagnostics)), types(programs, preferred) {}
 
 PreferredApplications preferencesOrNote(Diagnostics &diagnostics) {
-  if (const std::optional<std::string> why = whyPreferencesAreIgnored())
-    diagnostics.note(*why + "; the preferences in it are ignored");
+  for (const std::string &problem : problemsOfPreferences())
+    diagnostics.note(problem);
   NSUserDefaults defaults;
   return preferredApplications(defaults);
 }

@@ -24,7 +24,7 @@ struct Question {
   const FileTypes types;
 };
 
-// What the person prefers; when the user's own file is not heeded, that is said.
+// What the person prefers; what is wrong with the files that say so is noted.
 [[nodiscard]] PreferredApplications preferencesOrNote(Diagnostics &diagnostics);
 
 // Why no application can claim the file by its extension, as a phrase that follows its name and a

@@ -21,7 +21,7 @@ private:
   // Those that answer false or nothing have said why.
   bool takesOneRequest();
   bool readPrevious();
-  std::optional<std::string> dockPaths();
+  std::optional<std::vector<std::string>> dockPaths();
   std::optional<std::string> contentsOf(const std::string &file,
                                         std::optional<Deadline> deadline = std::nullopt);
   ExitStatus search();
@@ -40,10 +40,10 @@ ExitStatus SearchRun::list() {
 }
 
 ExitStatus SearchRun::dock() {
-  const std::optional<std::string> paths = dockPaths();
+  std::optional<std::vector<std::string>> paths = dockPaths();
   if (!paths)
     return searches_.status();
-  searches_.addDock(*paths);
+  searches_.addDock(std::move(*paths));
   return search();
 }
 
@@ -59,16 +59,15 @@ ExitStatus SearchRun::search() {
 }
 
 // The paths come from a file or from the command line, never from both.
-std::optional<std::string> SearchRun::dockPaths() {
-  if (!arguments_.pathListFile.empty())
-    return contentsOf(arguments_.pathListFile);
-  std::string list;
-  for (const std::string &path : arguments_.paths) {
-    if (&path != &arguments_.paths.front())
-      list += '\0';
-    list += absoluteSearchPath(path);
+std::optional<std::vector<std::string>> SearchRun::dockPaths() {
+  if (!arguments_.pathListFile.empty()) {
+    const std::optional<std::string> list = contentsOf(arguments_.pathListFile);
+    return list ? std::optional(piecesOfPathList(*list)) : std::nullopt;
   }
-  return list;
+  std::vector<std::string> paths;
+  for (const std::string &path : arguments_.paths)
+    paths.push_back(absoluteSearchPath(path));
+  return paths;
 }
 
 bool SearchRun::takesOneRequest() {

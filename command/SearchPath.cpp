@@ -1,5 +1,7 @@
 #include "command/SearchPath.h"
 
+#include "command/DisplayText.h"
+#include "command/SettingsFiles.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/OperatingSystem.h"
@@ -17,6 +19,9 @@
 namespace tesker {
 
 namespace {
+
+constexpr const char *kDomain = "Tesker";
+constexpr const char *kApplicationPaths = "ApplicationPaths";
 
 using CString = std::unique_ptr<char, decltype(&std::free)>;
 
@@ -97,10 +102,26 @@ bool exists(const std::string &path) {
 // Lent by the defaults; nil when it is not set.
 const NSObject *applicationPaths(NSUserDefaults &defaults) {
   std::vector<NSString> before = defaults.searchList();
-  defaults.setSearchList({"Tesker"_ns});
-  const NSObject *setting = defaults.objectForKey("ApplicationPaths");
+  defaults.setSearchList({NSString::create(kDomain)});
+  const NSObject *setting = defaults.objectForKey(kApplicationPaths);
   defaults.setSearchList(std::move(before));
   return setting;
+}
+
+// Which of the paths that are set do not count.
+bool checkApplicationPaths(const NSDictionary &settings, const ComplainOfSetting &complain) {
+  const NSObject *setting = settings.objectForKey(kApplicationPaths);
+  if (setting == nullptr)
+    return true; // another file may have it
+  if (const NSArray *list = setting->asArray()) {
+    for (const auto &element : *list)
+      if (!element->asString())
+        complain(*element, "this element of ApplicationPaths is not a string; it is ignored");
+  } else if (!setting->asString()) {
+    complain(*setting,
+             "ApplicationPaths is neither a string nor an array of strings; it is ignored");
+  }
+  return false;
 }
 
 void appendPath(std::vector<std::string> &paths, const NSString &path) {
@@ -174,6 +195,15 @@ std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
       paths.push_back(path);
   }
   return paths;
+}
+
+std::vector<std::string> problemsOfDefaultSearchPaths() {
+  return problemsOfSettings(kDomain, checkApplicationPaths);
+}
+
+std::string fileOfDefaultSearchPaths() {
+  const NSString file = userDefaultsFile(kDomain);
+  return file ? displayText(file.bytes()) : "";
 }
 
 } // namespace tesker

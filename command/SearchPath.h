@@ -35,5 +35,9 @@ std::vector<std::string> piecesOfPathList(std::string_view list);
 // the beginning is the home directory. When it is not set: ~/Applications, /usr/local/Applications
 // and /Applications, those that exist.
 [[nodiscard]] std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults);
+// What is wrong with the files of that setting, line for line (SettingsFiles.h).
+[[nodiscard]] std::vector<std::string> problemsOfDefaultSearchPaths();
+// The user's own file of that setting, a display text; empty when there is no place for it.
+[[nodiscard]] std::string fileOfDefaultSearchPaths();
 
 } // namespace tesker

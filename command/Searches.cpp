@@ -16,6 +16,13 @@ namespace {
 // A path as an error message names it.
 std::string named(const std::string &path) { return path.empty() ? "''" : displayText(path); }
 
+// Of an empty path among many, which nobody finds otherwise.
+std::string placeInList(const SearchRequest &request, const std::string &path) {
+  if (!request.isDock || !path.empty())
+    return "";
+  return " (path " + std::to_string(&path - &request.paths.front() + 1) + ")";
+}
+
 // Where the tool is installed as seen from the running program's folder
 // (../libexec/tesker/ToolFinder, unless the build was told of other folders), so that all can be
 // moved together; where there is none, ToolFinder in that folder, as they are built.
@@ -41,13 +48,21 @@ std::string named(const SearchRequest &request) {
   return request.isDock ? "dock" : named(request.argument);
 }
 
+std::vector<std::string> usualPlaces(Diagnostics &diagnostics) {
+  for (const std::string &problem : problemsOfDefaultSearchPaths())
+    diagnostics.note(problem);
+  return defaultSearchPaths(NSUserDefaults::standardUserDefaults());
+}
+
 bool Searches::addPaths(std::vector<std::string> paths) {
   if (paths.empty())
-    paths = defaultSearchPaths(NSUserDefaults::standardUserDefaults());
+    paths = usualPlaces(diagnostics_);
   if (paths.empty()) {
+    const std::string file = fileOfDefaultSearchPaths();
     fail(ExitStatus::failed,
-         "no directory to search: name one, set ApplicationPaths in domain Tesker, or make "
-         "~/Applications, /usr/local/Applications or /Applications");
+         "no directory to search: name one, " +
+             (file.empty() ? "" : "set ApplicationPaths in " + file + ", ") +
+             "or make ~/Applications, /usr/local/Applications or /Applications");
     return false;
   }
   for (const std::string &path : paths) {
@@ -57,8 +72,14 @@ bool Searches::addPaths(std::vector<std::string> paths) {
   return true;
 }
 
-void Searches::addDock(const std::string &list) {
-  requests_.push_back({true, list, piecesOfPathList(list)});
+void Searches::addDock(std::vector<std::string> paths) {
+  std::string list;
+  for (const std::string &path : paths) {
+    if (&path != &paths.front())
+      list += '\0';
+    list += path;
+  }
+  requests_.push_back({true, std::move(list), std::move(paths)});
 }
 
 // The worst of all is the status of the run.
@@ -72,7 +93,7 @@ void Searches::nameUnsearchablePaths() {
   for (const SearchRequest &request : requests_)
     for (const std::string &path : request.paths)
       if (const std::optional<std::string> why = whyNotSearchable(path))
-        fail(ExitStatus::failed, named(path) + ": " + *why);
+        fail(ExitStatus::failed, named(path) + placeInList(request, path) + ": " + *why);
 }
 
 void Searches::run(const std::optional<std::string> &previous, const Take &take) {

@@ -22,6 +22,9 @@ struct SearchRequest {
   std::string key() const { return isDock ? "Dock" : argument; }
 };
 
+// Where is searched when nobody says where. What is wrong with the settings about it is noted.
+[[nodiscard]] std::vector<std::string> usualPlaces(Diagnostics &diagnostics);
+
 // As an error message names it.
 [[nodiscard]] std::string named(const SearchRequest &request);
 
@@ -35,8 +38,8 @@ public:
   // One search for each of the paths, or of the usual places where none is given. False when there
   // is nowhere to search.
   [[nodiscard]] bool addPaths(std::vector<std::string> paths);
-  // One search for all of the list, which has NUL characters between the paths.
-  void addDock(const std::string &list);
+  // One search for all of them.
+  void addDock(std::vector<std::string> paths);
   std::size_t count() const { return requests_.size(); }
 
   // Called with each outcome that is an answer or unchanged, which it may empty.

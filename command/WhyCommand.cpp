@@ -5,6 +5,7 @@
 #include "command/JudgementTexts.h"
 #include "command/RecordJSON.h"
 #include "command/SearchPath.h"
+#include "command/Searches.h"
 #include "command/TextTable.h"
 #include "command/Why.h"
 #include "platform/images/FatArch.h"
@@ -46,8 +47,7 @@ class Why {
 public:
   Why(const Arguments &arguments, Output &output, Diagnostics &diagnostics)
       : arguments_(arguments), output_(output), diagnostics_(diagnostics),
-        places_(arguments.paths.empty() ? defaultSearchPaths(NSUserDefaults::standardUserDefaults())
-                                        : arguments.paths) {
+        places_(arguments.paths.empty() ? usualPlaces(diagnostics) : arguments.paths) {
     for (std::string &place : places_)
       place = absoluteSearchPath(place);
   }
@@ -268,12 +268,11 @@ private:
     for (const std::string &place : places_)
       searched += (searched.empty() ? "" : ", ") + displayText(place);
     const QXArchInfo *processor = hostArchitecture();
-    const NSString settings = userDefaultsFile("Tesker");
-    output_.write(
-        "Judged by\n  search paths: " + (searched.empty() ? "none" : searched) +
-        "\n  settings:     " + (settings ? displayText(settings.bytes()) : std::string("none")) +
-        "\n  processor:    " +
-        (processor != nullptr ? std::string(processor->description) : "unknown") + "\n");
+    const std::string settings = fileOfDefaultSearchPaths();
+    output_.write("Judged by\n  search paths: " + (searched.empty() ? "none" : searched) +
+                  "\n  settings:     " + (settings.empty() ? "none" : settings) +
+                  "\n  processor:    " +
+                  (processor != nullptr ? std::string(processor->description) : "unknown") + "\n");
   }
 
   const Arguments &arguments_;

@@ -1,8 +1,10 @@
 // main.cpp - tesker-apps.
 #include "command/Commands.h"
+#include "command/Help.h"
 #include "platform/foundation/Files.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <new>
@@ -36,7 +38,33 @@ ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostic
     return print(*notice, output);
   const auto &arguments = std::get<Arguments>(parsed);
   diagnostics.setLevel(arguments.level);
-  return runCommand(arguments, output, diagnostics);
+  const ExitStatus status = runCommand(arguments, output, diagnostics);
+  if (status == ExitStatus::usage)
+    Output(STDERR_FILENO).write(helpHint(arguments.command));
+  return status;
+}
+
+// The same, with all of the output written. An output that cannot be written is an error, however
+// well the rest went.
+ExitStatus runAndWrite(const std::vector<std::string> &words, Diagnostics &diagnostics) {
+  Output output(STDOUT_FILENO);
+  const ExitStatus status = run(words, output, diagnostics);
+  output.flush();
+  if (output.error() == 0)
+    return status;
+  diagnostics.error(std::string("standard output: ") + std::strerror(output.error()));
+  return std::max(status, ExitStatus::failed);
+}
+
+// Ends the process as it ends where nobody cleans up: without a word, by the signal. Who has it
+// ignored is told of the error instead.
+ExitStatus endWithoutReader(bool signalIsIgnored, Diagnostics &diagnostics) {
+  if (!signalIsIgnored) {
+    std::signal(SIGPIPE, SIG_DFL);
+    ::raise(SIGPIPE);
+  }
+  diagnostics.error(std::string("standard output: ") + std::strerror(EPIPE));
+  return ExitStatus::failed;
 }
 
 } // namespace
@@ -46,15 +74,14 @@ ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostic
 int main(int count, char **words) {
   using namespace tesker;
   openMissingStandardDescriptors(O_RDONLY);
-  std::signal(SIGPIPE, SIG_IGN);
-  Output output(STDOUT_FILENO);
+  // A search writes to sockets, too; what becomes of them is the search's to say.
+  const bool signalIsIgnored = std::signal(SIGPIPE, SIG_IGN) == SIG_IGN;
   Diagnostics diagnostics(STDERR_FILENO, Diagnostics::Level::normal);
-  ExitStatus status = run(std::vector<std::string>(words + 1, words + count), output, diagnostics);
-  output.flush();
-  // An output that cannot be written is an error, however well the rest went.
-  if (output.error() != 0) {
-    diagnostics.error(std::string("standard output: ") + std::strerror(output.error()));
-    status = std::max(status, ExitStatus::failed);
+  ExitStatus status;
+  try {
+    status = runAndWrite(std::vector<std::string>(words + 1, words + count), diagnostics);
+  } catch (const ReaderGone &) {
+    status = endWithoutReader(signalIsIgnored, diagnostics);
   }
   return static_cast<int>(status);
 }

@@ -68,10 +68,10 @@ RefPtr<const NSDictionary> readDomainFile(const NSString &path) {
 
 Ref<NSDictionary> readDomain(std::string_view name) {
   auto domain = NSDictionary::create();
-  const auto directories = configurationDirectories();
+  const auto files = userDefaultsFiles(name);
   // The least important first, so that the others replace what it says.
-  for (auto directory = directories.rbegin(); directory != directories.rend(); ++directory)
-    if (const auto pairs = readDomainFile(domainFile(*directory, name)))
+  for (auto file = files.rbegin(); file != files.rend(); ++file)
+    if (const auto pairs = readDomainFile(*file))
       domain->addEntriesFromDictionary(*pairs);
   return domain;
 }
@@ -119,6 +119,13 @@ NSDictionary &NSUserDefaults::domain(std::string_view name) {
 NSString userDefaultsFile(std::string_view domain) {
   const auto directory = userConfigurationDirectory();
   return directory ? domainFile(*directory, domain) : NSString();
+}
+
+std::vector<NSString> userDefaultsFiles(std::string_view domain) {
+  std::vector<NSString> files;
+  for (const std::string &directory : configurationDirectories())
+    files.push_back(domainFile(directory, domain));
+  return files;
 }
 
 } // namespace tesker

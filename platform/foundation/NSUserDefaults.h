@@ -68,5 +68,8 @@ private:
 // The path of the user's own file of a domain, the first of those that are read; nil when neither
 // the environment nor the password database names a directory for it.
 [[nodiscard]] NSString userDefaultsFile(std::string_view domain);
+// The paths of all files that a domain is read from, whether or not they are there, in the order in
+// which they count.
+[[nodiscard]] std::vector<NSString> userDefaultsFiles(std::string_view domain);
 
 } // namespace tesker
