@@ -127,9 +127,15 @@ std::string adviceOn(const Remark &remark, std::string_view path) {
   std::string advice(textsOf(remark.code).advice);
   const std::size_t place = advice.find('%');
   if (place != std::string::npos)
-    advice.replace(place, 1, displayText(remark.file.empty() ? path : remark.file));
+    advice.replace(
+        place, 1,
+        displayPlace(remark.file.empty() ? path : remark.file, remark.line, remark.column));
   if (remark.code == JudgementCode::noDescription && remark.file.empty())
     advice += "/Resources/Info-quorvale.plist";
+  if (remark.code == JudgementCode::noDescription)
+    advice += ", such as { NSExecutable = NAME; } with the name of its program";
+  if (remark.code == JudgementCode::nearSuffix)
+    advice += ": its name has to end in ." + displayText(remark.detail);
   return advice;
 }
 

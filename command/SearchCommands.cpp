@@ -1,12 +1,28 @@
 // SearchCommands.cpp - list and dock: one answer after the other, as the tool gives them.
 #include "command/Commands.h"
 #include "command/Launch.h"
+#include "command/Programs.h"
 #include "command/SearchPath.h"
 #include "command/Searches.h"
+
+#include <algorithm>
 
 namespace tesker {
 
 namespace {
+
+bool isUnsuitable(const SearchRecord &record) { return valueOf(record, "suitable") == "no"; }
+
+// What the person has to hear who looks for an application that is ready to be used; nothing when
+// there is one.
+const char *whatIsMissing(const std::vector<SearchRecord> &records) {
+  if (records.empty())
+    return "no application was found";
+  if (std::ranges::none_of(records, isUnsuitable) ||
+      std::ranges::any_of(programsIn(records), &Program::suitable))
+    return nullptr;
+  return "no application is suitable for the processor";
+}
 
 class SearchRun {
 public:
@@ -105,9 +121,9 @@ void SearchRun::take(const SearchRequest &request, const SearchOutcome &outcome)
   writer_->add(result);
   if (answer == nullptr && arguments_.format == Format::raw)
     diagnostics_.note(named(request) + ": unchanged since the previous answer");
-  if (answer != nullptr && answer->records.empty())
+  if (const char *missing = answer == nullptr ? nullptr : whatIsMissing(answer->records))
     diagnostics_.note(
-        named(request) + ": no application was found; " +
+        named(request) + ": " + missing + "; " +
         shellLine("tesker-apps", {"why", request.isDock ? "PATH" : request.argument}) +
         " says why");
 }

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <set>
 
 namespace tesker {
 
@@ -184,13 +185,41 @@ private:
                       textCell(sentenceOf({.code = code}))});
     writeRows(output_, rows);
     output_.write("\n");
-    if (std::ranges::any_of(below, complains)) {
-      output_.write("To be looked at:\n");
-      std::vector<Judgement> complaints;
-      std::ranges::copy_if(below, std::back_inserter(complaints), complains);
-      writeEntries(complaints);
-      output_.write("\n");
+    writeWhatToLookAt(below, counts.contains(JudgementCode::found));
+  }
+
+  // Where nothing is found and nothing complains, it may be one of those about which something can
+  // be done, though most are there as they should be.
+  void writeWhatToLookAt(const std::vector<Judgement> &below, bool isAnyFound) {
+    constexpr std::size_t most = 10;
+    std::vector<Judgement> entries;
+    std::ranges::copy_if(below, std::back_inserter(entries), complains);
+    std::size_t more = 0;
+    if (entries.empty() && !isAnyFound) {
+      std::ranges::copy_if(below, std::back_inserter(entries),
+                           [](const Judgement &one) { return !firstAdviceOn(one).empty(); });
+      more = entries.size() - std::min(entries.size(), most);
+      entries.resize(entries.size() - more);
     }
+    if (entries.empty())
+      return;
+    output_.write(std::ranges::any_of(entries, complains) ? "To be looked at:\n"
+                                                          : "What was meant may be among these:\n");
+    std::set<std::string> advices;
+    for (const Judgement &entry : entries) {
+      output_.write(linesOf(entry));
+      const std::string advice = firstAdviceOn(entry);
+      if (!advice.empty() && advices.insert(advice).second)
+        output_.write("    to do: " + advice + "\n");
+    }
+    output_.write(more == 0 ? "\n"
+                            : "  and " + std::to_string(more) + " more; --all prints them\n\n");
+  }
+
+  static std::string firstAdviceOn(const Judgement &judgement) {
+    const auto remark = std::ranges::find_if(judgement.remarks, isComplaint, &Remark::code);
+    return adviceOn(remark == judgement.remarks.end() ? judgement.verdict : *remark,
+                    judgement.path);
   }
 
   // ---- entries ----

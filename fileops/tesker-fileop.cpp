@@ -5,6 +5,7 @@
 #include "filesystem/BuiltInDefaults.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/NearWords.h"
 #include "platform/foundation/OperatingSystem.h"
 
 #include <CLI/CLI.hpp>
@@ -37,8 +38,8 @@ struct PairOperation {
 constexpr std::array<PairOperation, 6> kPairOperations{{
     {compressFile, "compress", "Pack and compress a file or directory", "SOURCE", "OUTPUT",
      "Could not compress '%s' into '%s'."},
-    {uncompressFile, "uncompress", "Uncompress an archive and extract it in a directory", "ARCHIVE",
-     "DIRECTORY", "Could not uncompress '%s' in '%s'."},
+    {uncompressFile, "uncompress", "Uncompress an archive and extract it", "ARCHIVE", "DIRECTORY",
+     "Could not uncompress '%s' in '%s'."},
     {compressZFile, "zcompress", "Compress one file", "INPUT", "OUTPUT",
      "Could not compress the file '%s' into '%s'."},
     {uncompressZFile, "zuncompress", "Uncompress one file", "INPUT", "OUTPUT",
@@ -145,23 +146,55 @@ int runOperation(const CLI::App &command, const Arguments &arguments) {
 }
 
 void describe(CLI::App &command, Arguments &arguments) {
-  command.set_version_flag("--version", "tesker-fileop " TESKER_VERSION);
+  command.set_version_flag("--version", "tesker-fileop " TESKER_VERSION,
+                           "Print the version and exit");
   command.require_subcommand(1);
   command.fallthrough();
   command
       .add_option("--program", arguments.programs,
-                  "Run PATH as the program rm, tar, compress or uncompress, in place of what the "
-                  "defaults say; may be repeated")
-      ->type_name("KEY=PATH")
+                  "Run PATH as the program rm, tar, compress or\n"
+                  "uncompress, in place of what the defaults say;\n"
+                  "may be repeated")
+      ->option_text("KEY=PATH")
       ->allow_extra_args(false)
       ->check(checkProgram);
   CLI::App *destroy = command.add_subcommand("destroy", "Remove a file or a whole directory");
-  destroy->add_option("PATH", arguments.from)->required();
+  destroy->add_option("PATH", arguments.from, "What to remove")->required()->option_text(" ");
   for (const PairOperation &operation : kPairOperations) {
     CLI::App *subcommand = command.add_subcommand(operation.name, operation.help);
-    subcommand->add_option(operation.from, arguments.from)->required();
-    subcommand->add_option(operation.to, arguments.to)->required();
+    subcommand->add_option(operation.from, arguments.from, "What to read")
+        ->required()
+        ->option_text(" ");
+    subcommand->add_option(operation.to, arguments.to, "Where to write")
+        ->required()
+        ->option_text(" ");
   }
+}
+
+std::string nearestOperation(std::string_view word) {
+  std::vector<std::string_view> names{"destroy"};
+  for (const PairOperation &operation : kPairOperations)
+    names.emplace_back(operation.name);
+  return std::string(nearestWord(word, names));
+}
+
+// Says what is wrong with the command line, and where to look next.
+void refuse(const CLI::App &command, const CLI::ParseError &error) {
+  const std::vector<std::string> unknown = command.remaining();
+  const std::vector<CLI::App *> chosen = command.get_subcommands();
+  const bool isOption = !unknown.empty() && unknown.front().starts_with('-');
+  if (unknown.empty()) {
+    NSLog("tesker-fileop: %s", {error.what()});
+  } else if (isOption || !chosen.empty()) {
+    NSLog("tesker-fileop: " + std::string(isOption ? "unknown option" : "unexpected argument") +
+          formatted(" '%s'", {unknown.front()}));
+  } else {
+    const std::string nearest = nearestOperation(unknown.front());
+    NSLog(formatted("tesker-fileop: unknown operation '%s'", {unknown.front()}) +
+          (nearest.empty() ? "" : "; did you mean '" + nearest + "'?"));
+  }
+  NSLog("Try 'tesker-fileop " + (chosen.empty() ? "" : chosen.front()->get_name() + " ") +
+        "--help'.");
 }
 
 int run(int count, const char *const *words) {
@@ -172,7 +205,10 @@ int run(int count, const char *const *words) {
   try {
     command.parse(count, words);
   } catch (const CLI::ParseError &error) {
-    return command.exit(error) == 0 ? 0 : kUsageError;
+    if (error.get_exit_code() == 0)
+      return command.exit(error);
+    refuse(command, error);
+    return kUsageError;
   }
   registerTeskerDefaults();
   usePrograms(arguments.programs);

@@ -29,29 +29,31 @@ _tesker_apps() {
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
     no-self-description malformed-header-line damaged-image other-processor near-suffix
     limits-reached failed'
+  local commands='list dock handlers types services show open prefer why check diff decode encode help'
   local always='-h --help -v --verbose -q --quiet'
-  local searching='--format --previous --save --cpu --timeout --tool'
-  local asking='--format --in --from --cpu --timeout --tool'
+  local searching='-f --format --previous --save --cpu --timeout --tool'
+  local asking='-f --format --in --from --cpu --timeout --tool'
   case $prev:$command:$cur in
-    --format:list:* | --format:dock:*) words='table json jsonl raw' ;;
-    --format:*) words='table json jsonl' ;;
+    --format:list:* | --format:dock:* | -f:list:* | -f:dock:*) words='table json jsonl raw' ;;
+    --format:* | -f:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
     --code:* | --explain:*) words=$codes ;;
     --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
     --kind:*) words='list registry header' ;;
     *::*)
-      words="$always --version list dock handlers types services show open prefer why check diff decode encode"
+      words="$always --version $commands"
       ;;
     *:list:-*) words="$always $searching" ;;
     *:dock:-*) words="$always --paths0-from $searching" ;;
     *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $asking" ;;
     *:open:-*) words="$always --with --print $asking" ;;
     *:prefer:-*) words="$always --forget $asking" ;;
-    *:why:-*) words="$always --all --code --explain --format --in --cpu --timeout" ;;
-    *:check:-*) words="$always --kind --strict --format" ;;
+    *:why:-*) words="$always --all --code --explain -f --format --in --cpu --timeout" ;;
+    *:check:-*) words="$always --kind --strict -f --format" ;;
     *:diff:-*) words="$always --exit-code ${asking/--from /}" ;;
-    *:decode:-*) words="$always --format" ;;
-    *:encode:-*) words=$always ;;
+    *:decode:-*) words="$always -f --format" ;;
+    *:encode:-* | *:help:-*) words=$always ;;
+    *:help:*) words=$commands ;;
   esac
   # Where this finds nothing, bash offers file names.
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")

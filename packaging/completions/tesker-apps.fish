@@ -1,6 +1,6 @@
 # Completion of tesker-apps for fish.
 
-set -l commands list dock handlers types services show open prefer why check diff decode encode
+set -l commands list dock handlers types services show open prefer why check diff decode encode help
 set -l before "not __fish_seen_subcommand_from $commands"
 set -l searching '__fish_seen_subcommand_from list dock'
 set -l asking '__fish_seen_subcommand_from handlers types services show open prefer'
@@ -40,8 +40,10 @@ complete -c tesker-apps -n $before -f -a check -d 'Say what is wrong with descri
 complete -c tesker-apps -n $before -f -a diff -d 'Compare two answers'
 complete -c tesker-apps -n $before -f -a decode -d 'Print the records of an encoded text'
 complete -c tesker-apps -n $before -f -a encode -d 'Encode records printed as JSON'
+complete -c tesker-apps -n $before -f -a help -d 'Print what a command takes'
+complete -c tesker-apps -n '__fish_seen_subcommand_from help' -f -a "$commands"
 
-complete -c tesker-apps -n $searching -x -l format -a 'table json jsonl raw' -d 'Form of the answer'
+complete -c tesker-apps -n $searching -x -s f -l format -a 'table json jsonl raw' -d 'Form of the answer'
 complete -c tesker-apps -n $searching -r -l previous -d 'The last answer'
 complete -c tesker-apps -n $searching -r -l save -d "Write the answer's encoded text to a file"
 complete -c tesker-apps -n $searching -x -l cpu -a "$processors" -d 'Search as for this processor'
@@ -49,7 +51,7 @@ complete -c tesker-apps -n $searching -x -l timeout -d 'Give up a search after s
 complete -c tesker-apps -n $searching -r -l tool -d "The tool's program"
 complete -c tesker-apps -n '__fish_seen_subcommand_from dock' -r -l paths0-from \
     -d 'Read the paths from a file'
-complete -c tesker-apps -n $comparing -x -l format -a 'table json jsonl' -d 'Form of the answer'
+complete -c tesker-apps -n $comparing -x -s f -l format -a 'table json jsonl' -d 'Form of the answer'
 complete -c tesker-apps -n $comparing -r -l in -d 'Search here instead of the usual places'
 complete -c tesker-apps -n $asking -r -l from -d 'Ask an answer that was saved'
 complete -c tesker-apps -n $comparing -x -l cpu -a "$processors" -d 'Search as for this processor'
@@ -65,16 +67,16 @@ complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -l kind -a 'li
     -d 'What the files are'
 complete -c tesker-apps -n '__fish_seen_subcommand_from check' -l strict \
     -d 'Exit with 1 for warnings, too'
-complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -l format -a 'table json jsonl' \
+complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -s f -l format -a 'table json jsonl' \
     -d 'Form of the findings'
 complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -l exit-code \
     -d 'Exit with 1 when something has changed'
-complete -c tesker-apps -n $judging -x -l format -a 'table json jsonl' -d 'Form of the answer'
+complete -c tesker-apps -n $judging -x -s f -l format -a 'table json jsonl' -d 'Form of the answer'
 complete -c tesker-apps -n $judging -r -l in -d 'Search here instead of the usual places'
 complete -c tesker-apps -n $judging -x -l cpu -a "$processors" -d 'Search as for this processor'
 complete -c tesker-apps -n $judging -x -l timeout -d 'Give up a search after so many seconds'
 complete -c tesker-apps -n $judging -l all -d 'Print every entry that the search met'
 complete -c tesker-apps -n $judging -x -l code -a "$codes" -d 'Print the entries of which this was said'
 complete -c tesker-apps -n $judging -x -l explain -a "$codes" -d 'Say what the code means'
-complete -c tesker-apps -n '__fish_seen_subcommand_from decode' -x -l format -a 'table json jsonl' \
+complete -c tesker-apps -n '__fish_seen_subcommand_from decode' -x -s f -l format -a 'table json jsonl' \
     -d 'Form of the records'

@@ -27,7 +27,8 @@ _tesker-apps() {
     '(-v --verbose -q --quiet)'{-q,--quiet}'[print no diagnostics but errors]'
   )
   searching=(
-    '--format=[form of the answer]:form:(table json jsonl raw)'
+    '(--format)-f[form of the answer]:form:(table json jsonl raw)'
+    '(-f)--format=[form of the answer]:form:(table json jsonl raw)'
     '--previous=[the last answer]:answer:_files'
     "--save=[write the answer's encoded text to a file]:answer:_files"
     "--cpu=[search as for this processor]:processor:($processors)"
@@ -35,7 +36,8 @@ _tesker-apps() {
     "--tool=[the tool's program]:program:_files"
   )
   judging=(
-    '--format=[form of the answer]:form:(table json jsonl)'
+    '(--format)-f[form of the answer]:form:(table json jsonl)'
+    '(-f)--format=[form of the answer]:form:(table json jsonl)'
     '*--in=[search here instead of the usual places]:directory or application:_files'
     "--cpu=[search as for this processor]:processor:($processors)"
     '--timeout=[give up a search after this time]:seconds:'
@@ -62,6 +64,7 @@ _tesker-apps() {
     'diff:compare two answers'
     'decode:print the records of an encoded text'
     'encode:encode records that decode --format json has printed'
+    'help:print what a command takes'
   )
   _arguments -C $always '(- *)--version[print the version]' \
     '1:command:->command' '*::argument:->argument'
@@ -97,17 +100,20 @@ _tesker-apps() {
           _arguments $always '*:file or wrapper:_files' \
             '--kind=[what the files are]:kind:(list registry header)' \
             '--strict[exit with 1 for warnings, too]' \
-            '--format=[form of the findings]:form:(table json jsonl)'
+            '(--format)-f[form of the findings]:form:(table json jsonl)' \
+            '(-f)--format=[form of the findings]:form:(table json jsonl)'
           ;;
         diff)
           _arguments $always $comparing '1:old answer:_files' '2:new answer:_files' \
             '--exit-code[exit with 1 when something has changed]'
           ;;
         decode)
-          _arguments $always '--format=[form of the records]:form:(table json jsonl)' \
+          _arguments $always '(--format)-f[form of the records]:form:(table json jsonl)' \
+            '(-f)--format=[form of the records]:form:(table json jsonl)' \
             '1:encoded text:_files'
           ;;
         encode) _arguments $always '1:JSON document:_files' ;;
+        help) _arguments $always "1:command:(${commands%%:*})" ;;
       esac
       ;;
   esac

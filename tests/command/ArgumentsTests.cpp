@@ -8,6 +8,7 @@ namespace tesker::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -107,6 +108,51 @@ TEST(Arguments, RefuseWhatMakesNoSense) {
     EXPECT_EQ(notice.status, ExitStatus::usage) << testing::PrintToString(words);
     EXPECT_THAT(notice.text, StartsWith("tesker-apps: "));
   }
+}
+
+TEST(Arguments, TakeTheShortFormOfTheFormatInEveryCommandThatHasOne) {
+  for (const char *command : {"list", "dock", "handlers", "types", "services", "show", "open",
+                              "prefer", "why", "check", "diff", "decode"}) {
+    const bool takesWord = std::string(command) != "types" && std::string(command) != "services";
+    std::vector<std::string> words{command, "-f", "jsonl"};
+    if (takesWord)
+      words.emplace_back("x");
+    EXPECT_EQ(parsed(words).format, Format::jsonl) << command;
+  }
+  EXPECT_EQ(parsed({"list", "-fjson"}).format, Format::json);
+}
+
+TEST(Arguments, NameTheNearestCommandOrOption) {
+  EXPECT_THAT(refused({"hepl"}).text,
+              StartsWith("tesker-apps: unknown command 'hepl'; did you mean "
+                         "'help'?\nThe commands are list, "));
+  EXPECT_THAT(refused({"Why"}).text, HasSubstr("did you mean 'why'?"));
+  EXPECT_THAT(refused({"applications", "list"}).text,
+              StartsWith("tesker-apps: unknown command 'applications'\nThe commands"));
+  EXPECT_THAT(refused({"decode", "--fromat=json", "x"}).text,
+              StartsWith("tesker-apps: unknown option '--fromat'; did you mean '--format'?\n"));
+  EXPECT_THAT(refused({"-v", "--verison", "list"}).text, HasSubstr("did you mean '--version'?"));
+  EXPECT_THAT(refused({"--cpu", "m68k", "list"}).text,
+              StartsWith("tesker-apps: the option '--cpu' stands behind a command\n"));
+}
+
+TEST(Arguments, NameWhatIsUnknownBeforeWhatIsMissing) {
+  EXPECT_THAT(refused({"decode", "--farmot", "json"}).text, HasSubstr("unknown option '--farmot'"));
+  EXPECT_THAT(refused({"dock", "--path0-from"}).text, HasSubstr("did you mean '--paths0-from'?"));
+}
+
+TEST(Arguments, ThatAreRefusedPointToTheHelpOfTheirCommand) {
+  EXPECT_THAT(refused({}).text, EndsWith("\nTry 'tesker-apps --help'.\n"));
+  EXPECT_THAT(refused({"lst", "a"}).text, EndsWith("\nTry 'tesker-apps --help'.\n"));
+  for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
+           {"decode"}, {"decode", "a", "b"}, {"decode", "a", "--x"}, {"-q", "decode", "-f", "x"}})
+    EXPECT_THAT(refused(words).text, EndsWith("\nTry 'tesker-apps decode --help'.\n"));
+}
+
+TEST(Arguments, OfHelpAreACommandOrNone) {
+  EXPECT_EQ(parsed({"help", "list"}).subject, "list");
+  EXPECT_EQ(parsed({"help"}).subject, "");
+  EXPECT_EQ(refused({"help", "list", "dock"}).status, ExitStatus::usage);
 }
 
 TEST(Arguments, SayWhereTheAnswerToAQuestionComesFrom) {

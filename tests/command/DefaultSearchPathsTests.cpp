@@ -80,6 +80,33 @@ TEST_F(DefaultSearchPaths, AreNoneWhenTheSettingHoldsNone) {
   EXPECT_THAT(paths(), IsEmpty());
 }
 
+TEST_F(DefaultSearchPaths, SayWhichElementsAreNotPaths) {
+  set("{ ApplicationPaths = (\"/one\", (\"no\"),\n  <00>); }");
+  const std::string file = configuration.path("tesker/defaults/Tesker.plist");
+  const std::string what = ": this element of ApplicationPaths is not a string; it is ignored";
+  EXPECT_THAT(problemsOfDefaultSearchPaths(),
+              ElementsAre(file + ":1:32" + what, file + ":2:3" + what));
+}
+
+TEST_F(DefaultSearchPaths, HaveNoProblemsWhereTheSettingIsRightOrMissing) {
+  EXPECT_THAT(problemsOfDefaultSearchPaths(), IsEmpty());
+  for (const char *text : {"{ Other = (1, ()); }", "{ ApplicationPaths = \"/only\"; }",
+                           "{ ApplicationPaths = (\"/one\"); }", "{ ApplicationPaths = (); }"}) {
+    set(text);
+    EXPECT_THAT(problemsOfDefaultSearchPaths(), IsEmpty()) << text;
+  }
+}
+
+TEST_F(DefaultSearchPaths, DoNotLookBeyondTheFileThatHasTheSetting) {
+  const TemporaryDirectory site;
+  ::setenv("XDG_CONFIG_DIRS", site.path().c_str(), 1);
+  const std::string broken = site.writeFile("tesker/defaults/Tesker.plist", "{ broken");
+  set("{ ApplicationPaths = \"/only\"; }");
+  EXPECT_THAT(problemsOfDefaultSearchPaths(), IsEmpty());
+  set("{ }");
+  EXPECT_THAT(problemsOfDefaultSearchPaths(), ElementsAre(testing::StartsWith(broken + ":1:9: ")));
+}
+
 TEST_F(DefaultSearchPaths, LeaveTheSearchListAsItWas) {
   NSUserDefaults defaults;
   const std::vector<NSString> before = defaults.searchList();

@@ -30,8 +30,24 @@ TEST(Output, SeesAReaderThatIsGone) {
   ::close(ends[0]);
   const FileDescriptor writing(ends[1]);
   Output output(writing.number());
-  output.write(std::string(1 << 20, 'x'));
+  EXPECT_THROW(output.write(std::string(1 << 20, 'x')), ReaderGone);
   EXPECT_EQ(output.error(), EPIPE);
+  output.write("more of it is dropped");
+}
+
+TEST(Output, SeesAReaderThatIsGoneWhenTheBufferIsWritten) {
+  ::signal(SIGPIPE, SIG_IGN);
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  ::close(ends[0]);
+  const FileDescriptor writing(ends[1]);
+  {
+    Output left(writing.number());
+    left.write("written at its end, which does not throw");
+  }
+  Output output(writing.number());
+  output.write("x");
+  EXPECT_THROW(output.flush(), ReaderGone);
 }
 
 TEST(Output, WaitsForTheReaderOfAPipeThatDoesNotBlock) {

@@ -42,7 +42,7 @@ protected:
 
 TEST_F(Preferences, AreNoneAtFirst) {
   EXPECT_THAT(read(), IsEmpty());
-  EXPECT_EQ(whyPreferencesAreIgnored(), std::nullopt);
+  EXPECT_THAT(problemsOfPreferences(), IsEmpty());
 }
 
 TEST_F(Preferences, AreKeptAndForgotten) {
@@ -86,12 +86,21 @@ TEST_F(Preferences, AreNotWrittenOverAFileThatCannotBeRead) {
   const LogCapture log;
   for (const char *text : {"{ txt = Edit }", "(a, b)", ""}) {
     directory.writeFile(name, text);
-    EXPECT_THAT(keep("rtf", "Write").value_or(""), HasSubstr("TeskerPreferredApplications.plist: "))
-        << text;
-    EXPECT_NE(whyPreferencesAreIgnored(), std::nullopt) << text;
+    EXPECT_THAT(keep("rtf", "Write").value_or(""), HasSubstr(name + ":1:")) << text;
+    EXPECT_THAT(problemsOfPreferences(), ElementsAre(HasSubstr(name + ":1:"))) << text;
     EXPECT_EQ(contents(file), text);
     EXPECT_THAT(read(), IsEmpty());
   }
+}
+
+TEST_F(Preferences, NameEachFileAndValueThatDoesNotCount) {
+  const std::string ofSite = directory.writeFile(
+      "site/tesker/defaults/TeskerPreferredApplications.plist", "\n{ txt = Edit; rtf = }");
+  directory.writeFile(name, "{ txt = View;\n  doc = (Edit);\n  eps = \"\"; }");
+  EXPECT_THAT(
+      problemsOfPreferences(),
+      ElementsAre(file + ":2:9: the preference for doc files is not a name or path; it is ignored",
+                  ofSite + ":2:22: expected a value; the settings in this file are ignored"));
 }
 
 TEST_F(Preferences, AreWrittenThroughALink) {

@@ -93,6 +93,12 @@ TEST(JudgementTexts, QuoteWhatIsFitToBeShown) {
   EXPECT_EQ(adviceOn(remark, "/a\nb"), "Correct the header of /a\\nb");
   EXPECT_EQ(adviceOn({.code = JudgementCode::malformedList, .file = "/list"}, "/a"),
             "Correct /list");
+  EXPECT_EQ(
+      adviceOn({.code = JudgementCode::malformedList, .file = "/list", .line = 3, .column = 1},
+               "/a"),
+      "Correct /list:3:1");
+  EXPECT_EQ(adviceOn({.code = JudgementCode::nearSuffix, .detail = "app"}, "/a.apps"),
+            "Rename /a.apps, if it is meant to be an application: its name has to end in .app");
   EXPECT_EQ(adviceOn({.code = JudgementCode::wrapperPart}, "/a"), "");
 }
 

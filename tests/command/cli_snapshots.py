@@ -16,6 +16,7 @@ import os
 import pathlib
 import pty
 import re
+import shutil
 import signal
 import struct
 import subprocess
@@ -88,21 +89,22 @@ class Session:
     def note(self, text):
         self.lines.append(f"# {text}\n")
 
-    def command(self, arguments):
-        return [self.programs / "tesker-apps", *arguments]
+    def command(self, arguments, program="tesker-apps"):
+        return [self.programs / program, *arguments]
 
-    def begin(self, arguments, **settings):
-        words = " ".join([f"{k}={v}" for k, v in settings.items()] + ["tesker-apps"] +
+    def begin(self, arguments, program="tesker-apps", **settings):
+        words = " ".join([f"{k}={v}" for k, v in settings.items()] + [program] +
                          [self.shown(os.fsencode(a)) or "''" for a in arguments])
         self.lines.append(f"$ {words}\n")
 
     def end(self, code):
         self.lines.append(f"--- signal {-code}\n\n" if code < 0 else f"--- exit {code}\n\n")
 
-    def run(self, *arguments, stdin=b"", cwd=None, quiet_stdout=False, **settings):
+    def run(self, *arguments, program="tesker-apps", stdin=b"", cwd=None, quiet_stdout=False,
+            **settings):
         arguments = [a.replace("@TMP@", str(self.tmp)) for a in arguments]
-        self.begin(arguments, **settings)
-        done = subprocess.run(self.command(arguments), input=stdin, cwd=cwd or self.tmp,
+        self.begin(arguments, program, **settings)
+        done = subprocess.run(self.command(arguments, program), input=stdin, cwd=cwd or self.tmp,
                               env=self.environment | settings, capture_output=True, timeout=HANGS,
                               check=False)
         if not quiet_stdout:
@@ -125,15 +127,21 @@ class Session:
         self.run("list", "--tool", str(self.programs / "tesker-fake-tool"), "@TMP@", *arguments,
                  FAKE_TOOL=way)
 
-    def run_into(self, descriptor, *arguments):
-        """With standard output in the descriptor, or closed where that is negative."""
+    def run_into(self, descriptor, *arguments, ignored=None):
+        """With standard output in the descriptor, or closed where that is negative. A signal may be
+        ignored, as nohup and some shells have it."""
+        def prepare():
+            if descriptor < 0:
+                os.close(1)
+            if ignored is not None:
+                signal.signal(ignored, signal.SIG_IGN)
+
         arguments = [a.replace("@TMP@", str(self.tmp)) for a in arguments]
         self.begin(arguments)
         done = subprocess.run(self.command(arguments), stdin=subprocess.DEVNULL, cwd=self.tmp,
                               stdout=None if descriptor < 0 else descriptor,
                               stderr=subprocess.PIPE, env=self.environment, timeout=HANGS,
-                              preexec_fn=(lambda: os.close(1)) if descriptor < 0 else None,
-                              check=False)
+                              preexec_fn=prepare, check=False)
         self.record("stderr", self.shown(done.stderr))
         self.end(done.returncode)
 
@@ -225,13 +233,6 @@ DRAW = "{ NSExecutable = Draw; NSExtensions = { draw = {}; eps = {}; }; }\n"
 def usage(s):
     s.run()
     s.run("--version")
-    s.run("--help")
-    s.run("list", "--help")
-    s.run("dock", "--help")
-    s.run("decode", "--help")
-    s.run("encode", "--help")
-    for command in ("handlers", "types", "services", "show", "open", "prefer", "check", "diff"):
-        s.run(command, "--help")
     s.run("find")
     s.run("-v", "--colour", "find")
     s.run("list", "--colour")
@@ -246,6 +247,41 @@ def usage(s):
     s.run("list", "--format", "raw", "/a", "/b")
     s.run("list", "--save", "s", "/a", "/b")
     s.run("list", "--previous", "p", "/a", "/b")
+
+
+def mistyped(s):
+    s.run("lits", "Apps")
+    s.run("Types")
+    s.run("-q", "w\x1bhy")
+    s.run("list", "--formt", "json")
+    s.run("list", "--previuos=answer")
+    s.run("types", "--form", "answer")
+    s.run("show", "--verbsoe", "Edit")
+    s.run("show", "-x", "Edit")
+    s.run("--format", "json", "list")
+    s.run("check", "-f", "jsno", "file")
+    s.run("decode", "a", "b")
+    s.run("help", "lits")
+    s.run("help", "list", "dock")
+    s.note("of the file operations")
+    for arguments in ([], ["untra", "a", "b"], ["shred", "a"], ["tar", "a"], ["tar", "a", "b", "c"],
+                      ["tar", "--force", "a", "b"], ["--program", "gzip=/bin/gzip", "destroy", "a"]):
+        s.run(*arguments, program="tesker-fileop")
+
+
+def help_texts(s):
+    """What each command of both programs says of itself, in 80 columns."""
+    for program in ("tesker-apps", "tesker-fileop"):
+        help_text = s.run("--help", program=program).decode()
+        commands = re.findall(r"^  ([a-z]+)", help_text.split("Subcommands:\n")[1].split("\n\n")[0], re.M)
+        texts = [help_text] + [s.run(c, "--help", program=program).decode() for c in commands]
+        for line in "".join(texts).splitlines():
+            if len(line) > 80:
+                s.note(f"wider than 80 columns: {line}")
+        if program == "tesker-apps":
+            again = [s.run("help", *c, quiet_stdout=True).decode() for c in [[]] + [[c] for c in commands]]
+            if again != texts:
+                s.note("help COMMAND differs from COMMAND --help")
 
 
 def formats(s):
@@ -363,11 +399,16 @@ def dock_lists(s):
     a, b = os.fsencode(s.tmp / "Apps/Edit.app"), os.fsencode(s.tmp / "Other/Draw.app")
     s.run("dock", "Apps/Edit.app", "Other/Draw.app")
     s.run("dock", "--paths0-from", "-", stdin=a + b"\0" + b)
-    s.note("as find -print0 writes them; the tool sees one empty path more")
+    s.note("as find -print0 writes them: a NUL behind each")
     s.run("dock", "--paths0-from", "-", "-v", stdin=a + b"\0" + b + b"\0")
     s.note("sent as they are")
     s.write("list", b"Apps/Edit.app\0" + a + b"\0\0" + b)
     s.run("dock", "--paths0-from", "list")
+    s.run("dock", "--paths0-from", "-", stdin=a + b"\0\0")
+    s.run("dock", "--paths0-from", "-", stdin=b"\0")
+    s.run("dock", "Apps/Edit.app", "")
+    s.note("nothing was found")
+    s.run("dock", "--paths0-from", "-", stdin=b"")
     s.run("dock", "--paths0-from", "missing")
     s.note("more than a message can hold")
     deep = s.tmp.joinpath(*["d" * 250] * 3)
@@ -393,6 +434,136 @@ def defaults(s):
     s.run("list", "--format", "raw")
     s.write(setting, "{ ApplicationPaths = (); }")
     s.run("list")
+
+
+def broken_settings(s):
+    s.wrapper("home/Applications/Edit.app", EDIT)
+    s.wrapper("Other/Draw.app", DRAW)
+    s.write("a.txt")
+    own, site = (f"{where}/tesker/defaults/Tesker.plist" for where in ("home/.config", "no-config"))
+    s.write(own, '{\n  ApplicationPaths = ("~/Applications" Other);\n}\n')
+    s.run("list")
+    s.run("list", "-q")
+    s.run("types", "-f", "jsonl")
+    s.run("open", "--print", "a.txt")
+    s.run("why", "home/Applications/Edit.app")
+    s.note("where it does not matter")
+    s.run("list", "home/Applications")
+    s.run("types", "--in", "home/Applications")
+    s.run("why", "home/Applications/Edit.app", "--in", "home/Applications")
+    s.note("values of another kind")
+    s.write(own, '{\n  ApplicationPaths = { a = b; };\n}\n')
+    s.run("list")
+    s.write(own, '{\n  ApplicationPaths = ("~/Applications", (a),\n    <00>);\n}\n')
+    s.run("list")
+    s.note("no file of settings")
+    s.write(own, "(a, b)\n")
+    s.run("services")
+    s.write(own, " " * ((16 << 20) + 1))
+    s.run("services")
+    (s.tmp / own).unlink()
+    (s.tmp / own).mkdir()
+    s.run("services")
+    (s.tmp / own).rmdir()
+    (s.tmp / own).symlink_to("Tesker.plist")
+    s.run("services")
+    (s.tmp / own).unlink()
+    s.note("those of the site, whose file counts where the user's does not have the setting")
+    s.write(site, "{ ApplicationPaths = /Other }")
+    s.run("services")
+    s.write(own, "{ Other = setting; }")
+    s.run("services")
+    s.write(own, '{ ApplicationPaths = "~/Applications"; }')
+    s.run("services")
+    s.note("and nowhere else to search")
+    s.write(own, "{ ApplicationPaths = ")
+    (s.tmp / "home/Applications").rename(s.tmp / "moved")
+    if not any(os.path.exists(p) for p in ("/Applications", "/usr/local/Applications")):
+        s.run("list")
+    s.note("preferences")
+    saved(s, "answer", claim("/Apps/Edit", "txt"), claim("/Apps/View", "txt"))
+    own, site = (name.replace("Tesker.", "TeskerPreferredApplications.") for name in (own, site))
+    s.write(own, "{ txt = View;\n  rtf = (Edit);\n  doc = {}; }")
+    s.write(site, "{ txt = Edit; txt = }")
+    s.run("handlers", "txt", "--from", "answer")
+    s.run("open", "--print", "a.txt", "--from", "answer")
+    s.run("prefer", "rtf")
+    s.run("prefer", "txt", "Edit", "--from", "answer")
+    s.run("prefer", "--forget", "txt")
+    s.write(own, "(txt)")
+    s.run("prefer", "txt", "Edit", "--from", "answer")
+    s.run("list", "Other", quiet_stdout=True)
+
+
+def closed_pipe(s):
+    """Nobody reads what is printed: the end is that of other programs, without a word."""
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.write("a.txt")
+    s.run("list", "Apps", "--save", "answer", quiet_stdout=True)
+    place, answer = ("--in", "Apps"), ("--from", "answer")
+    reading, writing = os.pipe()
+    os.close(reading)
+    for arguments in (["--help"], ["--version"], ["help", "list"], ["list", "Apps", "--save", "again"],
+                      ["list", "Apps", "home", "-f", "json"], ["dock", "Apps/Edit.app", "-f", "raw"],
+                      ["handlers", "txt", *answer], ["types", *place], ["services", *answer, "-f", "jsonl"],
+                      ["show", "Edit", *place], ["open", "--print", "a.txt", *answer], ["prefer"],
+                      ["why", "Apps/Edit.app", *place], ["why", "Apps", "--all", "-f", "jsonl"],
+                      ["check", "answer"], ["diff", "answer", *place], ["decode", "answer"]):
+        s.run_into(writing, *arguments)
+    if tmp_bytes(s, "again") != tmp_bytes(s, "answer"):
+        s.note("the answer was not saved")
+    s.note("where the signal is ignored")
+    s.run_into(writing, "list", "Apps", ignored=signal.SIGPIPE)
+    os.close(writing)
+
+
+def mistakes(s):
+    """Each as a person meets it: what list says, what why says, and that its advice helps."""
+    s.sample()
+    sample, apps = s.tmp / "sample", s.tmp / "Apps"
+
+    def try_again(advice):
+        s.note(f"so: {advice}")
+        s.run("list", "Apps")
+        shutil.rmtree(apps)
+
+    s.note("1. a wrong suffix")
+    shutil.copytree(sample / "Applications/Edit.app", apps / "Edit.apps")
+    s.run("list", "Apps")
+    s.run("why", "Apps")
+    (apps / "Edit.apps").rename(apps / "Edit.app")
+    try_again("mv Apps/Edit.apps Apps/Edit.app")
+
+    s.note("2. a file without permission")
+    apps.mkdir()
+    shutil.copyfile(sample / "Tools/define", apps / "define")
+    s.write("Apps/notes", "not a program")
+    s.run("list", "Apps")
+    s.run("why", "Apps")
+    (apps / "define").chmod(0o755)
+    try_again("chmod +x Apps/define")
+
+    s.note("3. the wrong processor")
+    shutil.copytree(sample / "Applications/Museum.app", apps / "Museum.app")
+    s.run("list", "Apps")
+    s.run("why", "Apps")
+    shutil.copy(sample / "Applications/Paint.app/Paint", apps / "Museum.app/Museum")
+    try_again("another Apps/Museum.app/Museum")
+
+    s.note("4. a property list with a slip")
+    s.wrapper("Apps/Draw.app", "{\n  NSExecutable = Draw\n  NSIcon = draw;\n}\n")
+    s.run("list", "Apps")
+    s.run("why", "Apps")
+    s.wrapper("Apps/Draw.app", "{\n  NSExecutable = Draw;\n  NSIcon = draw;\n}\n")
+    try_again("a semicolon at the end of line 2")
+
+    s.note("5. no description")
+    shutil.copytree(sample / "Applications/Mail.app", apps / "Mail.app")
+    (apps / "Mail.app/registry.table").unlink()
+    s.run("list", "Apps")
+    s.run("why", "Apps")
+    s.wrapper("Apps/Mail.app", "{ NSExecutable = Mail; }\n")
+    try_again("a description in Apps/Mail.app/Resources/Info-quorvale.plist")
 
 
 def logs(s):
@@ -735,7 +906,7 @@ def checking(s):
     s.run("check", "--kind", "song", "header")
 
 
-SESSIONS = [usage, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
+SESSIONS = [usage, mistyped, help_texts, broken_settings, closed_pipe, mistakes, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
             checking, differences]

@@ -105,9 +105,11 @@ TEST_F(FileopCommand, takesNamesOfOperationsAndOfOptionsAsPaths) {
 
 TEST_F(FileopCommand, answersTwoWhenTheCommandLineMakesNoSense) {
   expectUsageError({}, "subcommand is required");
-  expectUsageError({"shred", "/a"}, "subcommand is required");
+  expectUsageError({"shred", "/a"}, "unknown operation 'shred'\nTry 'tesker-fileop --help'.\n");
+  expectUsageError({"destory", "/a"}, "unknown operation 'destory'; did you mean 'destroy'?\n");
   expectUsageError({"destroy"}, "PATH is required");
-  expectUsageError({"destroy", "/a", "/b"}, "/b");
+  expectUsageError({"destroy", "/a", "/b"},
+                   "unexpected argument '/b'\nTry 'tesker-fileop destroy --help'.\n");
   expectUsageError({"tar", "/a"}, "ARCHIVE is required");
   expectUsageError({"destroy", "--force", "/a"}, "--force");
   expectUsageError({"--program", "gzip=/bin/gzip", "destroy", "/a"}, "no program is called 'gzip'");

@@ -284,6 +284,16 @@ TEST_F(UserDefaultsTest, TellAllPairsOfADomainThatIsNotSearched) {
   EXPECT_EQ(defaults.pairsOfDomain("Missing").count(), 0U);
 }
 
+TEST_F(UserDefaultsTest, TellWhereAllFilesOfADomainAre) {
+  const ScopedEnvironment site("XDG_CONFIG_DIRS", "/one:relative:/two/");
+  std::vector<std::string> paths;
+  for (const NSString &file : userDefaultsFiles("Own"))
+    paths.emplace_back(file.bytes());
+  EXPECT_THAT(paths, testing::ElementsAre(files.path("user") + "/tesker/defaults/Own.plist",
+                                          "/one/tesker/defaults/Own.plist",
+                                          "/two/tesker/defaults/Own.plist"));
+}
+
 TEST_F(UserDefaultsTest, TellWhereTheUsersOwnFileIs) {
   EXPECT_EQ(userDefaultsFile("Own").bytes(), files.path("user") + "/tesker/defaults/Own.plist");
   const ScopedEnvironment unset("XDG_CONFIG_HOME", nullptr);

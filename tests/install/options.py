@@ -91,12 +91,19 @@ class Help(unittest.TestCase):
     def test_the_help_is_understood(self):
         self.assertEqual(commands("tesker-apps"),
                          {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "why", "check", "diff",
-                          "decode", "encode"})
+                          "decode", "encode", "help"})
         self.assertEqual(len(commands("tesker-fileop")), 7)
         self.assertLessEqual({"-h", "--help", "-v", "--verbose", "--version"}, options("tesker-apps"))
         self.assertLessEqual({"--help", "--paths0-from", "--timeout"}, options("tesker-apps", "dock"))
         self.assertLessEqual({"--program"}, options("tesker-fileop"))
         self.assertLessEqual({"i386", "sparc"}, processors())
+
+
+    def test_no_line_is_wider_than_80_columns(self):
+        for program in NAMES:
+            for command in (None, *commands(program)):
+                _, text = run(program, *([command] if command else []), "--help")
+                self.assertEqual([line for line in text.splitlines() if len(line) > 80], [], (program, command))
 
 
 class ManualPages(unittest.TestCase):
@@ -109,7 +116,7 @@ class ManualPages(unittest.TestCase):
                      "open": asking | tagged_options("open"), "prefer": asking | tagged_options("prefer"),
                      "check": tagged_options("check"), "why": tagged_options("why"),
                      "diff": asking - {"--from"} | tagged_options("diff"),
-                     "decode": tagged_options("decode"), "encode": set()}
+                     "decode": tagged_options("decode"), "encode": set(), "help": set()}
         self.assertEqual(described.keys(), commands("tesker-apps"))
         for command, own in described.items():
             self.assertEqual(own | {"-h", "--help"}, options("tesker-apps", command), command)
@@ -139,12 +146,15 @@ class Bash(unittest.TestCase):
             self.assertEqual(bash(program, ""), everywhere | commands(program))
             for command in commands(program):
                 self.assertEqual(bash(program, command, "-"), options(program, command) | everywhere - ALWAYS_ELSEWHERE, command)
-                self.assertEqual(bash(program, command, ""), set(), command)
+                words = commands(program) if command == "help" else set()
+                self.assertEqual(bash(program, command, ""), words, command)
 
     def test_options_are_offered_the_words_that_they_take(self):
         self.assertEqual(bash("tesker-apps", "list", "--format", ""), {"table", "json", "jsonl", "raw"})
         self.assertEqual(bash("tesker-apps", "dock", "--format", "=", "js"), {"json", "jsonl"})
-        for command in commands("tesker-apps") - {"list", "dock", "encode"}:
+        self.assertEqual(bash("tesker-apps", "dock", "-f", "r"), {"raw"})
+        self.assertEqual(bash("tesker-apps", "why", "-f", "js"), {"json", "jsonl"})
+        for command in commands("tesker-apps") - {"list", "dock", "encode", "help"}:
             self.assertEqual(bash("tesker-apps", command, "--format", "="), {"table", "json", "jsonl"}, command)
         self.assertEqual(bash("tesker-apps", "check", "--kind", ""), {"list", "registry", "header"})
         self.assertEqual(bash("tesker-apps", "types", "--in", ""), set())
