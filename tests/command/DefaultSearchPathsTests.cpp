@@ -85,7 +85,7 @@ TEST_F(DefaultSearchPaths, SayWhichElementsAreNotPaths) {
   const std::string file = configuration.path("tesker/defaults/Tesker.plist");
   const std::string what = ": this element of ApplicationPaths is not a string; it is ignored";
   EXPECT_THAT(problemsOfDefaultSearchPaths(),
-              ElementsAre(file + ":1:32" + what, file + ":2:3" + what));
+              ElementsAre(file + ":1:31" + what, file + ":2:3" + what));
 }
 
 TEST_F(DefaultSearchPaths, HaveNoProblemsWhereTheSettingIsRightOrMissing) {

@@ -100,7 +100,7 @@ TEST_F(Preferences, NameEachFileAndValueThatDoesNotCount) {
   EXPECT_THAT(
       problemsOfPreferences(),
       ElementsAre(file + ":2:9: the preference for doc files is not a name or path; it is ignored",
-                  ofSite + ":2:22: expected a value; the settings in this file are ignored"));
+                  ofSite + ":2:21: expected a value; the settings in this file are ignored"));
 }
 
 TEST_F(Preferences, AreWrittenThroughALink) {
