@@ -499,6 +499,7 @@ def closed_pipe(s):
     """Nobody reads what is printed: the end is that of other programs, without a word."""
     s.wrapper("Apps/Edit.app", EDIT)
     s.write("a.txt")
+    s.write("lines", "no command\n" * 5000)
     s.run("list", "Apps", "--save", "answer", quiet_stdout=True)
     place, answer = ("--in", "Apps"), ("--from", "answer")
     reading, writing = os.pipe()
@@ -508,7 +509,8 @@ def closed_pipe(s):
                       ["handlers", "txt", *answer], ["types", *place], ["services", *answer, "-f", "jsonl"],
                       ["show", "Edit", *place], ["open", "--print", "a.txt", *answer], ["prefer"],
                       ["why", "Apps/Edit.app", *place], ["why", "Apps", "--all", "-f", "jsonl"],
-                      ["check", "answer"], ["diff", "answer", *place], ["decode", "answer"]):
+                      ["check", "answer"], ["check", "--kind", "header", "lines"],
+                      ["diff", "answer", *place], ["decode", "answer"]):
         s.run_into(writing, *arguments)
     if tmp_bytes(s, "again") != tmp_bytes(s, "answer"):
         s.note("the answer was not saved")
