@@ -8,6 +8,34 @@
 
 namespace tesker {
 
+namespace {
+
+constexpr std::size_t kMostKeptBytes = 65536; // of names: a huge directory's are given back
+
+} // namespace
+
+constinit std::atomic<DirectoryListing::Names *> DirectoryListing::spareNames = nullptr;
+
+DirectoryListing::Names::Names() {
+  bytes.reserve(1024);
+  ends.reserve(64);
+}
+
+DirectoryListing::Names *DirectoryListing::takeNames() {
+  Names *spare = spareNames.exchange(nullptr);
+  return spare != nullptr ? spare : new Names;
+}
+
+void DirectoryListing::NamesKeeper::operator()(Names *names) const {
+  if (names->bytes.capacity() > kMostKeptBytes) {
+    delete names;
+    return;
+  }
+  names->bytes.clear();
+  names->ends.clear();
+  delete spareNames.exchange(names);
+}
+
 std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, NameFilter filter) {
   DirectoryListing listing;
   listing.stream_ = OperatingSystem::current().openDirectory(dirPath.fileSystemRepresentation());
@@ -17,8 +45,7 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
     return std::nullopt;
   }
   listing.descriptor_ = listing.stream_->descriptor();
-  listing.names_.reserve(1024);
-  listing.ends_.reserve(64);
+  auto &[bytes, ends] = *listing.names_;
   unsigned special = 0; // 1 for ".", 2 for ".."
   while (const auto next = listing.stream_->next()) {
     const std::string_view name = *next;
@@ -27,9 +54,8 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
     else if (name == "..")
       special += 2;
     else if (!filter.leavesOut(name)) {
-      listing.names_.append(name.data(), name.size() + 1); // with its NUL
-      const std::size_t end = listing.names_.size() - 1;
-      listing.ends_.push_back(end);
+      bytes.append(name.data(), name.size() + 1); // with its NUL
+      ends.push_back(bytes.size() - 1);
     }
   }
   if (listing.stream_->error() != 0) {

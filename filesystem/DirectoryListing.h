@@ -1,13 +1,15 @@
 // DirectoryListing.h - the names in a directory, with or without the attributes of what they name.
 //
 // A directory is opened once; the attributes of its entries are asked for relative to it, so that
-// the kernel resolves one name in place of a whole path. All names stand in one piece of memory.
+// the kernel resolves one name in place of a whole path. All names stand in one piece of memory,
+// which the next listing takes over: most directories are read one after the other.
 #pragma once
 
 #include "filesystem/TSStatMethods.h"
 #include "platform/foundation/NSString.h"
 #include "platform/foundation/OperatingSystem.h"
 
+#include <atomic>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
@@ -35,12 +37,12 @@ public:
   [[nodiscard]] static std::optional<DirectoryListing> read(const NSString &dirPath,
                                                             NameFilter filter);
 
-  std::size_t count() const { return ends_.size(); }
+  std::size_t count() const { return names_->ends.size(); }
   // Valid while the listing lives and does not move. C strings end where the name does.
   std::string_view name(std::size_t index) const {
-    const std::size_t *end = &ends_[index];
+    const std::size_t *end = &names_->ends[index];
     const std::size_t start = index == 0 ? 0 : end[-1] + 1;
-    return {names_.data() + start, *end - start};
+    return {names_->bytes.data() + start, *end - start};
   }
   // The attributes of an entry itself, a link not followed; nothing when they cannot be had.
   // Precondition: the directory is still open.
@@ -54,10 +56,21 @@ public:
   }
 
 private:
+  struct Names {
+    Names();
+    std::string bytes; // each with a NUL behind it
+    std::vector<std::size_t> ends;
+  };
+  // Gives names that are no longer needed to the next listing.
+  struct NamesKeeper {
+    void operator()(Names *names) const;
+  };
+  static Names *takeNames();
+  static constinit std::atomic<Names *> spareNames;
+
   std::unique_ptr<DirectoryStream> stream_;
   int descriptor_ = AT_FDCWD; // the stream's, asked once
-  std::string names_;         // each with a NUL behind it
-  std::vector<std::size_t> ends_;
+  std::unique_ptr<Names, NamesKeeper> names_{takeNames()};
 };
 
 // ---- one thing in a directory, as it goes from the listing to what judges it ----

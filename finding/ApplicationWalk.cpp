@@ -124,15 +124,17 @@ void ApplicationWalk::walkDirectory(const NSString &path) {
     return giveVerdictOfFailure(JudgementCode::vanished, JudgementCode::notSearchable);
   const bool isJudged = Judge::current() != nullptr; // asked once: most entries are not worth it
   std::vector<Found> found;
-  found.reserve(16);
   for (std::size_t i = 0; i < listing->count(); ++i) {
     const auto attributes = listing->attributes(i);
     if (!attributes) // it vanished, and the directory counts as one that cannot be listed
       return giveVerdict([&] {
         return Remark{.code = JudgementCode::vanished, .detail = std::string(listing->name(i))};
       });
-    if (isWorthJudging(*attributes) || isJudged)
-      found.push_back({i, *attributes});
+    if (!isWorthJudging(*attributes) && !isJudged)
+      continue;
+    if (found.empty()) // as often nothing is
+      found.reserve(16);
+    found.push_back({i, *attributes});
   }
   for (const Found &entry : found) {
     const auto judgeIt = [&] { doForListed(path, *listing, entry.index, entry.attributes); };
@@ -168,8 +170,7 @@ void ApplicationWalk::add(std::optional<Records> found) {
     return;
   const std::size_t before = lines_.size();
   for (TKLine &line : *found) {
-    line.keepDescriptions();
-    const std::size_t length = line.textLength();
+    const std::size_t length = line.keepDescriptions();
     isFull_ = lines_.size() == bounds_.records || length > bounds_.text - textLength_;
     if (isFull_) {
       remark([] { return Remark{.code = JudgementCode::limitsReached}; });

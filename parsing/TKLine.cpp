@@ -31,16 +31,17 @@ void TKLine::setFrom(const NSDictionary &dictionary, std::string_view itsKey, co
     mdict_.set(key, Ref<NSObject>(*value));
 }
 
-void TKLine::keepDescriptions() {
-  for (const auto &[key, value] : mdict_)
-    if (!value->asString())
-      mdict_.set(key, descriptionOnly(*value)); // in its place
-}
-
-std::size_t TKLine::textLength() const {
+std::size_t TKLine::keepDescriptions() {
   std::size_t length = 0;
-  for (const auto &[key, value] : mdict_)
-    length += key.length() + value->description().length();
+  for (const auto &[key, value] : mdict_) {
+    NSString text = value->asString();
+    if (!text) {
+      const auto description = descriptionOnly(*value);
+      text = description->description();
+      mdict_.set(key, description); // in its place
+    }
+    length += key.length() + text.length();
+  }
   return length;
 }
 

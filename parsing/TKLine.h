@@ -75,10 +75,9 @@ public:
   void removeObjectForKey(std::string_view key) { mdict_.remove(key); }
 
   // Values that are not strings stay as their descriptions only (descriptionOnly), which is all
-  // that travels of them.
-  void keepDescriptions();
-  // The bytes of all keys and values, before they share what is equal.
-  [[nodiscard]] std::size_t textLength() const;
+  // that travels of them. Returns the bytes of all keys and values, before they share what is
+  // equal.
+  std::size_t keepDescriptions();
 
   // Equal values for the same keys, in whatever order.
   bool operator==(const TKLine &other) const = default;

@@ -238,7 +238,7 @@ TEST_F(ApplicationWalkTest, EndsWhereTheRecordsHaveMoreTextThanTheBoundAdmits) {
   ApplicationWalk all([] {});
   all.doForPath(directory_.string("tree"));
   ASSERT_THAT(all.lines(), SizeIs(1));
-  const std::size_t length = all.lines()[0].textLength();
+  const std::size_t length = TKLine(all.lines()[0]).keepDescriptions();
   EXPECT_EQ(length, std::string("path"
                                 "type"
                                 "app"
