@@ -12,15 +12,26 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <unistd.h>
 
 namespace tesker::test {
 namespace {
 
 std::string image(std::string_view header) {
   return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
+}
+
+constexpr std::chrono::seconds kLong{100};
+
+std::string linesOf(const CheckAnswer &answer) {
+  std::string lines;
+  for (const Finding &finding : answer.findings)
+    lines += lineOf(finding);
+  return lines;
 }
 
 constexpr const char *kList = "{ NSExecutable = Foo; }";
@@ -108,6 +119,56 @@ TEST_F(CheckTest, OfADirectoryOnlyItsApplicationsAreWorthAWord) {
 TEST_F(CheckTest, AFileThatIsNotThereIsNotRead) {
   const Result<> read = checkFile(directory_.path("none"), std::nullopt, [](const Finding &) {});
   EXPECT_EQ(read.error(), ENOENT);
+}
+
+// ---- in a confined child ----
+
+TEST_F(CheckTest, AConfinedChildFindsTheSame) {
+  directory_.writeFile("Foo.app/Foo", image("X\n"), 0755);
+  directory_.writeFile("Foo.app/Bar.tool/Resources/Info-quorvale.plist", "( a\tb");
+  const CheckAnswer answer = check(directory_.path("Foo.app"), std::nullopt, kLong);
+  EXPECT_EQ(answer.failure, std::nullopt);
+  EXPECT_EQ(answer.error, 0);
+  std::string told;
+  for (const Finding &finding : findings("Foo.app"))
+    told += lineOf(finding);
+  EXPECT_EQ(linesOf(answer), told);
+  EXPECT_GT(answer.findings.size(), 1U);
+}
+
+TEST_F(CheckTest, AConfinedChildSaysWhatCannotBeRead) {
+  const CheckAnswer answer = check(directory_.path("none"), std::nullopt, kLong);
+  EXPECT_EQ(answer.error, ENOENT);
+  EXPECT_EQ(answer.failure, std::nullopt);
+  EXPECT_EQ(linesOf(answer), "");
+}
+
+TEST_F(CheckTest, WhatWasFoundBeforeTheChildDiedIsTold) {
+  struct : OperatingSystem {
+    int access(const char *, int) override { return ::raise(SIGKILL); }
+  } dying; // when it looks for an icon
+  const ScopedOperatingSystem scope(dying);
+  directory_.writeFile(
+      "Foo.app/Resources/Info-quorvale.plist",
+      "{ NSTypes = ({ NSExtensions = (A); }, { NSExtensions = (b); NSIcon = i; }); }");
+  const CheckAnswer answer = check(directory_.path("Foo.app"), std::nullopt, kLong);
+  EXPECT_EQ(answer.failure, "signal 9 (Killed)");
+  ASSERT_EQ(answer.findings.size(), 1U);
+  EXPECT_EQ(answer.findings[0].word, "odd-extension");
+}
+
+TEST_F(CheckTest, ACheckEndsAtItsDeadline) {
+  struct : OperatingSystem {
+    int access(const char *, int) override {
+      for (;;)
+        ::sleep(1);
+    }
+  } waiting;
+  const ScopedOperatingSystem scope(waiting);
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", "{ NSIcon = i; }");
+  const CheckAnswer answer =
+      check(directory_.path("Foo.app"), std::nullopt, std::chrono::milliseconds(300));
+  EXPECT_EQ(answer.failure, "timed out");
 }
 
 // ---- texts ----

@@ -908,10 +908,17 @@ def checking(s):
     s.run("check", "--kind", "song", "header")
 
 
+def check_ends(s):
+    s.wrapper("Edit.app", EDIT)
+    s.run("check", "Edit.app", "--timeout", "0.000001")
+    s.run("check", "Edit.app", "--timeout", "0.000001", "--format", "json")
+    s.run("check", "Edit.app", "--timeout", "0")
+
+
 SESSIONS = [usage, mistyped, help_texts, broken_settings, closed_pipe, mistakes, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
-            checking, differences]
+            checking, check_ends, differences]
 
 
 def transcript_of(session, programs):
