@@ -57,7 +57,7 @@ std::string wrapperOf(const std::string &path) {
   return suffixOf(wrapper.substr(wrapper.rfind('/') + 1)).empty() ? std::string() : wrapper;
 }
 
-void CheckJudge::warn(Finding place, const char *word, std::string text) {
+void CheckJudge::warn(Finding place, std::string_view word, std::string text) {
   place.word = word;
   place.text = std::move(text);
   place.isError = false;
@@ -83,7 +83,7 @@ void CheckJudge::judgeExtension(const Finding &place, const std::string &extensi
   const auto [first, isFirst] =
       claims_[wrapper.empty() ? place.file : wrapper].try_emplace(extension, where);
   if (!isFirst)
-    warn(place, "shadowed",
+    warn(place, wordOf(JudgementCode::shadowed),
          "the extension \"" + extension + "\" is claimed already, in line " + first->second);
 }
 

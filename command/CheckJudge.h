@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tesker {
@@ -42,7 +43,7 @@ private:
   void judgePassedOver(const Judgement &judgement);
   void judgeSilence(Finding finding);
   void judgeChecked(Finding finding, JudgementCode code);
-  void warn(Finding place, const char *word, std::string text);
+  void warn(Finding place, std::string_view word, std::string text);
   void add(Finding finding);
 
   const std::string path_;

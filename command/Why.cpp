@@ -3,10 +3,14 @@
 #include "command/ChildMessages.h"
 #include "command/ConfinedChild.h"
 #include "command/SearchPath.h"
+#include "command/Shadows.h"
 #include "finding/ApplicationWalk.h"
+#include "parsing/RecordEncoding.h"
 #include "platform/foundation/ReadFailures.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 namespace tesker {
 
@@ -28,10 +32,60 @@ private:
   const SendMessage &send_;
 };
 
+std::vector<SearchRecord> recordsIn(const std::string &place) {
+  ApplicationWalk walk([] {});
+  try {
+    walk.doForPath(NSString::create(place));
+  } catch (const NSException &) { // which the verdict says
+  }
+  // As a master has them.
+  return decodeRecords(encodeParsedApp(walk.lines()).bytes()).value_or(std::vector<SearchRecord>());
+}
+
+// What is listed at or below the path and yet comes to nothing.
+void reportShadows(const WhyQuestion &question, std::vector<SearchRecord> found,
+                   const SendMessage &send) {
+  const auto concerns = [&](const std::string &path) { return isAtOrBelow(path, question.path); };
+  if (std::ranges::none_of(programsIn(found), concerns, &Program::path))
+    return;
+  std::vector<SearchRecord> all;
+  std::set<std::string_view> searched;
+  for (const std::string &place : question.places)
+    if (searched.insert(place).second)
+      std::ranges::move(place == question.searchPath ? std::move(found) : recordsIn(place),
+                        std::back_inserter(all));
+  findShadows(
+      programsIn(all), question.preferred,
+      [&](const Program &program) { return concerns(program.path); },
+      [&](const Shadow &shadow) {
+        send(messageOf(LateRemark{shadow.program->path,
+                                  {.code = JudgementCode::shadowed,
+                                   .detail = shadow.claim,
+                                   .file = shadow.first->path}}));
+      });
+}
+
 void searchAndReport(const WhyQuestion &question, const SendMessage &send) {
   const ReadFailures failures;
-  const Reporter reporter(question.path, send);
-  ApplicationWalk([] {}).doForPath(NSString::create(question.searchPath));
+  std::vector<SearchRecord> found;
+  {
+    const Reporter reporter(question.path, send);
+    found = recordsIn(question.searchPath);
+  }
+  reportShadows(question, std::move(found), send);
+}
+
+// The judgement on the application that the program belongs to; nil when there is none. They are
+// in the order of their paths.
+Judgement *foundWith(std::vector<Judgement> &judgements, std::string_view program) {
+  for (; !program.empty(); program = program.substr(0, program.rfind('/'))) {
+    const auto at = std::ranges::lower_bound(judgements, program, {}, &Judgement::path);
+    if (at != judgements.end() && at->path == program && at->verdict.code == JudgementCode::found)
+      return &*at;
+    if (program.find('/') == std::string_view::npos)
+      break;
+  }
+  return nullptr;
 }
 
 } // namespace
@@ -64,13 +118,19 @@ const Judgement *WhyAnswer::nearest(std::string_view path) const {
 
 WhyAnswer searchForReasons(const WhyQuestion &question) {
   WhyAnswer answer;
+  std::vector<LateRemark> shadows;
   answer.failure = runConfined(
       question.timeout, [&](const SendMessage &send) { searchAndReport(question, send); },
       [&](std::string_view message) {
         if (auto judgement = judgementIn(message))
           answer.judgements.push_back(std::move(*judgement));
+        else if (auto shadow = lateRemarkIn(message))
+          shadows.push_back(std::move(*shadow));
       });
   std::ranges::sort(answer.judgements, {}, &Judgement::path);
+  for (LateRemark &shadow : shadows)
+    if (Judgement *found = foundWith(answer.judgements, shadow.path))
+      found->remarks.push_back(std::move(shadow.remark));
   return answer;
 }
 
