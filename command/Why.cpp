@@ -50,10 +50,16 @@ void reportShadows(const WhyQuestion &question, std::vector<SearchRecord> found,
     return;
   std::vector<SearchRecord> all;
   std::set<std::string_view> searched;
-  for (const std::string &place : question.places)
-    if (searched.insert(place).second)
-      std::ranges::move(place == question.searchPath ? std::move(found) : recordsIn(place),
-                        std::back_inserter(all));
+  for (const std::string &place : question.places) {
+    if (!searched.insert(place).second)
+      continue;
+    std::vector<SearchRecord> records;
+    if (place == question.searchPath)
+      records.swap(found);
+    else
+      records = recordsIn(place);
+    std::ranges::move(records, std::back_inserter(all));
+  }
   findShadows(
       programsIn(all), question.preferred,
       [&](const Program &program) { return concerns(program.path); },
