@@ -59,6 +59,7 @@ file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
 install(FILES README.md ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES docs/man/tesker-apps.1 docs/man/tesker-fileop.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES docs/man/tesker-description.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES docs/man/ToolFinder.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 foreach(program tesker-apps tesker-fileop)
   set(completion packaging/completions/${program})

@@ -1,6 +1,8 @@
 #include "command/Check.h"
 
 #include "command/CheckJudge.h"
+#include "command/ChildMessages.h"
+#include "command/ConfinedChild.h"
 #include "command/SearchPath.h"
 #include "filesystem/TextFunctions.h"
 #include "finding/ApplicationWalk.h"
@@ -125,13 +127,33 @@ Result<> checkFile(const std::string &path, std::optional<DescriptionKind> kind,
     return told.failure();
   if (!kind)
     kind = *told;
-  CheckJudge judge(absolute, kind.has_value());
-  judge.judgeRecords(kind ? recordsOf(absolute, *kind) : recordsBelow(absolute));
-  for (Finding &finding : std::move(judge).findings()) {
+  CheckJudge judge(absolute, kind.has_value(), [&](Finding finding) {
     finding.file = asNamed(finding.file, absolute, given);
     sink(finding);
-  }
+  });
+  judge.finish(kind ? recordsOf(absolute, *kind) : recordsBelow(absolute));
   return {};
+}
+
+CheckAnswer check(const std::string &path, std::optional<DescriptionKind> kind,
+                  std::chrono::nanoseconds timeout) {
+  CheckAnswer answer;
+  Findings findings;
+  answer.failure = runConfined(
+      timeout,
+      [&](const SendMessage &send) {
+        const auto tell = [&](const Finding &finding) { send(messageOf(finding)); };
+        if (const Result<> read = checkFile(path, kind, tell); !read)
+          send(messageOfError(read.error()));
+      },
+      [&](std::string_view message) {
+        if (auto finding = findingIn(message))
+          findings.add(std::move(*finding));
+        else
+          answer.error = errorIn(message).value_or(answer.error);
+      });
+  answer.findings = std::move(findings).sorted();
+  return answer;
 }
 
 } // namespace tesker

@@ -1,8 +1,10 @@
 // CheckCommand.cpp - check: what is wrong with a description, said as compilers say it.
 #include "command/Check.h"
 #include "command/Commands.h"
+#include "command/DisplayText.h"
 #include "command/JSONItems.h"
 
+#include <algorithm>
 #include <map>
 
 namespace tesker {
@@ -40,11 +42,18 @@ ExitStatus checkCommand(const Arguments &arguments, Output &output, Diagnostics 
     else
       objects.push_back(objectOf(finding));
   };
-  for (const std::string &file : arguments.files)
-    if (const Result<> read = checkFile(file, kindCalled(arguments.kind), tell); !read) {
-      diagnostics.error(fileError(file, read.error()));
-      status = std::max(status, ExitStatus::failed);
-    }
+  const auto fail = [&](const std::string &text) {
+    diagnostics.error(text);
+    status = std::max(status, ExitStatus::failed);
+  };
+  for (const std::string &file : arguments.files) {
+    const CheckAnswer answer = check(file, kindCalled(arguments.kind), arguments.timeout);
+    std::ranges::for_each(answer.findings, tell);
+    if (answer.error != 0)
+      fail(fileError(file, answer.error));
+    if (answer.failure)
+      fail(displayText(file) + ": " + *answer.failure);
+  }
   if (arguments.format != Format::table)
     writeItems(output, arguments.format,
                {"check", std::nullopt, status == ExitStatus::failed, "findings", "finding",

@@ -57,11 +57,11 @@ std::string wrapperOf(const std::string &path) {
   return suffixOf(wrapper.substr(wrapper.rfind('/') + 1)).empty() ? std::string() : wrapper;
 }
 
-void CheckJudge::warn(Finding place, const char *word, std::string text) {
+void CheckJudge::warn(Finding place, std::string_view word, std::string text) {
   place.word = word;
   place.text = std::move(text);
   place.isError = false;
-  findings_.add(std::move(place));
+  sink_(place);
 }
 
 void CheckJudge::noteDetail(const std::string &path, const Remark &detail) {
@@ -71,7 +71,7 @@ void CheckJudge::noteDetail(const std::string &path, const Remark &detail) {
   else if (detail.code == JudgementCode::iconTaken)
     judgeIcon(finding, detail.detail);
   else
-    findings_.add(finding);
+    sink_(finding);
 }
 
 void CheckJudge::judgeExtension(const Finding &place, const std::string &extension) {
@@ -83,7 +83,7 @@ void CheckJudge::judgeExtension(const Finding &place, const std::string &extensi
   const auto [first, isFirst] =
       claims_[wrapper.empty() ? place.file : wrapper].try_emplace(extension, where);
   if (!isFirst)
-    warn(place, "shadowed",
+    warn(place, wordOf(JudgementCode::shadowed),
          "the extension \"" + extension + "\" is claimed already, in line " + first->second);
 }
 
@@ -120,31 +120,35 @@ void CheckJudge::judgeRecords(const Records &records) {
 void CheckJudge::add(Finding finding) {
   if (finding.isError)
     faulty_.insert(finding.file);
-  findings_.add(std::move(finding));
+  sink_(finding);
 }
 
 // What has no description: it need not be said again of what is faulty.
-void CheckJudge::judgeSilence(const Judgement &judgement) {
-  if (judgement.verdict.code != JudgementCode::noDescription ||
-      hasAtOrBelow(faulty_, judgement.path))
+void CheckJudge::judgeSilence(Finding finding) {
+  if (hasAtOrBelow(faulty_, finding.file))
     return;
-  Finding finding = findingOf(judgement.verdict, judgement.path);
-  finding.isError = !hasAtOrBelow(recorded_, judgement.path);
-  findings_.add(std::move(finding));
+  finding.isError = !hasAtOrBelow(recorded_, finding.file);
+  sink_(finding);
+}
+
+// What is checked itself: it need not be said of a directory that there are applications in it.
+void CheckJudge::judgeChecked(Finding finding, JudgementCode code) {
+  if (code != JudgementCode::searched || recorded_.empty())
+    add(std::move(finding));
 }
 
 void CheckJudge::judgeVerdict(const Judgement &judgement) {
   const JudgementCode code = judgement.verdict.code;
   if (code == JudgementCode::passedOver)
     return judgePassedOver(judgement);
-  const bool isChecked = judgement.path == path_;
+  Finding finding = findingOf(judgement.verdict, judgement.path);
   if (code == JudgementCode::noDescription)
-    return; // judgeSilence
-  if (isChecked ? code == JudgementCode::found || code == JudgementCode::wrapperPart ||
-                      (code == JudgementCode::searched && !recorded_.empty())
-                : isOrdinary(code))
-    return;
-  add(findingOf(judgement.verdict, judgement.path));
+    silent_.push_back(std::move(finding));
+  else if (judgement.path != path_ && !isOrdinary(code))
+    add(std::move(finding));
+  else if (judgement.path == path_ && code != JudgementCode::found &&
+           code != JudgementCode::wrapperPart)
+    checked_.emplace(std::move(finding), code);
 }
 
 // What a wrapper's description keeps from being looked at; most programs say nothing of themselves.
@@ -155,7 +159,7 @@ void CheckJudge::judgePassedOver(const Judgement &judgement) {
       isServices ? std::nullopt
                  : parseApp(NSFileManager::classObject(), dir, file, NSDefaultMallocZone());
   if (isServices || (records && !records->empty()))
-    findings_.add(findingOf(judgement.verdict, judgement.path));
+    sink_(findingOf(judgement.verdict, judgement.path));
 }
 
 void CheckJudge::judgeRemarks(const Judgement &judgement) {
@@ -169,19 +173,20 @@ void CheckJudge::judgeRemarks(const Judgement &judgement) {
   }
 }
 
-std::vector<Finding> CheckJudge::findings() && {
-  for (const Judgement &judgement : judgements_)
-    if (judgement.records > 0)
-      recorded_.insert(judgement.path);
-  for (const Judgement &judgement : judgements_) {
-    judgeRemarks(judgement);
-    if (!isDescription_)
-      judgeVerdict(judgement);
-  }
+void CheckJudge::note(const Judgement &judgement) {
+  if (judgement.records > 0)
+    recorded_.insert(judgement.path);
+  judgeRemarks(judgement);
   if (!isDescription_)
-    for (const Judgement &judgement : judgements_)
-      judgeSilence(judgement);
-  return std::move(findings_).sorted();
+    judgeVerdict(judgement);
+}
+
+void CheckJudge::finish(const Records &records) {
+  judgeRecords(records);
+  if (checked_)
+    judgeChecked(checked_->first, checked_->second);
+  for (const Finding &finding : silent_)
+    judgeSilence(finding);
 }
 
 } // namespace tesker

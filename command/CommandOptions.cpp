@@ -110,6 +110,10 @@ void CommandOptions::judging() {
       .add_option("--cpu", arguments.cpu, "Search as for this processor (a name or\nTYPE/SUBTYPE)")
       ->check(CLI::Validator(checkCpu, "NAME"))
       ->option_text("NAME");
+  timeout();
+}
+
+void CommandOptions::timeout() {
   command_
       .add_option_function<double>(
           "--timeout",

@@ -43,6 +43,8 @@ public:
   void format(bool raw);
   // How applications are judged, and for how long.
   void judging();
+  // --timeout
+  void timeout();
   // How a search is made: the same, and by which tool.
   void search();
   // What is kept from one search to the next.

@@ -151,6 +151,7 @@ void declareCheck(CommandOptions &options) {
       ->option_text("KIND");
   options.flag("--strict", arguments.strict, "Exit with 1 when there are only warnings, too");
   options.format(false);
+  options.timeout();
 }
 
 void declareHelp(CommandOptions &options) {

@@ -109,6 +109,12 @@ constexpr std::array<CodeTexts, kJudgementCodes> kTexts = {{
      "100,000 lines and an application directory for 100,000 records.\n"},
     {"it could not be judged", "", true,
      "Judging the entry failed for a reason of its own, and the search went on.\n"},
+    {"another application comes first", "", false,
+     "The application is found, and for a name or an extension that it claims another\n"
+     "one comes before it: of several with one name, \"open --with\" starts the first\n"
+     "that is suitable, and of the handlers of an extension the best opens its files.\n"
+     "\"tesker-apps handlers EXT\" has their order, and \"tesker-apps prefer EXT NAME\"\n"
+     "changes it.\n"},
 }};
 static_assert(!kTexts.back().explanation.empty());
 

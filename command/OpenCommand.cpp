@@ -85,22 +85,13 @@ void OpenRun::fail(ExitStatus status, const std::string &text) {
   diagnostics_.error(text);
 }
 
-// Of several that are called so, the first that is suitable. Code that others load cannot be
-// started. Nil when there is none, which has been said.
+// Nil when there is none, which has been said.
 const Program *OpenRun::programToOpenWith() {
-  std::vector<const Program *> called =
-      programsCalled(question_.programs, nameOrAbsolutePath(arguments_.application));
-  std::erase_if(called, [](const Program *program) {
-    return !program->hasRecordOf("app") && !program->hasRecordOf("extension") &&
-           !program->hasRecordOf("services");
-  });
-  if (called.empty()) {
+  const Program *program = programToStart(
+      programsCalled(question_.programs, nameOrAbsolutePath(arguments_.application)));
+  if (program == nullptr)
     fail(ExitStatus::no, nothingIsCalled(arguments_.application));
-    return nullptr;
-  }
-  const auto suitable = std::find_if(called.begin(), called.end(),
-                                     [](const Program *program) { return program->suitable; });
-  return suitable != called.end() ? *suitable : called.front();
+  return program;
 }
 
 void OpenRun::plan(const std::string &file) {

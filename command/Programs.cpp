@@ -32,8 +32,8 @@ bool matches(const Program &program, std::string_view nameOrPath, Equal equal) {
     nameOrPath = withoutSlashesAtItsEnd(nameOrPath);
     return program.path == nameOrPath || (!wrapper.empty() && wrapper == nameOrPath);
   }
-  return equal(program.name, nameOrPath) || equal(lastComponent(program.path), nameOrPath) ||
-         (!wrapper.empty() && equal(lastComponent(wrapper), nameOrPath));
+  return std::ranges::any_of(namesOf(program),
+                             [&](std::string_view name) { return equal(name, nameOrPath); });
 }
 
 std::string nameOf(const Program &program) {
@@ -99,6 +99,13 @@ bool equalButForCase(std::string_view a, std::string_view b) {
                     [](char x, char y) { return withoutCase(x) == withoutCase(y); });
 }
 
+std::vector<std::string_view> namesOf(const Program &program) {
+  std::vector<std::string_view> names{program.name, lastComponent(program.path)};
+  if (const std::string_view wrapper = wrapperOf(program.path); !wrapper.empty())
+    names.push_back(lastComponent(wrapper));
+  return names;
+}
+
 bool isCalled(const Program &program, std::string_view nameOrPath) {
   return matches(program, nameOrPath, std::equal_to<std::string_view>());
 }
@@ -112,6 +119,17 @@ std::vector<const Program *> programsCalled(const std::vector<Program> &programs
     else if (matches(program, nameOrPath, equalButForCase))
       others.push_back(&program);
   return exact.empty() ? others : exact;
+}
+
+const Program *programToStart(std::vector<const Program *> called) {
+  std::erase_if(called, [](const Program *program) {
+    return !program->hasRecordOf("app") && !program->hasRecordOf("extension") &&
+           !program->hasRecordOf("services");
+  });
+  const auto suitable = std::ranges::find(called, true, &Program::suitable);
+  if (suitable != called.end())
+    return *suitable;
+  return called.empty() ? nullptr : called.front();
 }
 
 } // namespace tesker

@@ -40,6 +40,9 @@ struct Program {
   return text.find('/') != std::string_view::npos;
 }
 
+// What the program is called, paths left out: by its name, its file's and its wrapper's (Edit.app).
+[[nodiscard]] std::vector<std::string_view> namesOf(const Program &program);
+
 // Whether the program is called so: by its name, its file's or its wrapper's (Edit.app); or by its
 // path or its wrapper's, which has to be absolute.
 [[nodiscard]] bool isCalled(const Program &program, std::string_view nameOrPath);
@@ -48,5 +51,9 @@ struct Program {
 // the case of letters.
 [[nodiscard]] std::vector<const Program *> programsCalled(const std::vector<Program> &programs,
                                                           std::string_view nameOrPath);
+
+// The one of several with one name that opens files: the first that is suitable, or else the first.
+// Code that others load cannot be started. Nil when there is none.
+[[nodiscard]] const Program *programToStart(std::vector<const Program *> called);
 
 } // namespace tesker

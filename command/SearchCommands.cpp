@@ -6,6 +6,9 @@
 #include "command/Searches.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
+#include <set>
 
 namespace tesker {
 
@@ -22,6 +25,62 @@ const char *whatIsMissing(const std::vector<SearchRecord> &records) {
       std::ranges::any_of(programsIn(records), &Program::suitable))
     return nullptr;
   return "no application is suitable for the processor";
+}
+
+// The paths of a dock request at and below which no record's program lies. Those that are not
+// absolute have been told of.
+std::vector<std::string> pathsWithoutRecords(const SearchRequest &request,
+                                             const SearchAnswer &answer) {
+  std::set<std::string, std::less<>> missing;
+  if (!request.isDock)
+    return {};
+  for (const std::string &path : request.paths)
+    if (path.starts_with('/'))
+      missing.insert(tidied(path));
+  for (const SearchRecord &record : answer.records)
+    for (std::string_view path = valueOf(record, "path"); !path.empty() && !missing.empty();
+         path = path.substr(0, path.rfind('/'))) {
+      if (const auto found = missing.find(path); found != missing.end())
+        missing.erase(found);
+      if (path.find('/') == std::string_view::npos)
+        break;
+    }
+  std::vector<std::string> paths;
+  for (const std::string &path : request.paths)
+    if (path.starts_with('/') && missing.erase(tidied(path)) != 0)
+      paths.push_back(path);
+  return paths;
+}
+
+// Whether the tool has said that it met something that is not in its answer, or not all of it.
+bool tellsOfLacks(const SearchOutcome &outcome) {
+  return outcome.incomplete || std::ranges::any_of(outcome.logLines, [](const std::string &line) {
+           return line.starts_with("*** Applications Finder: ");
+         });
+}
+
+// What the answer lacks, as far as that can be told without another search, and who says why; empty
+// when nothing is known to be missing.
+std::string lackOf(const SearchRequest &request, const SearchAnswer &answer,
+                   const SearchOutcome &outcome) {
+  constexpr std::size_t kMostNamed = 3;
+  std::vector<std::string> words{"why", request.isDock ? "PATH" : request.argument};
+  std::string lack;
+  if (const char *none = whatIsMissing(answer.records)) {
+    lack = none;
+  } else if (std::vector<std::string> missing = pathsWithoutRecords(request, answer);
+             !missing.empty()) {
+    lack = "no application was found at " + std::to_string(missing.size()) + " of " +
+           std::to_string(request.paths.size()) + " paths";
+    missing.resize(std::min(missing.size(), kMostNamed));
+    words.resize(1);
+    std::ranges::move(missing, std::back_inserter(words));
+  } else if (tellsOfLacks(outcome)) {
+    lack = "not all that was met is in the answer";
+  } else {
+    return {};
+  }
+  return named(request) + ": " + lack + "; " + shellLine("tesker-apps", words) + " says why";
 }
 
 class SearchRun {
@@ -49,6 +108,7 @@ private:
   const std::unique_ptr<ResultWriter> writer_;
   Searches searches_;
   std::optional<std::string> previous_;
+  std::vector<std::string> lacks_; // said at the end
 };
 
 ExitStatus SearchRun::list() {
@@ -71,6 +131,8 @@ ExitStatus SearchRun::search() {
     take(request, outcome);
   });
   writer_->end();
+  for (const std::string &lack : lacks_)
+    diagnostics_.note(lack);
   return searches_.status();
 }
 
@@ -121,11 +183,9 @@ void SearchRun::take(const SearchRequest &request, const SearchOutcome &outcome)
   writer_->add(result);
   if (answer == nullptr && arguments_.format == Format::raw)
     diagnostics_.note(named(request) + ": unchanged since the previous answer");
-  if (const char *missing = answer == nullptr ? nullptr : whatIsMissing(answer->records))
-    diagnostics_.note(
-        named(request) + ": " + missing + "; " +
-        shellLine("tesker-apps", {"why", request.isDock ? "PATH" : request.argument}) +
-        " says why");
+  if (answer != nullptr)
+    if (std::string lack = lackOf(request, *answer, outcome); !lack.empty())
+      lacks_.push_back(std::move(lack));
 }
 
 void SearchRun::save(const std::string &text) {

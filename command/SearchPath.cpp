@@ -52,15 +52,6 @@ std::string joined(std::string directory, std::string_view rest) {
   return directory + std::string(rest);
 }
 
-// The path as the tool tidies it up: without empty and "." components. Empty for the root.
-std::string tidied(std::string_view path) {
-  std::string tidy;
-  for (const std::string_view component : piecesOf(path, '/'))
-    if (!component.empty() && component != ".")
-      tidy += "/" + std::string(component);
-  return tidy;
-}
-
 std::optional<std::string> errorText(int error) { return std::strerror(error); }
 
 std::optional<std::string> whyNotListed(const std::string &path) {
@@ -144,6 +135,14 @@ std::string absoluteSearchPath(std::string_view path) {
   const std::size_t length = lengthToLastParent(whole);
   const CString directory(::realpath(whole.substr(0, length).c_str(), nullptr), &std::free);
   return directory == nullptr ? whole : joined(directory.get(), whole.substr(length));
+}
+
+std::string tidied(std::string_view path) {
+  std::string tidy;
+  for (const std::string_view component : piecesOf(path, '/'))
+    if (!component.empty() && component != ".")
+      tidy += "/" + std::string(component);
+  return tidy;
 }
 
 std::string_view withoutSlashesAtItsEnd(std::string_view path) {

@@ -23,6 +23,9 @@ std::string absoluteSearchPath(std::string_view path);
 // The path without the slashes at its end, but for a lone root.
 std::string_view withoutSlashesAtItsEnd(std::string_view path);
 
+// The path as the tool tidies it up: without empty and "." components. Empty for the root.
+std::string tidied(std::string_view path);
+
 // Why the tool cannot search the path, as a phrase that follows the path and a colon; nothing when
 // it can.
 std::optional<std::string> whyNotSearchable(const std::string &path);

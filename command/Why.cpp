@@ -1,36 +1,20 @@
 #include "command/Why.h"
 
+#include "command/ChildMessages.h"
 #include "command/ConfinedChild.h"
 #include "command/SearchPath.h"
+#include "command/Shadows.h"
 #include "finding/ApplicationWalk.h"
+#include "parsing/RecordEncoding.h"
 #include "platform/foundation/ReadFailures.h"
-#include "platform/foundation/Text.h"
 
 #include <algorithm>
-#include <charconv>
+#include <iterator>
+#include <set>
 
 namespace tesker {
 
 namespace {
-
-// A judgement travels from the child as fields with NULs between them: path, records and verdict,
-// then the remarks; each of these has a code, a detail, a file, a line, a column and an offset.
-constexpr std::size_t kFieldsOfRemark = 6;
-
-void appendField(std::string &message, std::string_view text) {
-  for (const char byte : text)
-    message += byte == '\0' ? ' ' : byte;
-  message += '\0';
-}
-
-void appendRemark(std::string &message, const Remark &remark) {
-  appendField(message, wordOf(remark.code));
-  appendField(message, remark.detail);
-  appendField(message, remark.file);
-  appendField(message, std::to_string(remark.line));
-  appendField(message, std::to_string(remark.column));
-  appendField(message, remark.offset ? std::to_string(*remark.offset) : "");
-}
 
 // Sends what concerns the path.
 class Reporter final : public Judge {
@@ -40,14 +24,7 @@ public:
   void note(const Judgement &judgement) override {
     if (!isAtOrBelow(path_, judgement.path) && !isAtOrBelow(judgement.path, path_))
       return;
-    std::string message;
-    appendField(message, judgement.path);
-    appendField(message, std::to_string(judgement.records));
-    appendRemark(message, judgement.verdict);
-    for (const Remark &remark : judgement.remarks)
-      appendRemark(message, remark);
-    message.pop_back();
-    send_(message);
+    send_(messageOf(judgement));
   }
 
 private:
@@ -55,39 +32,66 @@ private:
   const SendMessage &send_;
 };
 
-template <class Number> Number numberIn(std::string_view text) {
-  Number number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
+std::vector<SearchRecord> recordsIn(const std::string &place) {
+  ApplicationWalk walk([] {});
+  try {
+    walk.doForPath(NSString::create(place));
+  } catch (const NSException &) { // which the verdict says
+  }
+  // As a master has them.
+  return decodeRecords(encodeParsedApp(walk.lines()).bytes()).value_or(std::vector<SearchRecord>());
 }
 
-Remark remarkIn(const std::string_view *fields) {
-  Remark remark{.code = judgementCodeOf(fields[0]).value_or(JudgementCode::failed),
-                .detail = std::string(fields[1]),
-                .file = std::string(fields[2]),
-                .line = numberIn<std::size_t>(fields[3]),
-                .column = numberIn<std::size_t>(fields[4])};
-  if (!fields[5].empty())
-    remark.offset = numberIn<std::uint64_t>(fields[5]);
-  return remark;
-}
-
-// Nothing when the message is not a judgement.
-std::optional<Judgement> judgementIn(std::string_view message) {
-  const std::vector<std::string_view> fields = piecesOf(message, '\0');
-  if (fields.size() < 2 + kFieldsOfRemark || (fields.size() - 2) % kFieldsOfRemark != 0)
-    return std::nullopt;
-  Judgement judgement{
-      std::string(fields[0]), remarkIn(&fields[2]), numberIn<std::size_t>(fields[1]), {}};
-  for (std::size_t i = 2 + kFieldsOfRemark; i < fields.size(); i += kFieldsOfRemark)
-    judgement.remarks.push_back(remarkIn(&fields[i]));
-  return judgement;
+// What is listed at or below the path and yet comes to nothing.
+void reportShadows(const WhyQuestion &question, std::vector<SearchRecord> found,
+                   const SendMessage &send) {
+  const auto concerns = [&](const std::string &path) { return isAtOrBelow(path, question.path); };
+  if (std::ranges::none_of(programsIn(found), concerns, &Program::path))
+    return;
+  std::vector<SearchRecord> all;
+  std::set<std::string_view> searched;
+  for (const std::string &place : question.places) {
+    if (!searched.insert(place).second)
+      continue;
+    std::vector<SearchRecord> records;
+    if (place == question.searchPath)
+      records.swap(found);
+    else
+      records = recordsIn(place);
+    std::ranges::move(records, std::back_inserter(all));
+  }
+  findShadows(
+      programsIn(all), question.preferred,
+      [&](const Program &program) { return concerns(program.path); },
+      [&](const Shadow &shadow) {
+        send(messageOf(LateRemark{shadow.program->path,
+                                  {.code = JudgementCode::shadowed,
+                                   .detail = shadow.claim,
+                                   .file = shadow.first->path}}));
+      });
 }
 
 void searchAndReport(const WhyQuestion &question, const SendMessage &send) {
   const ReadFailures failures;
-  const Reporter reporter(question.path, send);
-  ApplicationWalk([] {}).doForPath(NSString::create(question.searchPath));
+  std::vector<SearchRecord> found;
+  {
+    const Reporter reporter(question.path, send);
+    found = recordsIn(question.searchPath);
+  }
+  reportShadows(question, std::move(found), send);
+}
+
+// The judgement on the application that the program belongs to; nil when there is none. They are
+// in the order of their paths.
+Judgement *foundWith(std::vector<Judgement> &judgements, std::string_view program) {
+  for (; !program.empty(); program = program.substr(0, program.rfind('/'))) {
+    const auto at = std::ranges::lower_bound(judgements, program, {}, &Judgement::path);
+    if (at != judgements.end() && at->path == program && at->verdict.code == JudgementCode::found)
+      return &*at;
+    if (program.find('/') == std::string_view::npos)
+      break;
+  }
+  return nullptr;
 }
 
 } // namespace
@@ -120,13 +124,19 @@ const Judgement *WhyAnswer::nearest(std::string_view path) const {
 
 WhyAnswer searchForReasons(const WhyQuestion &question) {
   WhyAnswer answer;
+  std::vector<LateRemark> shadows;
   answer.failure = runConfined(
       question.timeout, [&](const SendMessage &send) { searchAndReport(question, send); },
       [&](std::string_view message) {
         if (auto judgement = judgementIn(message))
           answer.judgements.push_back(std::move(*judgement));
+        else if (auto shadow = lateRemarkIn(message))
+          shadows.push_back(std::move(*shadow));
       });
   std::ranges::sort(answer.judgements, {}, &Judgement::path);
+  for (LateRemark &shadow : shadows)
+    if (Judgement *found = foundWith(answer.judgements, shadow.path))
+      found->remarks.push_back(std::move(shadow.remark));
   return answer;
 }
 

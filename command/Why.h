@@ -3,6 +3,7 @@
 // The search is the tool's own walk, made in a confined child while a judge listens.
 #pragma once
 
+#include "command/Handlers.h"
 #include "parsing/Judgement.h"
 
 #include <chrono>
@@ -17,6 +18,10 @@ struct WhyQuestion {
   std::string path;       // absolute
   std::string searchPath; // that is searched to find it: itself, or a directory above
   std::chrono::nanoseconds timeout;
+  // The places that are searched, the search path among them, and what the person prefers: what
+  // comes before an application that is found. Without places that is not asked.
+  std::vector<std::string> places = {};
+  PreferredApplications preferred = {};
 };
 
 struct WhyAnswer {

@@ -3,6 +3,7 @@
 #include "command/DisplayText.h"
 #include "command/JSONItems.h"
 #include "command/JudgementTexts.h"
+#include "command/Question.h"
 #include "command/RecordJSON.h"
 #include "command/SearchPath.h"
 #include "command/Searches.h"
@@ -48,7 +49,8 @@ class Why {
 public:
   Why(const Arguments &arguments, Output &output, Diagnostics &diagnostics)
       : arguments_(arguments), output_(output), diagnostics_(diagnostics),
-        places_(arguments.paths.empty() ? usualPlaces(diagnostics) : arguments.paths) {
+        places_(arguments.paths.empty() ? usualPlaces(diagnostics) : arguments.paths),
+        preferred_(preferencesOrNote(diagnostics)) {
     for (std::string &place : places_)
       place = absoluteSearchPath(place);
   }
@@ -68,7 +70,9 @@ private:
   void raise(ExitStatus status) { status_ = std::max(status_, status); }
 
   void answerOne(const std::string &path) {
-    const WhyQuestion question{path, placeOf(path, places_).value_or(path), arguments_.timeout};
+    const auto place = placeOf(path, places_);
+    const WhyQuestion question{path, place.value_or(path), arguments_.timeout,
+                               place ? places_ : std::vector<std::string>(), preferred_};
     const WhyAnswer answer = searchForReasons(question);
     if (answer.failure) {
       diagnostics_.error(displayText(question.searchPath) + ": " + *answer.failure);
@@ -111,8 +115,11 @@ private:
   std::string headline(const std::string &path, const WhyAnswer &answer, bool isFound) const {
     if (isFound) {
       const std::string text = "found, " + countedRecords(answer.itself(path)->records);
-      const auto cause = causeOf(path, answer);
-      return cause ? text + "; but " + sentenceOf(*cause->remark) : text;
+      if (const auto cause = causeOf(path, answer))
+        return text + "; but " + sentenceOf(*cause->remark);
+      return text + (hasShadows(answer)
+                         ? "; but for some of its claims another application comes first"
+                         : "");
     }
     const Judgement *nearest = answer.nearest(path);
     if (nearest == nullptr)
@@ -123,6 +130,13 @@ private:
     if (nearest->verdict.code == JudgementCode::searched)
       return "not found: there is no such entry in " + displayText(nearest->path);
     return "not found: of " + displayText(nearest->path) + " is to be said: " + reason;
+  }
+
+  static bool hasShadows(const WhyAnswer &answer) {
+    return std::ranges::any_of(answer.judgements, [](const Judgement &judgement) {
+      return std::ranges::find(judgement.remarks, JudgementCode::shadowed, &Remark::code) !=
+             judgement.remarks.end();
+    });
   }
 
   // The first complaint about the path or a part of it; else the verdict that it ends with.
@@ -308,6 +322,7 @@ private:
   Output &output_;
   Diagnostics &diagnostics_;
   std::vector<std::string> places_;
+  const PreferredApplications preferred_;
   std::vector<std::string> objects_;
   ExitStatus status_ = ExitStatus::done;
 };

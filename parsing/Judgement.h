@@ -56,6 +56,7 @@ enum class JudgementCode : std::uint8_t {
   nearSuffix,          // a directory whose suffix is nearly a wrapper's
   limitsReached,       // there is more than a search answers, or a file may hold
   failed,              // judging it raised an exception
+  shadowed,            // it is found, and another application comes before it
 
   // Details: never a verdict, and told only to a judge that wants them.
   ignored,        // what is passed over without harm, or what nobody looks for
@@ -63,9 +64,9 @@ enum class JudgementCode : std::uint8_t {
   extensionTaken, // a record was made of this extension
   iconTaken,      // a description's icon
 };
-inline constexpr auto kJudgementCodes = static_cast<std::size_t>(JudgementCode::failed) + 1;
+inline constexpr auto kJudgementCodes = static_cast<std::size_t>(JudgementCode::shadowed) + 1;
 inline constexpr auto kAllCodes = static_cast<std::size_t>(JudgementCode::iconTaken) + 1;
-inline constexpr bool isDetail(JudgementCode code) { return code > JudgementCode::failed; }
+inline constexpr bool isDetail(JudgementCode code) { return code > JudgementCode::shadowed; }
 
 // "not-executable"; and back, nothing for other words.
 [[nodiscard]] std::string_view wordOf(JudgementCode code);

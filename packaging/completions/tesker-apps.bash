@@ -49,7 +49,7 @@ _tesker_apps() {
     *:open:-*) words="$always --with --print $asking" ;;
     *:prefer:-*) words="$always --forget $asking" ;;
     *:why:-*) words="$always --all --code --explain -f --format --in --cpu --timeout" ;;
-    *:check:-*) words="$always --kind --strict -f --format" ;;
+    *:check:-*) words="$always --kind --strict -f --format --timeout" ;;
     *:diff:-*) words="$always --exit-code ${asking/--from /}" ;;
     *:decode:-*) words="$always -f --format" ;;
     *:encode:-* | *:help:-*) words=$always ;;

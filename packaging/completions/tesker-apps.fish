@@ -20,7 +20,7 @@ set -l codes \
     dot-name backup-name no-description description-too-large description-too-deep \
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over \
     no-self-description malformed-header-line damaged-image other-processor near-suffix \
-    limits-reached failed
+    limits-reached failed shadowed
 
 complete -c tesker-apps -s h -l help -d 'Print a help message'
 complete -c tesker-apps -s v -l verbose -d "Print the tool's log lines"
@@ -69,6 +69,8 @@ complete -c tesker-apps -n '__fish_seen_subcommand_from check' -l strict \
     -d 'Exit with 1 for warnings, too'
 complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -s f -l format -a 'table json jsonl' \
     -d 'Form of the findings'
+complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -l timeout \
+    -d 'Give up a file after so many seconds'
 complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -l exit-code \
     -d 'Exit with 1 when something has changed'
 complete -c tesker-apps -n $judging -x -s f -l format -a 'table json jsonl' -d 'Form of the answer'

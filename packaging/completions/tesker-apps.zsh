@@ -19,7 +19,7 @@ _tesker-apps() {
     dot-name backup-name no-description description-too-large description-too-deep
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
     no-self-description malformed-header-line damaged-image other-processor near-suffix
-    limits-reached failed
+    limits-reached failed shadowed
   )
   always=(
     '(- *)'{-h,--help}'[print a help message]'
@@ -100,6 +100,7 @@ _tesker-apps() {
           _arguments $always '*:file or wrapper:_files' \
             '--kind=[what the files are]:kind:(list registry header)' \
             '--strict[exit with 1 for warnings, too]' \
+            '--timeout=[give up a file after so many seconds]:seconds:' \
             '(--format)-f[form of the findings]:form:(table json jsonl)' \
             '(-f)--format=[form of the findings]:form:(table json jsonl)'
           ;;

@@ -18,11 +18,11 @@ protected:
 
   std::vector<Finding> findings(std::string_view name,
                                 std::optional<DescriptionKind> kind = std::nullopt) const {
-    std::vector<Finding> all;
+    Findings all;
     EXPECT_TRUE(checkFile(directory_.path(name), kind, [&](const Finding &finding) {
-      all.push_back(finding);
+      all.add(finding);
     })) << name;
-    return all;
+    return std::move(all).sorted();
   }
 
   // "NAME:LINE:COLUMN error WORD", a line for each, less what there is not.

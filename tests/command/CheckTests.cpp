@@ -1,26 +1,29 @@
-// check of executables and wrappers, of texts of which nobody says what they are, and of all that
-// the fuzzers start from.
+// check of executables and wrappers, of texts of which nobody says what they are, and of the
+// sample.
 #include "examples/MachOWriter.h"
 #include "examples/SampleTree.h"
-#include "filesystem/TeskerFileManagerMethods.h"
-#include "finding/ApplicationWalk.h"
-#include "fuzz/Tree.h"
-#include "parsing/IconHeaderParser.h"
-#include "parsing/WrapperDescriptions.h"
+#include "platform/foundation/OperatingSystem.h"
 #include "tests/command/CheckTest.h"
-#include "tests/support/LogCapture.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <csignal>
+#include <unistd.h>
 
 namespace tesker::test {
 namespace {
 
 std::string image(std::string_view header) {
   return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
+}
+
+constexpr std::chrono::seconds kLong{100};
+
+std::string linesOf(const CheckAnswer &answer) {
+  std::string lines;
+  for (const Finding &finding : answer.findings)
+    lines += lineOf(finding);
+  return lines;
 }
 
 constexpr const char *kList = "{ NSExecutable = Foo; }";
@@ -110,6 +113,56 @@ TEST_F(CheckTest, AFileThatIsNotThereIsNotRead) {
   EXPECT_EQ(read.error(), ENOENT);
 }
 
+// ---- in a confined child ----
+
+TEST_F(CheckTest, AConfinedChildFindsTheSame) {
+  directory_.writeFile("Foo.app/Foo", image("X\n"), 0755);
+  directory_.writeFile("Foo.app/Bar.tool/Resources/Info-quorvale.plist", "( a\tb");
+  const CheckAnswer answer = check(directory_.path("Foo.app"), std::nullopt, kLong);
+  EXPECT_EQ(answer.failure, std::nullopt);
+  EXPECT_EQ(answer.error, 0);
+  std::string told;
+  for (const Finding &finding : findings("Foo.app"))
+    told += lineOf(finding);
+  EXPECT_EQ(linesOf(answer), told);
+  EXPECT_GT(answer.findings.size(), 1U);
+}
+
+TEST_F(CheckTest, AConfinedChildSaysWhatCannotBeRead) {
+  const CheckAnswer answer = check(directory_.path("none"), std::nullopt, kLong);
+  EXPECT_EQ(answer.error, ENOENT);
+  EXPECT_EQ(answer.failure, std::nullopt);
+  EXPECT_EQ(linesOf(answer), "");
+}
+
+TEST_F(CheckTest, WhatWasFoundBeforeTheChildDiedIsTold) {
+  struct : OperatingSystem {
+    int access(const char *, int) override { return ::raise(SIGKILL); }
+  } dying; // when it looks for an icon
+  const ScopedOperatingSystem scope(dying);
+  directory_.writeFile(
+      "Foo.app/Resources/Info-quorvale.plist",
+      "{ NSTypes = ({ NSExtensions = (A); }, { NSExtensions = (b); NSIcon = i; }); }");
+  const CheckAnswer answer = check(directory_.path("Foo.app"), std::nullopt, kLong);
+  EXPECT_EQ(answer.failure, "signal 9 (Killed)");
+  ASSERT_EQ(answer.findings.size(), 1U);
+  EXPECT_EQ(answer.findings[0].word, "odd-extension");
+}
+
+TEST_F(CheckTest, ACheckEndsAtItsDeadline) {
+  struct : OperatingSystem {
+    int access(const char *, int) override {
+      for (;;)
+        ::sleep(1);
+    }
+  } waiting;
+  const ScopedOperatingSystem scope(waiting);
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", "{ NSIcon = i; }");
+  const CheckAnswer answer =
+      check(directory_.path("Foo.app"), std::nullopt, std::chrono::milliseconds(300));
+  EXPECT_EQ(answer.failure, "timed out");
+}
+
 // ---- texts ----
 
 TEST_F(CheckTest, WhatATextIsItsNameSaysOrElseItsContents) {
@@ -158,88 +211,6 @@ TEST_F(CheckTest, ALineSaysAllThatIsKnown) {
       "a\\tb:2:3: error: bad [w]\n");
   EXPECT_EQ(lineOf({.file = "a", .offset = 4, .word = "w", .text = "bad"}),
             "a: warning: bad, at byte 4 [w]\n");
-}
-
-// ---- whatever the parsers make of a file ----
-
-class CorpusTest : public CheckTest {
-protected:
-  // Each input of the fuzzer as the contents of a file.
-  template <class Check> void forEachInput(const char *fuzzer, Check check) {
-    std::size_t count = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(std::string(TESKER_SOURCE) +
-                                                                 "/fuzz/corpus/" + fuzzer)) {
-      std::ifstream stream(entry.path(), std::ios::binary);
-      check(std::string(std::istreambuf_iterator<char>(stream), {}), entry.path().string());
-      ++count;
-    }
-    EXPECT_GT(count, 10U);
-  }
-};
-
-// Of a text that the parser takes wholly, the lines make as many records as they are.
-TEST_F(CorpusTest, HeadersAreAnErrorExactlyWhereTheParserLogs) {
-  forEachInput("IconHeaderFuzzer", [&](const std::string &text, const std::string &name) {
-    const std::string path = directory_.writeFile("text", text);
-    const LogCapture log;
-    const Records records = parseHeaderText(text, NSString::create(path), NSDefaultMallocZone());
-    const bool dropped = !log.syslogged.empty();
-    EXPECT_EQ(hasErrors(findings("text", DescriptionKind::header)), dropped) << name;
-    directory_.writeFile("image", image(text), 0755);
-    EXPECT_EQ(hasErrors(findings("image")), dropped || records.empty()) << name;
-  });
-}
-
-// Where a list makes no record but the application's, its pairs have gone nowhere.
-TEST_F(CorpusTest, ListsAreNeverPassedOverInSilence) {
-  forEachInput("PropertyListFuzzer", [&](const std::string &text, const std::string &name) {
-    const std::string path = directory_.writeFile("text", text);
-    const NSString file = NSString::create(path);
-    for (const DescriptionKind kind : {DescriptionKind::list, DescriptionKind::registry}) {
-      const LogCapture log;
-      RecordRoom room;
-      const auto records = kind == DescriptionKind::list
-                               ? parseNewStyle(file, nullptr, file, room)
-                               : parseOldNewStyle(file, nullptr, file, room);
-      const auto found = findings("text", kind);
-      const bool dropped = !records || !log.syslogged.empty();
-      const bool hasLostPairs =
-          !dropped && records->size() == 1 && text.find('=') != std::string::npos;
-      EXPECT_TRUE(!dropped || hasErrors(found)) << name;
-      EXPECT_TRUE(!hasLostPairs || !found.empty()) << name;
-    }
-  });
-}
-
-TEST_F(CorpusTest, ImagesAreAnErrorExactlyWhereTheyMakeNoRecordsOrTheParserLogs) {
-  forEachInput("MachOFuzzer", [&](const std::string &bytes, const std::string &name) {
-    directory_.writeFile("image", bytes, 0755);
-    const LogCapture log;
-    const auto records = parseApp(NSFileManager::classObject(), directory_.string(), "image"_ns,
-                                  NSDefaultMallocZone());
-    const bool dropped = !records || records->empty() || !log.syslogged.empty();
-    EXPECT_EQ(hasErrors(findings("image")), dropped) << name;
-  });
-}
-
-// Whatever is logged of a tree is an error, and what makes no records is not passed over.
-TEST_F(CorpusTest, TreesAreNeverPassedOverInSilence) {
-  for (const char *fuzzer : {"WrapperFuzzer", "WalkFuzzer"})
-    forEachInput(fuzzer, [&](const std::string &bytes, const std::string &name) {
-      if (name.find("failing") != std::string::npos) // of which system calls are to fail
-        return;
-      Input input(bytes);
-      input.byte(); // what the fuzzer does with the tree
-      const Tree tree(input);
-      const LogCapture log;
-      ApplicationWalk walk([] {});
-      walk.doForPath(NSString::create(tree.path()));
-      std::vector<Finding> found;
-      EXPECT_TRUE(checkFile(tree.path(), std::nullopt,
-                            [&](const Finding &finding) { found.push_back(finding); }));
-      EXPECT_TRUE(log.syslogged.empty() || hasErrors(found)) << name << log.syslogged.front();
-      EXPECT_TRUE(!walk.lines().empty() || !found.empty()) << name;
-    });
 }
 
 // What is wrong in the sample is known; the rest of it is as it should be.

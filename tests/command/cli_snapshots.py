@@ -908,10 +908,37 @@ def checking(s):
     s.run("check", "--kind", "song", "header")
 
 
+def shadows(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.wrapper("Apps/Draw.app", DRAW)
+    s.wrapper("More/Edit.app", EDIT.replace("rtf", "rtf, md"))
+    s.wrapper("Other/Write.app", "{ NSExecutable = Write; NSTypes = ({ NSExtensions = (txt, doc); }); }")
+    places = ("--in", "Apps", "--in", "More", "--in", "Other")
+    s.run("why", "Apps/Edit.app", *places)
+    s.run("why", "More/Edit.app", *places)
+    s.run("why", "More/Edit.app", *places, "--all", "--format", "jsonl")
+    s.run("why", "More", *places)
+    s.run("why", str(s.tmp), "--in", str(s.tmp / "Apps"), "--in", str(s.tmp), "--code", "shadowed")
+    s.note("in the other order, where the user prefers one, and in no place that is searched")
+    s.run("why", "Apps/Edit.app", "--in", "More", "--in", "Apps")
+    s.run("prefer", "txt", "Write", *places)
+    s.run("why", "Other/Write.app", *places)
+    s.run("why", "Apps/Edit.app", *places)
+    s.run("why", "More/Edit.app", "--in", "Apps")
+    s.run("why", "--explain", "shadowed")
+
+
+def check_ends(s):
+    s.wrapper("Edit.app", EDIT)
+    s.run("check", "Edit.app", "--timeout", "0.000001")
+    s.run("check", "Edit.app", "--timeout", "0.000001", "--format", "json")
+    s.run("check", "Edit.app", "--timeout", "0")
+
+
 SESSIONS = [usage, mistyped, help_texts, broken_settings, closed_pipe, mistakes, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
-            checking, differences]
+            checking, shadows, check_ends, differences]
 
 
 def transcript_of(session, programs):

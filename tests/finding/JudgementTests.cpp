@@ -85,6 +85,23 @@ TEST_F(JudgementTest, ADirectoryFromWhichANameVanishesSaysWhich) {
   EXPECT_EQ(remarkOn("tree", JudgementCode::vanished).detail, "gone");
 }
 
+TEST_F(JudgementTest, WhatRaisesHasFailedAndNothingElseHas) {
+  struct : OperatingSystem {
+    int openAt(int directory, const char *path, int flags, mode_t mode) override {
+      if (std::string_view(path).ends_with("bad"))
+        throw NSException("Trouble", "of its own");
+      return OperatingSystem::openAt(directory, path, flags, mode);
+    }
+  } system;
+  const ScopedOperatingSystem scope(system);
+  directory_.writeFile("tree/bad", kDescribing, 0755);
+  directory_.writeFile("tree/one", kDescribing, 0755);
+  search();
+  EXPECT_EQ(said("tree/bad"), "failed");
+  EXPECT_EQ(remarkOn("tree/bad", JudgementCode::failed).detail, "of its own");
+  EXPECT_EQ(said("tree/one"), "found");
+}
+
 TEST_F(JudgementTest, SearchPathsThatNameNothingAreToldApart) {
   directory_.writeFile("file", "");
   search("nowhere");

@@ -60,7 +60,7 @@ class DebianPackage(unittest.TestCase):
             self.assertIn(mode, ("drwxr-xr-x", "-rwxr-xr-x", "-rw-r--r--"), line)
 
     def test_manual_pages_are_packed(self):
-        for page in ("man1/tesker-apps.1", "man1/tesker-fileop.1", "man8/ToolFinder.8"):
+        for page in ("man1/tesker-apps.1", "man1/tesker-fileop.1", "man5/tesker-description.5", "man8/ToolFinder.8"):
             with gzip.open(self.root / f"usr/share/man/{page}.gz", "rt") as text:
                 self.assertIn("NAME", text.read())
 

@@ -45,6 +45,7 @@ EXPECTED = {
     "share/zsh/site-functions/_tesker-fileop",
     "share/man/man1/tesker-apps.1",
     "share/man/man1/tesker-fileop.1",
+    "share/man/man5/tesker-description.5",
     "share/man/man8/ToolFinder.8",
     "share/tesker/Tesker.ToolFinder.xml",
     "share/doc/tesker/README.md",

@@ -51,6 +51,12 @@ def processors():
     return set(re.search(r"known are (.*), and TYPE/SUBTYPE", said).group(1).split(", "))
 
 
+def codes():
+    """Those of why; naming an unknown one makes the program list them."""
+    _, said = run("tesker-apps", "why", "--code", "none of them")
+    return set(re.search(r"CODE is one of (.*)", said).group(1).split(", "))
+
+
 # ---- what the other files say ----
 
 
@@ -138,6 +144,10 @@ class ManualPages(unittest.TestCase):
         words = re.findall(r"(?<!\.)\b[\w-]+", page_part("Processors", "SS"))
         self.assertEqual(set(words), processors())
 
+    def test_the_codes_are_named(self):
+        text = re.search(r"^The codes are\n\.nh\n(.*?)\.\n\.hy", page_part("why", "SS"), re.M | re.S).group(1)
+        self.assertEqual(set(re.split(r",\s+", text)), codes())
+
 
 class Bash(unittest.TestCase):
     def test_each_command_is_offered_the_options_that_it_takes(self):
@@ -187,6 +197,8 @@ class OtherShells(unittest.TestCase):
             self.assertEqual(set(re.findall(r"^    '([a-z]+):", text, re.M)), commands(program))
         words = re.search(r"processors=\((.*?)\)", completion_file("tesker-apps", "zsh").read_text(), re.S).group(1)
         self.assertEqual(set(words.split()), processors())
+        words = re.search(r"  codes=\((.*?)\)", completion_file("tesker-apps", "zsh").read_text(), re.S).group(1)
+        self.assertEqual(set(words.split()), codes())
 
     def test_fish_has_the_options_commands_and_processors(self):
         for program in NAMES:
@@ -198,6 +210,8 @@ class OtherShells(unittest.TestCase):
             self.assertEqual(set(re.search(r"^set -l commands (.*)", lines, re.M).group(1).split()), commands(program))
         words = re.search(r"^set -l processors (.*)", completion_file("tesker-apps", "fish").read_text().replace("\\\n", " "), re.M).group(1)
         self.assertEqual(set(words.split()), processors())
+        words = re.search(r"^set -l codes (.*)", completion_file("tesker-apps", "fish").read_text().replace("\\\n", " "), re.M).group(1)
+        self.assertEqual(set(words.split()), codes())
 
 
 unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)
