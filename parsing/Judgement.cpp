@@ -11,42 +11,17 @@ namespace tesker {
 namespace {
 
 // In the order of the enumerators.
-constexpr std::array<std::string_view, kAllCodes> kWords = {"found",
-                                                            "searched",
-                                                            "wrapper-part",
-                                                            "not-there",
-                                                            "dangling-link",
-                                                            "link-cycle",
-                                                            "path-too-long",
-                                                            "vanished",
-                                                            "no-permission",
-                                                            "not-searchable",
-                                                            "not-executable",
-                                                            "not-readable",
-                                                            "read-error",
-                                                            "special-file",
-                                                            "dot-name",
-                                                            "backup-name",
-                                                            "no-description",
-                                                            "description-too-large",
-                                                            "description-too-deep",
-                                                            "malformed-list",
-                                                            "wrong-kind",
-                                                            "types-cut-short",
-                                                            "unknown-key",
-                                                            "missing-key",
-                                                            "passed-over",
-                                                            "no-self-description",
-                                                            "malformed-header-line",
-                                                            "damaged-image",
-                                                            "other-processor",
-                                                            "near-suffix",
-                                                            "limits-reached",
-                                                            "failed",
-                                                            "ignored",
-                                                            "repeated-key",
-                                                            "extension-taken",
-                                                            "icon-taken"};
+constexpr std::array<std::string_view, kAllCodes> kWords = {
+    "found",          "searched",        "wrapper-part",          "not-there",
+    "dangling-link",  "link-cycle",      "skipped-link",          "path-too-long",
+    "vanished",       "no-permission",   "not-searchable",        "not-executable",
+    "not-readable",   "read-error",      "special-file",          "dot-name",
+    "backup-name",    "no-description",  "description-too-large", "description-too-deep",
+    "malformed-list", "wrong-kind",      "types-cut-short",       "unknown-key",
+    "missing-key",    "passed-over",     "no-self-description",   "malformed-header-line",
+    "damaged-image",  "other-processor", "near-suffix",           "limits-reached",
+    "failed",         "ignored",         "repeated-key",          "extension-taken",
+    "icon-taken"};
 static_assert(!kWords.back().empty());
 
 // What keeps a wrapper from being found when one of its parts says it: the first of these.
