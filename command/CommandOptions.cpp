@@ -120,6 +120,14 @@ void CommandOptions::judging() {
           "Give up a search after this time (120)")
       ->check(CLI::Validator(checkTimeout, "SECONDS"))
       ->option_text("SECONDS");
+  command_
+      .add_option_function<std::string>(
+          "--link-cycles",
+          [this](const std::string &word) { arguments.followLinkCycles = word == "follow"; },
+          "Links that lead back to a directory above them:\n"
+          "skip (the default) or follow")
+      ->check(CLI::IsMember({"skip", "follow"}))
+      ->option_text("WHAT");
 }
 
 void CommandOptions::search() {

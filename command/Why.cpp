@@ -87,7 +87,8 @@ std::optional<Judgement> judgementIn(std::string_view message) {
 void searchAndReport(const WhyQuestion &question, const SendMessage &send) {
   const ReadFailures failures;
   const Reporter reporter(question.path, send);
-  ApplicationWalk([] {}).doForPath(NSString::create(question.searchPath));
+  ApplicationWalk([] {}, {}, {.skipsLinkCycles = !question.followLinkCycles})
+      .doForPath(NSString::create(question.searchPath));
 }
 
 } // namespace

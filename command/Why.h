@@ -17,6 +17,7 @@ struct WhyQuestion {
   std::string path;       // absolute
   std::string searchPath; // that is searched to find it: itself, or a directory above
   std::chrono::nanoseconds timeout;
+  bool followLinkCycles = false; // as the search is to do it
 };
 
 struct WhyAnswer {

@@ -68,7 +68,8 @@ private:
   void raise(ExitStatus status) { status_ = std::max(status_, status); }
 
   void answerOne(const std::string &path) {
-    const WhyQuestion question{path, placeOf(path, places_).value_or(path), arguments_.timeout};
+    const WhyQuestion question{path, placeOf(path, places_).value_or(path), arguments_.timeout,
+                               arguments_.followLinkCycles};
     const WhyAnswer answer = searchForReasons(question);
     if (answer.failure) {
       diagnostics_.error(displayText(question.searchPath) + ": " + *answer.failure);
