@@ -35,19 +35,21 @@ std::vector<std::string> protectedWords(const std::vector<std::string> &words) {
 // The command line while it is put together and taken apart.
 class Parser {
 public:
-  Parser();
-  std::variant<Arguments, Notice> parse(const std::vector<std::string> &words);
+  // The words are borrowed.
+  explicit Parser(const std::vector<std::string> &words);
+  std::variant<Arguments, Notice> parse();
 
 private:
-  void add(const Command &command);
+  void add(const Command &command, bool withOptions);
 
+  const std::vector<std::string> &words_;
   Arguments arguments_;
   CLI::App app_{"Lists the applications that live in some directories, and what they open."};
   std::list<CommandOptions> options_; // each stays where it is
   bool verbose_ = false, quiet_ = false;
 };
 
-Parser::Parser() {
+Parser::Parser(const std::vector<std::string> &words) : words_(words) {
   app_.name("tesker-apps");
   app_.footer(helpFooter());
   app_.set_version_flag("--version", "tesker-apps " TESKER_VERSION, "Print the version and exit");
@@ -58,20 +60,27 @@ Parser::Parser() {
   CLI::Option *quiet = app_.add_flag("-q,--quiet", quiet_, "Print no diagnostics but errors");
   verbose->option_text(" ");
   quiet->excludes(verbose)->option_text(" ");
+  // The options of a command that is not named need not be known where one is, and to put them
+  // together takes longer than many a search.
+  const auto isNamed = [&](const Command &command) {
+    return std::ranges::find(words_, command.name) != words_.end();
+  };
+  const bool isAnyNamed = std::ranges::any_of(allCommands(), isNamed);
   for (const Command &command : allCommands())
-    add(command);
+    add(command, !isAnyNamed || isNamed(command));
 }
 
-void Parser::add(const Command &command) {
+void Parser::add(const Command &command, bool withOptions) {
   CLI::App *added = app_.add_subcommand(command.name, command.description);
   added->footer(commandHelpFooter());
   added->parse_complete_callback([this, &command] { arguments_.command = &command; });
-  command.declare(options_.emplace_back(*added, arguments_));
+  if (withOptions)
+    command.declare(options_.emplace_back(*added, arguments_));
 }
 
-std::variant<Arguments, Notice> Parser::parse(const std::vector<std::string> &words) {
+std::variant<Arguments, Notice> Parser::parse() {
   try {
-    app_.parse(protectedWords(words));
+    app_.parse(protectedWords(words_));
     if (verbose_)
       arguments_.level = Diagnostics::Level::verbose;
     if (quiet_)
@@ -81,15 +90,15 @@ std::variant<Arguments, Notice> Parser::parse(const std::vector<std::string> &wo
     std::ostringstream out, problems;
     if (app_.exit(error, out, problems) == 0)
       return Notice{ExitStatus::done, out.str()};
-    return Notice{ExitStatus::usage, "tesker-apps: " + usageProblem(app_, words, error) + "\n" +
-                                         helpHint(commandIn(words))};
+    return Notice{ExitStatus::usage, "tesker-apps: " + usageProblem(app_, words_, error) + "\n" +
+                                         helpHint(commandIn(words_))};
   }
 }
 
 } // namespace
 
 std::variant<Arguments, Notice> parseArguments(const std::vector<std::string> &arguments) {
-  return Parser().parse(arguments);
+  return Parser(arguments).parse();
 }
 
 } // namespace tesker

@@ -43,6 +43,7 @@ struct Arguments {
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
   std::optional<JudgementCode> code;    // why: only what has this code
   std::optional<JudgementCode> explain; // why: say what this code means
+  bool followLinkCycles = false;        // enter directories that lead back, too
   bool all = false;                     // why
   bool print = false;                   // open
   bool forget = false;                  // prefer

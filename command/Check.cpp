@@ -107,7 +107,7 @@ std::string asNamed(const std::string &path, const std::string &absolute,
 }
 
 Records recordsBelow(const std::string &path) {
-  ApplicationWalk walk([] {});
+  ApplicationWalk walk([] {}, {}, {.skipsLinkCycles = true});
   try {
     walk.doForPath(NSString::create(path));
   } catch (const NSException &) { // which the verdict says

@@ -31,7 +31,7 @@ bool isOrdinary(JudgementCode code) {
       JudgementCode::found,         JudgementCode::searched,   JudgementCode::wrapperPart,
       JudgementCode::vanished,      JudgementCode::dotName,    JudgementCode::backupName,
       JudgementCode::notExecutable, JudgementCode::passedOver, JudgementCode::noSelfDescription,
-      JudgementCode::specialFile};
+      JudgementCode::specialFile,   JudgementCode::skippedLink};
   return std::ranges::find(kOrdinary, code) != kOrdinary.end();
 }
 

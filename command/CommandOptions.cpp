@@ -111,6 +111,7 @@ void CommandOptions::judging() {
       ->check(CLI::Validator(checkCpu, "NAME"))
       ->option_text("NAME");
   timeout();
+  linkCycles();
 }
 
 void CommandOptions::timeout() {
@@ -124,6 +125,17 @@ void CommandOptions::timeout() {
           "Give up a search after this time (120)")
       ->check(CLI::Validator(checkTimeout, "SECONDS"))
       ->option_text("SECONDS");
+}
+
+void CommandOptions::linkCycles() {
+  command_
+      .add_option_function<std::string>(
+          "--link-cycles",
+          [this](const std::string &word) { arguments.followLinkCycles = word == "follow"; },
+          "Links that lead back to a directory above them:\n"
+          "skip (the default) or follow")
+      ->check(CLI::IsMember({"skip", "follow"}))
+      ->option_text("WHAT");
 }
 
 void CommandOptions::search() {

@@ -45,6 +45,8 @@ public:
   void judging();
   // --timeout
   void timeout();
+  // --link-cycles
+  void linkCycles();
   // How a search is made: the same, and by which tool.
   void search();
   // What is kept from one search to the next.

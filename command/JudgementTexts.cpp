@@ -35,6 +35,9 @@ constexpr std::array<CodeTexts, kJudgementCodes> kTexts = {{
     {"it is a link that leads back to itself", "Remove or change the link %", true,
      "The system refuses the path, since it goes through too many links. A link to\n"
      "a directory that holds the link is followed again and again until then.\n"},
+    {"it leads back to a directory above it, which is searched already", "", false,
+     "A link leads back to one of the directories that it lies in. That one is being\n"
+     "searched, so nothing is missed. --link-cycles follow enters it all the same.\n"},
     {"its path is too long for the system", "Move % to a shorter path", true,
      "The system takes paths of at most 4096 bytes, and executables are opened by\n"
      "paths of at most 1023.\n"},

@@ -12,12 +12,16 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tesker {
 
 namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{64} * 1024;
+
+// The cursor goes to the line's beginning, and the line is emptied.
+constexpr std::string_view kEraseLine = "\r\x1b[K";
 
 // Writes all of the bytes as writeAll does, but waits for room where another program has made the
 // terminal or pipe that is shared with it non-blocking. Answers 0, or the errno of the write that
@@ -71,6 +75,18 @@ Result<std::string> readToEnd(int descriptor, std::size_t longest,
   }
 }
 
+// 0 when it is not a terminal or does not say.
+std::size_t columnsOf(int descriptor) {
+  struct winsize size {};
+  return ::isatty(descriptor) == 1 && ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+// Whether something can be written without waiting: not while a person has stopped the terminal.
+bool hasRoom(int descriptor) {
+  pollfd room{descriptor, POLLOUT, 0};
+  return OperatingSystem::current().poll(&room, 1, 0) > 0 && (room.revents & POLLOUT) != 0;
+}
+
 std::string reasonOf(int error) {
   switch (error) {
   case EINVAL:
@@ -113,14 +129,11 @@ void Output::endWithoutReader() const {
     throw ReaderGone();
 }
 
-std::size_t Output::terminalColumns() const {
-  struct winsize size {};
-  return ::isatty(descriptor_) == 1 && ::ioctl(descriptor_, TIOCGWINSZ, &size) == 0 ? size.ws_col
-                                                                                    : 0;
-}
+std::size_t Output::terminalColumns() const { return columnsOf(descriptor_); }
 
 void Diagnostics::line(std::string_view who, std::string_view text) {
-  std::string whole(who);
+  std::string whole(std::exchange(hasStatus_, false) ? kEraseLine : "");
+  whole += who;
   whole += ": ";
   whole += text;
   whole += '\n';
@@ -133,6 +146,25 @@ void Diagnostics::error(std::string_view text) { line("tesker-apps", text); }
 void Diagnostics::note(std::string_view text) {
   if (level_ != Level::quiet)
     line("tesker-apps", text);
+}
+
+void Diagnostics::status(std::string_view text) {
+  if (text.empty() && !hasStatus_)
+    return;
+  if (!text.empty() && (statusColumns() == 0 || !hasRoom(descriptor_)))
+    return;
+  (void)writeWaiting(descriptor_, std::string(kEraseLine).append(text));
+  hasStatus_ = !text.empty();
+}
+
+std::size_t Diagnostics::statusColumns() const {
+  const auto terminal = environmentValue("TERM");
+  const pid_t foreground = ::tcgetpgrp(descriptor_); // -1 of a terminal that does not control this
+  if (level_ == Level::quiet || !terminal || terminal == "dumb" ||
+      (foreground >= 0 && foreground != ::getpgrp()))
+    return 0;
+  const std::size_t columns = columnsOf(descriptor_);
+  return columns == 0 ? 0 : columns - 1; // behind the last one some go to the next line
 }
 
 void Diagnostics::toolLine(std::string_view bytes) {

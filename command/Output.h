@@ -56,10 +56,19 @@ public:
   void toolLine(std::string_view bytes);
   bool verbose() const { return level_ == Level::verbose; }
 
+  // A text of one line, for a person who waits: it stands there until the next one, or a line,
+  // takes its place; an empty one only takes it away. Nothing where there are no statusColumns, and
+  // where the terminal takes nothing at the moment.
+  void status(std::string_view text);
+  // How many columns such a text may have: 0 unless standard error is a terminal that says how wide
+  // it is and moves its cursor, this process is not in its background, and the level is not quiet.
+  std::size_t statusColumns() const;
+
 private:
   void line(std::string_view who, std::string_view text);
   int descriptor_;
   Level level_;
+  bool hasStatus_ = false;
 };
 
 // ---- files named on the command line, read and written whole ----

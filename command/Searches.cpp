@@ -2,12 +2,15 @@
 
 #include "command/DisplayText.h"
 #include "command/Interrupts.h"
+#include "command/ProgressLine.h"
 #include "command/SearchPath.h"
 #include "master/FinderMaster.h"
 #include "parsing/RecordEncoding.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <sstream>
 
 namespace tesker {
 
@@ -98,11 +101,12 @@ void Searches::nameUnsearchablePaths() {
 
 void Searches::run(const std::optional<std::string> &previous, const Take &take) {
   nameUnsearchablePaths();
+  const Deadline progressShown = Deadline::in(ProgressLine::kTimeBefore);
   for (const SearchRequest &request : requests_) {
-    SearchOutcome outcome = ask(request, previous);
+    SearchOutcome outcome = ask(request, previous, progressShown);
     const auto *failure = std::get_if<SearchFailure>(&outcome.result);
     if (failure != nullptr)
-      say(request, *failure);
+      say(request, *failure, outcome.progress);
     else
       take(request, outcome);
     incomplete_ = incomplete_ || outcome.incomplete || failure != nullptr;
@@ -118,32 +122,56 @@ void Searches::run(const std::optional<std::string> &previous, const Take &take)
 
 // A search that is interrupted cleans up first; the signal then does its work.
 SearchOutcome Searches::ask(const SearchRequest &request,
-                            const std::optional<std::string> &previous) {
+                            const std::optional<std::string> &previous, Deadline progressShown) {
   const Interrupts interrupts;
+  ProgressLine progressLine(diagnostics_, progressShown);
   const FinderMaster master(
       {.tool = arguments_.tool.empty() ? toolBesideThisProgram() : arguments_.tool,
        .cpu = arguments_.cpu,
        .timeout = arguments_.timeout,
        .cancelDescriptor = interrupts.descriptor(),
        .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); },
-       .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json});
+       .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json,
+       .followLinkCycles = arguments_.followLinkCycles,
+       .onProgress = [&](const SearchProgress &progress) { progressLine.show(progress); }});
   return request.isDock ? master.findAppsForDockPaths(request.argument, previous)
                         : master.findAppsInSearchPath(request.argument, previous);
 }
 
-void Searches::say(const SearchRequest &request, const SearchFailure &failure) {
+// What a time-out is told with: the tool tells ten times a second where it is.
+std::string Searches::whereItWas(const SearchRequest &request,
+                                 const SearchProgress &progress) const {
+  std::ostringstream text;
+  text << ", after " << std::chrono::duration<double>(arguments_.timeout).count()
+       << " s, while searching " << named(progress.directory);
+  if (progress.path != request.argument && progress.path != progress.directory)
+    text << " for " << named(progress.path);
+  return text.str();
+}
+
+void Searches::say(const SearchRequest &request, const SearchFailure &failure,
+                   const std::optional<SearchProgress> &progress) {
   const bool ours = failure.kind == SearchFailure::Kind::cannotSearch ||
                     failure.kind == SearchFailure::Kind::toolMissing ||
                     failure.kind == SearchFailure::Kind::cancelled;
+  const bool endedItsWalk =
+      failure.kind == SearchFailure::Kind::timedOut && failure.stage == SearchStage::search;
   fail(ours ? ExitStatus::failed : ExitStatus::toolFailed,
-       named(request) + ": " + displayText(failure.reason));
+       named(request) + ": " + displayText(failure.reason) +
+           (progress && endedItsWalk ? whereItWas(request, *progress) : ""));
 }
 
 // Without -v the tool's lines are only counted, unless they may explain a failure. The one about
 // its confinement, which stands in the JSON, explains none.
 void Searches::reportLog(const SearchRequest &request, const SearchOutcome &outcome) {
   constexpr std::size_t most = 5;
-  const std::size_t count = outcome.logLineCount - (outcome.confinement ? 1 : 0);
+  const std::size_t skipped = outcome.skippedLinks;
+  const std::size_t count = outcome.logLineCount - (outcome.confinement ? 1 : 0) - skipped;
+  if (skipped > 0 && !diagnostics_.verbose())
+    diagnostics_.note(named(request) + ": " + std::to_string(skipped) +
+                      (skipped == 1 ? " link that leads back to a directory above it was"
+                                    : " links that lead back to directories above them were") +
+                      " skipped; -v names " + (skipped == 1 ? "it" : "them"));
   if (diagnostics_.verbose() || count == 0)
     return;
   if (!std::holds_alternative<SearchFailure>(outcome.result)) {

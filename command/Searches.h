@@ -4,6 +4,7 @@
 #include "command/Arguments.h"
 #include "command/Output.h"
 #include "master/SearchOutcome.h"
+#include "platform/foundation/Deadline.h"
 
 #include <functional>
 #include <optional>
@@ -54,8 +55,11 @@ public:
 
 private:
   void nameUnsearchablePaths();
-  SearchOutcome ask(const SearchRequest &request, const std::optional<std::string> &previous);
-  void say(const SearchRequest &request, const SearchFailure &failure);
+  SearchOutcome ask(const SearchRequest &request, const std::optional<std::string> &previous,
+                    Deadline progressShown);
+  void say(const SearchRequest &request, const SearchFailure &failure,
+           const std::optional<SearchProgress> &progress);
+  std::string whereItWas(const SearchRequest &request, const SearchProgress &progress) const;
   void reportLog(const SearchRequest &request, const SearchOutcome &outcome);
 
   const Arguments &arguments_;

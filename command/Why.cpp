@@ -32,8 +32,8 @@ private:
   const SendMessage &send_;
 };
 
-std::vector<SearchRecord> recordsIn(const std::string &place) {
-  ApplicationWalk walk([] {});
+std::vector<SearchRecord> recordsIn(const std::string &place, bool followLinkCycles) {
+  ApplicationWalk walk([] {}, {}, {.skipsLinkCycles = !followLinkCycles});
   try {
     walk.doForPath(NSString::create(place));
   } catch (const NSException &) { // which the verdict says
@@ -57,7 +57,7 @@ void reportShadows(const WhyQuestion &question, std::vector<SearchRecord> found,
     if (place == question.searchPath)
       records.swap(found);
     else
-      records = recordsIn(place);
+      records = recordsIn(place, question.followLinkCycles);
     std::ranges::move(records, std::back_inserter(all));
   }
   findShadows(
@@ -76,7 +76,7 @@ void searchAndReport(const WhyQuestion &question, const SendMessage &send) {
   std::vector<SearchRecord> found;
   {
     const Reporter reporter(question.path, send);
-    found = recordsIn(question.searchPath);
+    found = recordsIn(question.searchPath, question.followLinkCycles);
   }
   reportShadows(question, std::move(found), send);
 }

@@ -18,6 +18,7 @@ struct WhyQuestion {
   std::string path;       // absolute
   std::string searchPath; // that is searched to find it: itself, or a directory above
   std::chrono::nanoseconds timeout;
+  bool followLinkCycles = false; // as the search is to do it
   // The places that are searched, the search path among them, and what the person prefers: what
   // comes before an application that is found. Without places that is not asked.
   std::vector<std::string> places = {};

@@ -71,8 +71,12 @@ private:
 
   void answerOne(const std::string &path) {
     const auto place = placeOf(path, places_);
-    const WhyQuestion question{path, place.value_or(path), arguments_.timeout,
-                               place ? places_ : std::vector<std::string>(), preferred_};
+    const WhyQuestion question{path,
+                               place.value_or(path),
+                               arguments_.timeout,
+                               arguments_.followLinkCycles,
+                               place ? places_ : std::vector<std::string>(),
+                               preferred_};
     const WhyAnswer answer = searchForReasons(question);
     if (answer.failure) {
       diagnostics_.error(displayText(question.searchPath) + ": " + *answer.failure);

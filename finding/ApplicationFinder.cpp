@@ -36,7 +36,7 @@ NSString ApplicationFinder::findAppsInSearchPath(const NSString &path,
 NSString ApplicationFinder::findAppsForDockPaths(const std::vector<NSString> &paths,
                                                  const NSString &previous) const {
   const ReadFailures failures;
-  ApplicationWalk walk(checkMasterStillAlive_, bounds_);
+  ApplicationWalk walk(checkMasterStillAlive_, bounds_, options_);
   {
     const LogBound bound; // which what is missing must not fall under
     walk.doForPaths(paths);

@@ -12,6 +12,7 @@
 // descriptors ends the search: std::bad_alloc and std::system_error pass.
 #pragma once
 
+#include "finding/WalkOptions.h"
 #include "parsing/RecordEncoding.h"
 #include "platform/foundation/NSString.h"
 
@@ -25,8 +26,10 @@ class ApplicationFinder {
 public:
   // checkMasterStillAlive is called before every status of a path and every listing, and for each
   // path that names nothing that could be searched; it returns while there is anyone to search for.
-  explicit ApplicationFinder(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {})
-      : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds) {}
+  explicit ApplicationFinder(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {},
+                             WalkOptions options = {})
+      : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds),
+        options_(options) {}
 
   // The applications at the path or below it. An exception that a parser raises for the path itself
   // passes.
@@ -38,6 +41,7 @@ public:
 private:
   std::function<void()> checkMasterStillAlive_;
   SearchBounds bounds_;
+  WalkOptions options_;
 };
 
 } // namespace tesker

@@ -2,6 +2,7 @@
 
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "filesystem/TextFunctions.h"
+#include "finding/ProgressMeter.h"
 #include "parsing/AppWrapperParser.h"
 #include "parsing/IconHeaderParser.h"
 #include "paths/PathFunctions.h"
@@ -56,6 +57,32 @@ std::optional<DirectoryListing> listed(const NSString &path) {
   return DirectoryListing::read(path, kFilter);
 }
 
+struct Found {
+  std::size_t index;
+  NSFileAttributes attributes;
+};
+
+// Adds those of some entries that are worth judging. False, with the verdict, when one has
+// vanished: the directory counts as one that cannot be listed.
+bool findAmong(const DirectoryListing &listing, std::size_t first, std::size_t end, bool isJudged,
+               std::vector<Found> &found) {
+  for (std::size_t i = first; i < end; ++i) {
+    const auto attributes = listing.attributes(i);
+    if (!attributes) {
+      giveVerdict([&] {
+        return Remark{.code = JudgementCode::vanished, .detail = std::string(listing.name(i))};
+      });
+      return false;
+    }
+    if (!isWorthJudging(*attributes) && !isJudged)
+      continue;
+    if (found.empty()) // as often nothing is
+      found.reserve(16);
+    found.push_back({i, *attributes});
+  }
+  return true;
+}
+
 // Its suffix may be a slip away from a wrapper's.
 void judgeAsSearched(const NSString &path) {
   const std::string_view near = nearestWord(suffixOf(path.bytes()), kWrapperSuffixes);
@@ -75,6 +102,8 @@ void ApplicationWalk::doForPaths(const std::vector<NSString> &paths) {
 void ApplicationWalk::doForPath(const NSString &path) {
   judged(nullptr, path.bytes(), [&] {
     const auto [dir, file] = TeskerNormalizePathIntoDirFile(path);
+    if (progress_ != nullptr)
+      progress_->begins(path);
     if (!file) // of which a list may have many; of the others it is asked below
       checkMasterStillAlive_();
     const auto entry = file ? followed(dir, file, JudgementCode::notThere) : std::nullopt;
@@ -106,35 +135,40 @@ void ApplicationWalk::doForPathInfo(const Entry &entry) {
     return;
   }
   if (isWalked(entry))
-    walkDirectory(entry.dir.stringByAppendingPathComponent(entry.file.bytes()));
-  else if (entry.attributes.isDirectory())
-    add(parseAppWrapper(NSFileManager::classObject(), entry, zone));
-  else
+    return walkDirectory(entry);
+  if (progress_ != nullptr)
+    progress_->examines(entry.dir, lines_.size());
+  if (entry.attributes.isDirectory()) {
+    // What a wrapper's links lead back to is a wrapper again only within it.
+    WayDown wayInWrapper;
+    add(parseAppWrapper(NSFileManager::classObject(), entry, zone,
+                        skipsLinkCycles_ ? &wayInWrapper : nullptr));
+  } else
     add(parseApp(entry, zone));
 }
 
-void ApplicationWalk::walkDirectory(const NSString &path) {
-  struct Found {
-    std::size_t index;
-    NSFileAttributes attributes;
-  };
+void ApplicationWalk::walkDirectory(const Entry &directory) {
+  // Without a link on the way no directory is above itself, even where a file system gives several
+  // of them one number.
+  if (skipsLinkCycles_ && linksOnTheWay_ > 0 && way_.leadsBack(directory))
+    return;
+  const WayDown::Step step(skipsLinkCycles_ ? &way_ : nullptr, directory);
+  const NSString path = directory.dir.stringByAppendingPathComponent(directory.file.bytes());
   checkMasterStillAlive_();
+  if (progress_ != nullptr)
+    progress_->enters(path, lines_.size());
   auto listing = listed(path);
   if (!listing)
     return giveVerdictOfFailure(JudgementCode::vanished, JudgementCode::notSearchable);
   const bool isJudged = Judge::current() != nullptr; // asked once: most entries are not worth it
   std::vector<Found> found;
-  for (std::size_t i = 0; i < listing->count(); ++i) {
-    const auto attributes = listing->attributes(i);
-    if (!attributes) // it vanished, and the directory counts as one that cannot be listed
-      return giveVerdict([&] {
-        return Remark{.code = JudgementCode::vanished, .detail = std::string(listing->name(i))};
-      });
-    if (!isWorthJudging(*attributes) && !isJudged)
-      continue;
-    if (found.empty()) // as often nothing is
-      found.reserve(16);
-    found.push_back({i, *attributes});
+  for (std::size_t next = 0; next < listing->count();) {
+    const std::size_t first = next;
+    next = std::min(first + ProgressMeter::kEntriesBetween, listing->count());
+    if (!findAmong(*listing, first, next, isJudged, found))
+      return;
+    if (progress_ != nullptr)
+      progress_->counts(next - first);
   }
   for (const Found &entry : found) {
     const auto judgeIt = [&] { doForListed(path, *listing, entry.index, entry.attributes); };
@@ -155,6 +189,7 @@ void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listin
   // Closed before the walk goes on elsewhere: its depth is not to be bounded by descriptors.
   if (attributes.isLink() || attributes.isDirectory())
     listing.close();
+  linksOnTheWay_ += attributes.isLink() ? 1 : 0;
   try {
     if (!attributes.isLink())
       doForPathInfo({path, file, attributes, listing.descriptor()});
@@ -163,6 +198,7 @@ void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listin
   } catch (const NSException &exception) { // skips this entry only
     giveVerdict([&] { return failed(exception); });
   }
+  linksOnTheWay_ -= attributes.isLink() ? 1 : 0;
 }
 
 void ApplicationWalk::add(std::optional<Records> found) {

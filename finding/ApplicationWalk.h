@@ -5,14 +5,17 @@
 // walked, without the names that begin with "." or end in "~". Links are judged by what they lead
 // to. Whatever goes wrong with one entry skips that entry, without a message.
 //
-// The walk has no depth limit and does not look for cycles: a link to one of its own ancestors is
-// followed each time it is met, until the system refuses the path (ELOOP, ENAMETOOLONG). It keeps
-// one directory open, never more. A Judge is told of every entry (parsing/Judgement.h).
+// The walk has no depth limit, and unless it is told to (WalkOptions) it does not look for cycles:
+// a link to one of its own ancestors is followed each time it is met, until the system refuses the
+// path (ELOOP, ENAMETOOLONG). It keeps one directory open, never more. A Judge is told of every
+// entry (parsing/Judgement.h).
 #pragma once
 
 #include "filesystem/DirectoryListing.h"
+#include "finding/WalkOptions.h"
 #include "parsing/Judgement.h"
 #include "parsing/RecordEncoding.h"
+#include "parsing/WayDown.h"
 
 #include <functional>
 #include <optional>
@@ -25,8 +28,10 @@ class ApplicationWalk {
 public:
   // checkMasterStillAlive is called before every status of a path and every listing, and for each
   // path that names nothing that could be searched; it returns while there is anyone to search for.
-  explicit ApplicationWalk(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {})
-      : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds) {}
+  explicit ApplicationWalk(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {},
+                           WalkOptions options = {})
+      : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds),
+        progress_(options.progress), skipsLinkCycles_(options.skipsLinkCycles) {}
 
   // Each adds what it finds to the lines. An exception that a parser raises for one of the paths
   // themselves passes.
@@ -44,13 +49,17 @@ private:
   // What the pair leads to, or nothing; `otherwise` is the verdict where there is nothing.
   std::optional<Entry> followed(const NSString &dir, const NSString &file,
                                 JudgementCode otherwise) const;
-  void walkDirectory(const NSString &path);
+  void walkDirectory(const Entry &directory);
   void doForListed(const NSString &path, DirectoryListing &listing, std::size_t index,
                    const NSFileAttributes &attributes);
   void add(std::optional<Records> found);
 
   std::function<void()> checkMasterStillAlive_;
   SearchBounds bounds_;
+  ProgressMeter *progress_; // nil where nobody asks
+  bool skipsLinkCycles_;
+  WayDown way_; // empty where cycles are followed
+  std::size_t linksOnTheWay_ = 0;
   Records lines_;
   std::size_t textLength_ = 0; // of the lines
   bool isFull_ = false;

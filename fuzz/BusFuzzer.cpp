@@ -162,6 +162,7 @@ void tryConnection(Input input) {
   root.onRequest = [&](const test::Requested &asked, FinderClient &asking) {
     if (countOfDockPaths(asked.paths.bytes()) > kMostDockPaths)
       return;
+    asking.noteProgress({1, 2, 3, asked.paths, asked.previous});
     asking.noteLines(special.hasLargeTexts ? carriedText() : asked.previous, asked.paths);
     if (hasHungUp)
       asking.self();

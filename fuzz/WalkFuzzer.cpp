@@ -1,7 +1,9 @@
 // WalkFuzzer.cpp - searches a tree that the input describes (Tree.h), and searches it again. The
-// input's first byte says how much an answer may hold, or that system calls fail (FailingCalls.h).
+// input's first byte says how much an answer may hold, or that system calls fail (FailingCalls.h),
+// and whether links that lead back are skipped, and progress is told of.
 // The answer is the same when a judge listens, whose verdicts account for all of its records.
 #include "finding/ApplicationFinder.h"
+#include "finding/ProgressMeter.h"
 #include "fuzz/Check.h"
 #include "fuzz/FailingCalls.h"
 #include "fuzz/Listener.h"
@@ -74,7 +76,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     failing.emplace(input);
   const Tree tree(input);
   const NSString top = NSString::create(tree.path());
-  const ApplicationFinder finder([] {}, bounds);
+  ProgressMeter meter([](const ProgressMeter &now) { check(now.records() <= kMostRecords); });
+  const WalkOptions options{.skipsLinkCycles = (bound & 4) != 0,
+                            .progress = (bound & 8) != 0 ? &meter : nullptr};
+  const ApplicationFinder finder([] {}, bounds, options);
   if (failing)
     searchFailing(finder, top, *failing);
   const NSString text = answerOf([&] { return finder.findAppsInSearchPath(top, nullptr); });

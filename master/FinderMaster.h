@@ -14,7 +14,8 @@
 // two where the tool has left files without end in its private directory.
 //
 // A lack of memory is a failed search (cannotSearch, "out of memory"), never an exception and never
-// the end of this process. What onLogLine throws leaves the search once nothing of it is left.
+// the end of this process. What onLogLine or onProgress throws leaves the search once nothing of it
+// is left.
 //
 // Threading: one thread, whose environment must not change meanwhile. A SIGCHLD handler that reaps
 // every child takes the tool's exit status away, which then counts as unknown; a process that
@@ -46,6 +47,13 @@ struct FinderMasterOptions {
   // Whether the tool also logs, in one line, what it has given up before it searches;
   // SearchOutcome::confinement then has what it says.
   bool logConfinement = false;
+  // Whether the tool enters a directory that it is in already, through a link that leads back,
+  // until the system refuses the path.
+  bool followLinkCycles = false;
+  // Called, ten times a second at most, with what the tool has told last of how far it has come,
+  // from the first time on that it has; may be empty, then the tool is not asked. A tool that does
+  // not know of this tells nothing. What it throws leaves the search as with onLogLine.
+  std::function<void(const SearchProgress &)> onProgress = {};
 };
 
 class FinderMaster {

@@ -18,6 +18,7 @@ namespace {
 
 // How long a tool whose connection has ended gets to end too, so that its exit status can be told.
 constexpr std::chrono::seconds kTimeToEnd{2};
+constexpr std::chrono::milliseconds kTimeBetweenProgress{100};
 // Where the tool's end does not wake the one who waits for it.
 constexpr int kMillisecondsBetweenLooks = 20;
 // A tool that never stops sending must not keep the master from seeing everything else.
@@ -48,7 +49,8 @@ Search::Search(const FinderMasterOptions &options, const Request &request)
       waitingEnds_(deadline_),
       receiver_(AnswerReceiver::create(
           kind_ == Request::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
-          request.previous.has_value())) {}
+          request.previous.has_value())),
+      nextTold_(Deadline::in({})) {}
 
 NSConnection *Search::connection() const {
   return handOver_ ? handOver_->connection().pointer() : nullptr;
@@ -89,6 +91,10 @@ std::optional<SearchFailure> Search::startTool() {
     environment.emplace_back("TESKER_HOST_CPU", options_.cpu);
   if (options_.logConfinement)
     environment.emplace_back("TESKER_LOG_CONFINEMENT", "1");
+  environment.emplace_back(wishes::kLinkCycles,
+                           options_.followLinkCycles ? "follow" : wishes::kSkip);
+  if (options_.onProgress)
+    environment.emplace_back(wishes::kProgress, wishes::kReport);
   auto started = ToolProcess::start(options_.tool, environment);
   if (!started)
     return failure(Kind::cannotSearch,
@@ -102,6 +108,7 @@ std::optional<SearchFailure> Search::startTool() {
 // what it says first is believed.
 void Search::takeLogLine(std::string_view line) {
   incomplete_ = incomplete_ || line.starts_with(kIncompleteLine);
+  skippedLinks_ += line.starts_with(kSkippedLinkLine) ? 1 : 0;
   if (options_.logConfinement && !confinement_ && line.starts_with(kConfinementLine))
     confinement_ = line.substr(kConfinementLine.size());
   if (options_.onLogLine)
@@ -134,6 +141,8 @@ SearchOutcome Search::run() {
   if (!log_)
     return outcome;
   try {
+    if (hasProgress())
+      outcome.progress = receiver_->progress();
     log_->finish();
     outcome.incomplete = incomplete_ || log_->isCutShort(); // a lost line may have said so
     outcome.confinement = std::move(confinement_);
@@ -145,6 +154,7 @@ SearchOutcome Search::run() {
     outcome.incomplete = true;
   }
   outcome.logLineCount = log_->count();
+  outcome.skippedLinks = skippedLinks_;
   return outcome;
 }
 
@@ -159,6 +169,7 @@ SearchOutcome::Result Search::serve() {
     if (std::optional<SearchFailure> failed = stepHandOver())
       return std::move(*failed);
     stepConnection();
+    tellProgress();
     if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
       return failure(Kind::cannotSearch,
                      std::string("the tool cannot be talked to: ") + std::strerror(lack));
@@ -179,6 +190,8 @@ void Search::wait() {
   int timeout = moreToDispatch_ ? 0 : waitingEnds_.pollTimeout();
   if (tool_->endDescriptor() < 0)
     timeout = std::min(timeout, kMillisecondsBetweenLooks);
+  if (hasProgress())
+    timeout = std::min(timeout, nextTold_.pollTimeout());
   if (!connectionLost_)
     handOver_->appendPollDescriptors(descriptors);
   if (const NSConnection *connected = connection()) {
@@ -231,6 +244,15 @@ void Search::stepConnection() {
     moreToDispatch_ = connected->dispatch();
   if (!connected->isValid())
     connectionHasEnded();
+}
+
+// However often the tool tells, and even when it does not any more, so that the caller can show
+// that time passes.
+void Search::tellProgress() {
+  if (!hasProgress() || !nextTold_.passed())
+    return;
+  options_.onProgress(*receiver_->progress());
+  nextTold_ = Deadline::in(kTimeBetweenProgress);
 }
 
 void Search::connectionHasEnded() {
@@ -292,6 +314,13 @@ void AnswerReceiver::noteLines(const NSString &text, const NSString &key) {
   answered_ = true;
   if (text)
     text_ = text;
+}
+
+void AnswerReceiver::noteProgress(const FinderProgress &progress) {
+  if (!answered_)
+    progress_ =
+        SearchProgress{progress.directories, progress.entries, progress.records,
+                       std::string(progress.path.bytes()), std::string(progress.directory.bytes())};
 }
 
 } // namespace tesker

@@ -26,12 +26,15 @@ public:
 
   void noteLines(const NSString &text, const NSString &key) override;
   void self() override {}
+  void noteProgress(const FinderProgress &progress) override;
 
   bool answered() const { return answered_; }
   // The answer's text; nil when it is unchanged.
   const NSString &text() const { return text_; }
   // What was wrong about what the tool sent; empty when nothing was.
   const std::string &complaint() const { return complaint_; }
+  // What the tool has told last before its answer; nothing where it has not.
+  const std::optional<SearchProgress> &progress() const { return progress_; }
 
 private:
   friend NSObject;
@@ -43,6 +46,7 @@ private:
   bool answered_ = false;
   NSString text_;
   std::string complaint_;
+  std::optional<SearchProgress> progress_;
 };
 
 // What becomes of a search that memory is lacking for.
@@ -76,6 +80,8 @@ private:
   std::optional<SearchFailure> stepHandOver();
   void sendRequest();
   void stepConnection();
+  bool hasProgress() const { return options_.onProgress && receiver_->progress(); }
+  void tellProgress();
   std::optional<SearchFailure> whatEndsTheWaiting();
   void connectionHasEnded();
   SearchOutcome::Result judge(const ToolEnd &end);
@@ -106,6 +112,8 @@ private:
   std::optional<LogLines> log_;
   std::unique_ptr<ToolProcess> tool_;
   bool incomplete_ = false; // a line of the log has said so
+  std::size_t skippedLinks_ = 0;
+  Deadline nextTold_; // when the caller is told of the tool's progress again
   std::optional<std::string> confinement_;
   bool connectionLost_ = false;
   bool cancelled_ = false;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -100,6 +101,15 @@ struct SearchFailure {
   std::string reason;             // a sentence without its full stop
 };
 
+// How far a search has come.
+struct SearchProgress {
+  std::uint64_t directories = 0; // that it has entered
+  std::uint64_t entries = 0;     // that it has seen in them
+  std::uint64_t records = 0;
+  std::string path;      // the search path
+  std::string directory; // that is being searched; the search path before there is one
+};
+
 struct SearchOutcome {
   using Result = std::variant<SearchAnswer, SearchUnchanged, SearchFailure>;
 
@@ -114,6 +124,12 @@ struct SearchOutcome {
   // What the tool has told of its confinement, "limits on, Landlock 6" for example; nothing where
   // FinderMasterOptions::logConfinement has not asked for it, or the tool has not told.
   std::optional<std::string> confinement = {};
+  // How many directories the tool has left out, since they lead back to one above them, each named
+  // in a line of its log that begins with kSkippedLinkLine (RecordEncoding.h).
+  std::size_t skippedLinks = 0;
+  // What the tool has told last; nothing where FinderMasterOptions::onProgress is empty, or the
+  // tool has not told.
+  std::optional<SearchProgress> progress = {};
 };
 
 // "before the hand-over", "during the search", "after its answer".

@@ -21,9 +21,9 @@ constexpr std::string_view kResources = "Resources";
 class WrapperParser {
 public:
   WrapperParser(NSFileManager &fileManagerClass, const NSString &dir, const NSString &file,
-                NSZone &zone)
-      : fileManagerClass_(fileManagerClass), zone_(zone), file_(file), hasSuffix_(getSuffix(file)),
-        baseName_(strip(file)), fullPath_(TeskerCatDirFile(dir, file)),
+                NSZone &zone, WayDown *way)
+      : fileManagerClass_(fileManagerClass), zone_(zone), way_(way), file_(file),
+        hasSuffix_(getSuffix(file)), baseName_(strip(file)), fullPath_(TeskerCatDirFile(dir, file)),
         executablePath_(TeskerCatDirFile(fullPath_, baseName_)) {}
 
   // The accumulated records; nothing when no rule appended anything.
@@ -124,13 +124,14 @@ private:
   }
 
   void appendNested(const NSString &name) {
-    auto records = parseAppWrapper(fileManagerClass_, fullPath_, name, zone_);
+    auto records = parseAppWrapper(fileManagerClass_, fullPath_, name, zone_, way_);
     countRecords(records ? records->size() : 0);
     append(std::move(records));
   }
 
   NSFileManager &fileManagerClass_;
   NSZone &zone_;
+  WayDown *const way_; // nil where none is asked for
   const NSString file_;
   const bool hasSuffix_;
   const NSString baseName_; // nil for a wrapper without a dot in its name
@@ -145,7 +146,7 @@ private:
 } // namespace
 
 std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const NSString &dir,
-                                       const NSString &file, NSZone &zone) {
+                                       const NSString &file, NSZone &zone, WayDown *way) {
   if (!file)
     return std::nullopt;
   std::optional<NSFileAttributes> attributes;
@@ -157,11 +158,11 @@ std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const NS
     giveVerdictOfFailure(JudgementCode::danglingLink);
     return std::nullopt;
   }
-  return parseAppWrapper(fileManagerClass, {dir, file, *attributes}, zone);
+  return parseAppWrapper(fileManagerClass, {dir, file, *attributes}, zone, way);
 }
 
 std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const Entry &wrapper,
-                                       NSZone &zone) {
+                                       NSZone &zone, WayDown *way) {
   if (wrapper.attributes.canExecute() == 0) {
     giveVerdict(wrapper.attributes.isDirectory() ? JudgementCode::notSearchable
                                                  : JudgementCode::notExecutable);
@@ -169,7 +170,10 @@ std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass, const En
   }
   if (!wrapper.attributes.isDirectory())
     return parseApp(fileManagerClass, wrapper.dir, wrapper.file, zone);
-  return WrapperParser(fileManagerClass, wrapper.dir, wrapper.file, zone).parse();
+  if (way != nullptr && way->leadsBack(wrapper))
+    return std::nullopt;
+  const WayDown::Step step(way, wrapper);
+  return WrapperParser(fileManagerClass, wrapper.dir, wrapper.file, zone, way).parse();
 }
 
 Records catenateArrays(std::optional<Records> first, std::optional<Records> second) {

@@ -11,6 +11,7 @@
 #include "filesystem/DirectoryListing.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "parsing/TKLine.h"
+#include "parsing/WayDown.h"
 
 #include <optional>
 #include <string_view>
@@ -24,14 +25,16 @@ inline constexpr std::string_view kRegistryName = "registry.table";
 // The records of the wrapper dir/file: of its description or its executable, then of the tools and
 // bundles nested in it. Nothing when file is nil, the wrapper cannot be examined or searched, or
 // nothing in it has anything to say. What is not a directory goes to parseApp. The attributes that
-// decide come from `fileManagerClass`; the records are made in the zone.
+// decide come from `fileManagerClass`; the records are made in the zone. With a way down, which has
+// the wrappers that it is nested in, it is left out when it is one of them.
 [[nodiscard]] std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass,
                                                      const NSString &dir, const NSString &file,
-                                                     NSZone &zone);
+                                                     NSZone &zone, WayDown *way = nullptr);
 
 // The same for an entry whose attributes are known.
 [[nodiscard]] std::optional<Records> parseAppWrapper(NSFileManager &fileManagerClass,
-                                                     const Entry &wrapper, NSZone &zone);
+                                                     const Entry &wrapper, NSZone &zone,
+                                                     WayDown *way = nullptr);
 
 // The records of the first, then of the second; nothing counts as none.
 [[nodiscard]] Records catenateArrays(std::optional<Records> first, std::optional<Records> second);

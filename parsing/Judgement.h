@@ -30,6 +30,7 @@ enum class JudgementCode : std::uint8_t {
   notThere,            // a search path that names nothing
   danglingLink,        // a link that leads nowhere
   linkCycle,           // the system refuses the path: too many links (ELOOP)
+  skippedLink,         // it leads back to a directory above it, and is left out (WayDown.h)
   pathTooLong,         // the system refuses the path: too long (ENAMETOOLONG)
   vanished,            // it was listed, and then not there
   noPermission,        // a directory on the way may not be searched

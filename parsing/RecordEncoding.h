@@ -40,6 +40,9 @@ struct SearchBounds {
 
 // How every log line begins that says that an answer is not all there is.
 inline constexpr std::string_view kIncompleteLine = "*** Applications Finder: incomplete: ";
+// And every one that names a directory that was left out, since it leads back to one above it.
+inline constexpr std::string_view kSkippedLinkLine =
+    "*** Applications Finder: skipped, for it leads back to ";
 
 // The text for the records; "(0)" for none.
 [[nodiscard]] NSString encodeParsedApp(const Records &records);

@@ -183,6 +183,18 @@ void BusConnection::send(OutgoingCall call) {
     outbox_.add(std::move(call));
 }
 
+// A socket that can be written to has room for much more than one of these. Should it be given
+// less, the library keeps the rest, and nothing further is sent until that has gone with the next
+// call.
+void BusConnection::sendIfRoom(const std::string &path, const char *interface, const char *member,
+                               const std::function<int(sd_bus_message *)> &appendArguments) {
+  if (!isOpen() || hasUnsent())
+    return;
+  pollfd output{output_, POLLOUT, 0};
+  if (OperatingSystem::current().poll(&output, 1, 0) > 0 && output.revents == POLLOUT)
+    (void)sendWithoutReply(bus_, newCall(bus_, path.c_str(), interface, member), appendArguments);
+}
+
 bool BusConnection::hasUnsent() const {
   return isOpen() && (!outbox_.isEmpty() || queuedInBus() > 0);
 }

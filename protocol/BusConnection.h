@@ -74,6 +74,10 @@ public:
 
   // Queues a call.
   void send(OutgoingCall call);
+  // Sends a call that asks for no reply where nothing waits to be sent and the socket has room now;
+  // else it is dropped. Never waits, and does not end the connection.
+  void sendIfRoom(const std::string &path, const char *interface, const char *member,
+                  const std::function<int(sd_bus_message *)> &appendArguments);
   // True while something waits to be sent.
   bool hasUnsent() const;
   // Sends what waits, then this call without arguments, and waits for its answer, an error or the

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <limits>
 
 namespace tesker {
 
@@ -9,14 +10,17 @@ namespace {
 
 // The array's bytes one by one: whole arrays the library gives only of messages in the machine's
 // own byte order.
-Result<std::string> readBytes(sd_bus_message *message) {
+Result<std::string> readBytes(sd_bus_message *message, std::size_t longest) {
   int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "y");
   if (result < 0)
     return Failure{-result};
   std::string text;
   std::uint8_t byte = 0;
-  while ((result = sd_bus_message_read_basic(message, SD_BUS_TYPE_BYTE, &byte)) > 0)
+  while ((result = sd_bus_message_read_basic(message, SD_BUS_TYPE_BYTE, &byte)) > 0) {
+    if (text.size() == longest)
+      return Failure{EMSGSIZE};
     text += static_cast<char>(byte);
+  }
   if (result >= 0)
     result = sd_bus_message_exit_container(message);
   if (result < 0)
@@ -45,13 +49,19 @@ int appendOptionalText(sd_bus_message *message, std::optional<std::string_view> 
 }
 
 Result<std::string> readText(sd_bus_message *message) {
+  return readShortText(message, std::numeric_limits<std::size_t>::max());
+}
+
+Result<std::string> readShortText(sd_bus_message *message, std::size_t longest) {
   const void *bytes = nullptr;
   std::size_t size = 0;
   const int result = sd_bus_message_read_array(message, SD_BUS_TYPE_BYTE, &bytes, &size);
   if (result == -EOPNOTSUPP)
-    return readBytes(message);
+    return readBytes(message, longest);
   if (result < 0)
     return Failure{-result};
+  if (size > longest)
+    return Failure{EMSGSIZE};
   return std::string(static_cast<const char *>(bytes), size);
 }
 

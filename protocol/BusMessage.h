@@ -6,6 +6,7 @@
 
 #include "platform/foundation/Result.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -50,6 +51,8 @@ private:
 // The next argument, of a message in either byte order. Fail with the errno, EINVAL when there is
 // more than one element where none or one may stand.
 [[nodiscard]] Result<std::string> readText(sd_bus_message *message);
+// The same, of no more than so many bytes; fails with EMSGSIZE when there are more.
+[[nodiscard]] Result<std::string> readShortText(sd_bus_message *message, std::size_t longest);
 [[nodiscard]] Result<std::optional<std::string>> readOptionalText(sd_bus_message *message);
 
 } // namespace tesker

@@ -62,6 +62,7 @@ public:
 
   int takeNoteLines(sd_bus_message *message, sd_bus_error *error);
   int takeSelf(sd_bus_message *message, sd_bus_error *error);
+  int takeProgress(sd_bus_message *message, sd_bus_error *error);
   void keepRaised() { objects_.keepRaised(); }
 
 private:
@@ -168,6 +169,23 @@ int ServedObjects::Client::takeSelf(sd_bus_message *message, sd_bus_error *error
   return 1;
 }
 
+// One that cannot be read, or comes at the wrong time, is passed over: another one may follow.
+int ServedObjects::Client::takeProgress(sd_bus_message *message, sd_bus_error *) {
+  FinderProgress progress;
+  const int numbers = sd_bus_message_read(message, "ttt", &progress.directories, &progress.entries,
+                                          &progress.records);
+  Result<std::string> path = readShortText(message, kLongestProgressPath);
+  Result<std::string> directory = readShortText(message, kLongestProgressPath);
+  if (numbers >= 0 && path && directory && !objects_.isBusy()) {
+    progress.path = NSString::takingOver(std::move(*path));
+    progress.directory = NSString::takingOver(std::move(*directory));
+    objects_.call_ = [object = object_, progress = std::move(progress)] {
+      object->noteProgress(progress);
+    };
+  }
+  return taken(message);
+}
+
 // Answers when the object has, with the object itself.
 void ServedObjects::Client::answerSelf(sd_bus_message *call) {
   object_->self();
@@ -218,6 +236,11 @@ const sd_bus_vtable *ServedObjects::clientTable() {
       SD_BUS_METHOD_WITH_ARGS(bus_names::kNoteLines, SD_BUS_ARGS("aay", text, "ay", key),
                               SD_BUS_NO_RESULT, (callback<Client, &Client::takeNoteLines>),
                               SD_BUS_VTABLE_METHOD_NO_REPLY),
+      SD_BUS_METHOD_WITH_ARGS(
+          bus_names::kNoteProgress,
+          SD_BUS_ARGS("t", directories, "t", entries, "t", records, "ay", path, "ay", directory),
+          SD_BUS_NO_RESULT, (callback<Client, &Client::takeProgress>),
+          SD_BUS_VTABLE_METHOD_NO_REPLY),
       SD_BUS_METHOD_WITH_ARGS(bus_names::kSelf, SD_BUS_NO_ARGS, SD_BUS_ARGS("o", object),
                               (callback<Client, &Client::takeSelf>), 0),
       SD_BUS_VTABLE_END};
@@ -258,6 +281,18 @@ void RemoteClient::noteLines(const NSString &text, const NSString &key) {
                const int result = appendOptionalText(message, rest);
                return result >= 0 ? appendText(message, key.bytes()) : result;
              }});
+}
+
+void RemoteClient::noteProgress(const FinderProgress &progress) {
+  bus_.sendIfRoom(path_, bus_names::kClientInterface, bus_names::kNoteProgress,
+                  [&](sd_bus_message *message) {
+                    int result = sd_bus_message_append(message, "ttt", progress.directories,
+                                                       progress.entries, progress.records);
+                    for (const NSString &path : {progress.path, progress.directory})
+                      if (result >= 0)
+                        result = appendText(message, path.bytes().substr(0, kLongestProgressPath));
+                    return result;
+                  });
 }
 
 void RemoteClient::self() {

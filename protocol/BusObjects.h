@@ -107,6 +107,7 @@ public:
   }
   void noteLines(const NSString &text, const NSString &key) override;
   void self() override;
+  void noteProgress(const FinderProgress &progress) override;
 
 private:
   friend NSObject;

@@ -10,9 +10,21 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace tesker {
+
+// How far a search has come.
+struct FinderProgress {
+  std::uint64_t directories = 0; // that it has entered
+  std::uint64_t entries = 0;     // that it has seen in them
+  std::uint64_t records = 0;
+  NSString path;      // the search path
+  NSString directory; // that is being searched; the search path before there is one
+};
+// So many bytes of each of the two paths travel: all of one that the system takes.
+inline constexpr std::size_t kLongestProgressPath = 4096;
 
 // The master's client object, as the tool sees it (or as a master implements it).
 class FinderClient : public NSObject {
@@ -23,6 +35,9 @@ public:
   // Answers when everything sent before has been taken. Two-way: waits for the answer without a
   // time limit; an error reply or a lost connection ends the waiting.
   virtual void self() = 0;
+  // How far the search has come, for a master that has asked for it. One-way, and not waited with:
+  // what the channel has no room for at once is lost.
+  virtual void noteProgress(const FinderProgress & /*progress*/) {}
 };
 
 // The tool's root object. Both requests are one-way.
@@ -52,6 +67,14 @@ inline constexpr std::size_t kMostDockPaths = 10000;
 // before it looks at the first file.
 inline constexpr std::string_view kConfinementLine = "Tool: confinement: ";
 
+// What a master asks the tool for in its environment, by these values of these variables.
+namespace wishes {
+inline constexpr const char *kProgress = "TESKER_PROGRESS";
+inline constexpr const char *kReport = "1";
+inline constexpr const char *kLinkCycles = "TESKER_LINK_CYCLES";
+inline constexpr const char *kSkip = "skip";
+} // namespace wishes
+
 // What the objects and their members are called on D-Bus (docs/Tesker.ToolFinder.xml).
 namespace bus_names {
 inline constexpr const char *kRootPath = "/";
@@ -61,6 +84,7 @@ inline constexpr const char *kFindForDockPaths = "findAppsForDockPaths_previous_
 inline constexpr const char *kClientInterface = "Tesker.Client";
 inline constexpr const char *kNoteLines = "noteLines_for_";
 inline constexpr const char *kSelf = "self";
+inline constexpr const char *kNoteProgress = "noteProgress";
 inline constexpr const char *kConnectionInterface = "Tesker.Connection";
 inline constexpr const char *kCarry = "carry";
 } // namespace bus_names

@@ -1,5 +1,7 @@
 #include "tool/ToolFinderTool.h"
 
+#include "finding/ApplicationFinder.h"
+#include "finding/ProgressMeter.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/Text.h"
@@ -29,7 +31,7 @@ void ToolFinderTool::terminate(FinderClient &client) {
 
 void ToolFinderTool::findAppsInSearchPath(const NSString &path, const NSString &previous,
                                           Ref<FinderClient> client) {
-  answer(finder_.findAppsInSearchPath(path, previous), path, *client);
+  answer(find({path}, previous, *client), path, *client);
 }
 
 void ToolFinderTool::findAppsForDockPaths(const NSString &paths, const NSString &previous,
@@ -42,7 +44,20 @@ void ToolFinderTool::findAppsForDockPaths(const NSString &paths, const NSString 
   std::vector<NSString> list;
   for (const std::string_view path : piecesOf(text, kDockPathSeparator))
     list.push_back(NSString::create(path)); // an empty piece is a path too
-  answer(finder_.findAppsForDockPaths(list, previous), NSString::create(kDockKey), *client);
+  answer(find(list, previous, *client), NSString::create(kDockKey), *client);
+}
+
+NSString ToolFinderTool::find(const std::vector<NSString> &paths, const NSString &previous,
+                              FinderClient &client) const {
+  ProgressMeter meter([&](const ProgressMeter &now) {
+    client.noteProgress(
+        {now.directories(), now.entries(), now.records(), now.path(), now.directory()});
+  });
+  const WalkOptions options{
+      .skipsLinkCycles = environmentValue(wishes::kLinkCycles) == wishes::kSkip,
+      .progress = environmentValue(wishes::kProgress) == wishes::kReport ? &meter : nullptr};
+  const ApplicationFinder finder([this] { checkMasterStillAlive(); }, {}, options);
+  return finder.findAppsForDockPaths(paths, previous);
 }
 
 void ToolFinderTool::answer(const NSString &text, const NSString &key, FinderClient &client) {

@@ -3,9 +3,10 @@
 // It serves one request: has the paths searched, sends the client the answer and ends the process.
 #pragma once
 
-#include "finding/ApplicationFinder.h"
 #include "platform/foundation/NSObject.h"
 #include "tool/TeskerTool.h"
+
+#include <vector>
 
 namespace tesker {
 
@@ -30,11 +31,14 @@ public:
 
 private:
   friend NSObject;
-  ToolFinderTool() : finder_([this] { checkMasterStillAlive(); }) {}
+  ToolFinderTool() = default;
+
+  // Does what the master has asked for in the environment.
+  [[nodiscard]] NSString find(const std::vector<NSString> &paths, const NSString &previous,
+                              FinderClient &client) const;
 
   [[noreturn]] void answer(const NSString &text, const NSString &key, FinderClient &client);
 
-  ApplicationFinder finder_;
   RefPtr<NSAutoreleasePool> pool_;
 };
 

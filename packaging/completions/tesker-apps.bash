@@ -23,7 +23,7 @@ _tesker_apps() {
     fi
   done
 
-  local codes='found searched wrapper-part not-there dangling-link link-cycle path-too-long vanished
+  local codes='found searched wrapper-part not-there dangling-link link-cycle skipped-link path-too-long vanished
     no-permission not-searchable not-executable not-readable read-error special-file
     dot-name backup-name no-description description-too-large description-too-deep
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
@@ -31,14 +31,15 @@ _tesker_apps() {
     limits-reached failed'
   local commands='list dock handlers types services show open prefer why check diff decode encode help'
   local always='-h --help -v --verbose -q --quiet'
-  local searching='-f --format --previous --save --cpu --timeout --tool'
-  local asking='-f --format --in --from --cpu --timeout --tool'
+  local searching='-f --format --previous --save --cpu --timeout --link-cycles --tool'
+  local asking='-f --format --in --from --cpu --timeout --link-cycles --tool'
   case $prev:$command:$cur in
     --format:list:* | --format:dock:* | -f:list:* | -f:dock:*) words='table json jsonl raw' ;;
     --format:* | -f:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
     --code:* | --explain:*) words=$codes ;;
     --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
+    --link-cycles:*) words='skip follow' ;;
     --kind:*) words='list registry header' ;;
     *::*)
       words="$always --version $commands"
@@ -48,7 +49,7 @@ _tesker_apps() {
     *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $asking" ;;
     *:open:-*) words="$always --with --print $asking" ;;
     *:prefer:-*) words="$always --forget $asking" ;;
-    *:why:-*) words="$always --all --code --explain -f --format --in --cpu --timeout" ;;
+    *:why:-*) words="$always --all --code --explain -f --format --in --cpu --timeout --link-cycles" ;;
     *:check:-*) words="$always --kind --strict -f --format --timeout" ;;
     *:diff:-*) words="$always --exit-code ${asking/--from /}" ;;
     *:decode:-*) words="$always -f --format" ;;

@@ -15,7 +15,7 @@ set -l processors \
     ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64
 
 set -l codes \
-    found searched wrapper-part not-there dangling-link link-cycle path-too-long vanished \
+    found searched wrapper-part not-there dangling-link link-cycle skipped-link path-too-long vanished \
     no-permission not-searchable not-executable not-readable read-error special-file \
     dot-name backup-name no-description description-too-large description-too-deep \
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over \
@@ -48,6 +48,7 @@ complete -c tesker-apps -n $searching -r -l previous -d 'The last answer'
 complete -c tesker-apps -n $searching -r -l save -d "Write the answer's encoded text to a file"
 complete -c tesker-apps -n $searching -x -l cpu -a "$processors" -d 'Search as for this processor'
 complete -c tesker-apps -n $searching -x -l timeout -d 'Give up a search after so many seconds'
+complete -c tesker-apps -n $searching -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $searching -r -l tool -d "The tool's program"
 complete -c tesker-apps -n '__fish_seen_subcommand_from dock' -r -l paths0-from \
     -d 'Read the paths from a file'
@@ -56,6 +57,7 @@ complete -c tesker-apps -n $comparing -r -l in -d 'Search here instead of the us
 complete -c tesker-apps -n $asking -r -l from -d 'Ask an answer that was saved'
 complete -c tesker-apps -n $comparing -x -l cpu -a "$processors" -d 'Search as for this processor'
 complete -c tesker-apps -n $comparing -x -l timeout -d 'Give up a search after so many seconds'
+complete -c tesker-apps -n $comparing -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $comparing -r -l tool -d "The tool's program"
 complete -c tesker-apps -n '__fish_seen_subcommand_from open' -r -l with \
     -d 'Open them with this application'
@@ -77,6 +79,7 @@ complete -c tesker-apps -n $judging -x -s f -l format -a 'table json jsonl' -d '
 complete -c tesker-apps -n $judging -r -l in -d 'Search here instead of the usual places'
 complete -c tesker-apps -n $judging -x -l cpu -a "$processors" -d 'Search as for this processor'
 complete -c tesker-apps -n $judging -x -l timeout -d 'Give up a search after so many seconds'
+complete -c tesker-apps -n $judging -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $judging -l all -d 'Print every entry that the search met'
 complete -c tesker-apps -n $judging -x -l code -a "$codes" -d 'Print the entries of which this was said'
 complete -c tesker-apps -n $judging -x -l explain -a "$codes" -d 'Say what the code means'

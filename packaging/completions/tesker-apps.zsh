@@ -14,7 +14,7 @@ _tesker-apps() {
     ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64
   )
   codes=(
-    found searched wrapper-part not-there dangling-link link-cycle path-too-long vanished
+    found searched wrapper-part not-there dangling-link link-cycle skipped-link path-too-long vanished
     no-permission not-searchable not-executable not-readable read-error special-file
     dot-name backup-name no-description description-too-large description-too-deep
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
@@ -33,6 +33,7 @@ _tesker-apps() {
     "--save=[write the answer's encoded text to a file]:answer:_files"
     "--cpu=[search as for this processor]:processor:($processors)"
     '--timeout=[give up a search after this time]:seconds:'
+    '--link-cycles=[links that lead back]:what:(skip follow)'
     "--tool=[the tool's program]:program:_files"
   )
   judging=(
@@ -41,6 +42,7 @@ _tesker-apps() {
     '*--in=[search here instead of the usual places]:directory or application:_files'
     "--cpu=[search as for this processor]:processor:($processors)"
     '--timeout=[give up a search after this time]:seconds:'
+    '--link-cycles=[links that lead back]:what:(skip follow)'
   )
   comparing=(
     $judging

@@ -74,6 +74,23 @@ TEST(Why, KnowsTheNearestWhereTheSearchDoesNotCome) {
   EXPECT_EQ(answer.nearest(path)->verdict.code, JudgementCode::dotName);
 }
 
+TEST(Why, SkipsLinksThatLeadBackAndSaysToWhere) {
+  const TemporaryDirectory directory;
+  directory.makeDirectory("top/a");
+  directory.makeLink("top/a/up", "..");
+  const std::string path = directory.path("top/a/up");
+  WhyQuestion question{path, directory.path("top"), std::chrono::seconds(100)};
+  const WhyAnswer skipping = searchForReasons(question);
+  EXPECT_EQ(skipping.failure, std::nullopt);
+  ASSERT_NE(skipping.itself(path), nullptr);
+  EXPECT_EQ(skipping.itself(path)->verdict.code, JudgementCode::skippedLink);
+  EXPECT_EQ(skipping.itself(path)->verdict.detail, directory.path("top"));
+  question.followLinkCycles = true;
+  const WhyAnswer following = searchForReasons(question);
+  ASSERT_NE(following.itself(path), nullptr);
+  EXPECT_EQ(following.itself(path)->verdict.code, JudgementCode::searched);
+}
+
 TEST(JudgementTexts, SayOfEveryCodeWhatItMeansWithin80Columns) {
   std::set<std::string> sentences;
   for (std::size_t i = 0; i < kJudgementCodes; ++i) {

@@ -935,10 +935,33 @@ def check_ends(s):
     s.run("check", "Edit.app", "--timeout", "0")
 
 
+def link_cycles(s):
+    s.wrapper("Apps/Edit.app", "{ NSExecutable = Edit; }")
+    (s.tmp / "Apps/tools").mkdir()
+    (s.tmp / "Apps/tools/up").symlink_to("..")
+    s.run("list", "Apps")
+    (s.tmp / "Apps/again").symlink_to(".")
+    s.run("list", "Apps", "--format", "jsonl")
+    s.run("list", "Apps", "-v", "--format", "jsonl")
+    s.run("list", "Apps", "-q", "--format", "jsonl")
+    s.run("types", "--in", "Apps")
+    s.run("why", "Apps")
+    s.run("why", "Apps/again", "--in", "Apps")
+    s.run("why", "Apps/tools/up", "--in", "Apps", "--format", "json")
+    s.run("why", "--explain", "skipped-link")
+    s.note("as described: until the system refuses the path")
+    (s.tmp / "round").mkdir()
+    (s.tmp / "round/again").symlink_to(".")
+    s.run("list", "round", "--link-cycles", "follow")
+    s.run("why", "round", "--link-cycles", "follow")
+    s.run("why", "round", "--link-cycles", "skip")
+    s.run("list", "round", "--link-cycles", "cut")
+
+
 SESSIONS = [usage, mistyped, help_texts, broken_settings, closed_pipe, mistakes, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
-            checking, shadows, check_ends, differences]
+            checking, shadows, check_ends, differences, link_cycles]
 
 
 def transcript_of(session, programs):

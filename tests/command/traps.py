@@ -55,7 +55,7 @@ PROGRAM_FILES = {
     "damaged": b"\xca\xfe\xba\xbe\0\0\1\0",
 }
 MODES = {"closed": 0o600, "sealed": 0o600, "private": 0o311}
-LINKS = {"dangling": "nowhere", "round": "round", "Disk.app/Resources/Info-quorvale.plist": "/proc/self/mem"}
+LINKS = {"dangling": "nowhere", "round": "round", "Folder/up": "..", "Disk.app/Resources/Info-quorvale.plist": "/proc/self/mem"}
 
 # What is asked about, and what is to be said of which entry. Where that is another entry, it is the
 # one on the way that is in the way.
@@ -66,6 +66,7 @@ TRAPS = [
     ("not-there", "missing"),
     ("dangling-link", "dangling"),
     ("link-cycle", "round"),
+    ("skipped-link", "Folder/up"),
     ("path-too-long", "x" * 300),
     ("no-permission", "closed/inner/In.app"),
     ("not-searchable", "sealed"),

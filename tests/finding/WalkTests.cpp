@@ -182,8 +182,36 @@ TEST_F(Walk, LinksAreJudgedByWhatTheyPointTo) {
 TEST_F(Walk, LinkToAnAncestorIsFollowedUntilTheSystemRefusesThePath) {
   addExecutable("tree/one", "One");
   directory_.makeLink("tree/loop", ".");
-  const auto names = foundBelow("tree");
-  EXPECT_EQ(names.size(), 41U) << "Linux follows 40 links in a path";
+  FinderMasterOptions followingOptions = options();
+  followingOptions.followLinkCycles = true;
+  const auto outcome = FinderMaster(followingOptions).findAppsInSearchPath(directory_.path("tree"));
+  EXPECT_EQ(found(outcome).size(), 41U) << "Linux follows 40 links in a path";
+  EXPECT_EQ(outcome.skippedLinks, 0U);
+  EXPECT_THAT(outcome.logLines, IsEmpty());
+}
+
+TEST_F(Walk, LinkToAnAncestorIsSkippedAndSaidWhenTheMasterAsksForIt) {
+  addExecutable("tree/one", "One");
+  directory_.makeLink("tree/loop", ".");
+  const auto outcome = search(directory_.path("tree"));
+  EXPECT_THAT(found(outcome), ElementsAre(record("tree/one", "One")));
+  EXPECT_EQ(outcome.skippedLinks, 1U);
+  EXPECT_THAT(outcome.logLines,
+              ElementsAre("*** Applications Finder: skipped, for it leads back to " +
+                          directory_.path("tree") + ": " + directory_.path("tree/loop")));
+}
+
+TEST_F(Walk, ConfinedToolTellsHowFarItHasCome) {
+  addExecutable("tree/one", "One");
+  FinderMasterOptions askingOptions = options();
+  std::vector<std::string> told;
+  askingOptions.onProgress = [&](const SearchProgress &progress) { told.push_back(progress.path); };
+  const auto outcome = FinderMaster(askingOptions).findAppsInSearchPath(directory_.path("tree"));
+  EXPECT_THAT(found(outcome), ElementsAre(record("tree/one", "One")));
+  ASSERT_TRUE(outcome.progress);
+  EXPECT_EQ(outcome.progress->path, directory_.path("tree"));
+  EXPECT_EQ(outcome.progress->directory, directory_.path("tree"));
+  EXPECT_THAT(told, testing::Each(directory_.path("tree")));
 }
 
 TEST_F(Walk, DotNamesAndBackupsAreNotWalked) {

@@ -62,6 +62,8 @@ void report() {
     const SearchRecord record{{{"descriptors", descriptors},
                                {"signals", dispositions},
                                {"cpu", variable("TESKER_HOST_CPU")},
+                               {"links", variable("TESKER_LINK_CYCLES")},
+                               {"progress", variable("TESKER_PROGRESS")},
                                {"log", variable("TESKER_LOG_STDERR")},
                                {"bootstrap", variable("TESKER_BOOTSTRAP_DIR")},
                                {"group", ::getpgrp() == ::getpid() ? "own" : "shared"}}};
@@ -206,6 +208,11 @@ const std::map<std::string, Way> kServingWays{
     {"no-answer", inTheSearch([] { std::exit(0); })},
     {"crash-in-search", inTheSearch([] { ::raise(SIGABRT); })},
     {"hang-in-search", inTheSearch(hang)},
+    {"progress-and-hang", serving([](const NSString &key, const NSString &, FinderClient &client) {
+       client.noteProgress(
+           {12, (std::uint64_t{1} << 32) + 345, 6, key, "/tmp/\x1b[31mred\n/below"_ns});
+       hang();
+     })},
     {"empty-answer", answering(kEmptyAnswer)},
     {"confinement-twice", logging("Tool: confinement: off\nTool: confinement: limits on")},
     {"incomplete", answeringIncompletely("type\0app\0path\0/a\0(1,2,0,1,2,3)"_ns)},

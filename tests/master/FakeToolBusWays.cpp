@@ -38,6 +38,22 @@ std::string carry(std::string_view piece) {
   return wireMessage({"/", "Tesker.Connection", "carry", "ay"}, arguments().bytes(piece));
 }
 
+std::string progress(std::string_view path, std::string_view directory,
+                     std::endian order = std::endian::native, bool wantsReply = false) {
+  return wireMessage({kClient, "Tesker.Client", "noteProgress", "tttayay", wantsReply},
+                     arguments(order)
+                         .large(12)
+                         .large((std::uint64_t{1} << 32) + 345)
+                         .large(6)
+                         .bytes(path)
+                         .bytes(directory),
+                     9);
+}
+
+std::endian otherOrder() {
+  return std::endian::native == std::endian::little ? std::endian::big : std::endian::little;
+}
+
 std::string self() {
   return wireMessage({kClient, "Tesker.Client", "self", "", true}, arguments(), 9);
 }
@@ -193,6 +209,20 @@ const Ways &hostileBusWays() {
       {"carry-wrong-signature",
        saying(wireMessage({"/", "Tesker.Connection", "carry", "s"}, arguments().string("x")))},
       {"carry-without-end", sayingWithoutEnd(carry(std::string(8 << 20, 'c')))},
+      {"progress-in-the-other-order", saying(progress(kPath, "/tmp/below", otherOrder()))},
+      {"progress-of-long-paths",
+       saying(progress(kPath, std::string(4096, 'd')) + progress(std::string(4097, 'p'), "") +
+              progress(kPath, std::string(4097, 'd'), otherOrder()))},
+      {"progress-wrong-signature",
+       saying(
+           wireMessage({kClient, "Tesker.Client", "noteProgress", "s"}, arguments().string("x")))},
+      {"progress-without-end", sayingWithoutEnd(progress(kPath, "/tmp/below"))},
+      {"progress-of-megabytes-without-end",
+       [] { sayingWithoutEnd(progress(std::string(8 << 20, 'p'), "/tmp"))(); }},
+      {"progress-for-replies-without-end",
+       sayingWithoutEnd(progress(kPath, "/tmp/below", std::endian::native, true))},
+      {"progress-after-the-answer",
+       saying(good + progress(kPath, "/tmp/below"), [] { std::exit(0); })},
       {"another-key", saying(note("(0)", "/elsewhere"))},
       {"no-key", saying(note("(0)", ""))},
       {"huge-key", saying(note("(0)", std::string(std::size_t{30} << 20, 'k')))},
@@ -221,13 +251,9 @@ const Ways &hostileBusWays() {
       {"answer-and-garbage", saying(good + std::string(100, '\xfe'))},
       {"answer-and-exit", saying(good, [] { std::exit(0); })},
       {"answer-in-the-other-order",
-       saying(
-           wireMessage({kClient, "Tesker.Client", "noteLines_for_", "aayay"},
-                       arguments(std::endian::native == std::endian::little ? std::endian::big
-                                                                            : std::endian::little)
-                           .optionalBytes("(0)")
-                           .bytes(kPath)),
-           [] { std::exit(0); })},
+       saying(wireMessage({kClient, "Tesker.Client", "noteLines_for_", "aayay"},
+                          arguments(otherOrder()).optionalBytes("(0)").bytes(kPath)),
+              [] { std::exit(0); })},
   };
   return ways;
 }

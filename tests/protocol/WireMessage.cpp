@@ -23,6 +23,14 @@ WireArguments &WireArguments::number(std::uint32_t value) {
   return *this;
 }
 
+WireArguments &WireArguments::large(std::uint64_t value) {
+  fillUpTo(8);
+  const std::string low = numberIn(order_, value & 0xffffffff);
+  const std::string high = numberIn(order_, value >> 32);
+  text_ += order_ == std::endian::big ? high + low : low + high;
+  return *this;
+}
+
 WireArguments &WireArguments::bytes(std::string_view text) {
   number(static_cast<std::uint32_t>(text.size()));
   text_ += text;

@@ -14,8 +14,9 @@ class WireArguments {
 public:
   explicit WireArguments(std::endian order) : order_(order) {}
 
-  // Of the types u, ay, aay (a text that may be nil), and o or s.
+  // Of the types u, t, ay, aay (a text that may be nil), and o or s.
   WireArguments &number(std::uint32_t value);
+  WireArguments &large(std::uint64_t value);
   WireArguments &bytes(std::string_view text);
   WireArguments &optionalBytes(std::optional<std::string_view> text);
   WireArguments &string(std::string_view text);

@@ -15,7 +15,7 @@
 
 namespace tesker::test {
 
-class OrderedListings final : public OperatingSystem {
+class OrderedListings : public OperatingSystem {
 public:
   enum class Order { ascending, descending };
   explicit OrderedListings(Order order = Order::ascending) : order_(order) {}

@@ -48,8 +48,12 @@ public:
     keys.emplace_back(key.bytes());
   }
   void self() override { ++selfCalls; }
+  void noteProgress(const FinderProgress &progress) override {
+    directories.emplace_back(progress.directory.bytes());
+  }
 
   std::vector<std::string> texts, keys;
+  std::vector<std::string> directories; // in which the tool has said that it was
   int selfCalls = 0;
 
 private:
