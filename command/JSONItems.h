@@ -48,7 +48,18 @@ struct JSONItems {
   std::vector<std::string> items; // objects
 };
 
-// Writes one document with an item on a line, or a document for each. The format is one of the two.
-void writeItems(Output &output, Format format, const JSONItems &items);
+// Writes one document with an item on a line, or a document for each. The format is one of the two;
+// of what went wrong only the one document tells here.
+void writeItems(Output &output, Format format, const JSONItems &items,
+                const Problems &problems = {});
+
+// ---- what went wrong ----
+
+// `,"errors":[...],"log":[...]` behind the results of a document, or what of it there is.
+[[nodiscard]] std::string problemMembers(const Problems &problems);
+// To be called when all is written: what no document has told yet. That is a line for each error
+// and each line of the log, or a document without results where none was written.
+void writeOtherProblems(Output &output, Format format, const std::string &request,
+                        const Problems &problems);
 
 } // namespace tesker

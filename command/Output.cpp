@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <memory>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace tesker {
@@ -85,6 +84,7 @@ std::string reasonOf(int error) {
 } // namespace
 
 void Output::write(std::string_view bytes) {
+  untouched_ = untouched_ && bytes.empty();
   if (buffer_.size() + bytes.size() > kBufferSize)
     flush();
   if (error_ != 0)
@@ -113,12 +113,6 @@ void Output::endWithoutReader() const {
     throw ReaderGone();
 }
 
-std::size_t Output::terminalColumns() const {
-  struct winsize size {};
-  return ::isatty(descriptor_) == 1 && ::ioctl(descriptor_, TIOCGWINSZ, &size) == 0 ? size.ws_col
-                                                                                    : 0;
-}
-
 void Diagnostics::line(std::string_view who, std::string_view text) {
   std::string whole(who);
   whole += ": ";
@@ -128,7 +122,23 @@ void Diagnostics::line(std::string_view who, std::string_view text) {
   (void)writeWaiting(descriptor_, whole);
 }
 
-void Diagnostics::error(std::string_view text) { line("tesker-apps", text); }
+void Diagnostics::error(std::string_view text) {
+  line("tesker-apps", text);
+  problems_.addError({std::nullopt, std::string(text)});
+}
+
+void Diagnostics::errorAt(const std::string &path, std::string_view text,
+                          const std::string &place) {
+  line("tesker-apps", (path.empty() ? "''" : displayText(path)) + place + ": " + std::string(text));
+  problems_.addError({path, std::string(text)});
+}
+
+void Diagnostics::fileError(const std::string &name, int error) {
+  if (name == "-")
+    this->error("standard input: " + reasonOf(error));
+  else
+    errorAt(name, reasonOf(error));
+}
 
 void Diagnostics::note(std::string_view text) {
   if (level_ != Level::quiet)

@@ -1,6 +1,7 @@
 // main.cpp - tesker-apps.
 #include "command/Commands.h"
 #include "command/Help.h"
+#include "command/JSONItems.h"
 #include "platform/foundation/Files.h"
 
 #include <algorithm>
@@ -38,9 +39,12 @@ ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostic
     return print(*notice, output);
   const auto &arguments = std::get<Arguments>(parsed);
   diagnostics.setLevel(arguments.level);
+  output.setTerminal(terminalAt(STDOUT_FILENO, arguments.colours));
   const ExitStatus status = runCommand(arguments, output, diagnostics);
   if (status == ExitStatus::usage)
     Output(STDERR_FILENO).write(helpHint(arguments.command));
+  else
+    writeOtherProblems(output, arguments.format, arguments.command->name, diagnostics.problems());
   return status;
 }
 
