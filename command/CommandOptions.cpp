@@ -107,7 +107,7 @@ void CommandOptions::table(std::span<const TextColumn> columns) {
     keys.push_back(withoutCase(column.name));
     listed += (listed.empty() ? "" : ", ") + keys.back();
   }
-  flag("--no-header", noHeader_, "Write the rows of the table, and nothing above them");
+  flag("--no-header", noHeader_, "Write rows alone, without anything above them");
   value("--sort", "KEY", arguments.table.sortBy,
         ("Sort the rows by a column; those that are equal\n"
          "there stay in the order of the answer:\n" +

@@ -72,6 +72,8 @@ std::string shown(char32_t code, std::string_view bytes) {
 }
 
 constexpr std::string_view kCut = "\u2026"; // one column
+// In narrower ones there would be hardly anything but cuts.
+constexpr std::size_t kNarrowestLine = 4;
 
 // The columns of one character; a byte that is not UTF-8 is shown as one replacement character.
 std::size_t columnsOf(const Utf8Character &character) {
@@ -181,8 +183,8 @@ std::string shortenedPath(std::string_view path, std::size_t columns) {
 }
 
 std::vector<std::string> brokenText(std::string_view text, std::size_t columns) {
-  if (displayColumns(text) <= columns)
-    return {std::string(text)};
+  if (displayColumns(text) <= columns || columns < kNarrowestLine)
+    return {shortened(text, columns, columns)};
   std::vector<std::string> lines;
   std::size_t taken = 0; // of the last line
   for (const std::string_view word : piecesOf(text, ' ')) {

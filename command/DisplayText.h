@@ -34,7 +34,7 @@ std::size_t displayColumns(std::string_view text);
 std::string shortenedPath(std::string_view path, std::size_t columns);
 
 // The text in lines of at most so many columns (at least 1), broken at blanks; of a word that is
-// longer, the beginning and "…". At least one line.
+// longer, the beginning and "…". At least one line; only one where there is hardly any room.
 std::vector<std::string> brokenText(std::string_view text, std::size_t columns);
 
 } // namespace tesker

@@ -106,7 +106,7 @@ TEST(BrokenText, IsBrokenAtBlanks) {
   EXPECT_EQ(brokenText("", 1), Lines{""});
   EXPECT_EQ(brokenText("app, services", 13), Lines{"app, services"});
   EXPECT_EQ(brokenText("app, services", 12), (Lines{"app,", "services"}));
-  EXPECT_EQ(brokenText("a b c d e", 3), (Lines{"a b", "c d", "e"}));
+  EXPECT_EQ(brokenText("aa b c d ee", 4), (Lines{"aa b", "c d", "ee"}));
   EXPECT_EQ(brokenText("\u65e5\u672c \u8a9e", 6), (Lines{"\u65e5\u672c", "\u8a9e"}));
 }
 
@@ -114,7 +114,8 @@ TEST(BrokenText, CutsAWordThatIsTooLong) {
   using Lines = std::vector<std::string>;
   EXPECT_EQ(brokenText("of abcdefgh it", 5), (Lines{"of", "abcd\u2026", "it"}));
   EXPECT_EQ(brokenText("\u65e5\u672c", 1), Lines{"\u2026"});
-  EXPECT_EQ(brokenText("     ", 2), (Lines{"  "}));
+  EXPECT_EQ(brokenText("a b c d", 3), Lines{"a \u2026"}); // too narrow for more
+  EXPECT_EQ(brokenText("       ", 4), (Lines{"    "}));
 }
 
 } // namespace

@@ -113,7 +113,7 @@ TEST_F(RecordTable, FillsTheLinesOfAListToTheLastColumn) {
 TEST_F(RecordTable, ShortensAPathWhereAListHasBecomeNarrow) {
   add({{{"path", "/Apps/Edit/Edit"}, {"type", "extension"}, {"name", "1234567"}}});
   add({{{"path", "/Apps/Edit/Edit"}, {"type", "extension"}, {"name", "7654321"}}});
-  EXPECT_THAT(table(49), HasSubstr("1234567, 7654321  /App\u2026it/Edit\n"));
+  EXPECT_THAT(table(49), HasSubstr("1234567, 7654321  /App\u2026Edit/Edit\n"));
 }
 
 TEST_F(RecordTable, FitsATerminalThatIsMuchTooNarrow) {
@@ -121,8 +121,8 @@ TEST_F(RecordTable, FitsATerminalThatIsMuchTooNarrow) {
   add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "b"}}});
   EXPECT_EQ(table(20), "1 application found in /Apps\n"
                        "\n"
-                       "NA\u2026  TY\u2026  EX\u2026  PA\u2026\n"
-                       "Ed\u2026  ex\u2026  a-\u2026  \u2026it\n"
+                       "NA\u2026  TY\u2026  EXT\u2026  PATH\n"
+                       "Ed\u2026  ex\u2026  a-l\u2026  /\u2026it\n"
                        "          b\n");
   EXPECT_THAT(table(10), HasSubstr("\n\u2026  \u2026  \u2026  \u2026\n"));
   EXPECT_EQ(table(1), table(10));

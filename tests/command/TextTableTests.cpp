@@ -87,15 +87,15 @@ TEST_F(TextTables, ShortenPathsBeforeTheyBreakTexts) {
   EXPECT_EQ(
       written({kA, kPathColumn}, {{{{"some words here"}, {"/home/somebody/Applications/Edit"}}}}),
       "A                PATH\n"
-      "some words here  /home/s\u2026lications/Edit\n");
+      "some words here  /home/s\u2026plications/Edit\n");
 }
 
 TEST_F(TextTables, BreakTextsWhereAThirdOfTheLineIsLeftForThePath) {
   terminal.columns = 40;
   EXPECT_EQ(written({kA, kPathColumn}, {{{{"a text that takes more than its part of it"},
                                           {"/home/Applications/Edit"}}}}),
-            "A                          PATH\n"
-            "a text that takes more     /hom\u2026ns/Edit\n"
+            "A                       PATH\n"
+            "a text that takes more  /home\u2026tions/Edit\n"
             "than its part of it\n");
 }
 
@@ -103,7 +103,7 @@ TEST_F(TextTables, GivePathsWhatBrokenTextsLeave) {
   terminal.columns = 30;
   EXPECT_EQ(written({kA, kPathColumn}, {{{{"nine or a-word-of-more"}, {"/0123456789012345"}}}}),
             "A               PATH\n"
-            "nine or         /012\u20269012345\n"
+            "nine or         /012\u2026789012345\n"
             "a-word-of-more\n");
 }
 

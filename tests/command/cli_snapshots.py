@@ -431,7 +431,7 @@ def same_files(s):
     (s.tmp / "Apps/Links/all").symlink_to("../Copy")
     s.run("list", "Apps")
     s.run("list", "Apps", "--sort", "path", "--no-header")
-    s.run_in_terminal(60, "list", "Apps", "--color", "never")
+    s.run_in_terminal(400, "list", "Apps", "--color", "never")
     s.run("handlers", "txt", "--in", "Apps")
     s.run("services", "--in", "Apps")
     s.note("programs see what there is")
