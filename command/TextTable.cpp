@@ -1,7 +1,7 @@
 #include "command/TextTable.h"
 
 #include "command/DisplayText.h"
-#include "command/Programs.h" // withoutCase
+#include "command/Programs.h"
 
 #include <algorithm>
 #include <iterator>
