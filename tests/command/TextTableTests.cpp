@@ -90,13 +90,13 @@ TEST_F(TextTables, ShortenPathsBeforeTheyBreakTexts) {
       "some words here  /home/s\u2026plications/Edit\n");
 }
 
-TEST_F(TextTables, BreakTextsWhereAThirdOfTheLineIsLeftForThePath) {
-  terminal.columns = 40;
-  EXPECT_EQ(written({kA, kPathColumn}, {{{{"a text that takes more than its part of it"},
-                                          {"/home/Applications/Edit"}}}}),
-            "A                       PATH\n"
-            "a text that takes more  /home\u2026tions/Edit\n"
-            "than its part of it\n");
+TEST_F(TextTables, BreakTextsRatherThanLeaveLessThanAThirdOfTheLineToThePath) {
+  terminal.columns = 60;
+  const std::string path = "/home/somebody/of/our/house/Applications";
+  EXPECT_EQ(written({kA, kPathColumn}, {{{{"one two three four five six seven eight"}, {path}}}}),
+            "A                                  PATH\n"
+            "one two three four five six seven  /home/so\u2026use/Applications\n"
+            "eight\n");
 }
 
 TEST_F(TextTables, GivePathsWhatBrokenTextsLeave) {
