@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <poll.h>
 #include <unistd.h>
 
@@ -124,13 +125,21 @@ void Diagnostics::line(std::string_view who, std::string_view text) {
 
 void Diagnostics::error(std::string_view text) {
   line("tesker-apps", text);
-  problems_.addError({std::nullopt, std::string(text)});
+  keep(std::nullopt, text);
 }
 
 void Diagnostics::errorAt(const std::string &path, std::string_view text,
                           const std::string &place) {
   line("tesker-apps", (path.empty() ? "''" : displayText(path)) + place + ": " + std::string(text));
-  problems_.addError({path, std::string(text)});
+  keep(path, text);
+}
+
+// An error that says that memory is lacking has been said all the same.
+void Diagnostics::keep(const std::optional<std::string> &path, std::string_view text) {
+  try {
+    problems_.addError({path, std::string(text)});
+  } catch (const std::bad_alloc &) {
+  }
 }
 
 void Diagnostics::fileError(const std::string &name, int error) {

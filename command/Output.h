@@ -79,6 +79,7 @@ public:
 
 private:
   void line(std::string_view who, std::string_view text);
+  void keep(const std::optional<std::string> &path, std::string_view text);
   int descriptor_;
   Level level_;
   Problems problems_;

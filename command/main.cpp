@@ -17,7 +17,11 @@ namespace {
 
 ExitStatus runCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
   try {
-    return arguments.command->run(arguments, output, diagnostics);
+    const ExitStatus status = arguments.command->run(arguments, output, diagnostics);
+    // Of a wrong command line there is no answer to tell what went wrong with.
+    if (status != ExitStatus::usage)
+      writeOtherProblems(output, arguments.format, arguments.command->name, diagnostics.problems());
+    return status;
   } catch (const std::bad_alloc &) {
     diagnostics.error("there is not enough memory");
     return ExitStatus::failed;
@@ -43,8 +47,6 @@ ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostic
   const ExitStatus status = runCommand(arguments, output, diagnostics);
   if (status == ExitStatus::usage)
     Output(STDERR_FILENO).write(helpHint(arguments.command));
-  else
-    writeOtherProblems(output, arguments.format, arguments.command->name, diagnostics.problems());
   return status;
 }
 
