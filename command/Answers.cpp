@@ -29,7 +29,7 @@ Answer searched(const Arguments &arguments, Diagnostics &diagnostics) {
 Answer answerIn(const std::string &file, const Deadline &deadline, Diagnostics &diagnostics) {
   const Result<std::string> text = readInput(file, kLargestContents, deadline);
   if (!text) {
-    diagnostics.error(fileError(file, text.error()));
+    diagnostics.fileError(file, text.error());
     return {.records = {}, .status = ExitStatus::failed};
   }
   const auto refused = [&](const char *why) -> Answer {

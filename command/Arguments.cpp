@@ -60,6 +60,15 @@ Parser::Parser(const std::vector<std::string> &words) : words_(words) {
   CLI::Option *quiet = app_.add_flag("-q,--quiet", quiet_, "Print no diagnostics but errors");
   verbose->option_text(" ");
   quiet->excludes(verbose)->option_text(" ");
+  static const std::map<std::string, ColourChoice> choices{{"auto", ColourChoice::automatic},
+                                                           {"always", ColourChoice::always},
+                                                           {"never", ColourChoice::never}};
+  app_.add_option_function<std::string>(
+          "--color", [this](const std::string &word) { arguments_.colours = choices.at(word); },
+          "auto (the default: on a terminal, unless NO_COLOR\n"
+          "is set), always, never; JSON and raw have none")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->option_text("WHEN");
   // The options of a command that is not named need not be known where one is, and to put them
   // together takes longer than many a search.
   const auto isNamed = [&](const Command &command) {

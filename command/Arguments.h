@@ -28,6 +28,8 @@ struct Arguments {
   const Command *command = nullptr; // never nil once it is parsed
   Diagnostics::Level level = Diagnostics::Level::normal;
   Format format = Format::table;
+  TableForm table;
+  ColourChoice colours = ColourChoice::automatic;
   std::vector<std::string> paths; // where to search; empty: the usual places
   std::vector<std::string> files; // open, why, check
   std::string subject;            // what is asked about; of prefer, help, empty: everything

@@ -38,26 +38,25 @@ ExitStatus checkCommand(const Arguments &arguments, Output &output, Diagnostics 
     if (finding.isError || arguments.strict)
       status = std::max(status, ExitStatus::no);
     if (arguments.format == Format::table)
-      output.write(lineOf(finding));
+      output.write(lineOf(finding, output.terminal()));
     else
       objects.push_back(objectOf(finding));
-  };
-  const auto fail = [&](const std::string &text) {
-    diagnostics.error(text);
-    status = std::max(status, ExitStatus::failed);
   };
   for (const std::string &file : arguments.files) {
     const CheckAnswer answer = check(file, kindCalled(arguments.kind), arguments.timeout);
     std::ranges::for_each(answer.findings, tell);
     if (answer.error != 0)
-      fail(fileError(file, answer.error));
+      diagnostics.fileError(file, answer.error);
     if (answer.failure)
-      fail(displayText(file) + ": " + *answer.failure);
+      diagnostics.errorAt(file, *answer.failure);
+    if (answer.error != 0 || answer.failure)
+      status = std::max(status, ExitStatus::failed);
   }
   if (arguments.format != Format::table)
     writeItems(output, arguments.format,
                {"check", std::nullopt, status == ExitStatus::failed, "findings", "finding",
-                std::move(objects)});
+                std::move(objects)},
+               diagnostics.problems());
   return status;
 }
 

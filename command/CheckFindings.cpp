@@ -100,12 +100,15 @@ std::string oddityOf(std::string_view extension) {
   return {};
 }
 
-std::string lineOf(const Finding &finding) {
-  std::string line = displayPlace(finding.file, finding.line, finding.column);
-  line += (finding.isError ? ": error: " : ": warning: ") + displayText(finding.text);
+std::string lineOf(const Finding &finding, const Terminal &terminal) {
+  const Style style = finding.isError ? Style::error : Style::warning;
+  std::string line = styled(displayPlace(finding.file, finding.line, finding.column) + ":",
+                            Style::place, terminal);
+  line += " " + styled(finding.isError ? "error:" : "warning:", style, terminal) + " " +
+          displayText(finding.text);
   if (finding.offset)
     line += ", at byte " + std::to_string(*finding.offset);
-  return line + " [" + finding.word + "]\n";
+  return line + " [" + styled(finding.word, style, terminal) + "]\n";
 }
 
 void Findings::add(Finding finding) {

@@ -1,6 +1,7 @@
 // CheckFindings.h - what is wrong with a description, as a compiler says it.
 #pragma once
 
+#include "command/Terminal.h"
 #include "parsing/Judgement.h"
 
 #include <cstddef>
@@ -29,7 +30,7 @@ struct Finding {
 [[nodiscard]] std::string oddityOf(std::string_view extension);
 
 // "FILE:LINE:COLUMN: error: TEXT [WORD]", less what there is not; a line.
-[[nodiscard]] std::string lineOf(const Finding &finding);
+[[nodiscard]] std::string lineOf(const Finding &finding, const Terminal &terminal = {});
 
 // Findings of one file or wrapper, until they are told: each once, and in the order of their
 // places.

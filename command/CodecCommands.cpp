@@ -11,7 +11,7 @@ namespace {
 Result<std::string> inputOf(const Arguments &arguments, Diagnostics &diagnostics) {
   Result<std::string> bytes = readInput(arguments.input);
   if (!bytes)
-    diagnostics.error(fileError(arguments.input, bytes.error()));
+    diagnostics.fileError(arguments.input, bytes.error());
   return bytes;
 }
 
@@ -28,13 +28,14 @@ ExitStatus decodeCommand(const Arguments &arguments, Output &output, Diagnostics
     return ExitStatus::no;
   }
   std::optional<SearchRecord> record;
-  const std::unique_ptr<ResultWriter> writer = makeResultWriter(arguments.format, output);
+  const std::unique_ptr<ResultWriter> writer =
+      makeResultWriter(arguments.format, output, arguments.table);
   writer->begin();
   writer->add({"decode", std::nullopt, &*text, false, [&]() -> const SearchRecord * {
                  record = records.next();
                  return record ? &*record : nullptr;
                }});
-  writer->end();
+  writer->end(diagnostics.problems());
   return ExitStatus::done;
 }
 

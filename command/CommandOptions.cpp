@@ -1,5 +1,6 @@
 #include "command/CommandOptions.h"
 
+#include "command/Programs.h"
 #include "platform/ports/HostInfo.h"
 
 #include <CLI/CLI.hpp>
@@ -99,6 +100,30 @@ void CommandOptions::format(bool raw) {
       ->option_text("FORMAT");
 }
 
+void CommandOptions::table(std::span<const TextColumn> columns) {
+  std::vector<std::string> keys;
+  std::string listed;
+  for (const TextColumn &column : columns) {
+    keys.push_back(withoutCase(column.name));
+    listed += (listed.empty() ? "" : ", ") + keys.back();
+  }
+  flag("--no-header", noHeader_, "Write rows alone, without anything above them");
+  value("--sort", "KEY", arguments.table.sortBy,
+        ("Sort the rows by a column; those that are equal\n"
+         "there stay in the order of the answer:\n" +
+         listed)
+            .c_str())
+      ->check(CLI::IsMember(keys))
+      ->option_text("KEY");
+  check([this]() -> std::string {
+    arguments.table.header = !noHeader_;
+    const bool isAsked = noHeader_ || !arguments.table.sortBy.empty();
+    return isAsked && arguments.format != Format::table
+               ? "--no-header and --sort are for tables, not for other formats"
+               : "";
+  });
+}
+
 void CommandOptions::lastAnswer() {
   file("--previous", arguments.previousFile,
        "The last answer; when nothing has changed, the\ntool says only so");
@@ -172,9 +197,11 @@ void CommandOptions::question() {
 }
 
 void CommandOptions::check(std::function<std::string()> problem) {
-  command_.callback([this, problem = std::move(problem)] {
-    if (const std::string text = problem(); !text.empty())
-      throw CLI::ValidationError(command_.get_name(), text);
+  checks_.push_back(std::move(problem));
+  command_.callback([this] {
+    for (const auto &check : checks_)
+      if (const std::string text = check(); !text.empty())
+        throw CLI::ValidationError(command_.get_name(), text);
   });
 }
 

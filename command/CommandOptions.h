@@ -7,6 +7,7 @@
 #include "command/Arguments.h"
 
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,8 @@ public:
 
   // --format, with or without the word raw.
   void format(bool raw);
+  // How a table of these columns is written.
+  void table(std::span<const TextColumn> columns);
   // How applications are judged, and for how long.
   void judging();
   // --timeout
@@ -56,13 +59,16 @@ public:
   // What every question about an answer takes: its form, and where the answer comes from.
   void question();
 
-  // Asked when all words are parsed; what it says is wrong, if anything, is a usage error.
+  // Asked when all words are parsed; what it says is wrong, if anything, is a usage error. There
+  // may be several.
   void check(std::function<std::string()> problem);
 
   Arguments &arguments;
 
 private:
   CLI::App &command_;
+  bool noHeader_ = false;
+  std::vector<std::function<std::string()>> checks_;
 };
 
 } // namespace tesker

@@ -15,6 +15,7 @@ void declareList(CommandOptions &options) {
                 "~/Applications, /usr/local/Applications and\n"
                 "/Applications");
   options.format(true);
+  options.table(kProgramColumns);
   options.lastAnswer();
   options.search();
 }
@@ -29,6 +30,7 @@ void declareDock(CommandOptions &options) {
             "as they are")
       ->excludes(paths);
   options.format(true);
+  options.table(kProgramColumns);
   options.lastAnswer();
   options.search();
   options.check([&arguments]() -> std::string {
@@ -40,6 +42,7 @@ void declareDock(CommandOptions &options) {
 
 void declareDecode(CommandOptions &options) {
   options.format(false);
+  options.table(kProgramColumns);
   options.file("FILE", options.arguments.input, "The file to read; - is standard input")
       ->required()
       ->option_text(" ");
@@ -58,9 +61,18 @@ void declareHandlers(CommandOptions &options) {
             "dot or a slash in it")
       ->required();
   options.question();
+  options.table(kHandlerColumns);
 }
 
-void declareQuestion(CommandOptions &options) { options.question(); }
+void declareTypes(CommandOptions &options) {
+  options.question();
+  options.table(kTypeColumns);
+}
+
+void declareServices(CommandOptions &options) {
+  options.question();
+  options.table(kServiceColumns);
+}
 
 void declareShow(CommandOptions &options) {
   options
@@ -69,6 +81,7 @@ void declareShow(CommandOptions &options) {
             "or wrapper")
       ->required();
   options.question();
+  options.table(kRecordColumns);
 }
 
 void declareOpen(CommandOptions &options) {
@@ -89,6 +102,7 @@ void declarePrefer(CommandOptions &options) {
                "without one, the preferred one is printed");
   options.flag("--forget", arguments.forget, "Prefer none for EXT any more");
   options.question();
+  options.table(kPreferenceColumns);
   options.check([&arguments]() -> std::string {
     if (!arguments.forget)
       return "";
@@ -125,6 +139,7 @@ void declareDiff(CommandOptions &options) {
   later->option_text(" ");
   options.flag("--exit-code", arguments.exitCode, "Exit with 1 when something has changed");
   options.format(false);
+  options.table(kChangeColumns);
   options.places()->excludes(later);
   options.search();
   options.check([&arguments]() -> std::string {
@@ -166,8 +181,8 @@ const std::vector<Command> &allCommands() {
       {"list", "List the applications in directories", declareList, listCommand},
       {"dock", "Look at single applications, in one request", declareDock, dockCommand},
       {"handlers", "Say which applications open a type of file", declareHandlers, handlersCommand},
-      {"types", "List the types of files that can be opened", declareQuestion, typesCommand},
-      {"services", "List the programs that offer services", declareQuestion, servicesCommand},
+      {"types", "List the types of files that can be opened", declareTypes, typesCommand},
+      {"services", "List the programs that offer services", declareServices, servicesCommand},
       {"show", "Show all that an application says of itself", declareShow, showCommand},
       {"open", "Open files with their best application", declareOpen, openCommand},
       {"prefer", "Choose the application for a type of file", declarePrefer, preferCommand},

@@ -42,19 +42,15 @@ TextCell detailsOf(const RecordChange &change) {
   return lines;
 }
 
-void writeChanges(Output &output, const std::vector<RecordChange> &changes) {
-  output.write(headline(changes) + "\n");
-  if (changes.empty())
-    return;
-  std::vector<TextRow> rows{{{"CHANGE"}, {"TYPE"}, {"NAME"}, {"DETAILS"}, {"PATH"}}};
+void writeChanges(Output &output, const TableForm &form, const std::vector<RecordChange> &changes) {
+  TextTable table(kChangeColumns);
   for (const RecordChange &change : changes) {
     const SearchRecord &record = change.after != nullptr ? *change.after : *change.before;
-    rows.push_back({textCell(kindOf(change)), textCell(displayText(valueOf(record, "type"))),
-                    textCell(displayText(valueOf(record, "name"))), detailsOf(change),
-                    textCell(displayText(valueOf(record, "path")))});
+    table.add({{textCell(kindOf(change)), textCell(displayText(valueOf(record, "type"))),
+                textCell(displayText(valueOf(record, "name"))), detailsOf(change),
+                textCell(displayText(valueOf(record, "path")))}});
   }
-  output.write("\n");
-  writeRows(output, rows);
+  table.write(output, form, headline(changes));
 }
 
 std::string objectOf(const RecordChange &change) {
@@ -80,14 +76,15 @@ ExitStatus diffCommand(const Arguments &arguments, Output &output, Diagnostics &
     return after.status;
   const std::vector<RecordChange> changes = differences(before.records, after.records);
   if (arguments.format == Format::table) {
-    writeChanges(output, changes);
+    writeChanges(output, arguments.table, changes);
   } else {
     std::vector<std::string> objects;
     objects.reserve(changes.size());
     for (const RecordChange &change : changes)
       objects.push_back(objectOf(change));
     writeItems(output, arguments.format,
-               {"diff", std::nullopt, after.incomplete, "changes", "change", std::move(objects)});
+               {"diff", std::nullopt, after.incomplete, "changes", "change", std::move(objects)},
+               diagnostics.problems());
   }
   return arguments.exitCode && !changes.empty() ? std::max(after.status, ExitStatus::no)
                                                 : after.status;

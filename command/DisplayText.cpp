@@ -2,10 +2,12 @@
 
 #include "platform/foundation/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <clocale>
 #include <cstdio>
 #include <cwchar>
+#include <iterator>
 
 namespace tesker {
 
@@ -69,6 +71,75 @@ std::string shown(char32_t code, std::string_view bytes) {
   return std::string(bytes);
 }
 
+constexpr std::string_view kCut = "\u2026"; // one column
+// In narrower ones there would be hardly anything but cuts.
+constexpr std::size_t kNarrowestLine = 4;
+
+// The columns of one character; a byte that is not UTF-8 is shown as one replacement character.
+std::size_t columnsOf(const Utf8Character &character) {
+  const int width = character.length == 0 ? 1 : ::wcwidth(static_cast<wchar_t>(character.code));
+  return width > 0 ? static_cast<std::size_t>(width) : 0;
+}
+
+// The bytes of what displayText has written for one character, at the beginning of the text.
+std::size_t writtenLength(std::string_view text) {
+  if (text.size() < 2 || text.front() != '\\')
+    return std::max<std::size_t>(firstUtf8Character(text).length, 1);
+  if (text[1] == 'u')
+    return std::min(text.find('}'), text.size() - 1) + 1;
+  return std::min<std::size_t>(text[1] == 'x' ? 4 : 2, text.size());
+}
+
+// What cannot be cut.
+struct Piece {
+  std::string_view text;
+  std::size_t columns;
+};
+
+std::vector<Piece> piecesToShow(std::string_view text) {
+  std::vector<Piece> pieces;
+  while (!text.empty()) {
+    const std::string_view piece = text.substr(0, writtenLength(text));
+    const std::size_t columns =
+        piece.front() == '\\' ? piece.size() : columnsOf(firstUtf8Character(piece));
+    if (columns == 0 && !pieces.empty())
+      pieces.back().text = {pieces.back().text.data(), pieces.back().text.size() + piece.size()};
+    else
+      pieces.push_back({piece, columns});
+    text.remove_prefix(piece.size());
+  }
+  return pieces;
+}
+
+// Behind the last piece that fits, from the first on; what they take is taken from the columns.
+template <class Iterator> Iterator fitting(Iterator piece, Iterator end, std::size_t &columns) {
+  while (piece != end && piece->columns <= columns)
+    columns -= piece++->columns;
+  return piece;
+}
+
+// As much of both ends as fits, the beginning getting at most `head` columns.
+std::string shortened(std::string_view text, std::size_t columns, std::size_t head) {
+  const Utf8Locale locale;
+  if (displayColumns(text) <= columns)
+    return std::string(text);
+  if (columns == 0)
+    return "";
+  const std::vector<Piece> pieces = piecesToShow(text);
+  std::size_t left = std::min(head, columns - 1);
+  std::size_t forTail = columns - 1 - left;
+  const auto headEnd = fitting(pieces.begin(), pieces.end(), left);
+  forTail += left;
+  const auto tail = fitting(pieces.rbegin(), std::make_reverse_iterator(headEnd), forTail).base();
+  std::string result;
+  for (auto piece = pieces.begin(); piece != headEnd; ++piece)
+    result += piece->text;
+  result += kCut;
+  for (auto piece = tail; piece != pieces.end(); ++piece)
+    result += piece->text;
+  return result;
+}
+
 } // namespace
 
 std::string displayText(std::string_view bytes) {
@@ -101,11 +172,32 @@ std::size_t displayColumns(std::string_view text) {
   std::size_t columns = 0;
   while (!text.empty()) {
     const Utf8Character character = firstUtf8Character(text);
-    const int width = character.length == 0 ? 1 : ::wcwidth(static_cast<wchar_t>(character.code));
-    columns += width > 0 ? static_cast<std::size_t>(width) : 0;
+    columns += columnsOf(character);
     text.remove_prefix(character.length == 0 ? 1 : character.length);
   }
   return columns;
+}
+
+std::string shortenedPath(std::string_view path, std::size_t columns) {
+  return shortened(path, columns, columns / 3);
+}
+
+std::vector<std::string> brokenText(std::string_view text, std::size_t columns) {
+  if (displayColumns(text) <= columns || columns < kNarrowestLine)
+    return {shortened(text, columns, columns)};
+  std::vector<std::string> lines;
+  std::size_t taken = 0; // of the last line
+  for (const std::string_view word : piecesOf(text, ' ')) {
+    const std::size_t wordColumns = displayColumns(word);
+    if (!lines.empty() && taken + 1 + wordColumns <= columns) {
+      lines.back().append(1, ' ').append(word);
+      taken += 1 + wordColumns;
+    } else if (!word.empty() || lines.empty()) {
+      lines.push_back(shortened(word, columns, columns));
+      taken = std::min(wordColumns, columns);
+    }
+  }
+  return lines;
 }
 
 } // namespace tesker

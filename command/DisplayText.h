@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tesker {
 
@@ -20,7 +21,20 @@ std::string displayText(std::string_view bytes);
 // where they are 0.
 std::string displayPlace(std::string_view file, std::size_t line, std::size_t column);
 
-// The columns that such a text takes in a terminal.
+// ---- such a text in a terminal ----
+//
+// Nothing is cut inside a character, between a character and the marks that combine with it, or
+// inside what stands for a character that was written out.
+
+// The columns that it takes.
 std::size_t displayColumns(std::string_view text);
+
+// The path, or what is left of it around "…" in its middle where it takes more than so many
+// columns: the end is the longer part. Empty for no columns.
+std::string shortenedPath(std::string_view path, std::size_t columns);
+
+// The text in lines of at most so many columns (at least 1), broken at blanks; of a word that is
+// longer, the beginning and "…". At least one line; only one where there is hardly any room.
+std::vector<std::string> brokenText(std::string_view text, std::size_t columns);
 
 } // namespace tesker

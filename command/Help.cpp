@@ -106,8 +106,8 @@ const char *helpFooter() {
 }
 
 const char *commandHelpFooter() {
-  return "The options -v and -q can stand here, too. Examples and exit statuses are in\n"
-         "tesker-apps --help.\n";
+  return "The options -v, -q and --color can stand here, too. Examples and exit statuses\n"
+         "are in tesker-apps --help.\n";
 }
 
 std::string unknownCommand(std::string_view word) {

@@ -13,7 +13,7 @@ std::string arrayOf(const std::vector<std::string> &values) {
   return "[" + array + "]";
 }
 
-void writeDocument(Output &output, const JSONItems &items) {
+void writeDocument(Output &output, const JSONItems &items, const Problems &problems) {
   output.write("{" + schemaMember() + ",\"results\":[\n{" +
                requestMembers(items.request, items.key));
   if (items.incomplete)
@@ -25,7 +25,8 @@ void writeDocument(Output &output, const JSONItems &items) {
     output.write(item);
     separator = ",\n";
   }
-  output.write(items.items.empty() ? "]}\n]}\n" : "\n]}\n]}\n");
+  output.write(std::string(items.items.empty() ? "" : "\n") + "]}\n]" + problemMembers(problems) +
+               "}\n");
 }
 
 void writeLines(Output &output, const JSONItems &items) {
@@ -34,6 +35,20 @@ void writeLines(Output &output, const JSONItems &items) {
     output.write(members + ",\"" + items.itemName + "\":" + item + "}\n");
   if (items.incomplete)
     output.write(members + ",\"incomplete\":true}\n");
+}
+
+std::string objectOf(const Problem &problem) {
+  JSONObject object;
+  if (problem.path)
+    object.addText("path", *problem.path);
+  return object.addText("text", problem.text).text();
+}
+
+std::string listMember(const char *name, const std::vector<Problem> &problems) {
+  std::string list;
+  for (const Problem &problem : problems)
+    list += (list.empty() ? "\n" : ",\n") + objectOf(problem);
+  return list.empty() ? "" : std::string(",\"") + name + "\":[" + list + "\n]";
 }
 
 } // namespace
@@ -92,11 +107,20 @@ JSONObject &JSONObject::addValues(const char *name, const std::vector<std::strin
   return addValue(name, arrayOf(list));
 }
 
-void writeItems(Output &output, Format format, const JSONItems &items) {
+void writeItems(Output &output, Format format, const JSONItems &items, const Problems &problems) {
   if (format == Format::jsonl)
     writeLines(output, items);
   else
-    writeDocument(output, items);
+    writeDocument(output, items, problems);
+}
+
+std::string problemMembers(const Problems &problems) {
+  return listMember("errors", problems.errors()) + listMember("log", problems.log());
+}
+
+void writeOtherProblems(Output &output, Format format, const Problems &problems) {
+  if (format == Format::json && output.isUntouched() && !problems.empty())
+    output.write("{" + schemaMember() + ",\"results\":[\n]" + problemMembers(problems) + "}\n");
 }
 
 } // namespace tesker

@@ -48,7 +48,17 @@ struct JSONItems {
   std::vector<std::string> items; // objects
 };
 
-// Writes one document with an item on a line, or a document for each. The format is one of the two.
-void writeItems(Output &output, Format format, const JSONItems &items);
+// Writes one document with an item on a line, or a document for each. The format is one of the two;
+// of what went wrong only the one document tells here.
+void writeItems(Output &output, Format format, const JSONItems &items,
+                const Problems &problems = {});
+
+// ---- what went wrong ----
+
+// `,"errors":[...],"log":[...]` behind the results of a document, or what of it there is.
+[[nodiscard]] std::string problemMembers(const Problems &problems);
+// To be called when all is written: where JSON is asked for and no document has told of them, one
+// without results does. The lines of the other form are what was asked for, and nothing else.
+void writeOtherProblems(Output &output, Format format, const Problems &problems);
 
 } // namespace tesker

@@ -43,6 +43,7 @@ private:
   void tell(const Launch &launch);
   std::string objectOf(const Launch &launch, const Started &started) const;
   void fail(ExitStatus status, const std::string &text);
+  void failAt(ExitStatus status, const std::string &file, const std::string &text);
 
   const Arguments &arguments_;
   Output &output_;
@@ -75,7 +76,8 @@ ExitStatus OpenRun::run() {
   }
   if (arguments_.format != Format::table)
     writeItems(output_, arguments_.format,
-               {"open", std::nullopt, question_.answer.incomplete, "launches", "launch", objects});
+               {"open", std::nullopt, question_.answer.incomplete, "launches", "launch", objects},
+               diagnostics_.problems());
   return status_;
 }
 
@@ -83,6 +85,11 @@ ExitStatus OpenRun::run() {
 void OpenRun::fail(ExitStatus status, const std::string &text) {
   status_ = std::max(status_, status);
   diagnostics_.error(text);
+}
+
+void OpenRun::failAt(ExitStatus status, const std::string &file, const std::string &text) {
+  status_ = std::max(status_, status);
+  diagnostics_.errorAt(file, text);
 }
 
 // Nil when there is none, which has been said.
@@ -95,24 +102,23 @@ const Program *OpenRun::programToOpenWith() {
 }
 
 void OpenRun::plan(const std::string &file) {
-  const std::string name = file.empty() ? "''" : displayText(file);
   struct stat status {};
   if (OperatingSystem::current().statAt(AT_FDCWD, file.c_str(), true, status) != 0)
-    return fail(ExitStatus::failed, name + ": " + std::strerror(errno));
+    return failAt(ExitStatus::failed, file, std::strerror(errno));
   if (with_ != nullptr)
     return add(*with_, with_->name, file);
   if (const std::optional<std::string> why = whyNotClaimed(file))
-    return fail(ExitStatus::no, name + ": " + *why);
+    return failAt(ExitStatus::no, file, *why);
   const std::vector<Handler> handlers = question_.types.handlersOf(extensionOf(file));
   if (handlers.empty())
-    return fail(ExitStatus::no, name + ": " + nothingOpens(extensionOf(file)));
+    return failAt(ExitStatus::no, file, nothingOpens(extensionOf(file)));
   add(*handlers.front().program, handlers.front().name, file);
 }
 
 void OpenRun::add(const Program &program, std::string_view name, const std::string &file) {
   if (!program.suitable)
-    return fail(ExitStatus::failed, displayText(file) + ": " + nameAndPath(name, program) +
-                                        " is not suitable for the processor");
+    return failAt(ExitStatus::failed, file,
+                  nameAndPath(name, program) + " is not suitable for the processor");
   auto launch = std::find_if(launches_.begin(), launches_.end(),
                              [&](const Launch &other) { return other.program == &program; });
   if (launch == launches_.end())

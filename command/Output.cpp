@@ -9,8 +9,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -75,12 +75,6 @@ Result<std::string> readToEnd(int descriptor, std::size_t longest,
   }
 }
 
-// 0 when it is not a terminal or does not say.
-std::size_t columnsOf(int descriptor) {
-  struct winsize size {};
-  return ::isatty(descriptor) == 1 && ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
-}
-
 // Whether something can be written without waiting: not while a person has stopped the terminal.
 bool hasRoom(int descriptor) {
   pollfd room{descriptor, POLLOUT, 0};
@@ -101,6 +95,7 @@ std::string reasonOf(int error) {
 } // namespace
 
 void Output::write(std::string_view bytes) {
+  untouched_ = untouched_ && bytes.empty();
   if (buffer_.size() + bytes.size() > kBufferSize)
     flush();
   if (error_ != 0)
@@ -129,8 +124,6 @@ void Output::endWithoutReader() const {
     throw ReaderGone();
 }
 
-std::size_t Output::terminalColumns() const { return columnsOf(descriptor_); }
-
 void Diagnostics::line(std::string_view who, std::string_view text) {
   std::string whole(std::exchange(hasStatus_, false) ? kEraseLine : "");
   whole += who;
@@ -141,7 +134,31 @@ void Diagnostics::line(std::string_view who, std::string_view text) {
   (void)writeWaiting(descriptor_, whole);
 }
 
-void Diagnostics::error(std::string_view text) { line("tesker-apps", text); }
+void Diagnostics::error(std::string_view text) {
+  line("tesker-apps", text);
+  keep(std::nullopt, text);
+}
+
+void Diagnostics::errorAt(const std::string &path, std::string_view text,
+                          const std::string &place) {
+  line("tesker-apps", (path.empty() ? "''" : displayText(path)) + place + ": " + std::string(text));
+  keep(path, text);
+}
+
+// An error that says that memory is lacking has been said all the same.
+void Diagnostics::keep(const std::optional<std::string> &path, std::string_view text) {
+  try {
+    problems_.addError({path, std::string(text)});
+  } catch (const std::bad_alloc &) {
+  }
+}
+
+void Diagnostics::fileError(const std::string &name, int error) {
+  if (name == "-")
+    this->error("standard input: " + reasonOf(error));
+  else
+    errorAt(name, reasonOf(error));
+}
 
 void Diagnostics::note(std::string_view text) {
   if (level_ != Level::quiet)
@@ -163,7 +180,7 @@ std::size_t Diagnostics::statusColumns() const {
   if (level_ == Level::quiet || !terminal || terminal == "dumb" ||
       (foreground >= 0 && foreground != ::getpgrp()))
     return 0;
-  const std::size_t columns = columnsOf(descriptor_);
+  const std::size_t columns = terminalAt(descriptor_, ColourChoice::never).columns;
   return columns == 0 ? 0 : columns - 1; // behind the last one some go to the next line
 }
 

@@ -5,6 +5,8 @@
 // end. Where nobody reads any longer, the command ends. Descriptors are borrowed.
 #pragma once
 
+#include "command/Problems.h"
+#include "command/Terminal.h"
 #include "platform/foundation/Deadline.h"
 #include "platform/foundation/Files.h"
 
@@ -30,18 +32,25 @@ public:
   void flush();
   // 0, or the errno of the first write that failed.
   int error() const { return error_; }
-  // Columns of the terminal that is written to; 0 when it is not a terminal or does not say.
-  std::size_t terminalColumns() const;
+  // Whether nothing has been written yet, not even to the buffer.
+  bool isUntouched() const { return untouched_; }
+
+  // What can be shown where it goes; nothing but plain lines until it is said.
+  const Terminal &terminal() const { return terminal_; }
+  void setTerminal(const Terminal &terminal) { terminal_ = terminal; }
 
 private:
   void writeOut();
   void endWithoutReader() const;
   int descriptor_;
   int error_ = 0;
+  bool untouched_ = true;
+  Terminal terminal_;
   std::string buffer_;
 };
 
 // What is said about the work, one line each. Names inside the texts have to be display texts.
+// Errors are kept as well, for the answer of a command that is asked for JSON.
 class Diagnostics {
 public:
   enum class Level { quiet, normal, verbose };
@@ -50,6 +59,11 @@ public:
   void setLevel(Level level) { level_ = level; }
   // "tesker-apps: TEXT", always.
   void error(std::string_view text);
+  // "tesker-apps: PATH: TEXT", always; the path is bytes, and what is said of its place, if
+  // anything, stands behind it.
+  void errorAt(const std::string &path, std::string_view text, const std::string &place = {});
+  // The same of a file named on the command line, for an errno of the functions below.
+  void fileError(const std::string &name, int error);
   // The same, unless quiet.
   void note(std::string_view text);
   // "ToolFinder: TEXT", one line (any bytes) of the tool's own log; only when verbose.
@@ -63,12 +77,20 @@ public:
   // How many columns such a text may have: 0 unless standard error is a terminal that says how wide
   // it is and moves its cursor, this process is not in its background, and the level is not quiet.
   std::size_t statusColumns() const;
+  // What has gone wrong so far.
+  const Problems &problems() const { return problems_; }
+  // Keeps a line of the tool's log, too; nothing is printed.
+  void keepLogLine(const std::optional<std::string> &path, const std::string &line) {
+    problems_.addLogLine({path, line});
+  }
 
 private:
   void line(std::string_view who, std::string_view text);
+  void keep(const std::optional<std::string> &path, std::string_view text);
   int descriptor_;
   Level level_;
   bool hasStatus_ = false;
+  Problems problems_;
 };
 
 // ---- files named on the command line, read and written whole ----

@@ -31,17 +31,17 @@ void write(const Arguments &arguments, Output &output, const PreferredApplicatio
     writeItems(output, arguments.format, items);
     return;
   }
-  if (preferred.empty()) {
+  if (preferred.empty() && arguments.table.header) {
     output.write(
         "no application is preferred" +
         (arguments.subject.empty() ? "" : " for " + displayText(arguments.subject) + " files") +
         "\n");
     return;
   }
-  std::vector<TextRow> rows{{{"EXTENSION"}, {"APPLICATION"}}};
+  TextTable table(kPreferenceColumns);
   for (const auto &[extension, application] : preferred)
-    rows.push_back({textCell(displayText(extension)), textCell(displayText(application))});
-  writeRows(output, rows);
+    table.add({{textCell(displayText(extension)), textCell(displayText(application))}});
+  table.write(output, arguments.table);
 }
 
 ExitStatus failure(Diagnostics &diagnostics, ExitStatus status, const std::string &text) {
@@ -105,7 +105,7 @@ std::string whyNotPreferred(const Arguments &arguments, const std::vector<Handle
   for (const Handler &handler : handlers)
     names.add(handler.name);
   return displayText(arguments.application) + " does not open " + displayText(arguments.subject) +
-         " files; what does: " + listLines(names.list()).front();
+         " files; what does: " + listCell(names.list()).front();
 }
 
 ExitStatus keep(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {

@@ -4,7 +4,7 @@
 #include "command/JSONItems.h"
 #include "command/Question.h"
 #include "command/RecordTable.h"
-#include "command/TextTable.h"
+#include "command/SameFiles.h"
 
 #include <algorithm>
 
@@ -40,7 +40,24 @@ std::vector<std::string> objectsOf(const std::vector<Handler> &handlers) {
   return objects;
 }
 
-TextRow rowOf(const Handler &handler) {
+// Rows with their paths, as they are written: a saved answer may be of another machine.
+std::vector<TextRow> rowsToWrite(std::vector<PathRow> rows, const Arguments &arguments,
+                                 const Output &output) {
+  return rowsWithPaths(std::move(rows),
+                       arguments.answerFile.empty() ? SamePaths::merge : SamePaths::keep,
+                       output.terminal().columns != 0);
+}
+
+void writeRows(Output &output, const Arguments &arguments, TextTable table,
+               std::vector<TextRow> rows, const std::string &headline) {
+  for (TextRow &row : rows)
+    table.add(std::move(row));
+  table.write(output, arguments.table, headline);
+}
+
+Style styleOf(const Program &program) { return program.suitable ? Style::plain : Style::dubious; }
+
+PathRow rowOf(const Handler &handler) {
   std::vector<std::string> notes;
   if (handler.preferred)
     notes.emplace_back("preferred");
@@ -48,23 +65,27 @@ TextRow rowOf(const Handler &handler) {
     notes.emplace_back("primary");
   if (!handler.program->suitable)
     notes.emplace_back(kNotSuitable);
-  return {textCell(displayText(handler.name)), listLines(notes),
-          textCell(displayText(handler.program->path))};
+  return {.row = {.cells = {textCell(displayText(handler.name)), listCell(notes)},
+                  .style = styleOf(*handler.program)},
+          .path = handler.program->path};
 }
 
-void writeHandlers(Output &output, std::string_view extension,
+std::string headlineOf(std::string_view extension, std::size_t count, bool isSorted) {
+  if (count == 0)
+    return nothingOpens(extension);
+  return counted(count, "application opens ", "applications open ") + displayText(extension) +
+         (count == 1 || isSorted ? " files" : " files, the best first");
+}
+
+void writeHandlers(Output &output, const Arguments &arguments, std::string_view extension,
                    const std::vector<Handler> &handlers) {
-  if (handlers.empty()) {
-    output.write(nothingOpens(extension) + "\n");
-    return;
-  }
-  output.write(counted(handlers.size(), "application opens ", "applications open ") +
-               displayText(extension) +
-               (handlers.size() == 1 ? " files\n\n" : " files, the best first\n\n"));
-  std::vector<TextRow> rows{{{"NAME"}, {"NOTE"}, {"PATH"}}};
+  std::vector<PathRow> rows;
   for (const Handler &handler : handlers)
     rows.push_back(rowOf(handler));
-  writeRows(output, rows);
+  std::vector<TextRow> merged = rowsToWrite(std::move(rows), arguments, output);
+  const std::string headline =
+      headlineOf(extension, merged.size(), !arguments.table.sortBy.empty());
+  writeRows(output, arguments, TextTable(kHandlerColumns), std::move(merged), headline);
 }
 
 // Whether the subject of handlers is a file; a word that has neither a slash nor a dot inside it is
@@ -77,21 +98,18 @@ std::string_view extensionIn(std::string_view subject) {
   return isFile(subject) ? extensionOf(subject) : subject.substr(subject.starts_with('.') ? 1 : 0);
 }
 
-void writeTypes(Output &output, const FileTypes &types) {
+void writeTypes(Output &output, const Arguments &arguments, const FileTypes &types) {
   const std::vector<std::string_view> extensions = types.extensions();
-  output.write(counted(extensions.size(), "type of files", "types of files") + " can be opened\n");
-  if (extensions.empty())
-    return;
-  std::vector<TextRow> rows{{{"EXTENSION"}, {"APPLICATIONS"}}};
+  TextTable table(kTypeColumns);
   for (const std::string_view extension : extensions) {
     DisplayTexts names;
     for (const Handler &handler : types.handlersOf(extension))
       names.add(std::string(handler.name) +
                 (handler.program->suitable ? "" : std::string(" (") + kNotSuitable + ")"));
-    rows.push_back({textCell(displayText(extension)), listLines(names.list())});
+    table.add({{textCell(displayText(extension)), listCell(names.list())}});
   }
-  output.write("\n");
-  writeRows(output, rows);
+  table.write(output, arguments.table,
+              counted(extensions.size(), "type of files", "types of files") + " can be opened");
 }
 
 std::vector<std::string> objectsOf(const FileTypes &types) {
@@ -104,18 +122,18 @@ std::vector<std::string> objectsOf(const FileTypes &types) {
   return objects;
 }
 
-void writeServices(Output &output, const std::vector<const Program *> &programs) {
-  output.write(counted(programs.size(), "program offers services", "programs offer services") +
-               "\n");
-  if (programs.empty())
-    return;
-  std::vector<TextRow> rows{{{"NAME"}, {"NOTE"}, {"PATH"}}};
+void writeServices(Output &output, const Arguments &arguments,
+                   const std::vector<const Program *> &programs) {
+  std::vector<PathRow> rows;
   for (const Program *program : programs)
-    rows.push_back({textCell(displayText(program->name)),
-                    textCell(program->suitable ? "" : kNotSuitable),
-                    textCell(displayText(program->path))});
-  output.write("\n");
-  writeRows(output, rows);
+    rows.push_back({.row = {.cells = {textCell(displayText(program->name)),
+                                      textCell(program->suitable ? "" : kNotSuitable)},
+                            .style = styleOf(*program)},
+                    .path = program->path});
+  std::vector<TextRow> merged = rowsToWrite(std::move(rows), arguments, output);
+  const std::string headline =
+      counted(merged.size(), "program offers services", "programs offer services");
+  writeRows(output, arguments, TextTable(kServiceColumns), std::move(merged), headline);
 }
 
 std::vector<std::string> objectsOf(const std::vector<const Program *> &programs) {
@@ -139,19 +157,19 @@ TextCell othersOf(const SearchRecord &record) {
   return lines.empty() ? textCell("") : lines;
 }
 
-void writeProgram(Output &output, const Program &program) {
-  output.write(nameAndPath(program.name, program) +
-               (program.suitable ? "" : ", not suitable for the processor") + "\n\n");
-  std::vector<TextRow> rows{{{"TYPE"}, {"NAME"}, {"OTHER"}}};
+void writeProgram(Output &output, const TableForm &form, const Program &program) {
+  TextTable table(kRecordColumns);
   for (const SearchRecord *record : program.records)
-    rows.push_back({textCell(displayText(valueOf(*record, "type"))),
-                    textCell(displayText(valueOf(*record, "name"))), othersOf(*record)});
-  writeRows(output, rows);
+    table.add({{textCell(displayText(valueOf(*record, "type"))),
+                textCell(displayText(valueOf(*record, "name"))), othersOf(*record)}});
+  table.write(output, form,
+              nameAndPath(program.name, program) +
+                  (program.suitable ? "" : ", not suitable for the processor"));
 }
 
 // In the form that list has, so that its readers can take them.
 void writeRecords(Output &output, const Arguments &arguments, bool incomplete,
-                  const std::vector<const Program *> &programs) {
+                  const std::vector<const Program *> &programs, const Problems &problems) {
   std::vector<SearchRecord> records;
   for (const Program *program : programs)
     for (const SearchRecord *record : program->records)
@@ -160,7 +178,7 @@ void writeRecords(Output &output, const Arguments &arguments, bool incomplete,
   const auto writer = makeResultWriter(arguments.format, output);
   writer->begin();
   writer->add({"show", arguments.subject, &text, incomplete, recordsIn(records)});
-  writer->end();
+  writer->end(problems);
 }
 
 } // namespace
@@ -179,14 +197,15 @@ ExitStatus handlersCommand(const Arguments &arguments, Output &output, Diagnosti
   // It may be meant as a file after all.
   if (handlers.empty() && OperatingSystem::current().access(arguments.subject.c_str(), F_OK) == 0)
     why = whyNotClaimed(arguments.subject);
+  if (why)
+    diagnostics.errorAt(arguments.subject, *why);
   if (arguments.format != Format::table)
     writeItems(output, arguments.format,
                {"handlers", why ? std::nullopt : std::optional<std::string>(extension),
-                question.answer.incomplete, "handlers", "handler", objectsOf(handlers)});
+                question.answer.incomplete, "handlers", "handler", objectsOf(handlers)},
+               diagnostics.problems());
   else if (!why)
-    writeHandlers(output, extension, handlers);
-  if (why)
-    diagnostics.error(displayText(arguments.subject) + ": " + *why);
+    writeHandlers(output, arguments, extension, handlers);
   return handlers.empty() ? std::max(question.answer.status, ExitStatus::no)
                           : question.answer.status;
 }
@@ -196,11 +215,12 @@ ExitStatus typesCommand(const Arguments &arguments, Output &output, Diagnostics 
   if (!question.answer.isThere)
     return question.answer.status;
   if (arguments.format == Format::table)
-    writeTypes(output, question.types);
+    writeTypes(output, arguments, question.types);
   else
     writeItems(output, arguments.format,
                {"types", std::nullopt, question.answer.incomplete, "types", "type",
-                objectsOf(question.types)});
+                objectsOf(question.types)},
+               diagnostics.problems());
   return question.answer.status;
 }
 
@@ -214,11 +234,12 @@ ExitStatus servicesCommand(const Arguments &arguments, Output &output, Diagnosti
     if (program.hasRecordOf("services"))
       offering.push_back(&program);
   if (arguments.format == Format::table)
-    writeServices(output, offering);
+    writeServices(output, arguments, offering);
   else
     writeItems(
         output, arguments.format,
-        {"services", std::nullopt, answer.incomplete, "services", "service", objectsOf(offering)});
+        {"services", std::nullopt, answer.incomplete, "services", "service", objectsOf(offering)},
+        diagnostics.problems());
   return answer.status;
 }
 
@@ -229,17 +250,16 @@ ExitStatus showCommand(const Arguments &arguments, Output &output, Diagnostics &
   const std::vector<Program> programs = programsIn(answer.records);
   const std::vector<const Program *> called =
       programsCalled(programs, nameOrAbsolutePath(arguments.subject));
+  if (called.empty())
+    diagnostics.error(nothingIsCalled(arguments.subject));
   if (arguments.format != Format::table)
-    writeRecords(output, arguments, answer.incomplete, called);
+    writeRecords(output, arguments, answer.incomplete, called, diagnostics.problems());
   else
     for (const Program *program : called) {
       output.write(program == called.front() ? "" : "\n");
-      writeProgram(output, *program);
+      writeProgram(output, arguments.table, *program);
     }
-  if (!called.empty())
-    return answer.status;
-  diagnostics.error(nothingIsCalled(arguments.subject));
-  return std::max(answer.status, ExitStatus::no);
+  return called.empty() ? std::max(answer.status, ExitStatus::no) : answer.status;
 }
 
 } // namespace tesker

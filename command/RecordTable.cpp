@@ -2,50 +2,24 @@
 
 #include "command/DisplayText.h"
 #include "command/Programs.h"
-#include "command/TextTable.h"
+#include "command/SameFiles.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <string_view>
+#include <tuple>
 
 namespace tesker {
 
 namespace {
 
-constexpr std::size_t kNarrowestList = 16;
-constexpr std::size_t kExtensionsColumn = 2;
-constexpr std::size_t kNoteColumn = 3;
-
-TextRow headerRow() { return {{"NAME"}, {"TYPE"}, {"EXTENSIONS"}, {"NOTE"}, {"PATH"}}; }
-
-TextRow rowOf(const FoundProgram &program, std::size_t extensionsWidth) {
-  return {listLines(program.names.list(), 0), listLines(program.types.list(), 0),
-          listLines(program.extensions.list(), extensionsWidth),
-          textCell(program.suitable ? "" : "not suitable"), textCell(program.path)};
-}
-
-ColumnWidths widthsOf(const std::vector<FoundProgram> &programs, std::size_t extensionsWidth) {
-  ColumnWidths widths;
-  widen(widths, headerRow());
-  for (const FoundProgram &program : programs)
-    widen(widths, rowOf(program, extensionsWidth));
-  if (std::all_of(programs.begin(), programs.end(),
-                  [](const FoundProgram &p) { return p.suitable; }))
-    widths[kNoteColumn] = 0;
-  return widths;
-}
-
-// The width to break lists of extensions at so that rows fit into the terminal; 0 when they fit as
-// they are.
-std::size_t extensionsWidthFor(const ColumnWidths &natural, std::size_t terminalColumns) {
-  std::size_t total = 0;
-  for (const std::size_t width : natural)
-    total += width == 0 ? 0 : width + kColumnGap;
-  total -= kColumnGap;
-  if (terminalColumns == 0 || total <= terminalColumns)
-    return 0;
-  const std::size_t others = total - natural[kExtensionsColumn];
-  return terminalColumns > others + kNarrowestList ? terminalColumns - others : kNarrowestList;
+PathRow rowOf(const FoundProgram &program) {
+  return {.row = {.cells = {listCell(program.names.list()), listCell(program.types.list()),
+                            listCell(program.extensions.list()),
+                            textCell(program.suitable ? "" : "not suitable")},
+                  .style = program.suitable ? Style::plain : Style::dubious},
+          .path = program.path};
 }
 
 // What was searched, as a person is told it.
@@ -55,15 +29,13 @@ std::string placeOf(const std::string &request, const std::string &key) {
   return key.empty() ? "''" : displayText(key);
 }
 
-std::string headline(const std::vector<FoundProgram> &programs, const SearchResult &result) {
-  const std::size_t count = programs.size();
+std::string headline(const std::vector<TextRow> &rows, const SearchResult &result) {
+  const std::size_t count = rows.size();
   std::string text = count == 0 ? "no" : std::to_string(count);
   text += count == 1 ? " application found" : " applications found";
   if (result.key)
     text += " in " + placeOf(result.request, *result.key);
-  const auto unsuitable =
-      std::count_if(programs.begin(), programs.end(),
-                    [](const FoundProgram &program) { return !program.suitable; });
+  const auto unsuitable = std::ranges::count(rows, Style::dubious, &TextRow::style);
   if (unsuitable != 0)
     text += ", " + std::to_string(unsuitable) + " not suitable for the processor";
   return text;
@@ -93,7 +65,7 @@ void addRecord(Draft &draft, const SearchRecord &record) {
 
 FoundProgram finished(Draft draft) {
   FoundProgram &program = draft.program;
-  program.path = displayText(draft.path);
+  program.path = draft.path;
   if (program.names.empty())
     program.names = std::move(draft.otherNames);
   if (program.names.empty())
@@ -106,21 +78,29 @@ FoundProgram finished(Draft draft) {
 
 } // namespace
 
-void writeTable(Output &output, const SearchResult &result, std::size_t terminalColumns) {
+void writeTable(Output &output, const SearchResult &result, const TableForm &form) {
   if (result.text == nullptr) {
     output.write(placeOf(result.request, result.key.value_or("")) +
                  ": unchanged since the previous answer\n");
     return;
   }
-  const std::vector<FoundProgram> programs = programsOf(result.records);
-  output.write(headline(programs, result) + "\n");
-  if (programs.empty())
-    return;
-  const std::size_t extensionsWidth = extensionsWidthFor(widthsOf(programs, 0), terminalColumns);
-  const ColumnWidths widths = widthsOf(programs, extensionsWidth);
-  output.write("\n" + rowText(headerRow(), widths));
-  for (const FoundProgram &program : programs)
-    output.write(rowText(rowOf(program, extensionsWidth), widths));
+  std::vector<FoundProgram> programs = programsOf(result.records);
+  if (form.sortBy.empty())
+    std::ranges::stable_sort(programs, {}, [](const FoundProgram &program) {
+      return std::tie(program.names.list(), program.path);
+    });
+  std::vector<PathRow> pathRows;
+  pathRows.reserve(programs.size());
+  std::ranges::transform(programs, std::back_inserter(pathRows), rowOf);
+  // What was decoded may be of another machine.
+  const SamePaths samePaths = result.request == "decode" ? SamePaths::keep : SamePaths::merge;
+  std::vector<TextRow> rows =
+      rowsWithPaths(std::move(pathRows), samePaths, output.terminal().columns != 0);
+  const std::string text = headline(rows, result);
+  TextTable table(kProgramColumns);
+  for (TextRow &row : rows)
+    table.add(std::move(row));
+  table.write(output, form, text);
 }
 
 void DisplayTexts::add(std::string_view bytes) {
@@ -149,12 +129,6 @@ std::vector<FoundProgram> programsOf(const RecordSource &records) {
   programs.reserve(drafts.size());
   for (Draft &draft : drafts)
     programs.push_back(finished(std::move(draft)));
-  std::stable_sort(programs.begin(), programs.end(),
-                   [](const FoundProgram &a, const FoundProgram &b) {
-                     if (a.names.list() != b.names.list())
-                       return a.names.list() < b.names.list();
-                     return a.path < b.path;
-                   });
   return programs;
 }
 

@@ -1,14 +1,14 @@
 // RecordTable.h - an answer as a person reads it.
 //
 // All records of one program become one row: its names, what it is, the file extensions that it
-// claims and where it lies. Rows are sorted by name. Everything is shown as display text.
+// claims and where it lies; rows that say the same of one file become one, too. Everything is shown
+// as display text.
 #pragma once
 
 #include "command/Output.h"
 #include "command/ResultWriter.h"
 #include "master/SearchOutcome.h"
 
-#include <cstddef>
 #include <set>
 #include <string>
 #include <string_view>
@@ -38,15 +38,14 @@ struct FoundProgram {
   DisplayTexts types; // "app" first
   DisplayTexts extensions;
   bool suitable = true;
-  std::string path; // a display text
+  std::string path; // bytes
 };
 
-// Sorted by names, then by path.
+// In the order in which the records first tell of them.
 [[nodiscard]] std::vector<FoundProgram> programsOf(const RecordSource &records);
 
-// Writes a line that says what was found and the table below it. With a terminal of terminalColumns
-// columns, long lists of extensions are broken into lines so that rows fit where they can; with 0
-// every row is one line.
-void writeTable(Output &output, const SearchResult &result, std::size_t terminalColumns);
+// Writes a line that says what was found and the table below it, sorted by names and then by path
+// where the form names no other column.
+void writeTable(Output &output, const SearchResult &result, const TableForm &form);
 
 } // namespace tesker

@@ -44,7 +44,9 @@ public:
     addRecords(result);
     output_.write("]}");
   }
-  void end() override { output_.write("\n]}\n"); }
+  void end(const Problems &problems) override {
+    output_.write("\n]" + problemMembers(problems) + "}\n");
+  }
 
 private:
   void addRecords(const SearchResult &result) {
@@ -84,18 +86,19 @@ private:
 
 class TableWriter final : public ResultWriter {
 public:
-  explicit TableWriter(Output &output) : output_(output) {}
+  TableWriter(Output &output, TableForm form) : output_(output), form_(std::move(form)) {}
   void add(const SearchResult &result) override {
-    if (!first_)
+    if (!first_ && form_.header)
       output_.write("\n");
     first_ = false;
-    writeTable(output_, result, output_.terminalColumns());
+    writeTable(output_, result, form_);
     // A person sees each answer when it is there.
     output_.flush();
   }
 
 private:
   Output &output_;
+  const TableForm form_;
   bool first_ = true;
 };
 
@@ -115,7 +118,7 @@ SearchResult resultOf(std::string request, std::optional<std::string> key,
           recordsIn(answer->records)};
 }
 
-std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output) {
+std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output, TableForm form) {
   switch (format) {
   case Format::raw:
     return std::make_unique<RawWriter>(output);
@@ -126,7 +129,7 @@ std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output) {
   case Format::table:
     break;
   }
-  return std::make_unique<TableWriter>(output);
+  return std::make_unique<TableWriter>(output, std::move(form));
 }
 
 } // namespace tesker

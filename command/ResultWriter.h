@@ -5,6 +5,7 @@
 #pragma once
 
 #include "command/Output.h"
+#include "command/TextTable.h"
 #include "master/SearchOutcome.h"
 
 #include <functional>
@@ -47,9 +48,11 @@ public:
   virtual ~ResultWriter() = default;
   virtual void begin() {}
   virtual void add(const SearchResult &result) = 0;
-  virtual void end() {}
+  // With all that went wrong; a document tells of it.
+  virtual void end(const Problems & /*problems*/) {}
 };
 
-std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output);
+// The form is that of tables.
+std::unique_ptr<ResultWriter> makeResultWriter(Format format, Output &output, TableForm form = {});
 
 } // namespace tesker

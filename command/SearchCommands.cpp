@@ -87,7 +87,8 @@ class SearchRun {
 public:
   SearchRun(const Arguments &arguments, Output &output, Diagnostics &diagnostics)
       : arguments_(arguments), diagnostics_(diagnostics),
-        writer_(makeResultWriter(arguments.format, output)), searches_(arguments, diagnostics) {}
+        writer_(makeResultWriter(arguments.format, output, arguments.table)),
+        searches_(arguments, diagnostics) {}
 
   ExitStatus list();
   ExitStatus dock();
@@ -130,7 +131,7 @@ ExitStatus SearchRun::search() {
   searches_.run(previous_, [&](const SearchRequest &request, const SearchOutcome &outcome) {
     take(request, outcome);
   });
-  writer_->end();
+  writer_->end(diagnostics_.problems());
   for (const std::string &lack : lacks_)
     diagnostics_.note(lack);
   return searches_.status();
@@ -171,7 +172,7 @@ std::optional<std::string> SearchRun::contentsOf(const std::string &file,
   Result<std::string> bytes = readInput(file, kLargestContents, deadline);
   if (bytes)
     return std::move(*bytes);
-  searches_.fail(ExitStatus::failed, fileError(file, bytes.error()));
+  searches_.failFile(file, bytes.error());
   return std::nullopt;
 }
 
@@ -192,7 +193,7 @@ void SearchRun::save(const std::string &text) {
   if (arguments_.saveFile.empty())
     return;
   if (const Result<> saved = saveFile(arguments_.saveFile, text); !saved)
-    searches_.fail(ExitStatus::failed, fileError(arguments_.saveFile, saved.error()));
+    searches_.failFile(arguments_.saveFile, saved.error());
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "command/SearchPath.h"
 #include "master/FinderMaster.h"
 #include "parsing/RecordEncoding.h"
+#include "protocol/FinderProtocol.h"
 
 #include <algorithm>
 #include <chrono>
@@ -91,12 +92,31 @@ void Searches::fail(ExitStatus status, const std::string &text) {
   diagnostics_.error(text);
 }
 
+void Searches::failAt(ExitStatus status, const std::string &path, const std::string &text,
+                      const std::string &place) {
+  status_ = std::max(status_, status);
+  diagnostics_.errorAt(path, text, place);
+}
+
+void Searches::failFile(const std::string &name, int error) {
+  status_ = std::max(status_, ExitStatus::failed);
+  diagnostics_.fileError(name, error);
+}
+
+void Searches::failSearch(ExitStatus status, const SearchRequest &request,
+                          const std::string &text) {
+  if (const std::optional<std::string> path = request.path())
+    failAt(status, *path, text);
+  else
+    fail(status, named(request) + ": " + text);
+}
+
 // The request is sent all the same: what can be searched of it will be.
 void Searches::nameUnsearchablePaths() {
   for (const SearchRequest &request : requests_)
     for (const std::string &path : request.paths)
       if (const std::optional<std::string> why = whyNotSearchable(path))
-        fail(ExitStatus::failed, named(path) + placeInList(request, path) + ": " + *why);
+        failAt(ExitStatus::failed, path, *why, placeInList(request, path));
 }
 
 void Searches::run(const std::optional<std::string> &previous, const Take &take) {
@@ -111,8 +131,8 @@ void Searches::run(const std::optional<std::string> &previous, const Take &take)
       take(request, outcome);
     incomplete_ = incomplete_ || outcome.incomplete || failure != nullptr;
     if (outcome.incomplete)
-      fail(ExitStatus::failed,
-           named(request) + ": the answer is incomplete" + whyIncomplete(outcome));
+      failSearch(ExitStatus::failed, request, "the answer is incomplete" + whyIncomplete(outcome));
+    keepLog(request, outcome);
     reportLog(request, outcome);
     // Without a tool the next request has no better chance.
     if (failure != nullptr && failure->kind == SearchFailure::Kind::toolMissing)
@@ -156,9 +176,16 @@ void Searches::say(const SearchRequest &request, const SearchFailure &failure,
                     failure.kind == SearchFailure::Kind::cancelled;
   const bool endedItsWalk =
       failure.kind == SearchFailure::Kind::timedOut && failure.stage == SearchStage::search;
-  fail(ours ? ExitStatus::failed : ExitStatus::toolFailed,
-       named(request) + ": " + displayText(failure.reason) +
-           (progress && endedItsWalk ? whereItWas(request, *progress) : ""));
+  failSearch(ours ? ExitStatus::failed : ExitStatus::toolFailed, request,
+             displayText(failure.reason) +
+                 (progress && endedItsWalk ? whereItWas(request, *progress) : ""));
+}
+
+// For the JSON, where the confinement has a member of its own.
+void Searches::keepLog(const SearchRequest &request, const SearchOutcome &outcome) {
+  for (const std::string &line : outcome.logLines)
+    if (!outcome.confinement || line != std::string(kConfinementLine) + *outcome.confinement)
+      diagnostics_.keepLogLine(request.path(), line);
 }
 
 // Without -v the tool's lines are only counted, unless they may explain a failure. The one about

@@ -20,6 +20,10 @@ struct SearchRequest {
   std::vector<std::string> paths; // in the argument
 
   const char *name() const { return isDock ? "dock" : "list"; }
+  // Nothing where it is about several.
+  std::optional<std::string> path() const {
+    return isDock ? std::nullopt : std::optional(argument);
+  }
   std::string key() const { return isDock ? "Dock" : argument; }
 };
 
@@ -49,17 +53,25 @@ public:
   void run(const std::optional<std::string> &previous, const Take &take);
 
   void fail(ExitStatus status, const std::string &text);
+  // For an errno of a file that was named on the command line.
+  void failFile(const std::string &name, int error);
   ExitStatus status() const { return status_; }
   // Whether a search failed, or its answer lacks something.
   bool incomplete() const { return incomplete_; }
 
 private:
+  // The place is where the path stands in a list, as it follows the path.
+  void failAt(ExitStatus status, const std::string &path, const std::string &text,
+              const std::string &place = {});
+  // Of the search for the request.
+  void failSearch(ExitStatus status, const SearchRequest &request, const std::string &text);
   void nameUnsearchablePaths();
   SearchOutcome ask(const SearchRequest &request, const std::optional<std::string> &previous,
                     Deadline progressShown);
   void say(const SearchRequest &request, const SearchFailure &failure,
            const std::optional<SearchProgress> &progress);
   std::string whereItWas(const SearchRequest &request, const SearchProgress &progress) const;
+  void keepLog(const SearchRequest &request, const SearchOutcome &outcome);
   void reportLog(const SearchRequest &request, const SearchOutcome &outcome);
 
   const Arguments &arguments_;

@@ -79,7 +79,7 @@ private:
                                preferred_};
     const WhyAnswer answer = searchForReasons(question);
     if (answer.failure) {
-      diagnostics_.error(displayText(question.searchPath) + ": " + *answer.failure);
+      diagnostics_.errorAt(question.searchPath, *answer.failure);
       raise(ExitStatus::failed);
     }
     const Judgement *itself = answer.itself(path);
@@ -197,11 +197,11 @@ private:
       return;
     }
     output_.write(displayText(path) + ":\n");
-    std::vector<TextRow> rows{{{"COUNT"}, {"CODE"}, {"MEANING"}}};
+    TextTable table(kCountColumns);
     for (const auto &[code, count] : counts)
-      rows.push_back({textCell(std::to_string(count)), textCell(std::string(wordOf(code))),
-                      textCell(sentenceOf({.code = code}))});
-    writeRows(output_, rows);
+      table.add({{textCell(std::to_string(count)), textCell(std::string(wordOf(code))),
+                  textCell(sentenceOf({.code = code}))}});
+    table.write(output_, {});
     output_.write("\n");
     writeWhatToLookAt(below, counts.contains(JudgementCode::found));
   }
@@ -303,9 +303,9 @@ private:
 
   void writeDocument() {
     if (arguments_.format == Format::json)
-      writeItems(
-          output_, Format::json,
-          {"why", std::nullopt, status_ == ExitStatus::failed, "entries", "entry", objects_});
+      writeItems(output_, Format::json,
+                 {"why", std::nullopt, status_ == ExitStatus::failed, "entries", "entry", objects_},
+                 diagnostics_.problems());
   }
 
   // ---- what it was judged by ----

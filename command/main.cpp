@@ -1,6 +1,7 @@
 // main.cpp - tesker-apps.
 #include "command/Commands.h"
 #include "command/Help.h"
+#include "command/JSONItems.h"
 #include "platform/foundation/Files.h"
 
 #include <algorithm>
@@ -16,7 +17,11 @@ namespace {
 
 ExitStatus runCommand(const Arguments &arguments, Output &output, Diagnostics &diagnostics) {
   try {
-    return arguments.command->run(arguments, output, diagnostics);
+    const ExitStatus status = arguments.command->run(arguments, output, diagnostics);
+    // Of a wrong command line there is no answer to tell what went wrong with.
+    if (status != ExitStatus::usage)
+      writeOtherProblems(output, arguments.format, diagnostics.problems());
+    return status;
   } catch (const std::bad_alloc &) {
     diagnostics.error("there is not enough memory");
     return ExitStatus::failed;
@@ -38,6 +43,7 @@ ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostic
     return print(*notice, output);
   const auto &arguments = std::get<Arguments>(parsed);
   diagnostics.setLevel(arguments.level);
+  output.setTerminal(terminalAt(STDOUT_FILENO, arguments.colours));
   const ExitStatus status = runCommand(arguments, output, diagnostics);
   if (status == ExitStatus::usage)
     Output(STDERR_FILENO).write(helpHint(arguments.command));

@@ -16,11 +16,13 @@ _tesker_apps() {
   elif [[ $prev == = ]]; then
     prev=${COMP_WORDS[COMP_CWORD - 2]}
   fi
+  local before=''
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    if [[ $word != -* ]]; then
+    if [[ $word != -* && $word != = && $before != --color ]]; then
       command=$word
       break
     fi
+    [[ $word == = ]] || before=$word
   done
 
   local codes='found searched wrapper-part not-there dangling-link link-cycle skipped-link path-too-long vanished
@@ -30,10 +32,18 @@ _tesker_apps() {
     no-self-description malformed-header-line damaged-image other-processor near-suffix
     limits-reached failed'
   local commands='list dock handlers types services show open prefer why check diff decode encode help'
-  local always='-h --help -v --verbose -q --quiet'
+  local always='-h --help -v --verbose -q --quiet --color'
+  local tabular='--no-header --sort'
   local searching='-f --format --previous --save --cpu --timeout --link-cycles --tool'
   local asking='-f --format --in --from --cpu --timeout --link-cycles --tool'
   case $prev:$command:$cur in
+    --color:*) words='auto always never' ;;
+    --sort:handlers:* | --sort:services:*) words='name note path' ;;
+    --sort:types:*) words='extension applications' ;;
+    --sort:show:*) words='type name other' ;;
+    --sort:prefer:*) words='extension application' ;;
+    --sort:diff:*) words='change type name details path' ;;
+    --sort:*) words='name type extensions note path' ;;
     --format:list:* | --format:dock:* | -f:list:* | -f:dock:*) words='table json jsonl raw' ;;
     --format:* | -f:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
@@ -44,15 +54,15 @@ _tesker_apps() {
     *::*)
       words="$always --version $commands"
       ;;
-    *:list:-*) words="$always $searching" ;;
-    *:dock:-*) words="$always --paths0-from $searching" ;;
-    *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $asking" ;;
+    *:list:-*) words="$always $tabular $searching" ;;
+    *:dock:-*) words="$always --paths0-from $tabular $searching" ;;
+    *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $tabular $asking" ;;
     *:open:-*) words="$always --with --print $asking" ;;
-    *:prefer:-*) words="$always --forget $asking" ;;
+    *:prefer:-*) words="$always --forget $tabular $asking" ;;
     *:why:-*) words="$always --all --code --explain -f --format --in --cpu --timeout --link-cycles" ;;
     *:check:-*) words="$always --kind --strict -f --format --timeout" ;;
-    *:diff:-*) words="$always --exit-code ${asking/--from /}" ;;
-    *:decode:-*) words="$always -f --format" ;;
+    *:diff:-*) words="$always --exit-code $tabular ${asking/--from /}" ;;
+    *:decode:-*) words="$always $tabular -f --format" ;;
     *:encode:-* | *:help:-*) words=$always ;;
     *:help:*) words=$commands ;;
   esac

@@ -5,6 +5,7 @@ set -l before "not __fish_seen_subcommand_from $commands"
 set -l searching '__fish_seen_subcommand_from list dock'
 set -l asking '__fish_seen_subcommand_from handlers types services show open prefer'
 set -l comparing '__fish_seen_subcommand_from handlers types services show open prefer diff'
+set -l tabular '__fish_seen_subcommand_from list dock handlers types services show prefer diff decode'
 set -l judging '__fish_seen_subcommand_from why'
 set -l processors \
     vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800 \
@@ -25,6 +26,7 @@ set -l codes \
 complete -c tesker-apps -s h -l help -d 'Print a help message'
 complete -c tesker-apps -s v -l verbose -d "Print the tool's log lines"
 complete -c tesker-apps -s q -l quiet -d 'Print no diagnostics but errors'
+complete -c tesker-apps -x -l color -a 'auto always never' -d 'When the output is coloured'
 
 complete -c tesker-apps -n $before -f -l version -d 'Print the version'
 complete -c tesker-apps -n $before -f -a list -d 'List the applications in directories'
@@ -43,6 +45,19 @@ complete -c tesker-apps -n $before -f -a encode -d 'Encode records printed as JS
 complete -c tesker-apps -n $before -f -a help -d 'Print what a command takes'
 complete -c tesker-apps -n '__fish_seen_subcommand_from help' -f -a "$commands"
 
+complete -c tesker-apps -n $tabular -l no-header -d 'Write the rows of the table alone'
+complete -c tesker-apps -n '__fish_seen_subcommand_from list dock decode' -x -l sort \
+    -a 'name type extensions note path' -d 'Sort the rows by a column'
+complete -c tesker-apps -n '__fish_seen_subcommand_from handlers services' -x -l sort \
+    -a 'name note path' -d 'Sort the rows by a column'
+complete -c tesker-apps -n '__fish_seen_subcommand_from types' -x -l sort \
+    -a 'extension applications' -d 'Sort the rows by a column'
+complete -c tesker-apps -n '__fish_seen_subcommand_from show' -x -l sort \
+    -a 'type name other' -d 'Sort the rows by a column'
+complete -c tesker-apps -n '__fish_seen_subcommand_from prefer' -x -l sort \
+    -a 'extension application' -d 'Sort the rows by a column'
+complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -x -l sort \
+    -a 'change type name details path' -d 'Sort the rows by a column'
 complete -c tesker-apps -n $searching -x -s f -l format -a 'table json jsonl raw' -d 'Form of the answer'
 complete -c tesker-apps -n $searching -r -l previous -d 'The last answer'
 complete -c tesker-apps -n $searching -r -l save -d "Write the answer's encoded text to a file"

@@ -4,7 +4,7 @@
 _tesker-apps() {
   local curcontext=$curcontext state line
   typeset -A opt_args
-  local -a processors codes always searching judging comparing asking commands
+  local -a processors codes always searching judging comparing asking commands keys tabular
   processors=(
     vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800
     uvaxIII m68k m68040 m68030 i386 i486 i486SX i586 i586SX pentpro pentIIm3 pentIIm5
@@ -25,6 +25,7 @@ _tesker-apps() {
     '(- *)'{-h,--help}'[print a help message]'
     '(-v --verbose -q --quiet)'{-v,--verbose}"[print the tool's log lines]"
     '(-v --verbose -q --quiet)'{-q,--quiet}'[print no diagnostics but errors]'
+    '--color=[when the output is coloured]:when:(auto always never)'
   )
   searching=(
     '(--format)-f[form of the answer]:form:(table json jsonl raw)'
@@ -75,21 +76,33 @@ _tesker-apps() {
     argument)
       curcontext="${curcontext%:*:*}:tesker-apps-$words[1]:"
       case $words[1] in
-        list) _arguments $always $searching '*:application or directory:_files' ;;
+        list | dock | decode) keys=(name type extensions note path) ;;
+        handlers | services) keys=(name note path) ;;
+        types) keys=(extension applications) ;;
+        show) keys=(type name other) ;;
+        prefer) keys=(extension application) ;;
+        diff) keys=(change type name details path) ;;
+      esac
+      tabular=(
+        '--no-header[write the rows of the table alone]'
+        "--sort=[sort the rows by a column]:column:($keys)"
+      )
+      case $words[1] in
+        list) _arguments $always $tabular $searching '*:application or directory:_files' ;;
         dock)
-          _arguments $always $searching '*:application or directory:_files' \
+          _arguments $always $tabular $searching '*:application or directory:_files' \
             '--paths0-from=[read the paths from a file]:list of paths:_files'
           ;;
-        handlers) _arguments $always $asking '1:extension or file:_files' ;;
-        types | services) _arguments $always $asking ;;
-        show) _arguments $always $asking '1:application:_files' ;;
+        handlers) _arguments $always $tabular $asking '1:extension or file:_files' ;;
+        types | services) _arguments $always $tabular $asking ;;
+        show) _arguments $always $tabular $asking '1:application:_files' ;;
         open)
           _arguments $always $asking '*:file:_files' \
             '--with=[open them with this application]:application:_files' \
             '--print[print what would be started]'
           ;;
         prefer)
-          _arguments $always $asking '1:extension:' '2:application:_files' \
+          _arguments $always $tabular $asking '1:extension:' '2:application:_files' \
             '--forget[prefer none any more]'
           ;;
         why)
@@ -107,11 +120,11 @@ _tesker-apps() {
             '(-f)--format=[form of the findings]:form:(table json jsonl)'
           ;;
         diff)
-          _arguments $always $comparing '1:old answer:_files' '2:new answer:_files' \
+          _arguments $always $tabular $comparing '1:old answer:_files' '2:new answer:_files' \
             '--exit-code[exit with 1 when something has changed]'
           ;;
         decode)
-          _arguments $always '(--format)-f[form of the records]:form:(table json jsonl)' \
+          _arguments $always $tabular '(--format)-f[form of the records]:form:(table json jsonl)' \
             '(-f)--format=[form of the records]:form:(table json jsonl)' \
             '1:encoded text:_files'
           ;;

@@ -62,5 +62,61 @@ TEST(DisplayText, CountsColumnsAsATerminalDoes) {
   EXPECT_EQ(displayColumns("\xFF"), 1u);      // shown as one replacement character
 }
 
+TEST(ShortenedPath, IsWholeWhereItFits) {
+  EXPECT_EQ(shortenedPath("/Apps/Edit", 10), "/Apps/Edit");
+  EXPECT_EQ(shortenedPath("", 0), "");
+}
+
+TEST(ShortenedPath, LosesItsMiddleAndMoreOfItsBeginning) {
+  EXPECT_EQ(shortenedPath("/Applications/Edit.app/Edit", 15), "/Appl\u2026.app/Edit");
+  EXPECT_EQ(shortenedPath("/Applications/Edit.app/Edit", 2), "\u2026t");
+  EXPECT_EQ(shortenedPath("/Applications/Edit.app/Edit", 1), "\u2026");
+  EXPECT_EQ(shortenedPath("/Applications/Edit.app/Edit", 0), "");
+}
+
+TEST(ShortenedPath, TakesWideCharactersForWhatTheyAre) {
+  const std::string wide = "/\u65e5\u672c\u8a9e/\u65e5\u672c\u8a9e"; // 14 columns
+  EXPECT_EQ(shortenedPath(wide, 14), wide);
+  EXPECT_EQ(shortenedPath(wide, 10), "/\u65e5\u2026\u65e5\u672c\u8a9e");
+  EXPECT_EQ(shortenedPath(wide, 9), "/\u65e5\u2026\u672c\u8a9e");
+  EXPECT_EQ(shortenedPath(wide, 2), "\u2026"); // half a character is none
+}
+
+TEST(ShortenedPath, LeavesMarksWithTheirCharacters) {
+  const std::string marked = "e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301"; // 6 columns
+  EXPECT_EQ(shortenedPath(marked, 6), marked);
+  EXPECT_EQ(shortenedPath(marked, 4), "e\u0301\u2026e\u0301e\u0301");
+}
+
+TEST(ShortenedPath, IsNotCutInsideACharacterThatIsWrittenOut) {
+  EXPECT_EQ(shortenedPath("/\\x1b\\x1b\\x1b\\x1b", 10), "/\u2026\\x1b\\x1b");
+  EXPECT_EQ(shortenedPath("/a/b/c/\\u{202e}", 10), "/a/\u2026");
+  EXPECT_EQ(shortenedPath("\\\\\\\\\\\\", 4), "\u2026\\\\");
+}
+
+TEST(ShortenedPath, IsOfNoMoreColumnsThanItMayBeWhateverItIs) {
+  for (const std::string_view text :
+       {"\\", "\\x", "\\u", "\\u{", "\\u{1", "abc\\", "\xFF\xFE\xFD\xFC", "\u0301\u0301\u0301abcd"})
+    for (std::size_t columns = 0; columns < 8; ++columns)
+      EXPECT_LE(displayColumns(shortenedPath(text, columns)), columns) << text;
+}
+
+TEST(BrokenText, IsBrokenAtBlanks) {
+  using Lines = std::vector<std::string>;
+  EXPECT_EQ(brokenText("", 1), Lines{""});
+  EXPECT_EQ(brokenText("app, services", 13), Lines{"app, services"});
+  EXPECT_EQ(brokenText("app, services", 12), (Lines{"app,", "services"}));
+  EXPECT_EQ(brokenText("aa b c d ee", 4), (Lines{"aa b", "c d", "ee"}));
+  EXPECT_EQ(brokenText("\u65e5\u672c \u8a9e", 6), (Lines{"\u65e5\u672c", "\u8a9e"}));
+}
+
+TEST(BrokenText, CutsAWordThatIsTooLong) {
+  using Lines = std::vector<std::string>;
+  EXPECT_EQ(brokenText("of abcdefgh it", 5), (Lines{"of", "abcd\u2026", "it"}));
+  EXPECT_EQ(brokenText("\u65e5\u672c", 1), Lines{"\u2026"});
+  EXPECT_EQ(brokenText("a b c d", 3), Lines{"a \u2026"}); // too narrow for more
+  EXPECT_EQ(brokenText("       ", 4), (Lines{"    "}));
+}
+
 } // namespace
 } // namespace tesker::test

@@ -53,14 +53,14 @@ TEST(FoundPrograms, AreApplicationsFirst) {
   EXPECT_THAT(programs.at(0).types.list(), ElementsAre("app", "services", "bundle"));
 }
 
-TEST(FoundPrograms, OfOneNameAreSortedByPath) {
+TEST(FoundPrograms, AreInTheOrderOfTheAnswer) {
   const auto programs =
       programsOf(recordsIn({recordOf("/b", "app", "Edit"), recordOf("/c", "app", "Draw"),
                             recordOf("/a", "app", "Edit")}));
   ASSERT_THAT(programs, SizeIs(3));
-  EXPECT_EQ(programs[0].path, "/c");
-  EXPECT_EQ(programs[1].path, "/a");
-  EXPECT_EQ(programs[2].path, "/b");
+  EXPECT_EQ(programs[0].path, "/b");
+  EXPECT_EQ(programs[1].path, "/c");
+  EXPECT_EQ(programs[2].path, "/a");
 }
 
 TEST(FoundPrograms, AreNotSuitableWhenOneRecordSaysSo) {

@@ -44,6 +44,56 @@ TEST(JSONItems, SayThatThereMayBeMore) {
             "{\"schema\":1,\"request\":\"types\",\"key\":null,\"incomplete\":true}\n");
 }
 
+Problems twoErrorsAndALogLine() {
+  Problems problems;
+  problems.addError({"/missing", "No such file or directory"});
+  problems.addError({std::nullopt, "bad"});
+  problems.addLogLine({"/\xFF", "line \xFF"});
+  return problems;
+}
+
+constexpr const char *kProblemMembers =
+    R"(,"errors":[
+{"path":"/missing","text":"No such file or directory"},
+{"text":"bad"}
+],"log":[
+{"path":{"hex":"2fff"},"text":{"hex":"6c696e6520ff"}}
+])";
+
+TEST(JSONItems, HaveWhatWentWrongBehindThemInTheDocument) {
+  EXPECT_EQ(captured([](Output &output) {
+              writeItems(output, Format::json, items({"{}"}), twoErrorsAndALogLine());
+            }),
+            R"({"schema":1,"results":[
+{"request":"types","key":null,"types":[
+{}
+]}
+])" + std::string(kProblemMembers) +
+                "}\n");
+}
+
+TEST(OtherProblems, AreADocumentWhereThereIsNone) {
+  const auto written = [](bool touched) {
+    return captured([&](Output &output) {
+      output.write(touched ? "document\n" : "");
+      writeOtherProblems(output, Format::json, twoErrorsAndALogLine());
+    });
+  };
+  EXPECT_EQ(written(false),
+            "{\"schema\":1,\"results\":[\n]" + std::string(kProblemMembers) + "}\n");
+  EXPECT_EQ(written(true), "document\n");
+}
+
+TEST(OtherProblems, AreNothingForPeopleAmongLinesAndWhereThereAreNone) {
+  EXPECT_EQ(captured([](Output &output) {
+              writeOtherProblems(output, Format::table, twoErrorsAndALogLine());
+              writeOtherProblems(output, Format::raw, twoErrorsAndALogLine());
+              writeOtherProblems(output, Format::jsonl, twoErrorsAndALogLine());
+              writeOtherProblems(output, Format::json, {});
+            }),
+            "");
+}
+
 TEST(JSONItems, AreObjectsOfEveryKindOfMember) {
   EXPECT_EQ(JSONObject().text(), "{}");
   EXPECT_EQ(JSONObject()

@@ -74,9 +74,38 @@ TEST(Output, WaitsForTheReaderOfAPipeThatDoesNotBlock) {
   reader.join();
 }
 
-TEST(Output, HasNoColumnsWhereThereIsNoTerminal) {
+TEST(Output, IsUntouchedUntilSomethingIsWritten) {
   const FileDescriptor file(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-  EXPECT_EQ(Output(file.number()).terminalColumns(), 0u);
+  Output output(file.number());
+  output.write("");
+  EXPECT_TRUE(output.isUntouched());
+  output.write("x");
+  EXPECT_FALSE(output.isUntouched());
+}
+
+TEST(Diagnostics, KeepErrorsWithTheirPaths) {
+  const FileDescriptor file(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  Diagnostics diagnostics(file.number(), Diagnostics::Level::quiet);
+  diagnostics.note("nothing to keep");
+  diagnostics.errorAt("/\xFF", "bad");
+  diagnostics.fileError("-", ENOENT);
+  diagnostics.fileError("file", EINVAL);
+  const std::vector<Problem> &errors = diagnostics.problems().errors();
+  ASSERT_EQ(errors.size(), 3u);
+  EXPECT_EQ(errors[0].path, "/\xFF");
+  EXPECT_EQ(errors[0].text, "bad");
+  EXPECT_EQ(errors[1].path, std::nullopt);
+  EXPECT_EQ(errors[1].text, "standard input: No such file or directory");
+  EXPECT_EQ(errors[2].path, "file");
+  EXPECT_EQ(errors[2].text, "not a regular file");
+}
+
+TEST(Diagnostics, KeepOnlySoManyErrors) {
+  const FileDescriptor file(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  Diagnostics diagnostics(file.number(), Diagnostics::Level::quiet);
+  for (std::size_t i = 0; i < Problems::kMost + 2; ++i)
+    diagnostics.error("bad");
+  EXPECT_EQ(diagnostics.problems().errors().size(), Problems::kMost);
 }
 
 } // namespace

@@ -55,7 +55,7 @@ void expectRoundTrip(const Records &records) {
     const std::unique_ptr<ResultWriter> writer = makeResultWriter(Format::json, output);
     writer->begin();
     writer->add(resultOf("decode", std::nullopt, &answer));
-    writer->end();
+    writer->end({});
   });
   EXPECT_EQ(encodeRecords(recordsFromJSON(document)), text);
 }

@@ -14,9 +14,12 @@ protected:
   void add(SearchRecord record) { answer.records.push_back(std::move(record)); }
   std::string table(std::size_t columns = 0, bool unchanged = false) {
     return captured([&](Output &output) {
-      writeTable(output, resultOf("list", "/Apps", unchanged ? nullptr : &answer), columns);
+      output.setTerminal({.columns = columns, .colours = colours});
+      writeTable(output, resultOf("list", "/Apps", unchanged ? nullptr : &answer), form);
     });
   }
+  TableForm form;
+  bool colours = false;
   SearchAnswer answer;
 };
 
@@ -107,16 +110,43 @@ TEST_F(RecordTable, FillsTheLinesOfAListToTheLastColumn) {
   EXPECT_THAT(table(62), HasSubstr("ext10, ext11, ext12, ext13,  /Apps/Edit\n"));
 }
 
-TEST_F(RecordTable, LeavesAListSixteenColumnsEvenWhereTheTerminalIsTooNarrow) {
-  add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "1234567"}}});
-  add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "7654321"}}});
-  EXPECT_THAT(table(34), HasSubstr("1234567, 7654321  /Apps/Edit\n"));
+TEST_F(RecordTable, ShortensAPathWhereAListHasBecomeNarrow) {
+  add({{{"path", "/Apps/Edit/Edit"}, {"type", "extension"}, {"name", "1234567"}}});
+  add({{{"path", "/Apps/Edit/Edit"}, {"type", "extension"}, {"name", "7654321"}}});
+  EXPECT_THAT(table(49), HasSubstr("1234567, 7654321  /App\u2026Edit/Edit\n"));
 }
 
-TEST_F(RecordTable, StaysReadableInATerminalThatIsTooNarrow) {
+TEST_F(RecordTable, FitsATerminalThatIsMuchTooNarrow) {
   add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "a-long-extension-name"}}});
   add({{{"path", "/Apps/Edit"}, {"type", "extension"}, {"name", "b"}}});
-  EXPECT_THAT(table(1), HasSubstr("a-long-extension-name,  /Apps/Edit\n"));
+  EXPECT_EQ(table(20), "1 application found in /Apps\n"
+                       "\n"
+                       "NA\u2026  TY\u2026  EXT\u2026  PATH\n"
+                       "Ed\u2026  ex\u2026  a-l\u2026  /\u2026it\n"
+                       "          b\n");
+  EXPECT_THAT(table(10), HasSubstr("\n\u2026  \u2026  \u2026  \u2026\n"));
+  EXPECT_EQ(table(1), table(10));
+}
+
+TEST_F(RecordTable, IsSortedByAnotherColumnAndOtherwiseAsTheAnswer) {
+  add({{{"path", "/b"}, {"type", "bundle"}, {"name", "Z"}}});
+  add({{{"path", "/c"}, {"type", "app"}, {"name", "Y"}}});
+  add({{{"path", "/a"}, {"type", "bundle"}, {"name", "X"}}});
+  form.header = false;
+  EXPECT_EQ(table(), "X  bundle  -  /a\nY  app     -  /c\nZ  bundle  -  /b\n");
+  form.sortBy = "type";
+  EXPECT_EQ(table(), "Y  app     -  /c\nZ  bundle  -  /b\nX  bundle  -  /a\n");
+  form.sortBy = "path";
+  EXPECT_EQ(table(), "X  bundle  -  /a\nZ  bundle  -  /b\nY  app     -  /c\n");
+}
+
+TEST_F(RecordTable, ColoursTheHeaderAndWhatIsNotSuitable) {
+  add({{{"path", "/b\x1b"}, {"type", "app"}, {"name", "B"}, {"suitable", "no"}}});
+  colours = true;
+  EXPECT_EQ(table(), "1 application found in /Apps, 1 not suitable for the processor\n"
+                     "\n"
+                     "\x1b[1mNAME  TYPE  EXTENSIONS  NOTE          PATH\x1b[0m\n"
+                     "\x1b[33mB     app   -           not suitable  /b\\x1b\x1b[0m\n");
 }
 
 TEST_F(RecordTable, LetsNoLongNamePushTheOthersAway) {

@@ -22,14 +22,15 @@ Answer answerTo(const char *request, const char *key, Records records) {
 Answer unchanged(const char *request, const char *key) { return {request, key, std::nullopt}; }
 
 // What a writer prints for the answers.
-std::string printed(Format format, const std::vector<Answer> &answers) {
+std::string printed(Format format, const std::vector<Answer> &answers,
+                    const Problems &problems = {}) {
   return captured([&](Output &output) {
     const std::unique_ptr<ResultWriter> writer = makeResultWriter(format, output);
     writer->begin();
     for (const auto &[request, key, answer] : answers)
       writer->add(resultOf(request, key != nullptr ? std::optional<std::string>(key) : std::nullopt,
                            answer ? &*answer : nullptr));
-    writer->end();
+    writer->end(problems);
   });
 }
 
@@ -67,6 +68,20 @@ TEST(ResultWriter, PrintsADocumentWithoutResultsWhenThereIsNone) {
   EXPECT_EQ(recordsFromJSON(printed(Format::json, {answerTo("decode", nullptr, Records{})})),
             Records{});
   EXPECT_EQ(printed(Format::json, {}), "{\"schema\":1,\"results\":[\n]}\n");
+}
+
+TEST(ResultWriter, PrintsBehindTheResultsWhatWentWrong) {
+  Problems problems;
+  problems.addError({"/None", "No such file or directory"});
+  const std::string document =
+      printed(Format::json, {answerTo("list", "/None", Records{{{{"a", "1"}}}})}, problems);
+  EXPECT_THAT(document, testing::EndsWith(R"(
+]}
+],"errors":[
+{"path":"/None","text":"No such file or directory"}
+]}
+)"));
+  EXPECT_EQ(recordsFromJSON(document), (Records{{{{"a", "1"}}}})); // encode passes over it
 }
 
 TEST(ResultWriter, PrintsOneRecordALineWithItsKey) {

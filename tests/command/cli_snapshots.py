@@ -145,14 +145,15 @@ class Session:
         self.record("stderr", self.shown(done.stderr))
         self.end(done.returncode)
 
-    def run_in_terminal(self, columns, *arguments):
+    def run_in_terminal(self, columns, *arguments, **settings):
+        """In a terminal with so many columns; with 0 it does not say how many."""
         arguments = [a.replace("@TMP@", str(self.tmp)) for a in arguments]
-        self.begin(arguments)
+        self.begin(arguments, **settings)
         ours, theirs = pty.openpty()
         fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         with subprocess.Popen(self.command(arguments), stdin=subprocess.DEVNULL, stdout=theirs,
                               stderr=subprocess.DEVNULL, cwd=self.tmp,
-                              env=self.environment) as process:
+                              env=self.environment | settings) as process:
             os.close(theirs)
             output = b""
             while True:
@@ -351,6 +352,130 @@ def previous_of_a_fifo(s):
     s.run("list", "Apps", "--previous", "fifo", "--timeout", "0.2")
     s.interrupt_reading("fifo", signal.SIGINT)
     s.interrupt_reading("fifo", signal.SIGTERM)
+
+
+def many_programs(s, name):
+    """An answer with all that a table has to find room for."""
+    wide = "\u65e5\u672c\u8a9e"
+    saved(s, name, app("/home/ann/Library/Applications/Edit.app/Edit"),
+          *(claim("/home/ann/Library/Applications/Edit.app/Edit", f"ext{i}") for i in range(10)),
+          {"path": "/home/ann/Library/Applications/Edit.app/Edit", "type": "services"},
+          app("/usr/local/Applications/Museum.app/Museum", suitable="no"),
+          app(f"/opt/{wide}/{wide * 4}.app/{wide}"),
+          app("/opt/e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301/e\u0301e\u0301e\u0301/Cafe\u0301"),
+          app("/evil/\x1b[31m\n/\u202e/some/more/directories/x"),
+          {"path": "/opt/Long", "type": "bundle", "name": "A name of many words that says a lot"})
+
+
+def tables(s):
+    many_programs(s, "answer")
+    s.run("decode", "answer")
+    for columns in (80, 60, 40, 10, 1):
+        s.run_in_terminal(columns, "decode", "answer", "--color", "never")
+    s.note("a terminal that does not say how wide it is")
+    s.run_in_terminal(0, "decode", "answer", "--color", "never", COLUMNS="60")
+    s.run("decode", "answer", COLUMNS="60")
+    s.note("other tables")
+    for question in (["handlers", "ext1"], ["types"], ["services"], ["show", "Edit"]):
+        s.run_in_terminal(40, *question, "--from", "answer", "--color", "never")
+    saved(s, "later", app("/home/ann/Library/Applications/Edit.app/Edit", icon="another-picture"))
+    s.run_in_terminal(60, "diff", "answer", "later", "--color", "never")
+
+
+def sorted_tables(s):
+    many_programs(s, "answer")
+    for key in ("name", "type", "extensions", "note", "path"):
+        s.run("decode", "answer", "--no-header", "--sort", key)
+    s.run("types", "--from", "answer", "--sort", "applications")
+    s.run("handlers", "ext1", "--from", "answer", "--sort", "path")
+    s.run("services", "--from", "answer", "--no-header")
+    s.run("show", "Edit", "--from", "answer", "--sort", "name", "--no-header")
+    s.run("handlers", "none", "--from", "answer", "--no-header")
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.wrapper("Other/Draw.app", DRAW)
+    s.run("list", "Apps", "Other", "none", "--no-header")
+    s.run("prefer", "--no-header")
+    s.note("mistakes")
+    s.run("decode", "answer", "--sort", "size")
+    s.run("handlers", "txt", "--from", "answer", "--sort", "extension")
+    s.run("decode", "answer", "--sort", "name", "--format", "json")
+    s.run("dock", "Apps/Edit.app", "--no-header", "--format", "raw")
+
+
+def colours(s):
+    many_programs(s, "answer")
+    s.write("header", "F\tEdit\tEdit\nS\ttxt\tEdit\ttext\n{ type = app }\nF Edit Edit edit\n")
+    s.run("decode", "answer", "--color", "always", "--no-header")
+    s.run("decode", "answer", "--color", "auto", "--no-header")
+    s.run("check", "header", "--color", "always")
+    s.run("--color", "always", "check", "header", NO_COLOR="1")
+    s.note("in a terminal")
+    s.run_in_terminal(80, "handlers", "ext1", "--from", "answer")
+    s.run_in_terminal(80, "handlers", "ext1", "--from", "answer", "--color", "never")
+    s.run_in_terminal(80, "handlers", "ext1", "--from", "answer", NO_COLOR="1")
+    s.run_in_terminal(80, "handlers", "ext1", "--from", "answer", NO_COLOR="")
+    s.run_in_terminal(80, "handlers", "ext1", "--from", "answer", TERM="dumb")
+    s.run_in_terminal(80, "check", "header")
+    s.note("never for programs")
+    s.run_in_terminal(80, "check", "header", "--format", "json", "--color", "always")
+    s.run("decode", "answer", "--format", "jsonl", "--color", "always")
+    s.run("decode", "answer", "--color", "sometimes")
+
+
+def same_files(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.wrapper("Apps/Copy/Edit.app", EDIT)
+    (s.tmp / "Apps/Links").mkdir()
+    (s.tmp / "Apps/Links/Edit.app").symlink_to("../Edit.app")
+    (s.tmp / "Apps/Links/Other.app").symlink_to("../Edit.app")
+    (s.tmp / "Apps/Links/all").symlink_to("../Copy")
+    s.run("list", "Apps")
+    s.run("list", "Apps", "--sort", "path", "--no-header")
+    s.run_in_terminal(400, "list", "Apps", "--color", "never")
+    s.run("handlers", "txt", "--in", "Apps")
+    s.run("services", "--in", "Apps")
+    s.note("programs see what there is")
+    s.run("services", "--in", "Apps", "--format", "json")
+    s.note("nor is anything looked at that may lie elsewhere")
+    s.run("list", "Apps", "--save", "answer", quiet_stdout=True)
+    s.run("decode", "answer")
+    s.run("services", "--from", "answer")
+
+
+def problems(s):
+    s.wrapper("Apps/Edit.app", EDIT)
+    s.write("Apps/Bad.app/Resources/Info-quorvale.plist", "{ broken")
+    s.write("none/plain")
+    for form in ("json", "jsonl"):
+        s.run("list", "Apps", "missing", "none", "--format", form, "-q")
+    evil = os.fsdecode(b"evil\xff\x1b")
+    s.run("dock", "Apps/Edit.app", "Apps/Bad.app", evil, "--format", "json", "-q")
+    s.run("list", evil, "--format", "jsonl", "-q")
+    s.note("searches without an answer")
+    for form in ("json", "jsonl"):
+        s.run("list", "Apps", "--tool", "missing/tool", "--format", form)
+        s.run("types", "--in", "Apps", "--tool", "missing/tool", "--format", form)
+    s.note("questions")
+    for form in ("json", "jsonl"):
+        s.run("types", "--in", "missing", "--in", "Apps", "--format", form, "-q")
+    s.run("show", "Nothing", "--in", "Apps", "--format", "json", "-q")
+    s.run("handlers", "none", "--in", "Apps", "--format", "json", "-q")
+    s.run("handlers", "./plain", "--in", "Apps", "--format", "json", "-q")
+    s.write("a.doc")
+    s.run("open", "missing.txt", "none", "a.doc", "--in", "Apps", "--format", "json", "-q")
+    s.run("prefer", "txt", "Nobody", "--in", "Apps", "--format", "json", "-q")
+    s.run("diff", "missing", "--in", "Apps", "--format", "json")
+    s.run("check", "missing", "Apps/Bad.app", "--format", "jsonl")
+    s.run("why", "missing/above", "--in", "missing", "--format", "json")
+    s.note("decoding, and back")
+    s.run("decode", "missing", "--format", "json")
+    s.run("decode", "-", "--format", "jsonl", stdin=b"(1")
+    s.run("list", "Apps", "-q", "--save", "answer", quiet_stdout=True)
+    document = s.run("list", "Apps", "-q", "--format", "json", quiet_stdout=True)
+    if s.run("encode", "-", stdin=document, quiet_stdout=True) == tmp_bytes(s, "answer"):
+        s.note("encoding gives the answer again, whatever went wrong")
+    s.note("usage errors are no answer")
+    s.run("list", "Apps", "none", "--save", "answer", "--format", "json")
 
 
 def tmp_bytes(s, name):
@@ -961,7 +1086,8 @@ def link_cycles(s):
 SESSIONS = [usage, mistyped, help_texts, broken_settings, closed_pipe, mistakes, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
-            checking, shadows, check_ends, differences, link_cycles]
+            checking, shadows, check_ends, differences, tables, sorted_tables, colours, same_files, problems,
+            link_cycles]
 
 
 def transcript_of(session, programs):

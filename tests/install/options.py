@@ -57,6 +57,12 @@ def codes():
     return set(re.search(r"CODE is one of (.*)", said).group(1).split(", "))
 
 
+def sort_keys(command):
+    """The help names them in a line of their own."""
+    _, text = run("tesker-apps", command, "--help")
+    return set(re.search(r"--sort KEY.*?answer:\n +(.*)", text, re.S).group(1).split("\n")[0].split(", "))
+
+
 # ---- what the other files say ----
 
 
@@ -117,12 +123,14 @@ class ManualPages(unittest.TestCase):
         self.assertEqual(tagged_options("Every command"), options("tesker-apps"))
         searching = tagged_options("list and dock")
         asking = tagged_options("Questions")
-        described = {"list": searching, "dock": searching | tagged_options("dock"),
-                     "handlers": asking, "types": asking, "services": asking, "show": asking,
-                     "open": asking | tagged_options("open"), "prefer": asking | tagged_options("prefer"),
+        tabular = tagged_options("Tables")
+        described = {"list": searching | tabular, "dock": searching | tabular | tagged_options("dock"),
+                     "handlers": asking | tabular, "types": asking | tabular, "services": asking | tabular,
+                     "show": asking | tabular, "open": asking | tagged_options("open"),
+                     "prefer": asking | tabular | tagged_options("prefer"),
                      "check": tagged_options("check"), "why": tagged_options("why"),
-                     "diff": asking - {"--from"} | tagged_options("diff"),
-                     "decode": tagged_options("decode"), "encode": set(), "help": set()}
+                     "diff": asking - {"--from"} | tabular | tagged_options("diff"),
+                     "decode": tagged_options("decode") | tabular, "encode": set(), "help": set()}
         self.assertEqual(described.keys(), commands("tesker-apps"))
         for command, own in described.items():
             self.assertEqual(own | {"-h", "--help"}, options("tesker-apps", command), command)
@@ -168,6 +176,9 @@ class Bash(unittest.TestCase):
             self.assertEqual(bash("tesker-apps", command, "--format", "="), {"table", "json", "jsonl"}, command)
         self.assertEqual(bash("tesker-apps", "check", "--kind", ""), {"list", "registry", "header"})
         self.assertEqual(bash("tesker-apps", "types", "--in", ""), set())
+        for before in (("types",), ("--color", "never", "types"), ("--color", "=", "never", "types"), ()):
+            self.assertEqual(bash("tesker-apps", *before, "--color", "=", ""), {"auto", "always", "never"})
+        self.assertEqual(bash("tesker-apps", "--color", "never", "types", "-"), bash("tesker-apps", "types", "-"))
         self.assertEqual(bash("tesker-apps", "-v", "list", "--cpu", ""), processors())
         self.assertEqual(bash("tesker-apps", "list", "--save", ""), set())
         self.assertEqual(bash("tesker-fileop", "--program", ""), {"rm=", "tar=", "compress=", "uncompress="})
@@ -179,6 +190,14 @@ class Bash(unittest.TestCase):
         for word in bash("tesker-apps", "list", "--format", ""):
             status, _ = run("tesker-apps", "list", "--format", word, "--tool", "/dev/null/none", "/dev")
             self.assertEqual(status, 4, word)  # 2 would be a usage error
+        for command in (("list", "--tool", "/dev/null/none", "/dev"), ("decode", "/dev/null/none"),
+                        ("handlers", "x", "--from", "/dev/null/none"), ("types", "--from", "/dev/null/none"),
+                        ("services", "--from", "/dev/null/none"), ("show", "x", "--from", "/dev/null/none"),
+                        ("prefer", "x", "x", "--from", "/dev/null/none"), ("diff", "/dev/null/none")):
+            keys = bash("tesker-apps", command[0], "--sort", "")
+            self.assertEqual(keys, sort_keys(command[0]), command[0])
+            for key in keys:
+                self.assertEqual(run("tesker-apps", *command, "--sort", key)[0], 4, key)
         for command in (("decode", "/dev/null/none"), ("check", "/dev/null/none"), ("types", "--from", "/dev/null/none")):
             for word in bash("tesker-apps", command[0], "--format", ""):
                 self.assertEqual(run("tesker-apps", *command, "--format", word)[0], 4, word)
