@@ -43,9 +43,8 @@ std::vector<std::string> objectsOf(const std::vector<Handler> &handlers) {
 // Rows with their paths, as they are written: a saved answer may be of another machine.
 std::vector<TextRow> rowsToWrite(std::vector<PathRow> rows, const Arguments &arguments,
                                  const Output &output) {
-  return rowsWithPaths(std::move(rows),
-                       arguments.answerFile.empty() ? SamePaths::merge : SamePaths::keep,
-                       output.terminal().columns != 0);
+  const bool isMerged = output.terminal().columns != 0 && arguments.answerFile.empty();
+  return rowsWithPaths(std::move(rows), isMerged ? SamePaths::merge : SamePaths::keep);
 }
 
 void writeRows(Output &output, const Arguments &arguments, TextTable table,

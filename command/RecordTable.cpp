@@ -93,9 +93,9 @@ void writeTable(Output &output, const SearchResult &result, const TableForm &for
   pathRows.reserve(programs.size());
   std::ranges::transform(programs, std::back_inserter(pathRows), rowOf);
   // What was decoded may be of another machine.
-  const SamePaths samePaths = result.request == "decode" ? SamePaths::keep : SamePaths::merge;
+  const bool isMerged = output.terminal().columns != 0 && result.request != "decode";
   std::vector<TextRow> rows =
-      rowsWithPaths(std::move(pathRows), samePaths, output.terminal().columns != 0);
+      rowsWithPaths(std::move(pathRows), isMerged ? SamePaths::merge : SamePaths::keep);
   const std::string text = headline(rows, result);
   TextTable table(kProgramColumns);
   for (TextRow &row : rows)

@@ -37,30 +37,20 @@ struct Places {
   std::optional<std::string> file; // that all of them lead to; nothing where it was not asked for
 };
 
-TextCell cellOf(const Places &places, bool linesForEach) {
-  if (places.paths.size() == 1)
-    return textCell(displayText(places.paths.front()));
+TextCell cellOf(const Places &places) {
   auto first = std::find(places.paths.begin(), places.paths.end(), places.file);
   if (first == places.paths.end())
     first = places.paths.begin();
-  TextCell lines{displayText(*first)};
-  std::string others;
+  TextCell lines = textCell(displayText(*first));
   for (auto path = places.paths.begin(); path != places.paths.end(); ++path)
-    if (path != first) {
-      const std::string other = displayText(*path);
-      if (linesForEach)
-        lines.push_back("also " + other);
-      others += (others.empty() ? " (also " : ", ") + other;
-    }
-  if (!linesForEach)
-    lines.front() += others + ")";
+    if (path != first)
+      lines.push_back("also " + displayText(*path));
   return lines;
 }
 
 } // namespace
 
-std::vector<TextRow> rowsWithPaths(std::vector<PathRow> rows, SamePaths samePaths,
-                                   bool linesForEach) {
+std::vector<TextRow> rowsWithPaths(std::vector<PathRow> rows, SamePaths samePaths) {
   std::map<std::vector<TextCell>, std::size_t> counts; // of the rows that say the same
   if (samePaths == SamePaths::merge)
     for (const PathRow &row : rows)
@@ -83,7 +73,7 @@ std::vector<TextRow> rowsWithPaths(std::vector<PathRow> rows, SamePaths samePath
     places.push_back({{std::move(row.path)}, file});
   }
   for (std::size_t i = 0; i < merged.size(); ++i)
-    merged[i].cells.push_back(cellOf(places[i], linesForEach));
+    merged[i].cells.push_back(cellOf(places[i]));
   return merged;
 }
 

@@ -1,7 +1,8 @@
 // SameFiles.h - rows of a table that lead to one file, as one row.
 //
-// A program that is found directly and through links is one program to a person. JSON and raw text
-// keep apart what the tool keeps apart.
+// A program that is found directly and through links is one program to a person at a terminal. What
+// programs may read keeps apart what the tool keeps apart: JSON, raw text, and tables that go
+// elsewhere.
 #pragma once
 
 #include "command/TextTable.h"
@@ -23,9 +24,8 @@ enum class SamePaths {
 };
 
 // The rows with their paths, in their order; a merged row stands where its first one stood. Its
-// path is one that goes through no link where there is one, and the others follow: with
-// linesForEach on lines of their own.
-[[nodiscard]] std::vector<TextRow> rowsWithPaths(std::vector<PathRow> rows, SamePaths samePaths,
-                                                 bool linesForEach);
+// path is one that goes through no link where there is one, and the others follow on lines of their
+// own.
+[[nodiscard]] std::vector<TextRow> rowsWithPaths(std::vector<PathRow> rows, SamePaths samePaths);
 
 } // namespace tesker

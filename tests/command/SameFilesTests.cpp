@@ -20,9 +20,9 @@ protected:
     rows.push_back({.row = {.cells = {{name}}}, .path = path});
   }
   // The cells of the paths.
-  std::vector<TextCell> paths(SamePaths samePaths = SamePaths::merge, bool linesForEach = true) {
+  std::vector<TextCell> paths(SamePaths samePaths = SamePaths::merge) {
     std::vector<TextCell> cells;
-    for (const TextRow &row : rowsWithPaths(rows, samePaths, linesForEach))
+    for (const TextRow &row : rowsWithPaths(rows, samePaths))
       cells.push_back(row.cells.back());
     return cells;
   }
@@ -37,9 +37,6 @@ TEST_F(SameFiles, BecomeOneRowWithThePathWithoutLinksFirst) {
   add("Edit", top.path("real/Other"));
   EXPECT_THAT(paths(), ElementsAre(TextCell{top.path("real/Edit"), "also " + top.path("link/Edit"),
                                             "also " + top.path("real/Other")}));
-  EXPECT_THAT(paths(SamePaths::merge, false),
-              ElementsAre(TextCell{top.path("real/Edit") + " (also " + top.path("link/Edit") +
-                                   ", " + top.path("real/Other") + ")"}));
 }
 
 TEST_F(SameFiles, StayApartWhereTheyAreCalledDifferently) {

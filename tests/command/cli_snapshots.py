@@ -432,6 +432,8 @@ def same_files(s):
     s.run("list", "Apps")
     s.run("list", "Apps", "--sort", "path", "--no-header")
     s.run_in_terminal(400, "list", "Apps", "--color", "never")
+    s.run_in_terminal(400, "services", "--in", "Apps", "--color", "never")
+    s.run_in_terminal(400, "handlers", "txt", "--in", "Apps", "--color", "never")
     s.run("handlers", "txt", "--in", "Apps")
     s.run("services", "--in", "Apps")
     s.note("programs see what there is")
