@@ -46,13 +46,11 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
   }
   listing.descriptor_ = listing.stream_->descriptor();
   auto &[bytes, ends] = *listing.names_;
-  unsigned special = 0; // 1 for ".", 2 for ".."
+  std::size_t special = 0; // 1 for ".", 2 for ".."
   while (const auto next = listing.stream_->next()) {
     const std::string_view name = *next;
-    if (name == ".")
-      special += 1;
-    else if (name == "..")
-      special += 2;
+    if (name.starts_with('.') && (name == "." || name == ".."))
+      special += name.size();
     else if (!filter.leavesOut(name)) {
       bytes.append(name.data(), name.size() + 1); // with its NUL
       ends.push_back(bytes.size() - 1);
