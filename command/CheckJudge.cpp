@@ -1,5 +1,6 @@
 #include "command/CheckJudge.h"
 
+#include "command/SearchPath.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "filesystem/TextFunctions.h"
 #include "parsing/IconHeaderParser.h"
@@ -15,11 +16,6 @@
 namespace tesker {
 
 namespace {
-
-std::string directoryOf(const std::string &path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash);
-}
 
 bool isThere(const std::string &path) {
   return OperatingSystem::current().access(path.c_str(), F_OK) == 0;
@@ -51,10 +47,10 @@ bool isMisspelt(const Remark &missing, const std::vector<Remark> &remarks) {
 } // namespace
 
 std::string wrapperOf(const std::string &path) {
-  std::string wrapper = directoryOf(path);
+  std::string_view wrapper = directoryOf(path);
   if (wrapper.ends_with("/Resources"))
     wrapper = directoryOf(wrapper);
-  return suffixOf(wrapper.substr(wrapper.rfind('/') + 1)).empty() ? std::string() : wrapper;
+  return std::string(suffixOf(wrapper.substr(wrapper.rfind('/') + 1)).empty() ? "" : wrapper);
 }
 
 void CheckJudge::warn(Finding place, std::string_view word, std::string text) {

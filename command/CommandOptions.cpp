@@ -1,6 +1,6 @@
 #include "command/CommandOptions.h"
 
-#include "command/Programs.h"
+#include "platform/foundation/Text.h"
 #include "platform/ports/HostInfo.h"
 
 #include <CLI/CLI.hpp>

@@ -2,7 +2,7 @@
 
 #include "command/Interrupts.h"
 #include "finding/Confinement.h"
-#include "master/SearchOutcome.h"
+#include "master/ToolProcess.h"
 #include "platform/foundation/Deadline.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSLog.h"
@@ -71,8 +71,7 @@ public:
     siginfo_t info{};
     if (OperatingSystem::current().waitForChild(std::exchange(pid_, 0), WEXITED, info) != 0)
       return {ToolEnd::Kind::unknown, 0};
-    return {info.si_code == CLD_EXITED ? ToolEnd::Kind::exited : ToolEnd::Kind::killed,
-            info.si_status};
+    return toolEndIn(info);
   }
 
 private:

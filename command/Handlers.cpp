@@ -1,5 +1,7 @@
 #include "command/Handlers.h"
 
+#include "platform/foundation/Text.h"
+
 #include <algorithm>
 #include <functional>
 #include <tuple>

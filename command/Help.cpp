@@ -34,14 +34,12 @@ std::string unknown(std::string_view what, std::string_view word,
 }
 
 // The words with commas between them, in as many lines as it takes.
-std::string listed(std::string text, const std::vector<std::string> &words) {
-  std::size_t column = text.size();
-  for (const std::string &word : words) {
-    const std::string item = word + (&word == &words.back() ? "." : ",");
-    const bool fits = column + 1 + item.size() <= kColumns;
-    text += (fits ? " " : "\n") + item;
-    column = fits ? column + 1 + item.size() : item.size();
-  }
+std::string listed(std::string sentence, const std::vector<std::string> &words) {
+  for (const std::string &word : words)
+    sentence += " " + word + (&word == &words.back() ? "." : ",");
+  std::string text;
+  for (const std::string &line : brokenText(sentence, kColumns))
+    text += (text.empty() ? "" : "\n") + line;
   return text;
 }
 

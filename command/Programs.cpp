@@ -87,13 +87,6 @@ std::vector<Program> programsIn(const std::vector<SearchRecord> &records) {
   return programs;
 }
 
-std::string withoutCase(std::string_view text) {
-  std::string low(text);
-  for (char &byte : low)
-    byte = withoutCase(byte);
-  return low;
-}
-
 bool equalButForCase(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return withoutCase(x) == withoutCase(y); });

@@ -33,7 +33,6 @@ struct Program {
 
 // Equal but for the case of the letters A to Z.
 [[nodiscard]] bool equalButForCase(std::string_view a, std::string_view b);
-[[nodiscard]] std::string withoutCase(std::string_view text);
 
 // Whether the text is to be taken for a path: it holds a "/".
 [[nodiscard]] inline bool isPath(std::string_view text) {

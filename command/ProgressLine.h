@@ -11,8 +11,8 @@
 
 namespace tesker {
 
-// "searching: 12 directories, 345 entries, 6 records: DIRECTORY", in at most so many columns: of a
-// long directory only the end is shown. The name is a display text.
+// "searching: 12 directories, 345 entries, 6 records: DIRECTORY", in at most so many columns: a
+// long directory loses its middle (shortenedPath). The name is a display text.
 [[nodiscard]] std::string progressText(const SearchProgress &progress, std::size_t columns);
 
 // One line on standard error that goes away with this object, where standard error has a place for

@@ -4,6 +4,7 @@
 #include "command/Programs.h"
 #include "command/SearchPath.h"
 #include "command/Searches.h"
+#include "parsing/RecordEncoding.h"
 
 #include <algorithm>
 #include <functional>
@@ -39,12 +40,9 @@ std::vector<std::string> pathsWithoutRecords(const SearchRequest &request,
       missing.insert(tidied(path));
   for (const SearchRecord &record : answer.records)
     for (std::string_view path = valueOf(record, "path"); !path.empty() && !missing.empty();
-         path = path.substr(0, path.rfind('/'))) {
+         path = directoryOf(path))
       if (const auto found = missing.find(path); found != missing.end())
         missing.erase(found);
-      if (path.find('/') == std::string_view::npos)
-        break;
-    }
   std::vector<std::string> paths;
   for (const std::string &path : request.paths)
     if (path.starts_with('/') && missing.erase(tidied(path)) != 0)
@@ -55,7 +53,8 @@ std::vector<std::string> pathsWithoutRecords(const SearchRequest &request,
 // Whether the tool has said that it met something that is not in its answer, or not all of it.
 bool tellsOfLacks(const SearchOutcome &outcome) {
   return outcome.incomplete || std::ranges::any_of(outcome.logLines, [](const std::string &line) {
-           return line.starts_with("*** Applications Finder: ");
+           return line.starts_with("*** Applications Finder: ") &&
+                  !line.starts_with(kSkippedLinkLine); // what is behind it is in the answer
          });
 }
 

@@ -145,6 +145,11 @@ std::string tidied(std::string_view path) {
   return tidy;
 }
 
+std::string_view directoryOf(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+}
+
 std::string_view withoutSlashesAtItsEnd(std::string_view path) {
   while (path.size() > 1 && path.ends_with('/'))
     path.remove_suffix(1);

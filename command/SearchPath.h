@@ -23,6 +23,10 @@ std::string absoluteSearchPath(std::string_view path);
 // The path without the slashes at its end, but for a lone root.
 std::string_view withoutSlashesAtItsEnd(std::string_view path);
 
+// The path of the directory that it names something in: what stands before its last slash. Empty
+// for a path without one, and right below the root.
+std::string_view directoryOf(std::string_view path);
+
 // The path as the tool tidies it up: without empty and "." components. Empty for the root.
 std::string tidied(std::string_view path);
 

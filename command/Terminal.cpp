@@ -1,8 +1,9 @@
 #include "command/Terminal.h"
 
+#include "platform/foundation/OperatingSystem.h"
+
 #include <algorithm>
 #include <charconv>
-#include <cstdlib>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -13,16 +14,11 @@ namespace {
 // As wide as the system can say that one is.
 constexpr std::size_t kWidestTerminal = 65535;
 
-std::string_view variable(const char *name) {
-  const char *value = std::getenv(name);
-  return value != nullptr ? std::string_view(value) : std::string_view();
-}
-
 std::size_t columnsOf(int descriptor) {
   struct winsize size {};
   if (::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0)
     return size.ws_col;
-  const std::string_view told = variable("COLUMNS");
+  const std::string told = environmentValue("COLUMNS").value_or("");
   std::size_t columns = 0;
   const auto [end, error] = std::from_chars(told.data(), told.data() + told.size(), columns);
   return error == std::errc() && end == told.data() + told.size()
@@ -56,7 +52,7 @@ Terminal terminalAt(int descriptor, ColourChoice choice) {
     terminal.columns = columnsOf(descriptor);
   terminal.colours = choice == ColourChoice::always ||
                      (choice == ColourChoice::automatic && isTerminal &&
-                      variable("TERM") != "dumb" && variable("NO_COLOR").empty());
+                      environmentValue("TERM") != "dumb" && !environmentValue("NO_COLOR"));
   return terminal;
 }
 

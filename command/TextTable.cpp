@@ -1,7 +1,7 @@
 #include "command/TextTable.h"
 
 #include "command/DisplayText.h"
-#include "command/Programs.h"
+#include "platform/foundation/Text.h"
 
 #include <algorithm>
 #include <iterator>

@@ -84,12 +84,10 @@ void searchAndReport(const WhyQuestion &question, const SendMessage &send) {
 // The judgement on the application that the program belongs to; nil when there is none. They are
 // in the order of their paths.
 Judgement *foundWith(std::vector<Judgement> &judgements, std::string_view program) {
-  for (; !program.empty(); program = program.substr(0, program.rfind('/'))) {
+  for (; !program.empty(); program = directoryOf(program)) {
     const auto at = std::ranges::lower_bound(judgements, program, {}, &Judgement::path);
     if (at != judgements.end() && at->path == program && at->verdict.code == JudgementCode::found)
       return &*at;
-    if (program.find('/') == std::string_view::npos)
-      break;
   }
   return nullptr;
 }

@@ -14,26 +14,24 @@ constexpr std::size_t kMostKeptBytes = 65536; // of names: a huge directory's ar
 
 } // namespace
 
-constinit std::atomic<DirectoryListing::Names *> DirectoryListing::spareNames = nullptr;
+constinit Spare<DirectoryListing::Names> DirectoryListing::spareNames;
 
 DirectoryListing::Names::Names() {
   bytes.reserve(1024);
   ends.reserve(64);
 }
 
-DirectoryListing::Names *DirectoryListing::takeNames() {
-  Names *spare = spareNames.exchange(nullptr);
-  return spare != nullptr ? spare : new Names;
+DirectoryListing::OwnNames DirectoryListing::takeNames() {
+  std::unique_ptr<Names> spare = spareNames.take();
+  return OwnNames(spare ? spare.release() : new Names);
 }
 
-void DirectoryListing::NamesKeeper::operator()(Names *names) const {
-  if (names->bytes.capacity() > kMostKeptBytes) {
-    delete names;
-    return;
-  }
-  names->bytes.clear();
-  names->ends.clear();
-  delete spareNames.exchange(names);
+void DirectoryListing::LeaveNames::operator()(Names *names) const {
+  std::unique_ptr<Names> own(names);
+  own->bytes.clear();
+  own->ends.clear();
+  if (own->bytes.capacity() <= kMostKeptBytes)
+    spareNames.give(std::move(own));
 }
 
 std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, NameFilter filter) {

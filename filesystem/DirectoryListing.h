@@ -8,8 +8,8 @@
 #include "filesystem/TSStatMethods.h"
 #include "platform/foundation/NSString.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/Spare.h"
 
-#include <atomic>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
@@ -61,16 +61,17 @@ private:
     std::string bytes; // each with a NUL behind it
     std::vector<std::size_t> ends;
   };
-  // Gives names that are no longer needed to the next listing.
-  struct NamesKeeper {
+  // Leaves names that are no longer needed to the next listing.
+  struct LeaveNames {
     void operator()(Names *names) const;
   };
-  static Names *takeNames();
-  static constinit std::atomic<Names *> spareNames;
+  using OwnNames = std::unique_ptr<Names, LeaveNames>;
+  static OwnNames takeNames();
+  static constinit Spare<Names> spareNames;
 
   std::unique_ptr<DirectoryStream> stream_;
   int descriptor_ = AT_FDCWD; // the stream's, asked once
-  std::unique_ptr<Names, NamesKeeper> names_{takeNames()};
+  OwnNames names_ = takeNames();
 };
 
 // ---- one thing in a directory, as it goes from the listing to what judges it ----

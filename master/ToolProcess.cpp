@@ -120,6 +120,11 @@ int ToolProcess::startError() {
   return startError_;
 }
 
+ToolEnd toolEndIn(const siginfo_t &info) {
+  return {info.si_code == CLD_EXITED ? ToolEnd::Kind::exited : ToolEnd::Kind::killed,
+          info.si_status};
+}
+
 ToolProcess::~ToolProcess() { kill(); }
 
 std::optional<ToolEnd> ToolProcess::reap(int options) {
@@ -128,8 +133,7 @@ std::optional<ToolEnd> ToolProcess::reap(int options) {
     return ToolEnd{ToolEnd::Kind::unknown, 0}; // a host that ignores SIGCHLD gets no status
   if (info.si_pid == 0)
     return std::nullopt;
-  return ToolEnd{info.si_code == CLD_EXITED ? ToolEnd::Kind::exited : ToolEnd::Kind::killed,
-                 info.si_status};
+  return toolEndIn(info);
 }
 
 std::optional<ToolEnd> ToolProcess::end() {

@@ -12,6 +12,7 @@
 #include "platform/foundation/Files.h"
 #include "platform/foundation/Result.h"
 
+#include <csignal>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,6 +21,9 @@
 #include <vector>
 
 namespace tesker {
+
+// How a child has ended, of what waitid(2) has told about it.
+[[nodiscard]] ToolEnd toolEndIn(const siginfo_t &info);
 
 class ToolProcess {
 public:

@@ -1,9 +1,9 @@
 #include "platform/foundation/FileCalls.h"
 
 #include "platform/foundation/Resumed.h"
+#include "platform/foundation/Spare.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -22,14 +22,14 @@ namespace {
 // Reads with getdents64(2), piece by piece.
 class RealDirectoryStream final : public DirectoryStream {
 public:
-  RealDirectoryStream() : piece_(spare.exchange(nullptr)) {
+  RealDirectoryStream() : piece_(spare.take()) {
     if (!piece_)
       piece_ = std::make_unique_for_overwrite<Piece>();
   }
   ~RealDirectoryStream() override {
     if (descriptor_ >= 0)
       ::close(descriptor_);
-    delete spare.exchange(piece_.release());
+    spare.give(std::move(piece_));
   }
   RealDirectoryStream(const RealDirectoryStream &) = delete;
   RealDirectoryStream &operator=(const RealDirectoryStream &) = delete;
@@ -55,9 +55,8 @@ private:
   struct Piece {
     alignas(dirent64) char bytes[32768];
   };
-  // Most directories are read one after the other: they share a piece, which belongs to the one who
-  // has taken it out.
-  static constinit std::atomic<Piece *> spare;
+  // Most directories are read one after the other: they share a piece.
+  static constinit Spare<Piece> spare;
 
   bool fill() {
     const ssize_t got =
@@ -76,7 +75,7 @@ private:
   int error_ = 0;
 };
 
-constinit std::atomic<RealDirectoryStream::Piece *> RealDirectoryStream::spare = nullptr;
+constinit Spare<RealDirectoryStream::Piece> RealDirectoryStream::spare;
 
 } // namespace
 

@@ -71,6 +71,13 @@ bool isUtf8(std::string_view bytes) {
   return true;
 }
 
+std::string withoutCase(std::string_view text) {
+  std::string low(text);
+  for (char &byte : low)
+    byte = withoutCase(byte);
+  return low;
+}
+
 std::optional<unsigned> digitValue(char byte, unsigned base) {
   unsigned value = base;
   if (byte >= '0' && byte <= '9')

@@ -38,6 +38,7 @@ bool isUtf8(std::string_view bytes);
 constexpr char withoutCase(char byte) {
   return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
+[[nodiscard]] std::string withoutCase(std::string_view text);
 
 // ---- digits of numbers and bytes, in and out ----
 

@@ -15,9 +15,9 @@ TEST(ProgressText, SaysHowMuchAndWhere) {
   EXPECT_EQ(progressText({1, 1, 1, "/", "/"}, 80), "searching: 1 directory, 1 entry, 1 record: /");
 }
 
-TEST(ProgressText, OfALongDirectoryHasTheEnd) {
+TEST(ProgressText, OfALongDirectoryLacksTheMiddle) {
   EXPECT_EQ(progressText({1, 1, 1, "/", "/usr/share/applications"}, 57),
-            "searching: 1 directory, 1 entry, 1 record: ...pplications");
+            "searching: 1 directory, 1 entry, 1 record: /usr…lications");
   EXPECT_EQ(progressText({1, 1, 1, "/", "/usr/share"}, 53),
             "searching: 1 directory, 1 entry, 1 record: /usr/share");
 }

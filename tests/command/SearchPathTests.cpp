@@ -142,6 +142,14 @@ TEST_F(SearchPath, SaysThatTheUserMayNotSearchOrRead) {
   });
 }
 
+TEST(DirectoryOf, IsWhatStandsBeforeTheLastSlash) {
+  EXPECT_EQ(directoryOf("/a/b"), "/a");
+  EXPECT_EQ(directoryOf("a/b/"), "a/b");
+  EXPECT_EQ(directoryOf("/a"), "");
+  EXPECT_EQ(directoryOf("a"), "");
+  EXPECT_EQ(directoryOf(""), "");
+}
+
 TEST(PathList, IsSplitAtNulsAndEndsWithOrWithoutOne) {
   EXPECT_THAT(piecesOfPathList(""), ElementsAre());
   EXPECT_THAT(piecesOfPathList("/a"), ElementsAre("/a"));

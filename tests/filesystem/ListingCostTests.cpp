@@ -140,6 +140,30 @@ TEST_F(ListingCost, ClosesTheDirectoryWhenAnExceptionPassesThrough) {
   EXPECT_EQ(system_.fullPathStats, 1u);
 }
 
+TEST_F(ListingCost, TakesOverTheMemoryOfTheNamesBefore) {
+  directory_.writeFile("file", "");
+  const auto placeOfTheName = [&] {
+    const auto listing = DirectoryListing::read(directory_.string(), {});
+    EXPECT_EQ(listing->count(), 1U);
+    EXPECT_EQ(listing->name(0), "file");
+    return static_cast<const void *>(listing->name(0).data());
+  };
+  const void *first = placeOfTheName();
+  EXPECT_EQ(placeOfTheName(), first);
+}
+
+TEST_F(ListingCost, GivesTheMemoryOfVeryManyNamesBack) {
+  for (int i = 1000; i < 1600; ++i) // more than the heap keeps for itself
+    directory_.writeFile(std::string(240, 'n') + std::to_string(i), "");
+  directory_.makeDirectory("inner");
+  directory_.writeFile("inner/file", "");
+  const auto placeOfTheNames = [](const NSString &path) {
+    return static_cast<const void *>(DirectoryListing::read(path, {})->name(0).data());
+  };
+  const void *many = placeOfTheNames(directory_.string());
+  EXPECT_NE(placeOfTheNames(directory_.string("inner")), many);
+}
+
 TEST_F(ListingCost, IsOverOnceTheListingIsClosed) {
   directory_.writeFile("file", "");
   auto listing = DirectoryListing::read(directory_.string(), {});
