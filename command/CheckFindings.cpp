@@ -68,7 +68,7 @@ bool isError(const Remark &remark) {
   }
 }
 
-auto placeOf(const Finding &finding) {
+auto orderOf(const Finding &finding) {
   return std::tie(finding.file, finding.line, finding.column, finding.word, finding.text);
 }
 
@@ -123,8 +123,8 @@ void Findings::add(Finding finding) {
 
 std::vector<Finding> Findings::sorted() && {
   std::ranges::stable_sort(
-      all_, [](const Finding &a, const Finding &b) { return placeOf(a) < placeOf(b); });
-  const auto same = [](const Finding &a, const Finding &b) { return placeOf(a) == placeOf(b); };
+      all_, [](const Finding &a, const Finding &b) { return orderOf(a) < orderOf(b); });
+  const auto same = [](const Finding &a, const Finding &b) { return orderOf(a) == orderOf(b); };
   all_.erase(std::unique(all_.begin(), all_.end(), same), all_.end());
   return std::move(all_);
 }

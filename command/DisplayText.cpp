@@ -167,6 +167,11 @@ std::string displayPlace(std::string_view file, std::size_t line, std::size_t co
   return text;
 }
 
+std::string counted(std::size_t count, std::string_view one, std::string_view more) {
+  std::string text = count == 0 ? "no" : std::to_string(count);
+  return text.append(" ").append(count == 1 ? one : more);
+}
+
 std::size_t displayColumns(std::string_view text) {
   const Utf8Locale locale;
   std::size_t columns = 0;

@@ -21,6 +21,9 @@ std::string displayText(std::string_view bytes);
 // where they are 0.
 std::string displayPlace(std::string_view file, std::size_t line, std::size_t column);
 
+// "no programs", "1 program", "2 programs", of the words for one and for any other number.
+std::string counted(std::size_t count, std::string_view one, std::string_view more);
+
 // ---- such a text in a terminal ----
 //
 // Nothing is cut inside a character, between a character and the marks that combine with it, or

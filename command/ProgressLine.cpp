@@ -8,7 +8,7 @@ namespace tesker {
 
 namespace {
 
-std::string counted(std::uint64_t count, const char *one, const char *more) {
+std::string amount(std::uint64_t count, const char *one, const char *more) {
   return std::to_string(count) + (count == 1 ? one : more);
 }
 
@@ -16,9 +16,9 @@ std::string counted(std::uint64_t count, const char *one, const char *more) {
 
 std::string progressText(const SearchProgress &progress, std::size_t columns) {
   const std::string counts =
-      "searching: " + counted(progress.directories, " directory, ", " directories, ") +
-      counted(progress.entries, " entry, ", " entries, ") +
-      counted(progress.records, " record: ", " records: ");
+      "searching: " + amount(progress.directories, " directory, ", " directories, ") +
+      amount(progress.entries, " entry, ", " entries, ") +
+      amount(progress.records, " record: ", " records: ");
   if (counts.size() > columns)
     return counts.substr(0, columns);
   return counts + shortenedPath(displayText(progress.directory), columns - counts.size());

@@ -14,11 +14,6 @@ namespace {
 
 constexpr const char *kNotSuitable = "not suitable";
 
-// "no program", "1 program", "2 programs"
-std::string counted(std::size_t count, const std::string &singular, const std::string &plural) {
-  return (count == 0 ? "no" : std::to_string(count)) + " " + (count == 1 ? singular : plural);
-}
-
 std::string objectOf(const Handler &handler) {
   JSONObject object;
   object.addText("name", handler.name)
@@ -56,7 +51,7 @@ void writeRows(Output &output, const Arguments &arguments, TextTable table,
 
 Style styleOf(const Program &program) { return program.suitable ? Style::plain : Style::dubious; }
 
-PathRow rowOf(const Handler &handler) {
+PathRow handlerRow(const Handler &handler) {
   std::vector<std::string> notes;
   if (handler.preferred)
     notes.emplace_back("preferred");
@@ -80,7 +75,7 @@ void writeHandlers(Output &output, const Arguments &arguments, std::string_view 
                    const std::vector<Handler> &handlers) {
   std::vector<PathRow> rows;
   for (const Handler &handler : handlers)
-    rows.push_back(rowOf(handler));
+    rows.push_back(handlerRow(handler));
   std::vector<TextRow> merged = rowsToWrite(std::move(rows), arguments, output);
   const std::string headline =
       headlineOf(extension, merged.size(), !arguments.table.sortBy.empty());

@@ -14,7 +14,7 @@ namespace tesker {
 
 namespace {
 
-PathRow rowOf(const FoundProgram &program) {
+PathRow programRow(const FoundProgram &program) {
   return {.row = {.cells = {listCell(program.names.list()), listCell(program.types.list()),
                             listCell(program.extensions.list()),
                             textCell(program.suitable ? "" : "not suitable")},
@@ -23,18 +23,16 @@ PathRow rowOf(const FoundProgram &program) {
 }
 
 // What was searched, as a person is told it.
-std::string placeOf(const std::string &request, const std::string &key) {
+std::string searchedPlace(const std::string &request, const std::string &key) {
   if (request == "dock")
     return "the dock";
   return key.empty() ? "''" : displayText(key);
 }
 
 std::string headline(const std::vector<TextRow> &rows, const SearchResult &result) {
-  const std::size_t count = rows.size();
-  std::string text = count == 0 ? "no" : std::to_string(count);
-  text += count == 1 ? " application found" : " applications found";
+  std::string text = counted(rows.size(), "application found", "applications found");
   if (result.key)
-    text += " in " + placeOf(result.request, *result.key);
+    text += " in " + searchedPlace(result.request, *result.key);
   const auto unsuitable = std::ranges::count(rows, Style::dubious, &TextRow::style);
   if (unsuitable != 0)
     text += ", " + std::to_string(unsuitable) + " not suitable for the processor";
@@ -80,7 +78,7 @@ FoundProgram finished(Draft draft) {
 
 void writeTable(Output &output, const SearchResult &result, const TableForm &form) {
   if (result.text == nullptr) {
-    output.write(placeOf(result.request, result.key.value_or("")) +
+    output.write(searchedPlace(result.request, result.key.value_or("")) +
                  ": unchanged since the previous answer\n");
     return;
   }
@@ -91,7 +89,7 @@ void writeTable(Output &output, const SearchResult &result, const TableForm &for
     });
   std::vector<PathRow> pathRows;
   pathRows.reserve(programs.size());
-  std::ranges::transform(programs, std::back_inserter(pathRows), rowOf);
+  std::ranges::transform(programs, std::back_inserter(pathRows), programRow);
   // What was decoded may be of another machine.
   const bool isMerged = output.terminal().columns != 0 && result.request != "decode";
   std::vector<TextRow> rows =

@@ -21,8 +21,9 @@ constexpr std::chrono::seconds kTimeToEnd{2};
 constexpr std::chrono::milliseconds kTimeBetweenProgress{100};
 // Where the tool's end does not wake the one who waits for it.
 constexpr int kMillisecondsBetweenLooks = 20;
-// A tool that never stops sending must not keep the master from seeing everything else.
-constexpr int kDispatchesInARow = 1000;
+// A tool that never stops sending must not keep the master from seeing everything else. Not so many
+// messages, for each may be of megabytes.
+constexpr std::chrono::milliseconds kDispatchingInARow{20};
 // Nor must an answer that is long to read.
 constexpr std::size_t kRecordsInARow = 1000;
 
@@ -239,9 +240,10 @@ void Search::stepConnection() {
   NSConnection *connected = connection();
   if (connected == nullptr || connectionLost_)
     return;
-  moreToDispatch_ = true;
-  for (int i = 0; i < kDispatchesInARow && moreToDispatch_ && receiver_->complaint().empty(); ++i)
+  const Deadline pause = Deadline::in(kDispatchingInARow);
+  do {
     moreToDispatch_ = connected->dispatch();
+  } while (moreToDispatch_ && receiver_->complaint().empty() && !pause.passed());
   if (!connected->isValid())
     connectionHasEnded();
 }

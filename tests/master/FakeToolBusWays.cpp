@@ -208,7 +208,7 @@ const Ways &hostileBusWays() {
       {"carry-garbage", saying(carry("gar") + note("bage"), [] { std::exit(0); })},
       {"carry-wrong-signature",
        saying(wireMessage({"/", "Tesker.Connection", "carry", "s"}, arguments().string("x")))},
-      {"carry-without-end", sayingWithoutEnd(carry(std::string(8 << 20, 'c')))},
+      {"carry-without-end", sayingWithoutEnd(carry(std::string(1 << 20, 'c')))},
       {"progress-in-the-other-order", saying(progress(kPath, "/tmp/below", otherOrder()))},
       {"progress-of-long-paths",
        saying(progress(kPath, std::string(4096, 'd')) + progress(std::string(4097, 'p'), "") +
