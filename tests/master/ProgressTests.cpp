@@ -1,9 +1,13 @@
 // What a master takes of what tools tell of their progress, and hands to its caller.
 
+#include "platform/foundation/OperatingSystem.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/SanitizerMemory.h"
+#include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryDirectory.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -70,6 +74,34 @@ TEST_F(ProgressOf, AToolThatFloodsCostsNeitherMemoryNorTheDeadline) {
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, (64 + kSanitizerMebibytes) << 10);
     EXPECT_LE(calls_, 17U); // ten a second
   }
+}
+
+TEST_F(ProgressOf, AToolThatFloodsDoesNotKeepTheMasterFromLookingAtTheRest) {
+  // Every look at the clock takes a millisecond; the most of them between two waits are kept.
+  class SlowClock : public OperatingSystem {
+  public:
+    std::chrono::steady_clock::time_point steadyTime() override {
+      mostInARow = std::max(mostInARow, ++inARow_);
+      return OperatingSystem::steadyTime() + ++looks_ * std::chrono::milliseconds(1);
+    }
+    int poll(pollfd *descriptors, nfds_t count, int timeout) override {
+      inARow_ = 0;
+      return OperatingSystem::poll(descriptors, count, timeout);
+    }
+    int mostInARow = 0;
+
+  private:
+    int looks_ = 0;
+    int inARow_ = 0;
+  };
+  const TemporaryDirectory runtime; // with nothing to clear away
+  const ScopedEnvironment variable("XDG_RUNTIME_DIR", runtime.path());
+  SlowClock clock;
+  const ScopedOperatingSystem scope(clock);
+  EXPECT_EQ(failureOf(search("progress-without-end", std::chrono::seconds(30))).kind,
+            Kind::timedOut);
+  EXPECT_GT(clock.mostInARow, 20) << "of so many messages as are taken in a row";
+  EXPECT_LT(clock.mostInARow, 50);
 }
 
 TEST_F(ProgressOf, AToolThatHasAnsweredIsPassedOver) {
