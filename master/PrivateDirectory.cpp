@@ -1,6 +1,5 @@
 #include "master/PrivateDirectory.h"
 
-#include "platform/foundation/Deadline.h"
 #include "platform/foundation/OperatingSystem.h"
 
 #include <array>
@@ -89,13 +88,13 @@ void removeEntry(int directory, const char *name, int depth, const Deadline &dea
   system.unlinkAt(directory, name, AT_REMOVEDIR);
 }
 
-// Links in it are removed, not followed.
-void removeWhole(const std::string &path) {
+// Links in it are removed, not followed. Whether it is gone.
+bool removeWhole(const std::string &path, const Deadline &deadline) {
   OperatingSystem &system = OperatingSystem::current();
   const FileDescriptor directory(system.open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
   if (directory)
-    clear(directory.number(), kDeepestCleared, Deadline::in(kTimeToClear));
-  system.removeDirectory(path.c_str());
+    clear(directory.number(), kDeepestCleared, deadline);
+  return system.removeDirectory(path.c_str()) == 0;
 }
 
 // Removes what processes that were killed have left. Each is locked meanwhile, so that its maker,
@@ -113,7 +112,7 @@ void removeAbandoned(const std::string &parent) {
       continue;
     const std::string path = parent + "/" + std::string(*name);
     if (const Result<FileDescriptor> lock = openLocked(path, true)) {
-      removeWhole(path);
+      removeWhole(path, Deadline::in(kTimeToClear));
       ++removed;
     }
   }
@@ -156,15 +155,27 @@ Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent
   return Failure{error};
 }
 
-PrivateDirectory::~PrivateDirectory() {
+bool PrivateDirectory::remove(const Deadline &pause) {
   if (path_.empty())
-    return;
+    return true;
+  if (!timeToRemove_)
+    timeToRemove_ = Deadline::in(kTimeToClear);
   // As a rule nothing else is in it, and removing it then needs no descriptor, of which there may
   // be none.
   OperatingSystem &system = OperatingSystem::current();
   (void)system.removeDirectory(bootstrapPath().c_str());
-  if (system.removeDirectory(path_.c_str()) != 0)
-    removeWhole(path_);
+  if (system.removeDirectory(path_.c_str()) != 0 &&
+      !removeWhole(path_, earlier(pause, *timeToRemove_)) && pause.passed() &&
+      !timeToRemove_->passed())
+    return false;
+  path_.clear();
+  lock_.reset();
+  return true;
+}
+
+PrivateDirectory::~PrivateDirectory() {
+  while (!remove(Deadline::in(kTimeToClear)))
+    continue;
 }
 
 } // namespace tesker

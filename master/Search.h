@@ -1,7 +1,8 @@
 // Search.h - one search, from the tool's start to its end. Internal to the master.
 #pragma once
 
-#include "master/FinderMaster.h"
+#include "master/AnswerReading.h"
+#include "master/FinderSearch.h"
 #include "master/LogLines.h"
 #include "master/PrivateDirectory.h"
 #include "master/ToolProcess.h"
@@ -52,30 +53,35 @@ private:
 // What becomes of a search that memory is lacking for.
 [[nodiscard]] SearchFailure outOfMemory(SearchStage stage);
 
+// Goes from begin() by steps to its end, and never waits.
 class Search {
 public:
-  struct Request {
-    enum class Kind { searchPath, dockPaths };
-    Kind kind;
-    std::string_view argument;
-    std::optional<std::string_view> previous;
-  };
+  Search(FinderMasterOptions options, const SearchRequest &request);
 
-  // The options are borrowed.
-  Search(const FinderMasterOptions &options, const Request &request);
-
-  // Once.
-  SearchOutcome run();
+  // Starts the tool; or what ends the search before that. Once, and first.
+  std::optional<SearchFailure> begin();
+  // What step() has to be called for.
+  void appendPollDescriptors(std::vector<pollfd> &descriptors) const;
+  // In how many milliseconds step() has to be called anyway; 0 when there is more to do now.
+  int pollTimeout() const;
+  // Does some of what there is to do. Whether the search has ended, and nothing of it is left but
+  // its outcome.
+  bool step();
+  void cancel() { cancelled_ = true; }
+  // The system refuses to wait for what there is to wait for.
+  void fail(int error);
+  // Once, at the end.
+  SearchOutcome takeOutcome() { return std::move(outcome_); }
 
 private:
   using Kind = SearchFailure::Kind;
 
-  // What ends the search before its tool runs, or nothing.
-  std::optional<SearchFailure> begin();
+  // What a step on the way finds; nothing while it has to be gone on.
+  using Found = std::optional<SearchOutcome::Result>;
+
   std::optional<SearchFailure> startTool();
   void takeLogLine(std::string_view line);
-  SearchOutcome::Result serve();
-  void wait();
+  Found serve();
   std::optional<SearchFailure> stepStart();
   std::optional<SearchFailure> stepHandOver();
   void sendRequest();
@@ -84,8 +90,11 @@ private:
   void tellProgress();
   std::optional<SearchFailure> whatEndsTheWaiting();
   void connectionHasEnded();
-  SearchOutcome::Result judge(const ToolEnd &end);
-  SearchOutcome::Result answer();
+  Found judge(const ToolEnd &end);
+  Found readAnswer();
+  void setResult(SearchOutcome::Result result);
+  bool stepEnd();
+  void takeRestOfLog();
   SearchFailure timedOut() const {
     return failure(Kind::timedOut, "timed out " + describe(stage()));
   }
@@ -98,8 +107,8 @@ private:
     return {kind, stage(), end, std::move(reason)};
   }
 
-  const FinderMasterOptions &options_;
-  const Request::Kind kind_;
+  const FinderMasterOptions options_;
+  const SearchRequest::Kind kind_;
   const NSString argument_;
   const NSString previous_;
   const Deadline deadline_; // the caller's
@@ -109,7 +118,7 @@ private:
   // In the order in which they are made; the tool is ended before its service goes.
   std::optional<PrivateDirectory> directory_;
   std::optional<MasterHandOver> handOver_;
-  std::optional<LogLines> log_;
+  std::optional<LogLines> log_; // none once its rest has been taken
   std::unique_ptr<ToolProcess> tool_;
   bool incomplete_ = false; // a line of the log has said so
   std::size_t skippedLinks_ = 0;
@@ -117,7 +126,10 @@ private:
   std::optional<std::string> confinement_;
   bool connectionLost_ = false;
   bool cancelled_ = false;
-  bool moreToDispatch_ = false; // what has come is not all taken yet
+  bool moreToDispatch_ = false;          // what has come is not all taken yet
+  std::optional<AnswerReading> reading_; // once the answer is here and the tool has ended
+  bool hasResult_ = false;               // outcome_ has; what is left is to clear away
+  SearchOutcome outcome_{SearchUnchanged{}, false, {}, 0};
 };
 
 } // namespace tesker

@@ -1,6 +1,5 @@
 #include "master/ToolProcess.h"
 
-#include "platform/foundation/Deadline.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/ProgramStart.h"
 #include "platform/foundation/ReadFailures.h"
@@ -140,7 +139,7 @@ std::optional<ToolEnd> ToolProcess::end() {
   if (end_ || pid_ < 0)
     return end_;
   std::optional<ToolEnd> seen = reap(WNOHANG | WNOWAIT);
-  if (!seen && isReadable(pidfd_)) {
+  if (!seen && !timeToDie_ && isReadable(pidfd_)) {
     seen = reap(WNOHANG | WNOWAIT);
     if (!seen) { // another process traces it, and has the status
       OperatingSystem::current().sendSignal(-pid_, SIGKILL);
@@ -154,23 +153,30 @@ std::optional<ToolEnd> ToolProcess::end() {
     // While the child is not reaped its number, and so its group's, is nobody else's.
     OperatingSystem::current().sendSignal(-pid_, SIGKILL);
     end_ = reap(0);
+  } else if (timeToDie_ && timeToDie_->passed()) {
+    end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
   }
   return end_;
 }
 
-void ToolProcess::kill() {
-  if (pid_ < 0 || end())
+void ToolProcess::beginToKill() {
+  if (pid_ < 0 || timeToDie_ || end())
     return;
   OperatingSystem &system = OperatingSystem::current();
   system.sendSignal(-pid_, SIGKILL);
   system.sendSignal(pid_, SIGKILL); // in case it has left its group
-  const auto deadline = Deadline::in(kTimeToDie);
+  timeToDie_ = Deadline::in(kTimeToDie);
+}
+
+void ToolProcess::kill() {
+  beginToKill();
+  if (pid_ < 0 || end_)
+    return;
+  OperatingSystem &system = OperatingSystem::current();
   pollfd ended{pidfd_.number(), POLLIN, 0};
-  (void)system.poll(&ended, 1, pidfd_ ? deadline.pollTimeout() : 0);
-  while (!(end_ = reap(WNOHANG)) && !deadline.passed())
+  (void)system.poll(&ended, 1, pidfd_ ? timeToDie_->pollTimeout() : 0);
+  while (!end())
     (void)system.poll(nullptr, 0, kMillisecondsBetween);
-  if (!end_)
-    end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
 }
 
 } // namespace tesker

@@ -53,7 +53,7 @@ IN_TESTS = [(r"\*NSString::create", 'strings are values: write "..."_ns')]
 
 # Where system calls are made.
 THE_SYSTEM = {f"platform/foundation/{name}.{suffix}" for suffix in ("h", "cpp")
-              for name in ("OperatingSystem", "FileCalls", "SocketCalls", "ProcessCalls")}
+              for name in ("OperatingSystem", "FileCalls", "SocketCalls", "ProcessCalls", "EventCalls")}
 # A file, or the whole of a folder, that may make them elsewhere: which ones, and why.
 EVERY_CALL = r".*"
 PAST_THE_SYSTEM = {

@@ -219,6 +219,26 @@ public:
     return note("setNice", std::to_string(nice)) ? OperatingSystem::setNice(thread, nice) : -1;
   }
 
+  int createEventPoll() override {
+    return note("createEventPoll") ? OperatingSystem::createEventPoll() : -1;
+  }
+  int controlEventPoll(int eventPoll, int operation, int descriptor,
+                       std::uint32_t events) override {
+    return note("controlEventPoll", std::to_string(operation))
+               ? OperatingSystem::controlEventPoll(eventPoll, operation, descriptor, events)
+               : -1;
+  }
+  int dropEvents(int eventPoll) override {
+    return note("dropEvents") ? OperatingSystem::dropEvents(eventPoll) : -1;
+  }
+  int createTimer() override { return note("createTimer") ? OperatingSystem::createTimer() : -1; }
+  int setTimer(int timer, std::chrono::nanoseconds time) override {
+    return note("setTimer") ? OperatingSystem::setTimer(timer, time) : -1;
+  }
+  int stopTimer(int timer) override {
+    return note("stopTimer") ? OperatingSystem::stopTimer(timer) : -1;
+  }
+
   std::int64_t currentTime() override {
     note("currentTime");
     return OperatingSystem::currentTime();

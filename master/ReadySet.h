@@ -1,0 +1,45 @@
+// ReadySet.h - one descriptor for many: readable when one of them is ready, or a time has come.
+// Internal to the master.
+//
+// An epoll(7) and a timer. What is watched is said anew after each look, for that arms it again: an
+// event is told once, so that a descriptor that was closed here, but that a child which the host
+// has forked without executing a program still holds open, cannot keep the set readable.
+#pragma once
+
+#include "platform/foundation/Files.h"
+#include "platform/foundation/Result.h"
+
+#include <optional>
+#include <poll.h>
+#include <utility>
+#include <vector>
+
+namespace tesker {
+
+class ReadySet {
+public:
+  // Watches nothing. Fails with the errno.
+  [[nodiscard]] static Result<ReadySet> create();
+
+  // The same for the life of the set.
+  int descriptor() const { return events_.number(); }
+  // Forgets that anything was ready, before it is looked at.
+  void drop();
+  // Watches these instead of those before, and wakes in so many milliseconds; never for -1.
+  // Negative descriptors are passed over, as poll(2) does. 0, or the errno; all that can be watched
+  // is watched then, too, and so is the time.
+  [[nodiscard]] int watch(const std::vector<pollfd> &descriptors, int milliseconds);
+  // Becomes readable at once.
+  void wake();
+
+private:
+  ReadySet(FileDescriptor events, FileDescriptor timer)
+      : events_(std::move(events)), timer_(std::move(timer)) {}
+  [[nodiscard]] int arm(int descriptor, short events);
+
+  FileDescriptor events_;
+  FileDescriptor timer_;
+  std::vector<int> watched_; // without the timer
+};
+
+} // namespace tesker
