@@ -3,6 +3,7 @@
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "filesystem/TextFunctions.h"
 #include "finding/ProgressMeter.h"
+#include "finding/StopRequest.h"
 #include "parsing/AppWrapperParser.h"
 #include "parsing/IconHeaderParser.h"
 #include "paths/PathFunctions.h"
@@ -95,8 +96,15 @@ void judgeAsSearched(const NSString &path) {
 
 void ApplicationWalk::doForPaths(const std::vector<NSString> &paths) {
   for (const NSString &path : paths)
-    if (!isFull_)
+    if (!isFull_ && !hasToStop())
       doForPath(path);
+}
+
+bool ApplicationWalk::hasToStop() {
+  if (stop_ == nullptr || !stop_->isAsked())
+    return false;
+  stop_->obey();
+  return true;
 }
 
 void ApplicationWalk::doForPath(const NSString &path) {
@@ -167,6 +175,8 @@ void ApplicationWalk::walkDirectory(const Entry &directory) {
     next = std::min(first + ProgressMeter::kEntriesBetween, listing->count());
     if (!findAmong(*listing, first, next, isJudged, found))
       return;
+    if (hasToStop())
+      break;
     if (progress_ != nullptr)
       progress_->counts(next - first);
   }
@@ -183,7 +193,7 @@ void ApplicationWalk::walkDirectory(const Entry &directory) {
 
 void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listing,
                                   std::size_t index, const NSFileAttributes &attributes) {
-  if (isFull_)
+  if (isFull_ || hasToStop())
     return giveVerdict(JudgementCode::limitsReached);
   const NSString file = NSString::create(listing.name(index));
   // Closed before the walk goes on elsewhere: its depth is not to be bounded by descriptors.

@@ -9,7 +9,7 @@ namespace tesker {
 
 namespace {
 
-SearchOutcome search(const FinderMasterOptions &options, const SearchRequest &request) {
+SearchOutcome search(const FinderMasterOptions &options, const FinderSearchRequest &request) {
   std::optional<SearchOutcome> outcome;
   auto started = FinderSearch::start(
       options, request, [&](SearchOutcome ended) { outcome.emplace(std::move(ended)); });
@@ -33,12 +33,12 @@ SearchOutcome search(const FinderMasterOptions &options, const SearchRequest &re
 
 SearchOutcome FinderMaster::findAppsInSearchPath(std::string_view path,
                                                  std::optional<std::string_view> previous) const {
-  return search(options_, {SearchRequest::Kind::searchPath, path, previous});
+  return search(options_, {FinderSearchRequest::Kind::searchPath, path, previous});
 }
 
 SearchOutcome FinderMaster::findAppsForDockPaths(std::string_view paths,
                                                  std::optional<std::string_view> previous) const {
-  return search(options_, {SearchRequest::Kind::dockPaths, paths, previous});
+  return search(options_, {FinderSearchRequest::Kind::dockPaths, paths, previous});
 }
 
 } // namespace tesker

@@ -10,8 +10,8 @@
 
 namespace tesker {
 
-FinderSearch::Started FinderSearch::start(FinderMasterOptions options, const SearchRequest &request,
-                                          EndHandler onEnd) {
+FinderSearch::Started FinderSearch::start(FinderMasterOptions options,
+                                          const FinderSearchRequest &request, EndHandler onEnd) {
   try {
     Result<ReadySet> ready = ReadySet::create();
     if (!ready)

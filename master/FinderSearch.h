@@ -55,7 +55,7 @@ class ReadySet;
 class Search;
 
 // What is searched for. The texts are copied.
-struct SearchRequest {
+struct FinderSearchRequest {
   enum class Kind {
     searchPath, // the applications of one directory, or one application
     dockPaths,  // those among absolute paths with one NUL byte between neighbours, at most 10000
@@ -74,8 +74,8 @@ public:
   using Started = std::variant<std::unique_ptr<FinderSearch>, SearchFailure>;
 
   // Starts the tool. onEnd must not be empty.
-  [[nodiscard]] static Started start(FinderMasterOptions options, const SearchRequest &request,
-                                     EndHandler onEnd);
+  [[nodiscard]] static Started start(FinderMasterOptions options,
+                                     const FinderSearchRequest &request, EndHandler onEnd);
   ~FinderSearch();
   FinderSearch(const FinderSearch &) = delete;
   FinderSearch &operator=(const FinderSearch &) = delete;

@@ -46,12 +46,12 @@ SearchFailure outOfMemory(SearchStage stage) {
   return {SearchFailure::Kind::cannotSearch, stage, std::nullopt, "out of memory"};
 }
 
-Search::Search(FinderMasterOptions options, const SearchRequest &request)
+Search::Search(FinderMasterOptions options, const FinderSearchRequest &request)
     : options_(std::move(options)), kind_(request.kind),
       argument_(NSString::create(request.argument)), previous_(stringOf(request.previous)),
       deadline_(Deadline::in(options_.timeout)), waitingEnds_(deadline_),
       receiver_(AnswerReceiver::create(
-          kind_ == SearchRequest::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
+          kind_ == FinderSearchRequest::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
           request.previous.has_value())),
       nextTold_(Deadline::in({})) {}
 
@@ -68,7 +68,7 @@ SearchStage Search::stage() const {
 std::optional<SearchFailure> Search::begin() {
   if (argument_.length() > NSConnection::kLargestArgument)
     return failure(Kind::cannotSearch, "the request is longer than a message can be");
-  if (kind_ == SearchRequest::Kind::dockPaths &&
+  if (kind_ == FinderSearchRequest::Kind::dockPaths &&
       countOfDockPaths(argument_.bytes()) > kMostDockPaths)
     return failure(Kind::cannotSearch,
                    "the request has more paths than " + std::to_string(kMostDockPaths));
@@ -270,7 +270,7 @@ std::optional<SearchFailure> Search::stepHandOver() {
 
 void Search::sendRequest() {
   FinderRequests &tool = connection()->rootProxy();
-  if (kind_ == SearchRequest::Kind::dockPaths)
+  if (kind_ == FinderSearchRequest::Kind::dockPaths)
     tool.findAppsForDockPaths(argument_, previous_, receiver_);
   else
     tool.findAppsInSearchPath(argument_, previous_, receiver_);

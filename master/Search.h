@@ -56,7 +56,7 @@ private:
 // Goes from begin() by steps to its end, and never waits.
 class Search {
 public:
-  Search(FinderMasterOptions options, const SearchRequest &request);
+  Search(FinderMasterOptions options, const FinderSearchRequest &request);
 
   // Starts the tool; or what ends the search before that. Once, and first.
   std::optional<SearchFailure> begin();
@@ -108,7 +108,7 @@ private:
   }
 
   const FinderMasterOptions options_;
-  const SearchRequest::Kind kind_;
+  const FinderSearchRequest::Kind kind_;
   const NSString argument_;
   const NSString previous_;
   const Deadline deadline_; // the caller's

@@ -6,7 +6,7 @@
 
 namespace tesker::test {
 
-void HostLoop::start(FinderMasterOptions options, const SearchRequest &request) {
+void HostLoop::start(FinderMasterOptions options, const FinderSearchRequest &request) {
   auto started = FinderSearch::start(std::move(options), request, [this](SearchOutcome ended) {
     ++ends;
     outcome.emplace(std::move(ended));

@@ -14,7 +14,7 @@ namespace tesker::test {
 class HostLoop {
 public:
   // Begins the search, or fails the test.
-  void start(FinderMasterOptions options, const SearchRequest &request);
+  void start(FinderMasterOptions options, const FinderSearchRequest &request);
   // With the tool that misbehaves so.
   void startFakeTool(const std::string &way, FinderMasterOptions options);
 
