@@ -21,7 +21,7 @@ SearchOutcome search(const FinderMasterOptions &options, const FinderSearchReque
   while (!outcome) {
     OperatingSystem::current().poll(waiting.data(), waiting.size(), -1);
     if (waiting[1].revents != 0) {
-      search.cancel();
+      search.stop();
       waiting[1] = {-1, 0, 0};
     }
     search.dispatch();

@@ -17,8 +17,8 @@ struct FinderMasterOptions {
   std::string cpu = {};
   // For one search, from its beginning to the tool's end.
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
-  // A descriptor that becomes readable when FinderMaster is to give a search up; borrowed. -1:
-  // none. FinderSearch has cancel() for that.
+  // A descriptor that becomes readable when FinderMaster is to stop a search, and so to give it up
+  // where partial answers are not taken; borrowed. -1: none. FinderSearch has stop() and cancel().
   int cancelDescriptor = -1;
   // Called with each line (bytes, without line feed) of the tool's log as it comes; may be empty.
   std::function<void(std::string_view)> onLogLine = {};
@@ -28,6 +28,10 @@ struct FinderMasterOptions {
   // Whether the tool enters a directory that it is in already, through a link that leads back,
   // until the system refuses the path.
   bool followLinkCycles = false;
+  // Whether a search that is stopped, or not done at its deadline, ends with what was found until
+  // then; SearchOutcome::cut then says why. The tool has two seconds more to hand that over. A tool
+  // that does not know of this ends without an answer, as it does before it is connected.
+  bool takesPartialAnswers = false;
   // Called, ten times a second at most, with what the tool has told last of how far it has come,
   // from the first time on that it has; may be empty, then the tool is not asked. A tool that does
   // not know of this tells nothing.

@@ -76,6 +76,13 @@ void FinderSearch::dispatch() {
   onEnd(std::move(outcome));
 }
 
+void FinderSearch::stop() {
+  if (search_ == nullptr)
+    return;
+  search_->stop();
+  ready_->wake();
+}
+
 void FinderSearch::cancel() {
   if (search_ == nullptr)
     return;

@@ -20,6 +20,7 @@
 //   descriptor()   nothing                              yes
 //   dispatch()     nothing; takes some 20 ms at most    of the same search: does nothing
 //   cancel()       nothing                              yes
+//   stop()         nothing                              yes
 //   hasEnded()     nothing                              yes
 //   destructor     the end of a tool that still runs,   only in onEnd
 //                  four seconds at the very worst
@@ -85,6 +86,10 @@ public:
   int descriptor() const;
   // Does what there is to do, or some of it, and never waits. May be called at any time.
   void dispatch();
+  // Has the search end with what it has found (FinderMasterOptions::takesPartialAnswers); cancels
+  // it where that is not asked for, or nothing can have been found yet. Does nothing once the
+  // answer is there, and after the end.
+  void stop();
   // Gives the search up. The end is told by dispatch(), as a failure (cancelled) unless the answer
   // was there already. Does nothing after the end.
   void cancel();

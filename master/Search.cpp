@@ -19,6 +19,8 @@ namespace {
 
 // How long a tool whose connection has ended gets to end too, so that its exit status can be told.
 constexpr std::chrono::seconds kTimeToEnd{2};
+// How long a tool that was told to stop gets to hand over what it has.
+constexpr std::chrono::seconds kTimeToGive{2};
 constexpr std::chrono::milliseconds kTimeBetweenProgress{100};
 // Where the tool's end does not wake the one who waits for it.
 constexpr int kMillisecondsBetweenLooks = 20;
@@ -99,6 +101,8 @@ std::optional<SearchFailure> Search::startTool() {
                            options_.followLinkCycles ? "follow" : wishes::kSkip);
   if (options_.onProgress)
     environment.emplace_back(wishes::kProgress, wishes::kReport);
+  if (options_.takesPartialAnswers)
+    environment.emplace_back(wishes::kPartialAnswers, wishes::kGive);
   auto started = ToolProcess::start(options_.tool, environment);
   if (!started)
     return failure(Kind::cannotSearch,
@@ -211,7 +215,8 @@ void Search::takeRestOfLog() {
     if (hasProgress())
       outcome_.progress = receiver_->progress();
     log->finish();
-    outcome_.incomplete = incomplete_ || log->isCutShort(); // a lost line may have said so
+    // A lost line may have said so.
+    outcome_.incomplete = outcome_.incomplete || incomplete_ || log->isCutShort();
     outcome_.confinement = std::move(confinement_);
     outcome_.logLines = log->lines();
   } catch (const std::bad_alloc &) {
@@ -303,21 +308,39 @@ void Search::connectionHasEnded() {
   waitingEnds_ = earlier(deadline_, Deadline::in(kTimeToEnd));
 }
 
+void Search::stop() {
+  if (canBeStopped())
+    stopTool(givenUp());
+  else if (!cut_ && stage() != SearchStage::end)
+    cancel();
+}
+
+void Search::stopTool(SearchFailure cut) {
+  cut_ = std::move(cut);
+  deadline_ = waitingEnds_ = Deadline::in(kTimeToGive);
+  tool_->askToEnd();
+}
+
 std::optional<SearchFailure> Search::whatEndsTheWaiting() {
   if (cancelled_)
-    return failure(Kind::cancelled, "the search was given up");
+    return givenUp();
   if (!waitingEnds_.passed())
     return std::nullopt;
   if (connectionLost_)
     return failure(Kind::connectionLost,
                    "the connection ended " + describe(stage()) +
                        ": the tool has closed it or sent what is not understood");
-  return timedOut();
+  if (!canBeStopped())
+    return cut_ ? cut_ : timedOut();
+  stopTool(timedOut());
+  return std::nullopt;
 }
 
 Search::Found Search::judge(const ToolEnd &end) {
   const bool worked =
       end.kind == ToolEnd::Kind::unknown || (end.kind == ToolEnd::Kind::exited && end.value == 0);
+  if (cut_ && !receiver_->answered())
+    return *cut_; // it does not give parts
   if (!worked)
     return failure(Kind::toolDied,
                    "the tool died " + describe(stage()) + " (" + describe(end) + ")", end);
@@ -339,11 +362,15 @@ Search::Found Search::readAnswer() {
     if (deadline_.passed())
       return timedOut();
     if (cancelled_)
-      return failure(Kind::cancelled, "the search was given up");
+      return givenUp();
     return std::nullopt;
   }
   if (reading_->isMalformed())
     return failure(Kind::malformedAnswer, "the tool's answer is no list of records");
+  if (receiver_->isPart()) {
+    outcome_.incomplete = true;
+    outcome_.cut = cut_;
+  }
   return reading_->takeAnswer();
 }
 
@@ -354,6 +381,8 @@ void AnswerReceiver::noteLines(const NSString &text, const NSString &key) {
     complaint_ = "the tool answered for something that was not asked";
   else if (!text && !hasPrevious_)
     complaint_ = "the tool calls an answer unchanged that it was never given";
+  else if (!text && stopped_)
+    complaint_ = "the tool calls a part of an answer unchanged";
   answered_ = true;
   if (text)
     text_ = text;

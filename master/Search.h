@@ -28,10 +28,13 @@ public:
   void noteLines(const NSString &text, const NSString &key) override;
   void self() override {}
   void noteProgress(const FinderProgress &progress) override;
+  void noteStopped() override { stopped_ = true; }
 
   bool answered() const { return answered_; }
   // The answer's text; nil when it is unchanged.
   const NSString &text() const { return text_; }
+  // Whether the answer is only what the tool had found when it was told to stop.
+  bool isPart() const { return stopped_; }
   // What was wrong about what the tool sent; empty when nothing was.
   const std::string &complaint() const { return complaint_; }
   // What the tool has told last before its answer; nothing where it has not.
@@ -44,6 +47,7 @@ private:
 
   NSString key_;
   bool hasPrevious_;
+  bool stopped_ = false;
   bool answered_ = false;
   NSString text_;
   std::string complaint_;
@@ -68,6 +72,8 @@ public:
   // its outcome.
   bool step();
   void cancel() { cancelled_ = true; }
+  // Has the tool answer with what it has, or gives the search up.
+  void stop();
   // The system refuses to wait for what there is to wait for.
   void fail(int error);
   // Once, at the end.
@@ -98,6 +104,11 @@ private:
   SearchFailure timedOut() const {
     return failure(Kind::timedOut, "timed out " + describe(stage()));
   }
+  SearchFailure givenUp() const { return failure(Kind::cancelled, "the search was given up"); }
+  bool canBeStopped() const {
+    return options_.takesPartialAnswers && !cut_ && stage() == SearchStage::search;
+  }
+  void stopTool(SearchFailure cut);
 
   // Nil before the hand-over.
   NSConnection *connection() const;
@@ -111,8 +122,8 @@ private:
   const FinderSearchRequest::Kind kind_;
   const NSString argument_;
   const NSString previous_;
-  const Deadline deadline_; // the caller's
-  Deadline waitingEnds_;    // that, or soon after the connection was lost
+  Deadline deadline_;    // the caller's, and a little more once the tool was told to stop
+  Deadline waitingEnds_; // that, or soon after the connection was lost
   const Ref<AnswerReceiver> receiver_;
 
   // In the order in which they are made; the tool is ended before its service goes.
@@ -126,6 +137,7 @@ private:
   std::optional<std::string> confinement_;
   bool connectionLost_ = false;
   bool cancelled_ = false;
+  std::optional<SearchFailure> cut_;     // why the tool was told to stop
   bool moreToDispatch_ = false;          // what has come is not all taken yet
   std::optional<AnswerReading> reading_; // once the answer is here and the tool has ended
   bool hasResult_ = false;               // outcome_ has; what is left is to clear away

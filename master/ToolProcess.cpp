@@ -159,6 +159,11 @@ std::optional<ToolEnd> ToolProcess::end() {
   return end_;
 }
 
+void ToolProcess::askToEnd() {
+  if (pid_ >= 0 && !end())
+    OperatingSystem::current().sendSignal(pid_, SIGTERM);
+}
+
 void ToolProcess::beginToKill() {
   if (pid_ < 0 || timeToDie_ || end())
     return;

@@ -55,6 +55,8 @@ public:
   FileDescriptor takeLogPipe() { return std::move(logPipe_); }
   // How it ended; nothing while it runs. After an answer the child is reaped.
   std::optional<ToolEnd> end();
+  // Asks it to end (SIGTERM).
+  void askToEnd();
   // Ends it and everything in its process group; end() tells when it is reaped. One that cannot be
   // reaped within two seconds, as another process traces it or the kernel does not let it go, is
   // left to this process's end, and how it ended is unknown.
