@@ -72,6 +72,7 @@ void FinderSearch::dispatch() {
   SearchOutcome outcome = search_->takeOutcome();
   search_.reset();
   (void)ready_->watch({}, -1);
+  ready_->drop();
   const EndHandler onEnd = std::move(onEnd_); // which may destroy this
   onEnd(std::move(outcome));
 }

@@ -149,7 +149,7 @@ void Search::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
 
 int Search::pollTimeout() const {
   if (hasResult_)
-    return tool_ ? kMillisecondsBetweenLooks : 0;
+    return isEnding_ && tool_ ? kMillisecondsBetweenLooks : 0;
   if (moreToDispatch_ || reading_ || cancelled_)
     return 0;
   int timeout = waitingEnds_.pollTimeout();
@@ -172,7 +172,7 @@ bool Search::step() {
   } catch (const std::bad_alloc &) {
     setResult(outOfMemory(stage()));
   }
-  return hasResult_ && stepEnd();
+  return false; // what is not waited for any more is closed in the next step
 }
 
 void Search::setResult(SearchOutcome::Result result) {
@@ -194,6 +194,7 @@ void Search::fail(int error) {
 }
 
 bool Search::stepEnd() {
+  isEnding_ = true;
   if (tool_) {
     if (!tool_->end())
       return false;

@@ -141,6 +141,7 @@ private:
   bool moreToDispatch_ = false;          // what has come is not all taken yet
   std::optional<AnswerReading> reading_; // once the answer is here and the tool has ended
   bool hasResult_ = false;               // outcome_ has; what is left is to clear away
+  bool isEnding_ = false;                // that has begun
   SearchOutcome outcome_{SearchUnchanged{}, false, {}, 0};
 };
 
