@@ -231,6 +231,15 @@ const std::map<std::string, Way> kServingWays{
      })},
     {"exit-9-after-answer", afterItsAnswer([] { std::exit(9); })},
     {"hang-after-answer", afterItsAnswer(hang)},
+    {"ignore-the-stop", inTheSearch([] { ::signal(SIGTERM, SIG_IGN), hang(); })},
+    {"unchanged-in-part", serving([](const NSString &key, const NSString &, FinderClient &client) {
+       client.noteStopped();
+       answer(nullptr, key, client);
+     })},
+    {"part-unasked", serving([](const NSString &key, const NSString &, FinderClient &client) {
+       client.noteStopped();
+       answer(kEmptyAnswer, key, client);
+     })},
     {"leave-a-grandchild", serving([](const NSString &key, const NSString &, FinderClient &client) {
        if (::fork() == 0)
          hang();
