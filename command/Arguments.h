@@ -46,6 +46,7 @@ struct Arguments {
   std::optional<JudgementCode> code;    // why: only what has this code
   std::optional<JudgementCode> explain; // why: say what this code means
   bool followLinkCycles = false;        // enter directories that lead back, too
+  std::size_t jobs = 0;                 // searches at a time; 0: as many as there are processors
   bool all = false;                     // why
   bool print = false;                   // open
   bool forget = false;                  // prefer

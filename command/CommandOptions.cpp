@@ -165,6 +165,11 @@ void CommandOptions::linkCycles() {
 
 void CommandOptions::search() {
   judging();
+  command_
+      .add_option("--jobs", arguments.jobs,
+                  "Search so many directories at a time (as many as\nthere are processors)")
+      ->check(CLI::Range(1, 1000).description("").active())
+      ->option_text("NUMBER");
   value("--tool", "PATH", arguments.tool, "The tool's program");
 }
 

@@ -177,13 +177,14 @@ std::optional<std::string> SearchRun::contentsOf(const std::string &file,
 
 void SearchRun::take(const SearchRequest &request, const SearchOutcome &outcome) {
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
-  save(answer != nullptr ? answer->text : *previous_);
+  if (!outcome.cut) // a part is no answer to compare with
+    save(answer != nullptr ? answer->text : *previous_);
   SearchResult result = resultOf(request.name(), request.key(), answer, outcome.incomplete);
   result.confinement = outcome.confinement;
   writer_->add(result);
   if (answer == nullptr && arguments_.format == Format::raw)
     diagnostics_.note(named(request) + ": unchanged since the previous answer");
-  if (answer != nullptr)
+  if (answer != nullptr && !outcome.cut)
     if (std::string lack = lackOf(request, *answer, outcome); !lack.empty())
       lacks_.push_back(std::move(lack));
 }

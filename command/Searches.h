@@ -3,6 +3,7 @@
 
 #include "command/Arguments.h"
 #include "command/Output.h"
+#include "master/FinderMasterOptions.h"
 #include "master/SearchOutcome.h"
 #include "platform/foundation/Deadline.h"
 
@@ -32,6 +33,8 @@ struct SearchRequest {
 
 // As an error message names it.
 [[nodiscard]] std::string named(const SearchRequest &request);
+
+class SearchesUnderWay;
 
 // Everything that goes wrong is said where it happens, and the worst is the status.
 class Searches {
@@ -66,10 +69,11 @@ private:
   // Of the search for the request.
   void failSearch(ExitStatus status, const SearchRequest &request, const std::string &text);
   void nameUnsearchablePaths();
-  SearchOutcome ask(const SearchRequest &request, const std::optional<std::string> &previous,
-                    Deadline progressShown);
+  FinderMasterOptions optionsFor(std::size_t request, SearchesUnderWay &underWay);
+  // Whether the next request has any chance.
+  bool takeOutcome(const SearchRequest &request, SearchOutcome &outcome, const Take &take);
   void say(const SearchRequest &request, const SearchFailure &failure,
-           const std::optional<SearchProgress> &progress);
+           const SearchOutcome &outcome);
   std::string whereItWas(const SearchRequest &request, const SearchProgress &progress) const;
   void keepLog(const SearchRequest &request, const SearchOutcome &outcome);
   void reportLog(const SearchRequest &request, const SearchOutcome &outcome);
