@@ -12,6 +12,7 @@ namespace tesker {
 namespace {
 
 constexpr double kLongestTimeout = 1e6;
+constexpr int kMostJobs = 1000;
 
 std::string knownCpus() {
   std::string names;
@@ -42,6 +43,13 @@ std::string checkTimeout(const std::string &text) {
       seconds <= kLongestTimeout)
     return {};
   return "must be a number of seconds above 0 and up to 1000000";
+}
+
+std::string checkJobs(const std::string &text) {
+  int number = 0;
+  if (CLI::detail::lexical_cast(text, number) && number >= 1 && number <= kMostJobs)
+    return {};
+  return "must be a number from 1 to " + std::to_string(kMostJobs);
 }
 
 std::string checkNotEmpty(const std::string &text) {
@@ -163,13 +171,16 @@ void CommandOptions::linkCycles() {
       ->option_text("WHAT");
 }
 
-void CommandOptions::search() {
-  judging();
+void CommandOptions::jobs() {
   command_
       .add_option("--jobs", arguments.jobs,
                   "Search so many directories at a time (as many as\nthere are processors)")
-      ->check(CLI::Range(1, 1000).description("").active())
+      ->check(CLI::Validator(checkJobs, "NUMBER"))
       ->option_text("NUMBER");
+}
+
+void CommandOptions::search() {
+  judging();
   value("--tool", "PATH", arguments.tool, "The tool's program");
 }
 
@@ -199,6 +210,7 @@ void CommandOptions::question() {
        "written (- is standard input), without a search")
       ->excludes(places());
   search();
+  jobs();
 }
 
 void CommandOptions::check(std::function<std::string()> problem) {

@@ -52,6 +52,8 @@ public:
   void linkCycles();
   // How a search is made: the same, and by which tool.
   void search();
+  // Where several directories can be searched.
+  void jobs();
   // What is kept from one search to the next.
   void lastAnswer();
   // --in: where to search, without operands that say so.

@@ -18,6 +18,7 @@ void declareList(CommandOptions &options) {
   options.table(kProgramColumns);
   options.lastAnswer();
   options.search();
+  options.jobs();
 }
 
 void declareDock(CommandOptions &options) {
@@ -142,6 +143,7 @@ void declareDiff(CommandOptions &options) {
   options.table(kChangeColumns);
   options.places()->excludes(later);
   options.search();
+  options.jobs();
   options.check([&arguments]() -> std::string {
     return arguments.input == "-" && arguments.answerFile == "-"
                ? "OLD and NEW cannot both be standard input"

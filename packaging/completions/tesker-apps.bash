@@ -35,7 +35,7 @@ _tesker_apps() {
   local always='-h --help -v --verbose -q --quiet --color'
   local tabular='--no-header --sort'
   local searching='-f --format --previous --save --cpu --timeout --link-cycles --tool'
-  local asking='-f --format --in --from --cpu --timeout --link-cycles --tool'
+  local asking='-f --format --in --from --cpu --timeout --link-cycles --tool --jobs'
   case $prev:$command:$cur in
     --color:*) words='auto always never' ;;
     --sort:handlers:* | --sort:services:*) words='name note path' ;;
@@ -48,13 +48,13 @@ _tesker_apps() {
     --format:* | -f:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
     --code:* | --explain:*) words=$codes ;;
-    --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
+    --previous:* | --save:* | --timeout:* | --jobs:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
     --link-cycles:*) words='skip follow' ;;
     --kind:*) words='list registry header' ;;
     *::*)
       words="$always --version $commands"
       ;;
-    *:list:-*) words="$always $tabular $searching" ;;
+    *:list:-*) words="$always $tabular $searching --jobs" ;;
     *:dock:-*) words="$always --paths0-from $tabular $searching" ;;
     *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $tabular $asking" ;;
     *:open:-*) words="$always --with --print $asking" ;;

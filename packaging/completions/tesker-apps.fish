@@ -65,6 +65,7 @@ complete -c tesker-apps -n $searching -x -l cpu -a "$processors" -d 'Search as f
 complete -c tesker-apps -n $searching -x -l timeout -d 'Give up a search after so many seconds'
 complete -c tesker-apps -n $searching -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $searching -r -l tool -d "The tool's program"
+complete -c tesker-apps -n '__fish_seen_subcommand_from list' -x -l jobs -d 'Search so many at a time'
 complete -c tesker-apps -n '__fish_seen_subcommand_from dock' -r -l paths0-from \
     -d 'Read the paths from a file'
 complete -c tesker-apps -n $comparing -x -s f -l format -a 'table json jsonl' -d 'Form of the answer'
@@ -73,6 +74,7 @@ complete -c tesker-apps -n $asking -r -l from -d 'Ask an answer that was saved'
 complete -c tesker-apps -n $comparing -x -l cpu -a "$processors" -d 'Search as for this processor'
 complete -c tesker-apps -n $comparing -x -l timeout -d 'Give up a search after so many seconds'
 complete -c tesker-apps -n $comparing -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
+complete -c tesker-apps -n $comparing -x -l jobs -d 'Search so many at a time'
 complete -c tesker-apps -n $comparing -r -l tool -d "The tool's program"
 complete -c tesker-apps -n '__fish_seen_subcommand_from open' -r -l with \
     -d 'Open them with this application'

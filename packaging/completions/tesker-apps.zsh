@@ -47,6 +47,7 @@ _tesker-apps() {
   )
   comparing=(
     $judging
+    '--jobs=[search so many directories at a time]:number:'
     "--tool=[the tool's program]:program:_files"
   )
   asking=(
@@ -88,7 +89,8 @@ _tesker-apps() {
         "--sort=[sort the rows by a column]:column:($keys)"
       )
       case $words[1] in
-        list) _arguments $always $tabular $searching '*:application or directory:_files' ;;
+        list) _arguments $always $tabular $searching \
+            '--jobs=[search so many directories at a time]:number:' '*:application or directory:_files' ;;
         dock)
           _arguments $always $tabular $searching '*:application or directory:_files' \
             '--paths0-from=[read the paths from a file]:list of paths:_files'
