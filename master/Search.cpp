@@ -327,12 +327,14 @@ std::optional<SearchFailure> Search::whatEndsTheWaiting() {
     return givenUp();
   if (!waitingEnds_.passed())
     return std::nullopt;
+  if (cut_)
+    return cut_;
   if (connectionLost_)
     return failure(Kind::connectionLost,
                    "the connection ended " + describe(stage()) +
                        ": the tool has closed it or sent what is not understood");
   if (!canBeStopped())
-    return cut_ ? cut_ : timedOut();
+    return timedOut();
   stopTool(timedOut());
   return std::nullopt;
 }

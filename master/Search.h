@@ -106,7 +106,8 @@ private:
   }
   SearchFailure givenUp() const { return failure(Kind::cancelled, "the search was given up"); }
   bool canBeStopped() const {
-    return options_.takesPartialAnswers && !cut_ && stage() == SearchStage::search;
+    return options_.takesPartialAnswers && !cut_ && !connectionLost_ &&
+           stage() == SearchStage::search;
   }
   void stopTool(SearchFailure cut);
 
