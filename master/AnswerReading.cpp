@@ -17,7 +17,7 @@ bool AnswerReading::readUntil(const Deadline &pause) {
   answer_.text.reserve(bytes.size());
   while (answer_.text.size() < bytes.size()) {
     answer_.text += bytes.substr(answer_.text.size(), kBytesInARow);
-    if (pause.passed())
+    if (answer_.text.size() < bytes.size() && pause.passed())
       return false;
   }
   while (std::optional<SearchRecord> record = encoded_.next()) {

@@ -10,7 +10,7 @@
 
 namespace tesker {
 
-FinderSearch::Started FinderSearch::start(FinderMasterOptions options,
+FinderSearch::Started FinderSearch::start(const FinderMasterOptions &options,
                                           const FinderSearchRequest &request, EndHandler onEnd) {
   try {
     Result<ReadySet> ready = ReadySet::create();
@@ -18,7 +18,7 @@ FinderSearch::Started FinderSearch::start(FinderMasterOptions options,
       return SearchFailure{SearchFailure::Kind::cannotSearch, SearchStage::handOver, std::nullopt,
                            std::string("nothing can be waited for: ") +
                                std::strerror(ready.error())};
-    auto search = std::make_unique<Search>(std::move(options), request);
+    auto search = std::make_unique<Search>(options, request);
     if (std::optional<SearchFailure> failed = search->begin())
       return std::move(*failed);
     std::unique_ptr<FinderSearch> started(

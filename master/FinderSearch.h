@@ -74,8 +74,8 @@ public:
   // A search, or what kept it from beginning; onEnd is not called then.
   using Started = std::variant<std::unique_ptr<FinderSearch>, SearchFailure>;
 
-  // Starts the tool. onEnd must not be empty.
-  [[nodiscard]] static Started start(FinderMasterOptions options,
+  // Starts the tool. The options are copied; onEnd must not be empty.
+  [[nodiscard]] static Started start(const FinderMasterOptions &options,
                                      const FinderSearchRequest &request, EndHandler onEnd);
   ~FinderSearch();
   FinderSearch(const FinderSearch &) = delete;

@@ -1,7 +1,7 @@
 // ReadySet.h - one descriptor for many: readable when one of them is ready, or a time has come.
 // Internal to the master.
 //
-// An epoll(7) and a timer. What is watched is said anew after each look, for that arms it again: an
+// An epoll(7) and a timer. What is watched is said again after each look, for that arms it: an
 // event is told once, so that a descriptor that was closed here, but that a child which the host
 // has forked without executing a program still holds open, cannot keep the set readable.
 #pragma once

@@ -108,7 +108,8 @@ std::optional<SearchFailure> Search::startTool() {
     return failure(Kind::cannotSearch,
                    std::string("no process can be started: ") + std::strerror(started.error()));
   tool_ = std::move(*started);
-  log_.emplace(tool_->takeLogPipe(), [this](std::string_view line) { takeLogLine(line); });
+  log_ = std::make_unique<LogLines>(tool_->takeLogPipe(),
+                                    [this](std::string_view line) { takeLogLine(line); });
   return std::nullopt;
 }
 
@@ -211,7 +212,7 @@ bool Search::stepEnd() {
 void Search::takeRestOfLog() {
   if (!log_)
     return;
-  std::optional<LogLines> log = std::exchange(log_, std::nullopt);
+  const std::unique_ptr<LogLines> log = std::move(log_);
   try {
     if (hasProgress())
       outcome_.progress = receiver_->progress();
@@ -361,7 +362,7 @@ Search::Found Search::judge(const ToolEnd &end) {
 }
 
 Search::Found Search::readAnswer() {
-  if (!reading_->readUntil(Deadline::in(kReadingInARow))) {
+  if (!reading_->readUntil(earlier(deadline_, Deadline::in(kReadingInARow)))) {
     if (deadline_.passed())
       return timedOut();
     if (cancelled_)
@@ -375,27 +376,6 @@ Search::Found Search::readAnswer() {
     outcome_.cut = cut_;
   }
   return reading_->takeAnswer();
-}
-
-void AnswerReceiver::noteLines(const NSString &text, const NSString &key) {
-  if (answered_)
-    complaint_ = "the tool answered twice";
-  else if (key != key_)
-    complaint_ = "the tool answered for something that was not asked";
-  else if (!text && !hasPrevious_)
-    complaint_ = "the tool calls an answer unchanged that it was never given";
-  else if (!text && stopped_)
-    complaint_ = "the tool calls a part of an answer unchanged";
-  answered_ = true;
-  if (text)
-    text_ = text;
-}
-
-void AnswerReceiver::noteProgress(const FinderProgress &progress) {
-  if (!answered_)
-    progress_ =
-        SearchProgress{progress.directories, progress.entries, progress.records,
-                       std::string(progress.path.bytes()), std::string(progress.directory.bytes())};
 }
 
 } // namespace tesker

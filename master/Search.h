@@ -2,12 +2,12 @@
 #pragma once
 
 #include "master/AnswerReading.h"
+#include "master/AnswerReceiver.h"
 #include "master/FinderSearch.h"
 #include "master/LogLines.h"
 #include "master/PrivateDirectory.h"
 #include "master/ToolProcess.h"
 #include "platform/foundation/Deadline.h"
-#include "protocol/FinderProtocol.h"
 #include "protocol/HandOver.h"
 
 #include <memory>
@@ -16,43 +16,6 @@
 #include <string_view>
 
 namespace tesker {
-
-// Takes the tool's one answer and notes what it must not send.
-class AnswerReceiver final : public FinderClient {
-public:
-  // The key that the answer has to bring, and whether nil may be an answer.
-  [[nodiscard]] static Ref<AnswerReceiver> create(NSString key, bool hasPrevious) {
-    return allocate<AnswerReceiver>(NSDefaultMallocZone(), std::move(key), hasPrevious);
-  }
-
-  void noteLines(const NSString &text, const NSString &key) override;
-  void self() override {}
-  void noteProgress(const FinderProgress &progress) override;
-  void noteStopped() override { stopped_ = true; }
-
-  bool answered() const { return answered_; }
-  // The answer's text; nil when it is unchanged.
-  const NSString &text() const { return text_; }
-  // Whether the answer is only what the tool had found when it was told to stop.
-  bool isPart() const { return stopped_; }
-  // What was wrong about what the tool sent; empty when nothing was.
-  const std::string &complaint() const { return complaint_; }
-  // What the tool has told last before its answer; nothing where it has not.
-  const std::optional<SearchProgress> &progress() const { return progress_; }
-
-private:
-  friend NSObject;
-  AnswerReceiver(NSString key, bool hasPrevious)
-      : key_(std::move(key)), hasPrevious_(hasPrevious) {}
-
-  NSString key_;
-  bool hasPrevious_;
-  bool stopped_ = false;
-  bool answered_ = false;
-  NSString text_;
-  std::string complaint_;
-  std::optional<SearchProgress> progress_;
-};
 
 // What becomes of a search that memory is lacking for.
 [[nodiscard]] SearchFailure outOfMemory(SearchStage stage);
@@ -130,7 +93,7 @@ private:
   // In the order in which they are made; the tool is ended before its service goes.
   std::optional<PrivateDirectory> directory_;
   std::optional<MasterHandOver> handOver_;
-  std::optional<LogLines> log_; // none once its rest has been taken
+  std::unique_ptr<LogLines> log_; // none once its rest has been taken
   std::unique_ptr<ToolProcess> tool_;
   bool incomplete_ = false; // a line of the log has said so
   std::size_t skippedLinks_ = 0;
