@@ -67,11 +67,12 @@ private:
     std::vector<pollfd> waiting{{options_.controlDescriptor, POLLIN, 0}};
     for (const auto &one : begun_)
       waiting.push_back({one->search ? one->search->descriptor() : -1, POLLIN, 0});
-    OperatingSystem::current().poll(waiting.data(), waiting.size(), -1);
+    // Where nothing can be waited for, the searches still see their ends.
+    const bool cannotWait = OperatingSystem::current().poll(waiting.data(), waiting.size(), -1) < 0;
     if (waiting[0].revents != 0)
       obey(options_.control());
     for (std::size_t i = 0; i < begun_.size(); ++i)
-      if (waiting[i + 1].revents != 0)
+      if (begun_[i]->search && (cannotWait || waiting[i + 1].revents != 0))
         begun_[i]->search->dispatch();
     for (const auto &one : begun_)
       if (one->outcome)

@@ -2,6 +2,7 @@
 
 #include "master/SearchesInOrder.h"
 #include "platform/foundation/Files.h"
+#include "platform/foundation/OperatingSystem.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -70,7 +71,10 @@ TEST_F(SearchesInOrderOf, NoMoreAreUnderWayThanThereAreJobs) {
 
 TEST_F(SearchesInOrderOf, NoMoreOutcomesWaitThanThereAreJobs) {
   const std::string counts = "ls begun-* | wc -l >>counts; touch begun-$$";
-  std::vector<SearchTask> tasks{task("sleep 1; " + counts)};
+  // It waits for all that may begin, and then gives others the time to.
+  const std::string waits =
+      "until [ $(ls begun-* | wc -l) -ge 3 ]; do sleep 0.01; done; sleep 0.3; ";
+  std::vector<SearchTask> tasks{task(waits + counts)};
   for (int i = 0; i < 6; ++i)
     tasks.push_back(task(counts));
   search(tasks, 2);
@@ -129,6 +133,20 @@ TEST_F(SearchesInOrderOf, ThoseUnderWayAreGivenUpAndNoOtherBegins) {
     EXPECT_FALSE(std::filesystem::exists(directory_.path("begun")));
     EXPECT_FALSE(hasChildren());
   }
+}
+
+TEST_F(SearchesInOrderOf, EndWhereNothingCanBeWaitedFor) {
+  class Impatient final : public OperatingSystem {
+    int poll(pollfd *descriptors, nfds_t count, int milliseconds) override {
+      if (milliseconds == 0)
+        return OperatingSystem::poll(descriptors, count, milliseconds);
+      errno = ENOMEM;
+      return -1;
+    }
+  } system;
+  const ScopedOperatingSystem inForce(system);
+  search({task(""), task("")}, 2);
+  EXPECT_THAT(taken_, ElementsAre("0", "1"));
 }
 
 TEST_F(SearchesInOrderOf, NothingIsNothing) {
