@@ -177,7 +177,7 @@ std::optional<std::string> SearchRun::contentsOf(const std::string &file,
 
 void SearchRun::take(const SearchRequest &request, const SearchOutcome &outcome) {
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
-  if (!outcome.cut) // a part is no answer to compare with
+  if (!outcome.cut) // a part cannot be compared with
     save(answer != nullptr ? answer->text : *previous_);
   SearchResult result = resultOf(request.name(), request.key(), answer, outcome.incomplete);
   result.confinement = outcome.confinement;

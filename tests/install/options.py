@@ -124,7 +124,7 @@ class ManualPages(unittest.TestCase):
         searching = tagged_options("list and dock")
         asking = tagged_options("Questions")
         tabular = tagged_options("Tables")
-        described = {"list": searching | tabular, "dock": searching | tabular | tagged_options("dock"),
+        described = {"list": searching | tabular, "dock": searching - {"--jobs"} | tabular | tagged_options("dock"),
                      "handlers": asking | tabular, "types": asking | tabular, "services": asking | tabular,
                      "show": asking | tabular, "open": asking | tagged_options("open"),
                      "prefer": asking | tabular | tagged_options("prefer"),
