@@ -260,7 +260,9 @@ void Searches::keepLog(const SearchRequest &request, const SearchOutcome &outcom
 void Searches::reportLog(const SearchRequest &request, const SearchOutcome &outcome) {
   constexpr std::size_t most = 5;
   const std::size_t skipped = outcome.skippedLinks;
-  const std::size_t count = outcome.logLineCount - (outcome.confinement ? 1 : 0) - skipped;
+  // What is told by other words is not counted: the confinement, links, and that it was stopped.
+  const std::size_t told = skipped + (outcome.confinement ? 1 : 0) + (outcome.cut ? 1 : 0);
+  const std::size_t count = outcome.logLineCount - std::min(outcome.logLineCount, told);
   if (skipped > 0 && !diagnostics_.verbose())
     diagnostics_.note(named(request) + ": " + std::to_string(skipped) +
                       (skipped == 1 ? " link that leads back to a directory above it was"

@@ -48,11 +48,17 @@ class PartialAnswers(unittest.TestCase):
     def paths_in(self, output):
         return [record["pairs"]["path"] for result in json.loads(output)["results"] for record in result["records"]]
 
-    def wait_for_tools(self, count):
-        """Until so many tools of this test search."""
-        while len(list(self.top.glob("tesker-master-*/bootstrap/*"))) < count:
+    def wait_for_tool(self, command):
+        """Until a tool is there that has heard of its task."""
+        while not list(tools_of(command)):
             time.sleep(0.01)
-        time.sleep(0.5)  # the hand-over
+        time.sleep(0.2)
+
+    def wait_for_search(self, command):
+        """Until a tool has worked for so long that it is in the endless directory, and others have ended."""
+        while not any(ticks >= 50 for ticks in tools_of(command)):
+            self.assertIsNone(command.poll())
+            time.sleep(0.01)
 
     def test_a_time_out_leaves_what_was_found(self):
         command = self.start("list", "apps", "endless", "--timeout", "1", "--format", "json")
@@ -67,17 +73,18 @@ class PartialAnswers(unittest.TestCase):
     def test_a_signal_leaves_what_was_found(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             command = self.start("list", "apps", "endless", "--jobs", "2", "--format", "json")
-            self.wait_for_tools(1)
+            self.wait_for_search(command)
             command.send_signal(number)
             output, errors = command.communicate()
             self.assertEqual(command.returncode, -number)
             self.assertIn(str(self.top / "apps/define"), self.paths_in(output))
             self.assertIn("the search was given up" + CUT, errors)
+            self.assertNotIn("logged", errors)
             self.assertEqual(list(self.top.glob("tesker-master-*")), [])
 
     def test_searches_that_have_not_begun_stay_so(self):
         command = self.start("list", "endless", "apps", "--jobs", "1", "--format", "jsonl")
-        self.wait_for_tools(1)
+        self.wait_for_search(command)
         command.send_signal(signal.SIGTERM)
         output, _ = command.communicate()
         self.assertEqual(command.returncode, -signal.SIGTERM)
@@ -86,7 +93,7 @@ class PartialAnswers(unittest.TestCase):
     def test_a_second_signal_ends_the_searches_at_once(self):
         command = self.start("list", "apps", "--tool", str(PROGRAMS / "tesker-fake-tool"), "--timeout", "1000",
                              FAKE_TOOL="ignore-the-stop")
-        self.wait_for_tools(1)
+        self.wait_for_tool(command)
         command.send_signal(signal.SIGINT)
         time.sleep(0.2)
         command.send_signal(signal.SIGTERM)
@@ -115,6 +122,16 @@ class PartialAnswers(unittest.TestCase):
         self.assertEqual(command.returncode, 5)
         self.assertEqual(errors.count("timed out"), 2)
         self.assertIn(str(self.top / "apps/define"), self.paths_in(output))
+
+
+def tools_of(command):
+    """The processor time, in hundredths of a second, of each tool that the command has started."""
+    for child in pathlib.Path(f"/proc/{command.pid}/task/{command.pid}/children").read_text().split():
+        try:
+            fields = pathlib.Path(f"/proc/{child}/stat").read_text().rpartition(")")[2].split()
+        except OSError:
+            continue  # it has ended
+        yield int(fields[11]) + int(fields[12])
 
 
 def restore_signals():
