@@ -56,7 +56,7 @@ void FinderSearch::watch() {
 void FinderSearch::dispatch() {
   if (search_ == nullptr || isDispatching_)
     return;
-  ready_->drop();
+  ready_->forget();
   isDispatching_ = true;
   bool isOver = false;
   try {
@@ -71,8 +71,6 @@ void FinderSearch::dispatch() {
     return watch();
   SearchOutcome outcome = search_->takeOutcome();
   search_.reset();
-  (void)ready_->watch({}, -1);
-  ready_->drop();
   const EndHandler onEnd = std::move(onEnd_); // which may destroy this
   onEnd(std::move(outcome));
 }

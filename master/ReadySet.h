@@ -1,9 +1,10 @@
 // ReadySet.h - one descriptor for many: readable when one of them is ready, or a time has come.
 // Internal to the master.
 //
-// An epoll(7) and a timer. What is watched is said again after each look, for that arms it: an
-// event is told once, so that a descriptor that was closed here, but that a child which the host
-// has forked without executing a program still holds open, cannot keep the set readable.
+// An epoll(7) and a timer. What is watched is forgotten before it is looked at, while it is still
+// open, and said again afterwards. A descriptor that was closed could not be forgotten any more:
+// its number may be another thread's by then, and a child that the host has forked without
+// executing a program may hold it open, and with it the set readable.
 #pragma once
 
 #include "platform/foundation/Files.h"
@@ -23,11 +24,11 @@ public:
 
   // The same for the life of the set.
   int descriptor() const { return events_.number(); }
-  // Forgets that anything was ready, before it is looked at.
-  void drop();
-  // Watches these instead of those before, and wakes in so many milliseconds; never for -1.
-  // Negative descriptors are passed over, as poll(2) does. 0, or the errno; all that can be watched
-  // is watched then, too, and so is the time.
+  // Watches nothing any more. To be called before anything that is watched may be closed.
+  void forget();
+  // Watches these, after forget(), and wakes in so many milliseconds; never for -1. Negative
+  // descriptors are passed over, as poll(2) does. 0, or the errno; all that can be watched is
+  // watched then, too, and so is the time.
   [[nodiscard]] int watch(const std::vector<pollfd> &descriptors, int milliseconds);
   // Becomes readable at once.
   void wake();
@@ -35,7 +36,6 @@ public:
 private:
   ReadySet(FileDescriptor events, FileDescriptor timer)
       : events_(std::move(events)), timer_(std::move(timer)) {}
-  [[nodiscard]] int arm(int descriptor, short events);
 
   FileDescriptor events_;
   FileDescriptor timer_;

@@ -1,9 +1,6 @@
 #include "platform/foundation/EventCalls.h"
 
-#include "platform/foundation/Resumed.h"
-
 #include <algorithm>
-#include <array>
 #include <sys/timerfd.h>
 
 namespace tesker {
@@ -13,15 +10,9 @@ int EventCalls::createEventPoll() { return ::epoll_create1(EPOLL_CLOEXEC); }
 int EventCalls::controlEventPoll(int eventPoll, int operation, int descriptor,
                                  std::uint32_t events) {
   epoll_event event{};
-  event.events = events | EPOLLET;
+  event.events = events;
   event.data.fd = descriptor;
   return ::epoll_ctl(eventPoll, operation, descriptor, &event);
-}
-
-int EventCalls::dropEvents(int eventPoll) {
-  std::array<epoll_event, 64> events;
-  return resumed(
-      [&] { return ::epoll_wait(eventPoll, events.data(), static_cast<int>(events.size()), 0); });
 }
 
 int EventCalls::createTimer() {

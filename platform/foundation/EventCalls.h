@@ -12,10 +12,8 @@ namespace tesker {
 class EventCalls {
 public:
   virtual int createEventPoll(); // epoll_create1
-  // epoll_ctl, for events that are told once (EPOLLET) and carry the descriptor's number.
+  // epoll_ctl.
   virtual int controlEventPoll(int eventPoll, int operation, int descriptor, std::uint32_t events);
-  // epoll_wait, of what has come already; the events are dropped, and their number is answered.
-  virtual int dropEvents(int eventPoll);
   // timerfd_create, on the clock that only goes forward.
   virtual int createTimer();
   // timerfd_settime: expires once in so long, at once for 0 and less.

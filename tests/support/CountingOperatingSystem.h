@@ -228,9 +228,6 @@ public:
                ? OperatingSystem::controlEventPoll(eventPoll, operation, descriptor, events)
                : -1;
   }
-  int dropEvents(int eventPoll) override {
-    return note("dropEvents") ? OperatingSystem::dropEvents(eventPoll) : -1;
-  }
   int createTimer() override { return note("createTimer") ? OperatingSystem::createTimer() : -1; }
   int setTimer(int timer, std::chrono::nanoseconds time) override {
     return note("setTimer") ? OperatingSystem::setTimer(timer, time) : -1;
