@@ -252,7 +252,7 @@ const sd_bus_vtable *ServedObjects::clientTable() {
       SD_BUS_METHOD_WITH_ARGS(bus_names::kNoteStopped, SD_BUS_NO_ARGS, SD_BUS_NO_RESULT,
                               (callback<Client, &Client::takeStopped>),
                               SD_BUS_VTABLE_METHOD_NO_REPLY),
-      SD_BUS_METHOD_WITH_ARGS(bus_names::kSelf, SD_BUS_NO_ARGS, SD_BUS_ARGS("o", object),
+      SD_BUS_METHOD_WITH_ARGS(bus_names::kSelf, SD_BUS_NO_ARGS, SD_BUS_ARGS("o", client),
                               (callback<Client, &Client::takeSelf>), 0),
       SD_BUS_VTABLE_END};
   return table;
