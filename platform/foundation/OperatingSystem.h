@@ -15,6 +15,7 @@
 #include "platform/foundation/FileCalls.h"
 #include "platform/foundation/ProcessCalls.h"
 #include "platform/foundation/SocketCalls.h"
+#include "platform/foundation/WatchCalls.h"
 
 #include <atomic>
 #include <chrono>
@@ -39,7 +40,8 @@ struct UserEntry {
 class OperatingSystem : public FileCalls,
                         public SocketCalls,
                         public ProcessCalls,
-                        public EventCalls {
+                        public EventCalls,
+                        public WatchCalls {
 public:
   virtual ~OperatingSystem() = default;
 

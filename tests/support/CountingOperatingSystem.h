@@ -62,6 +62,9 @@ public:
                ? OperatingSystem::access(path, mode)
                : -1;
   }
+  ssize_t readLink(const char *path, char *target, std::size_t room) override {
+    return note("readLink", path) ? OperatingSystem::readLink(path, target, room) : -1;
+  }
   ssize_t attribute(const char *path, const char *name, void *value, std::size_t size) override {
     return note("attribute", path) ? OperatingSystem::attribute(path, name, value, size) : -1;
   }
@@ -234,6 +237,17 @@ public:
   }
   int stopTimer(int timer) override {
     return note("stopTimer") ? OperatingSystem::stopTimer(timer) : -1;
+  }
+
+  int createWatches() override {
+    return note("createWatches") ? OperatingSystem::createWatches() : -1;
+  }
+  int addWatch(int watches, const char *path, std::uint32_t events) override {
+    return note("addWatch", path) ? OperatingSystem::addWatch(watches, path, events) : -1;
+  }
+  int removeWatch(int watches, int watch) override {
+    return note("removeWatch", std::to_string(watch)) ? OperatingSystem::removeWatch(watches, watch)
+                                                      : -1;
   }
 
   std::int64_t currentTime() override {
