@@ -6,24 +6,17 @@
 #include "finding/StopRequest.h"
 #include "parsing/AppWrapperParser.h"
 #include "parsing/IconHeaderParser.h"
+#include "parsing/WrapperNames.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NearWords.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 namespace tesker {
 
 namespace {
-
-// What the name of a directory that is an application ends in, behind the dot.
-constexpr std::array<std::string_view, 3> kWrapperSuffixes = {"app", "debug", "profile"};
-
-bool isWrapperSuffix(std::string_view suffix) {
-  return std::ranges::find(kWrapperSuffixes, suffix) != kWrapperSuffixes.end();
-}
 
 // Whether the entry is a directory that is not an application itself.
 bool isWalked(const Entry &entry) {

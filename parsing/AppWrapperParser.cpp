@@ -15,8 +15,6 @@ namespace tesker {
 
 namespace {
 
-constexpr std::string_view kResources = "Resources";
-
 // One wrapper while its entries are visited.
 class WrapperParser {
 public:
@@ -34,7 +32,7 @@ public:
     // seen before them, so the order decides.
     const Names entries = children();
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-      if (isNested(*entry))
+      if (isNestedWrapperName(entry->bytes())) // parsed behind all other entries
         nested_.push_back(*entry);
       else
         judged(fullPath_, entry->bytes(), [&] {
@@ -62,19 +60,13 @@ private:
     records_ = catenateArrays(std::move(records_), std::move(more));
   }
 
-  // Tools and bundles are parsed behind all other entries.
-  static bool isNested(const NSString &entry) {
-    const std::string_view suffix = suffixOf(entry.bytes());
-    return suffix == "tool" || suffix == "bundle";
-  }
-
   bool isExecutable(const NSString &entry) const {
     return suffixOf(entry.bytes()).empty() && hasSuffix_ && entry == baseName_;
   }
 
   // The first rule that matches the entry applies.
   void visit(const NSString &entry) {
-    if (entry == kInfoListName || entry == kResources)
+    if (entry == kInfoListName || entry == kResourcesName)
       parseDescriptionsBelow(entry);
     else if (const bool isOwn = isExecutable(entry); isOwn || entry == "services") {
       if (descriptionSeen_)
@@ -103,8 +95,7 @@ private:
     const NSString registry = entryPath.stringByAppendingPathComponent(kRegistryName);
     if (NSFileManager::classObject().fileExistsAtPath(registry))
       append(parseOldNewStyle(executablePath_, baseName_, registry, room_));
-    // Kept: in a wrapper of the file browser's own, the resources are read as a wrapper once more.
-    if (entry == kResources && file_.bytes().find("Tesker") != std::string_view::npos)
+    if (entry == kResourcesName && hasWrapperInResources(file_.bytes()))
       appendNested(entry);
   }
 

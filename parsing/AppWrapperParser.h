@@ -12,15 +12,11 @@
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "parsing/TKLine.h"
 #include "parsing/WayDown.h"
+#include "parsing/WrapperNames.h"
 
 #include <optional>
-#include <string_view>
 
 namespace tesker {
-
-// How descriptions are called.
-inline constexpr std::string_view kInfoListName = "Info-quorvale.plist";
-inline constexpr std::string_view kRegistryName = "registry.table";
 
 // The records of the wrapper dir/file: of its description or its executable, then of the tools and
 // bundles nested in it. Nothing when file is nil, the wrapper cannot be examined or searched, or
