@@ -21,10 +21,14 @@ namespace {
 
 constexpr int kMostLinks = 40; // in one path, as the system has it
 
-// What happens to files that were removed and are open still concerns nobody.
-constexpr std::uint32_t kWatched = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB |
-                                   IN_MODIFY | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF |
-                                   IN_ONLYDIR | IN_DONT_FOLLOW | IN_EXCL_UNLINK;
+// What happens to names; to files that were removed and are open still, nobody cares. A watch keeps
+// what others have asked it for.
+constexpr std::uint32_t kNames = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB |
+                                 IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW |
+                                 IN_EXCL_UNLINK | IN_MASK_ADD;
+// And to what is in files: more than anybody wants to hear of a directory such as /tmp or /var/log
+// that is merely on the way.
+constexpr std::uint32_t kNamesAndContents = kNames | IN_MODIFY | IN_CLOSE_WRITE;
 
 // What there is no search of either. That it is not there, or not ours, is known by the directory
 // above.
@@ -127,7 +131,7 @@ void DependencyWalk::enter(const Place &place, std::string_view name, bool isWra
   const std::size_t path = keyedHash(place.path);
   if (!entered_.insert(isWrapper ? keyedHash(path, keyedHash(name)) : path).second)
     return;
-  const int watch = watched(place.path, place.above);
+  const int watch = watched(place.path, place.above, kNamesAndContents);
   if (watch == Dependencies::kNoWatch)
     return;
   dependencies.addInterest(watch, isWrapper ? Dependencies::Interest::everything
@@ -200,7 +204,7 @@ std::optional<DependencyWalk::Place> DependencyWalk::follow(std::string director
       above = Dependencies::kNoWatch;
       continue;
     }
-    above = watched(directory, above);
+    above = watched(directory, above, kNames);
     dependencies.await(above, name, everything);
     const std::string path = joined(directory, name);
     const auto mode = modeOf(path, above);
@@ -209,6 +213,8 @@ std::optional<DependencyWalk::Place> DependencyWalk::follow(std::string director
       continue;
     }
     dependencies.places.add(path);
+    if (mode && S_ISREG(*mode))
+      watched(directory, above, kNamesAndContents);
     const auto target =
         mode && S_ISLNK(*mode) && ++links <= kMostLinks ? targetOf(path) : std::nullopt;
     if (!target)
@@ -233,10 +239,10 @@ std::optional<mode_t> DependencyWalk::modeOf(const std::string &path, int above)
   return std::nullopt;
 }
 
-int DependencyWalk::watched(const std::string &directory, int above) {
-  if (directory == lastWatched_)
+int DependencyWalk::watched(const std::string &directory, int above, std::uint32_t events) {
+  if (directory == lastWatched_ && (lastEvents_ & events) == events)
     return lastWatch_;
-  const int watch = OperatingSystem::current().addWatch(watches_, directory.c_str(), kWatched);
+  const int watch = OperatingSystem::current().addWatch(watches_, directory.c_str(), events);
   if (watch < 0) {
     failure_ = isOutOfReach(errno) ? failure_ : errno;
     return Dependencies::kNoWatch;
@@ -246,6 +252,7 @@ int DependencyWalk::watched(const std::string &directory, int above) {
   else
     dependencies.add(watch, above, directory == "/" ? "" : directory);
   lastWatched_ = directory;
+  lastEvents_ = events;
   lastWatch_ = watch;
   return watch;
 }

@@ -17,6 +17,7 @@
 #include "platform/foundation/Result.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -72,9 +73,9 @@ private:
   std::optional<Place> follow(std::string directory, std::string rest, bool everything);
   // Nothing where there is nothing to be had; above is the watch of the directory it is in.
   std::optional<mode_t> modeOf(const std::string &path, int above);
-  // The number of the directory's watch, from now on if not before; kNoWatch where it cannot be
-  // entered, and with a failure.
-  int watched(const std::string &directory, int above);
+  // The number of the directory's watch, of which these events are told from now on; kNoWatch where
+  // it cannot be entered, and with a failure.
+  int watched(const std::string &directory, int above, std::uint32_t events);
 
   int watches_;
   std::string searchPath_; // empty once it has been met
@@ -84,6 +85,7 @@ private:
   std::unordered_set<std::size_t> entered_;
   // Most directories are asked for several times in a row.
   std::string lastWatched_;
+  std::uint32_t lastEvents_ = 0;
   int lastWatch_ = Dependencies::kNoWatch;
   int failure_ = 0; // the errno that ends the walk
 };

@@ -147,13 +147,15 @@ void SearchPathWatches::retire(Dependencies &dependencies) noexcept {
 
 void SearchPathWatches::letGo() {
   const Deadline deadline = Deadline::in(kTimeForLettingGo);
-  while (!retired_.empty() && unconfirmed_ < kMostUnconfirmed && !deadline.passed()) {
+  while (!retired_.empty() && unconfirmed_ < kMostUnconfirmed) {
     const auto watch = retired_.back().takeOne();
     if (!watch)
       retired_.pop_back();
     else if (!isNeeded(*watch) &&
              OperatingSystem::current().removeWatch(events_.number(), *watch) == 0)
       ++unconfirmed_;
+    if (deadline.passed())
+      return;
   }
 }
 
