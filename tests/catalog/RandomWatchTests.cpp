@@ -1,0 +1,119 @@
+// Changes at random: whatever changes the answer to a search is told.
+#include "finding/ApplicationWalk.h"
+#include "platform/foundation/NSException.h"
+#include "tests/catalog/FailingWatches.h"
+#include "tests/catalog/RandomTreeSteps.h"
+#include "tests/catalog/WatchTest.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/LogCapture.h"
+
+#include <map>
+#include <sched.h>
+#include <set>
+#include <sys/mount.h>
+
+namespace tesker::test {
+namespace {
+
+class RandomWatch : public WatchTest {
+protected:
+  RandomWatch() { ::setenv("TESKER_HOST_CPU", "i386", 1); }
+
+  // As a search of the path would find it now.
+  static std::string answer(const std::string &path) {
+    const LogCapture log;
+    ApplicationWalk walk([] {}, {}, {.skipsLinkCycles = true});
+    try {
+      walk.doForPath(NSString::create(path));
+    } catch (const NSException &exception) {
+      return exception.what();
+    }
+    return std::string(encodeParsedApp(walk.lines()).bytes());
+  }
+
+  void take() {
+    while (isReadable())
+      for (std::string &path : watches_->takeChanged())
+        told_.insert(std::move(path));
+  }
+  // As one who is told does. Steps may be made meanwhile.
+  void beginAgain(const std::string &path, RandomTreeSteps *meanwhile) {
+    told_.erase(path);
+    watches_->begin(path);
+    system_.isHurried = meanwhile != nullptr;
+    for (int calls = 0;; ++calls) {
+      const auto progress = watches_->advance(path);
+      ASSERT_TRUE(progress) << std::generic_category().message(progress.error());
+      if (*progress == SearchPathWatches::Progress::done)
+        break;
+      if (meanwhile != nullptr && calls % 4 == 3)
+        history_ += meanwhile->step() + ", while " + path + " was begun\n";
+    }
+    system_.isHurried = false;
+  }
+
+  // Makes so many steps. Whoever is told begins again sooner or later.
+  void makeSteps(std::uint64_t seed, int count, bool mayMount = false, bool losesEvents = false) {
+    RandomTreeSteps steps(directory_.path(), seed, mayMount);
+    std::mt19937_64 random(seed);
+    std::map<std::string, std::string> answers;
+    for (const std::string &path : steps.searchPaths())
+      beginAgain(path, nullptr);
+    for (const std::string &path : steps.searchPaths())
+      answers[path] = answer(path);
+    int changes = 0;
+    for (int i = 0; i < count; ++i) {
+      history_ += steps.step() + "\n";
+      system_.losesEvents = losesEvents && random() % 4 == 0;
+      take();
+      for (auto &[path, before] : answers) {
+        std::string now = answer(path);
+        changes += now != before ? 1 : 0;
+        ASSERT_TRUE(now == before || told_.contains(path)) << path << ", seed " << seed << ":\n"
+                                                           << history_ << before << "\n"
+                                                           << now;
+        before = std::move(now);
+      }
+      for (const std::string &path : std::set(told_))
+        if (random() % 2 == 0)
+          beginAgain(path, random() % 4 == 0 ? &steps : nullptr);
+      take();
+      for (auto &[path, before] : answers) // of the steps meanwhile
+        before = answer(path);
+    }
+    EXPECT_GT(changes, count / 4); // of the answers, in as many steps
+    RecordProperty("changes", changes);
+  }
+
+  FailingWatches system_;
+  ScopedOperatingSystem scope_{system_};
+  std::set<std::string> told_;
+  std::string history_;
+};
+
+TEST_F(RandomWatch, TellsWhateverChangesAnAnswer) { makeSteps(1, 150); }
+
+TEST_F(RandomWatch, TellsItWhereEventsAreLost) { makeSteps(2, 100, false, true); }
+
+TEST_F(RandomWatch, TellsItWhereDirectoriesAreMounted) {
+  TESKER_SKIP_UNLESS_ROOT();
+  inChild([&] {
+    if (::unshare(CLONE_NEWNS) != 0)
+      return; // not here
+    ASSERT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+    watches_.emplace(std::move(*SearchPathWatches::create()));
+    makeSteps(3, 150, true);
+  });
+}
+
+// As many as one likes, with other seeds: TESKER_RANDOM_STEPS=2000 TESKER_RANDOM_SEED=7.
+TEST_F(RandomWatch, TellsItInAsManyStepsAsAreAskedFor) {
+  const char *count = std::getenv("TESKER_RANDOM_STEPS");
+  const char *seed = std::getenv("TESKER_RANDOM_SEED");
+  if (count == nullptr)
+    GTEST_SKIP() << "for TESKER_RANDOM_STEPS, and TESKER_RANDOM_SEED";
+  makeSteps(std::stoull(seed != nullptr ? seed : "1"), std::stoi(count));
+}
+
+} // namespace
+} // namespace tesker::test
