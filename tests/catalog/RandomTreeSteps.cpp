@@ -23,6 +23,7 @@ constexpr std::size_t kMostLinks = 5;      // each may double what there is to s
 constexpr std::size_t kMostMounts = 2;
 
 constexpr std::array kSearched = {"one", "two/deep", "far/tree"};
+constexpr const char *kWrapper = "one/Main.app"; // is searched, too
 constexpr std::array kOnTheWay = {"one", "two", "two/deep", "far", "far/tree", "linked"};
 
 bool write(const fs::path &path, std::string_view bytes, mode_t mode) {
@@ -45,6 +46,11 @@ bool mayBeChanged(const fs::path &file) {
   return ::lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
 }
 bool mayBeWritten(const fs::path &file) { return !isThere(file) || mayBeChanged(file); }
+
+// Or in the folder of a wrapper.
+bool isInWrapper(const fs::path &path) {
+  return path.parent_path().has_extension() || path.filename() == "Resources";
+}
 
 bool makeDirectories(const fs::path &path) {
   std::error_code error;
@@ -72,7 +78,7 @@ RandomTreeSteps::~RandomTreeSteps() {
 }
 
 std::vector<std::string> RandomTreeSteps::searchPaths() const {
-  return {root_ / "one", root_ / "two/deep", root_ / "linked", root_ / "one/Main.app"};
+  return {root_ / "one", root_ / "two/deep", root_ / "linked", root_ / kWrapper};
 }
 
 std::string RandomTreeSteps::step() {
@@ -135,9 +141,13 @@ void RandomTreeSteps::Contents::add(const fs::directory_entry &entry) {
   const auto status = entry.symlink_status(error);
   all.push_back(entry.path());
   links += fs::is_symlink(status) ? 1 : 0;
-  if (fs::is_directory(status))
-    directories.push_back(entry.path());
-  else if (fs::is_regular_file(status))
+  if (fs::is_directory(status)) {
+    const bool isWrapper = entry.path().has_extension();
+    if (isWrapper)
+      wrappers.push_back(entry.path());
+    if (!isWrapper && !isInWrapper(entry.path()))
+      directories.push_back(entry.path());
+  } else if (fs::is_regular_file(status))
     files.push_back(entry.path());
 }
 
@@ -147,7 +157,7 @@ std::string RandomTreeSteps::relative(const Path &path) const {
 
 // From a small stock, so that names are met again.
 RandomTreeSteps::Path RandomTreeSteps::newName(const Path &directory) {
-  static constexpr std::array kNames = {"a", "b", "c", "Draw", "Main", "Paint"};
+  static constexpr std::array kNames = {"a", "b", "c", "d", "Draw", "Main", "Paint"};
   return directory / kNames[below(kNames.size())];
 }
 
@@ -201,11 +211,14 @@ RandomTreeSteps::Done RandomTreeSteps::makeWrapper() {
                                            "Tesker.app", ".tool", ".bundle"};
   Path path = newName(oneOf(now_.directories));
   path += kSuffixes[below(kSuffixes.size())];
+  if (below(4) == 0)
+    path = root_ / kWrapper;
   if (!makeDirectories(path))
     return std::nullopt;
-  if (below(2) == 0)
+  const std::size_t has = below(3);
+  if (has != 0)
     write(path / path.stem(), program(), 0755);
-  if (below(2) == 0) {
+  if (has != 1) {
     fs::create_directory(path / "Resources");
     write(path / "Resources" / "Info-quorvale.plist", description(), 0644);
   }
@@ -213,12 +226,9 @@ RandomTreeSteps::Done RandomTreeSteps::makeWrapper() {
 }
 
 RandomTreeSteps::Done RandomTreeSteps::makePartOfWrapper() {
-  std::vector<Path> wrappers;
-  std::ranges::copy_if(now_.directories, std::back_inserter(wrappers),
-                       [](const Path &path) { return path.has_extension(); });
-  if (wrappers.empty())
+  if (now_.wrappers.empty())
     return std::nullopt;
-  const Path &wrapper = oneOf(wrappers);
+  const Path &wrapper = oneOf(now_.wrappers);
   const std::string base = wrapper.stem();
   const std::array<Path, 9> parts = {"Resources/Info-quorvale.plist",
                                      "Resources/registry.table",
@@ -301,7 +311,7 @@ RandomTreeSteps::Done RandomTreeSteps::changeMode() {
       (S_ISREG(status.st_mode) && status.st_nlink > 1))
     return std::nullopt;
   const bool wasExecutable = (status.st_mode & 0111) != 0;
-  if (wasExecutable && S_ISDIR(status.st_mode) && below(3) != 0) // hides all that is in it
+  if (wasExecutable && below(S_ISDIR(status.st_mode) ? 8 : 3) != 0) // hides what is in it
     return std::nullopt;
   const mode_t mode = wasExecutable ? 0600 : 0755;
   if (::chmod(path.c_str(), mode) != 0)
@@ -323,7 +333,7 @@ RandomTreeSteps::Done RandomTreeSteps::rename() {
   if (now_.all.empty())
     return std::nullopt;
   const Path &path = oneOf(now_.all);
-  static constexpr std::array kSuffixes = {"", ".app", "~", ".tool"};
+  static constexpr std::array kSuffixes = {"", "", "", ".app", ".app", "~", ".tool"};
   Path to = newName(path.parent_path());
   to += kSuffixes[below(kSuffixes.size())];
   return moved(path, to);

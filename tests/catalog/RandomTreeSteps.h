@@ -1,6 +1,6 @@
 // RandomTreeSteps.h - changes at random in a tree of applications, the same ones for the same seed.
 //
-// For tests that compare what is known of a tree with what is really there. About half of the
+// For tests that compare what is known of a tree with what is really there. A third of the
 // steps change the answer to a search of one of the paths. What nobody can see is left out: a file
 // is neither edited in place nor given another mode while it has further hard links.
 #pragma once
@@ -36,7 +36,8 @@ private:
   using Done = std::optional<std::string>; // nothing where the step could not be made
   struct Contents {
     std::vector<Path> all;
-    std::vector<Path> directories;
+    std::vector<Path> directories; // outside of wrappers
+    std::vector<Path> wrappers;    // and tools and bundles in them
     std::vector<Path> files;
     std::size_t links = 0;
     void add(const std::filesystem::directory_entry &entry);

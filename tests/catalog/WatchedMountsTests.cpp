@@ -1,10 +1,10 @@
 // What is told when something is mounted or unmounted; in a child with mounts of its own.
 #include "catalog/Places.h"
+#include "tests/catalog/OwnMounts.h"
 #include "tests/catalog/WatchTest.h"
-#include "tests/support/ChildProcess.h"
 
 #include <filesystem>
-#include <sched.h>
+#include <functional>
 #include <sys/mount.h>
 
 namespace tesker::test {
@@ -22,13 +22,8 @@ protected:
     directory_.makeDirectory("other/point");
   }
 
-  // Runs the body in a child whose mounts nobody else sees, with watches of its own.
   void inOwnMounts(const std::function<void()> &body) {
-    if (!mayUnshare())
-      GTEST_SKIP() << "no mounts of its own: " << std::generic_category().message(errno);
-    inChild([&] {
-      ASSERT_EQ(::unshare(CLONE_NEWNS), 0);
-      ASSERT_EQ(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+    test::inOwnMounts([&] {
       watches_.emplace(std::move(*SearchPathWatches::create()));
       ASSERT_EQ(watch(), 0);
       body();
@@ -39,17 +34,6 @@ protected:
   }
   void unmount(std::string_view where, int flags = 0) const {
     ASSERT_EQ(::umount2(path(where).c_str(), flags), 0);
-  }
-
-private:
-  static bool mayUnshare() {
-    const pid_t child = ::fork();
-    if (child == 0)
-      ::_exit(::unshare(CLONE_NEWNS) == 0 ? 0 : errno);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    errno = WEXITSTATUS(status);
-    return errno == 0;
   }
 };
 
