@@ -4,7 +4,6 @@
 #include "parsing/WrapperNames.h"
 #include "platform/foundation/OperatingSystem.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/inotify.h>
 
@@ -64,7 +63,7 @@ bool Dependencies::mayChangeBy(const WatchEvent &event) const {
 }
 
 // What is made or written without being executable is worth nothing until its mode changes, which
-// is an event of its own. So is the end of a name that is gone already.
+// is an event of its own.
 bool Dependencies::mayBeApplication(const Directory &directory, const WatchEvent &event) const {
   constexpr std::uint32_t kWorthALook = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE;
   if ((event.what & IN_ALL_EVENTS & ~kWorthALook) != 0)
@@ -75,7 +74,7 @@ bool Dependencies::mayBeApplication(const Directory &directory, const WatchEvent
   struct stat status {};
   const std::string entry = *path + "/" + std::string(event.name);
   if (OperatingSystem::current().statAt(AT_FDCWD, entry.c_str(), false, status) != 0)
-    return errno != ENOENT;
+    return true;
   return NSFileAttributes(status).canExecute() != 0;
 }
 

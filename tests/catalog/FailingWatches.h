@@ -17,6 +17,7 @@ public:
   std::string failing;
   std::size_t after = 0;
   int error = 0;
+  bool failsOnce = false;
   // What is read next is lost, as when there is no more room for events.
   bool losesEvents = false;
   // Every time limit is over at once.
@@ -42,6 +43,8 @@ protected:
       --after;
       return true;
     }
+    if (failsOnce)
+      failing.clear();
     errno = error;
     return false;
   }

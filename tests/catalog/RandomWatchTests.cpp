@@ -108,7 +108,7 @@ TEST_F(RandomWatch, TellsItInAsManyStepsAsAreAskedFor) {
     GTEST_SKIP() << "for TESKER_RANDOM_STEPS, and TESKER_RANDOM_SEED";
   inOwnMounts([&] {
     watches_.emplace(std::move(*SearchPathWatches::create()));
-    makeSteps(std::stoull(seed != nullptr ? seed : "1"), std::stoi(count), true, true);
+    makeSteps(std::stoull(seed != nullptr ? seed : "1"), std::stoi(count), true);
   });
 }
 

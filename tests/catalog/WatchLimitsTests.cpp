@@ -121,6 +121,15 @@ TEST_F(WatchLimits, OfWaitingForAPathInADirectoryThatCannotBeReadAreSaid) {
   EXPECT_EQ(watch("tree/a"), 0);
 }
 
+TEST_F(WatchLimits, OfWhatMayBeReadLeaveWhatADirectorySaysOfItself) {
+  system_.failing = "addWatch " + path("tree");
+  system_.error = EACCES;
+  system_.failsOnce = true;
+  EXPECT_EQ(watch("tree/a"), 0);
+  fs::rename(path("tree/a"), path("tree/away"));
+  EXPECT_THAT(changed(), ElementsAre("tree/a"));
+}
+
 TEST_F(WatchLimits, OfTheSystemAreSaidAtOnce) {
   for (const auto &[call, error] : {std::pair{"createWatches", EMFILE},
                                     {"createEventPoll", ENFILE},
@@ -143,6 +152,15 @@ TEST_F(WatchLimits, OfTimeEndACallBetweenDirectories) {
   EXPECT_GT(calls, 4);
   EXPECT_LT(calls, 20);
   append("tree/b/c/program");
+  EXPECT_THAT(changed(), ElementsAre("tree"));
+}
+
+TEST_F(WatchLimits, OfTimeKeepNothingBackThatHappensInWhatIsBegun) {
+  system_.isHurried = true;
+  watches_->begin(path("tree"));
+  for (int calls = 0; calls < 3; ++calls)
+    EXPECT_EQ(*watches_->advance(path("tree")), SearchPathWatches::Progress::more);
+  append("tree/program");
   EXPECT_THAT(changed(), ElementsAre("tree"));
 }
 

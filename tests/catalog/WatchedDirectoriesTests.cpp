@@ -109,13 +109,6 @@ TEST_F(WatchedDirectories, SayNothingOfFilesWithoutExecutePermission) {
   EXPECT_FALSE(isTold());
 }
 
-TEST_F(WatchedDirectories, SayNothingOfNamesThatAreGoneBeforeTheyAreLookedAtButOfTheirEnd) {
-  const int made = ::open(path("tree/made").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0755);
-  ::close(made);
-  fs::rename(path("tree/made"), path("tree/.passed-over"));
-  EXPECT_TRUE(isTold());
-}
-
 TEST_F(WatchedDirectories, SayNothingOfNamesThatASearchPassesOver) {
   for (const char *name : {"tree/.hidden", "tree/backup~", "tree/deep/.dir/program"})
     directory_.writeFile(name, "#!", 0755);

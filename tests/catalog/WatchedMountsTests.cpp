@@ -118,6 +118,17 @@ TEST_F(WatchedMounts, TellOfOnesThatAFarLinkLeadsTo) {
   });
 }
 
+TEST_F(WatchedMounts, TellOfAFileThatIsBoundOverOneThatALinkLeadsTo) {
+  inOwnMounts([&] {
+    directory_.writeFile("other/program", "#!", 0755);
+    directory_.makeLink("tree/far", "../other/program");
+    EXPECT_EQ(watch(), 0);
+    changed();
+    bind("disk/program", "other/program");
+    EXPECT_THAT(changed(), ElementsAre("tree"));
+  });
+}
+
 // The same directories, but not with the same below them.
 TEST_F(WatchedMounts, WithinADirectoryDoNotHideTheOtherPlaceWhereItIs) {
   inOwnMounts([&] {
