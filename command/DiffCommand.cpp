@@ -1,10 +1,10 @@
 // DiffCommand.cpp - diff: what has changed from one answer to another.
-#include "command/AnswerDiff.h"
+#include "catalog/AnswerDiff.h"
+#include "catalog/Programs.h"
 #include "command/Answers.h"
 #include "command/Commands.h"
 #include "command/DisplayText.h"
 #include "command/JSONItems.h"
-#include "command/Programs.h"
 #include "command/RecordJSON.h"
 #include "command/TextTable.h"
 

@@ -1,7 +1,7 @@
 // SearchCommands.cpp - list and dock: one answer after the other, as the tool gives them.
+#include "catalog/Programs.h"
 #include "command/Commands.h"
 #include "command/Launch.h"
-#include "command/Programs.h"
 #include "command/SearchPath.h"
 #include "command/Searches.h"
 #include "parsing/RecordEncoding.h"

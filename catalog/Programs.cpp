@@ -1,6 +1,5 @@
-#include "command/Programs.h"
+#include "catalog/Programs.h"
 
-#include "command/SearchPath.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-#include "command/AnswerDiff.h"
+#include "catalog/AnswerDiff.h"
 
-#include "command/Programs.h"
+#include "catalog/Programs.h"
 
 #include <algorithm>
 #include <map>

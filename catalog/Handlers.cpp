@@ -1,4 +1,4 @@
-#include "command/Handlers.h"
+#include "catalog/Handlers.h"
 
 #include "platform/foundation/Text.h"
 

@@ -1,4 +1,4 @@
-#include "command/Programs.h"
+#include "catalog/Programs.h"
 
 #include <gmock/gmock.h>
 

@@ -4,7 +4,7 @@
 // claims it so, those match that claim it but for the case of the letters A to Z.
 #pragma once
 
-#include "command/Programs.h"
+#include "catalog/Programs.h"
 
 #include <map>
 #include <string>

@@ -1,4 +1,4 @@
-#include "command/AnswerDiff.h"
+#include "catalog/AnswerDiff.h"
 
 #include <gmock/gmock.h>
 #include <random>
