@@ -28,7 +28,7 @@ Pairs sortedPairs(const SearchRecord &record) {
 // How many equal records an answer has.
 using Counts = std::map<Pairs, std::size_t>;
 
-Counts countsIn(const std::vector<SearchRecord> &records) {
+Counts countsIn(std::span<const SearchRecord> records) {
   Counts counts;
   for (const SearchRecord &record : records)
     ++counts[sortedPairs(record)];
@@ -36,7 +36,7 @@ Counts countsIn(const std::vector<SearchRecord> &records) {
 }
 
 // Those that have no equal one in the other answer, in their order.
-std::vector<const SearchRecord *> withoutEqual(const std::vector<SearchRecord> &records,
+std::vector<const SearchRecord *> withoutEqual(std::span<const SearchRecord> records,
                                                Counts others) {
   std::vector<const SearchRecord *> left;
   for (const SearchRecord &record : records) {
@@ -49,10 +49,23 @@ std::vector<const SearchRecord *> withoutEqual(const std::vector<SearchRecord> &
   return left;
 }
 
+// Leaves out what is equal at the beginning and at the end, as most of two answers is.
+void trim(std::span<const SearchRecord> &a, std::span<const SearchRecord> &b) {
+  while (!a.empty() && !b.empty() && a.front() == b.front()) {
+    a = a.subspan(1);
+    b = b.subspan(1);
+  }
+  while (!a.empty() && !b.empty() && a.back() == b.back()) {
+    a = a.first(a.size() - 1);
+    b = b.first(b.size() - 1);
+  }
+}
+
 } // namespace
 
-std::vector<RecordChange> differences(const std::vector<SearchRecord> &before,
-                                      const std::vector<SearchRecord> &after) {
+std::vector<RecordChange> differences(std::span<const SearchRecord> before,
+                                      std::span<const SearchRecord> after) {
+  trim(before, after);
   std::vector<const SearchRecord *> added = withoutEqual(after, countsIn(before));
   // The places in `added`, the first one last.
   std::map<Identity, std::vector<std::size_t>> counterparts;

@@ -6,7 +6,7 @@
 
 #include "master/SearchOutcome.h"
 
-#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,8 +20,8 @@ struct RecordChange {
 
 // Changes and removals in the order of the old answer, then what was added in the order of the new
 // one. Equal records that an answer brings several times are counted: one more is one added.
-[[nodiscard]] std::vector<RecordChange> differences(const std::vector<SearchRecord> &before,
-                                                    const std::vector<SearchRecord> &after);
+[[nodiscard]] std::vector<RecordChange> differences(std::span<const SearchRecord> before,
+                                                    std::span<const SearchRecord> after);
 
 // A pair that is not the same in both records of a change, a missing value on one side.
 struct PairChange {

@@ -71,7 +71,8 @@ std::vector<std::string_view> FileTypes::extensions() const {
   return all;
 }
 
-std::vector<Handler> FileTypes::handlersOf(std::string_view extension) const {
+std::vector<Handler> FileTypes::handlersOf(std::string_view extension,
+                                           const PreferredApplications &preferred) const {
   std::vector<std::string_view> matching;
   if (claims_.contains(extension))
     matching.push_back(extension);
@@ -93,7 +94,7 @@ std::vector<Handler> FileTypes::handlersOf(std::string_view extension) const {
   std::sort(handlers.begin(), handlers.end(), isBetter);
 
   // Of several that are called so, the best.
-  if (const auto *choice = preferredFor(preferred_, extension)) {
+  if (const auto *choice = preferredFor(preferred, extension)) {
     const auto best = std::find_if(handlers.begin(), handlers.end(), [&](const Handler &handler) {
       return handler.name == choice->second || isCalled(*handler.program, choice->second);
     });

@@ -43,7 +43,12 @@ public:
 
   // Best first: the preferred one, then suitable ones before those that are not, then primary ones
   // before others, then in the order of the answer. Each program once.
-  [[nodiscard]] std::vector<Handler> handlersOf(std::string_view extension) const;
+  [[nodiscard]] std::vector<Handler> handlersOf(std::string_view extension) const {
+    return handlersOf(extension, preferred_);
+  }
+  // The same for what somebody else prefers.
+  [[nodiscard]] std::vector<Handler> handlersOf(std::string_view extension,
+                                                const PreferredApplications &preferred) const;
 
 private:
   struct Claim {
