@@ -176,12 +176,22 @@ ApplicationCatalog::Told ApplicationCatalog::take(EndedRound &round) {
   for (const EndedSearch &search : round.searches)
     if (std::optional<CatalogProblem> problem = answers_[search.path].save(Deadline::in({})))
       update.problems.push_back(std::move(*problem));
+  const bool isKept = options_.watches || options_.pollInterval.count() > 0;
+  for (const EndedSearch &search : round.searches)
+    answers_[search.path].markCurrent(isKept);
   return told;
 }
 
 const std::vector<SearchRecord> &ApplicationCatalog::records() const { return records_->all(); }
 
 const std::vector<Program> &ApplicationCatalog::programs() const { return records_->programs(); }
+
+std::span<const SearchRecord> ApplicationCatalog::recordsOf(std::string_view searchPath) const {
+  const auto answer = std::ranges::find(answers_, searchPath, &CatalogAnswer::path);
+  return answer != answers_.end()
+             ? records_->of(static_cast<std::size_t>(answer - answers_.begin()))
+             : std::span<const SearchRecord>();
+}
 
 CatalogPathState ApplicationCatalog::state(std::string_view searchPath) const {
   const auto answer = std::ranges::find(answers_, searchPath, &CatalogAnswer::path);

@@ -57,6 +57,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -165,6 +166,7 @@ public:
 
   // In the order of the search paths.
   const std::vector<SearchRecord> &records() const;
+  std::span<const SearchRecord> recordsOf(std::string_view searchPath) const;
   const std::vector<Program> &programs() const;
   std::uint64_t generation() const { return generation_; }
   // Of a path that is not among the catalog's, nothing is known.

@@ -11,9 +11,6 @@ namespace tesker {
 
 namespace {
 
-// So old a file is written again though it has the same answer: it says when that was true last.
-constexpr std::int64_t kYoung = 60;
-
 // What the tool has said about it.
 std::string whyIncomplete(const SearchOutcome &outcome) {
   for (const std::string &line : outcome.logLines)
@@ -55,6 +52,7 @@ std::vector<SearchRecord> CatalogAnswer::load() {
 CatalogAnswer::Judged CatalogAnswer::take(SearchOutcome outcome, bool wasThere, bool hasRecords,
                                           bool isFile) {
   using Kind = CatalogProblem::Kind;
+  isGood_ = false;
   if (const auto *failure = std::get_if<SearchFailure>(&outcome.result))
     return {.problem = problem(Kind::searchFailed, failure->reason)};
   Judged judged;
@@ -73,6 +71,7 @@ CatalogAnswer::Judged CatalogAnswer::take(SearchOutcome outcome, bool wasThere, 
   state_ = {.isKnown = true,
             .isIncomplete = outcome.incomplete && (answer != nullptr || state_.isIncomplete),
             .time = OperatingSystem::current().currentTime()};
+  isGood_ = !judged.problem;
   if (answer != nullptr) {
     text_ = std::move(answer->text);
     isTextSaved_ = false;
@@ -85,7 +84,7 @@ std::optional<CatalogProblem> CatalogAnswer::save(const Deadline &deadline) {
   isSaveOwed_ = false;
   if (!file_.isKept() || !state_.isKnown || state_.isIncomplete || state_.isStale)
     return std::nullopt;
-  if (isTextSaved_ && savedVersion_ == file_.version() && state_.time - savedTime_ < kYoung)
+  if (isTextSaved_ && file_.isYoung(*savedVersion_, savedTime_, state_.time))
     return std::nullopt;
   const Result<FileVersion> saved = file_.save(text_, state_.time, deadline);
   if (saved) {
@@ -101,8 +100,8 @@ std::optional<CatalogProblem> CatalogAnswer::save(const Deadline &deadline) {
   return problem(CatalogProblem::Kind::notSaved, std::strerror(saved.error()));
 }
 
-void CatalogAnswer::markCurrent(bool isCurrent) {
-  if (!isCurrent)
+void CatalogAnswer::markCurrent(bool isKept) {
+  if (!isKept || !isGood_ || !isTextSaved_)
     mark_.reset();
   else if (!mark_)
     if (Result<FileDescriptor> mark = file_.markWatched(Deadline::in({})))

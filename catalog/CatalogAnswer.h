@@ -45,8 +45,9 @@ public:
   std::optional<CatalogProblem> save(const Deadline &deadline);
   // Whether save() has something to do that it could not do for somebody else's lock.
   bool isSaveOwed() const { return isSaveOwed_; }
-  // Says to others that the answer is kept current, or does not say so any longer.
-  void markCurrent(bool isCurrent);
+  // Says to others that the answer on disk is kept current where that is so, and only as long as
+  // the last search was a good one.
+  void markCurrent(bool isKept);
 
 private:
   CatalogProblem problem(CatalogProblem::Kind kind, std::string reason) const {
@@ -57,11 +58,12 @@ private:
   SavedAnswerFile file_;
   CatalogPathState state_;
   std::string text_;
-  bool isTextSaved_ = false; // in the file, as it was then
+  bool isTextSaved_ = false; // in the file of the version
   std::optional<FileVersion> savedVersion_;
   std::int64_t savedTime_ = 0;
   bool isSaveOwed_ = false;
-  int saveError_ = 0; // that was told last
+  bool isGood_ = false; // the last search has brought a whole answer
+  int saveError_ = 0;   // that was told last
   FileDescriptor mark_;
 };
 

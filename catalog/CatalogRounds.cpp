@@ -10,6 +10,9 @@ namespace tesker {
 
 namespace {
 
+// Where changes cannot be watched.
+constexpr std::chrono::seconds kUsualInterval{30};
+
 std::size_t processors() { return std::max<std::size_t>(std::thread::hardware_concurrency(), 1); }
 
 } // namespace
@@ -17,11 +20,14 @@ std::size_t processors() { return std::max<std::size_t>(std::thread::hardware_co
 CatalogRounds::CatalogRounds(const ApplicationCatalogOptions &options,
                              const std::vector<CatalogAnswer> &answers)
     : options_(options), answers_(answers), jobs_(options.jobs != 0 ? options.jobs : processors()),
-      paths_(answers.size()) {}
+      watching_(options, answers), paths_(answers.size()) {}
 
 CatalogRounds::~CatalogRounds() = default;
 
-void CatalogRounds::refresh(std::size_t path) { join(paths_[path]); }
+void CatalogRounds::refresh(std::size_t path) {
+  watching_.retry(path);
+  join(paths_[path]);
+}
 
 void CatalogRounds::join(Path &path) {
   path.nextLook.reset();
@@ -34,20 +40,18 @@ void CatalogRounds::join(Path &path) {
 std::optional<EndedRound> CatalogRounds::step() {
   lookAtTimes();
   // One thing at a time, since each may take as long as a step may.
-  if (!dispatchOne())
+  if (!dispatchOne() && !watchOne())
     beginOne();
-  return isGoingOn(Stage::waiting) || isGoingOn(Stage::searching) ? std::nullopt : endRound();
+  return countOf(Stage::waiting) + underWay() != 0 ? std::nullopt : endRound();
 }
 
-bool CatalogRounds::isGoingOn(Stage stage) const {
-  return std::ranges::any_of(paths_, [&](const Path &path) { return path.stage == stage; });
-}
-
-std::size_t CatalogRounds::underWay() const {
-  return static_cast<std::size_t>(std::ranges::count(paths_, Stage::searching, &Path::stage));
+std::size_t CatalogRounds::countOf(Stage stage) const {
+  return static_cast<std::size_t>(std::ranges::count(paths_, stage, &Path::stage));
 }
 
 void CatalogRounds::lookAtTimes() {
+  for (const std::size_t number : watching_.takeSettled())
+    join(paths_[number]);
   for (Path &path : paths_)
     if (path.nextLook && path.nextLook->passed())
       join(path);
@@ -76,17 +80,29 @@ bool CatalogRounds::dispatchOne() {
   return false;
 }
 
-bool CatalogRounds::beginOne() {
-  if (underWay() >= jobs_)
-    return false;
-  const auto next = std::ranges::find(paths_, Stage::waiting, &Path::stage);
+// Whether there was one that is to be watched.
+bool CatalogRounds::watchOne() {
+  const auto next = std::ranges::find(paths_, Stage::watching, &Path::stage);
   if (next == paths_.end())
     return false;
-  begin(static_cast<std::size_t>(next - paths_.begin()));
+  const auto number = static_cast<std::size_t>(next - paths_.begin());
+  if (watching_.advance(number, problems_))
+    search(number);
   return true;
 }
 
-void CatalogRounds::begin(std::size_t number) {
+void CatalogRounds::beginOne() {
+  const auto next = std::ranges::find(paths_, Stage::waiting, &Path::stage);
+  if (next == paths_.end() || underWay() >= jobs_)
+    return;
+  const auto number = static_cast<std::size_t>(next - paths_.begin());
+  if (!watching_.hasToBegin(number))
+    return search(number);
+  watching_.begin(number);
+  next->stage = Stage::watching;
+}
+
+void CatalogRounds::search(std::size_t number) {
   Path &path = paths_[number];
   const CatalogAnswer &answer = answers_[number];
   path.wasThere = isSearchPathThere(answer.path(), true);
@@ -126,20 +142,26 @@ std::optional<EndedRound> CatalogRounds::endRound() {
       path.stage = Stage::waiting;
     else if (options_.pollInterval.count() > 0)
       path.nextLook = Deadline::in(options_.pollInterval);
+    else if (watching_.cannot(number))
+      path.nextLook = Deadline::in(kUsualInterval);
   }
-  return round.searches.empty() ? std::nullopt : std::optional(std::move(round));
+  if (round.searches.empty())
+    return std::nullopt;
+  round.problems = std::exchange(problems_, {});
+  return round;
 }
 
 void CatalogRounds::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
+  descriptors.push_back({watching_.descriptor(), POLLIN, 0});
   for (const Path &path : paths_)
     if (path.search)
       descriptors.push_back({path.search->descriptor(), POLLIN, 0});
 }
 
 int CatalogRounds::pollTimeout() const {
-  if (isGoingOn(Stage::waiting) && underWay() < jobs_)
+  if (countOf(Stage::watching) != 0 || (countOf(Stage::waiting) != 0 && underWay() < jobs_))
     return 0;
-  std::optional<Deadline> next;
+  std::optional<Deadline> next = watching_.nextSettled();
   for (const Path &path : paths_)
     if (path.nextLook)
       next = next ? earlier(*next, *path.nextLook) : *path.nextLook;

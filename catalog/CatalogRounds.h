@@ -2,11 +2,13 @@
 // catalog.
 //
 // A round is a set of paths. One that is asked for joins the round that is going on, unless its
-// search there has begun: then it is for the next one, so that every round ends.
+// search there has begun: then it is for the next one, so that every round ends. What is to be
+// watched is watched first and then searched, so that no change is missed.
 #pragma once
 
 #include "catalog/ApplicationCatalog.h"
 #include "catalog/CatalogAnswer.h"
+#include "catalog/CatalogWatching.h"
 #include "master/FinderSearch.h"
 #include "platform/foundation/Deadline.h"
 
@@ -47,7 +49,7 @@ public:
   int pollTimeout() const;
 
 private:
-  enum class Stage { idle, waiting, searching, ended };
+  enum class Stage { idle, waiting, watching, searching, ended };
   struct Path {
     Stage stage = Stage::idle;
     bool isWantedAgain = false;
@@ -57,21 +59,24 @@ private:
     std::optional<SearchOutcome> outcome;
   };
 
-  bool isGoingOn(Stage stage) const;
-  std::size_t underWay() const;
+  std::size_t countOf(Stage stage) const;
+  std::size_t underWay() const { return countOf(Stage::watching) + countOf(Stage::searching); }
   void join(Path &path);
   void lookAtTimes();
   bool dispatchOne();
-  bool beginOne();
-  void begin(std::size_t number);
+  bool watchOne();
+  void beginOne();
+  void search(std::size_t number);
   FinderMasterOptions searchOptions(std::size_t number) const;
   std::optional<EndedRound> endRound();
 
   const ApplicationCatalogOptions &options_;
   const std::vector<CatalogAnswer> &answers_;
   const std::size_t jobs_;
+  CatalogWatching watching_;
   std::vector<Path> paths_;
-  std::size_t nextServed_ = 0; // where to look first for a search that is ready
+  std::vector<CatalogProblem> problems_; // of the round
+  std::size_t nextServed_ = 0;           // where to look first for a search that is ready
 };
 
 } // namespace tesker

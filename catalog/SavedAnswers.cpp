@@ -157,6 +157,12 @@ Result<FileVersion> SavedAnswerFile::write(std::string_view text, std::int64_t t
   return outcome.failure();
 }
 
+bool SavedAnswerFile::isYoung(const FileVersion &known, std::int64_t savedAt,
+                              std::int64_t time) const {
+  constexpr std::int64_t kYoung = 60; // seconds
+  return time - savedAt < kYoung && version() == known;
+}
+
 // One at a time looks whether an answer is watched or says so: looking takes the lock for a moment.
 Result<FileDescriptor> SavedAnswerFile::markWatched(const Deadline &deadline) const {
   const Result<FileDescriptor> lock = locked(deadline);

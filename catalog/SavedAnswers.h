@@ -63,6 +63,11 @@ public:
   Result<FileVersion> save(std::string_view text, std::int64_t time,
                            const Deadline &deadline) const;
 
+  // Whether the file is still that version, and was written so shortly before that it need not be
+  // again for the same answer: it says, too, when that was found last.
+  [[nodiscard]] bool isYoung(const FileVersion &known, std::int64_t savedAt,
+                             std::int64_t time) const;
+
   // Says that the answer is kept current for as long as the descriptor is open. Fails as save().
   [[nodiscard]] Result<FileDescriptor> markWatched(const Deadline &deadline) const;
   // Whether somebody has said so; false where that cannot be found out by the deadline.
