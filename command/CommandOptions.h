@@ -42,12 +42,16 @@ public:
 
   // --format, with or without the word raw.
   void format(bool raw);
+  // The same of what goes on and on: a table or lines.
+  void lines();
   // How a table of these columns is written.
   void table(std::span<const TextColumn> columns);
   // How applications are judged, and for how long.
   void judging();
   // --timeout
   void timeout();
+  // --poll
+  void pollInterval();
   // --link-cycles
   void linkCycles();
   // How a search is made: the same, and by which tool.
@@ -56,6 +60,8 @@ public:
   void jobs();
   // What is kept from one search to the next.
   void lastAnswer();
+  // --cached
+  void cached();
   // --in: where to search, without operands that say so.
   CLI::Option *places();
   // What every question about an answer takes: its form, and where the answer comes from.
@@ -68,6 +74,8 @@ public:
   Arguments &arguments;
 
 private:
+  void formats(const std::vector<std::string> &names, const std::string &description);
+
   CLI::App &command_;
   bool noHeader_ = false;
   std::vector<std::function<std::string()>> checks_;

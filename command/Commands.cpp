@@ -17,6 +17,7 @@ void declareList(CommandOptions &options) {
   options.format(true);
   options.table(kProgramColumns);
   options.lastAnswer();
+  options.cached();
   options.search();
   options.jobs();
 }
@@ -151,6 +152,16 @@ void declareDiff(CommandOptions &options) {
   });
 }
 
+void declareWatch(CommandOptions &options) {
+  options.words("PATH", options.arguments.paths,
+                "Directories or applications; without any, the\n"
+                "usual places, as of list");
+  options.lines();
+  options.pollInterval();
+  options.search();
+  options.jobs();
+}
+
 void declareCheck(CommandOptions &options) {
   Arguments &arguments = options.arguments;
   options
@@ -191,6 +202,7 @@ const std::vector<Command> &allCommands() {
       {"why", "Say why an application is found, or is not", declareWhy, whyCommand},
       {"check", "Say what is wrong with descriptions", declareCheck, checkCommand},
       {"diff", "Compare two answers", declareDiff, diffCommand},
+      {"watch", "List applications, and what changes from then on", declareWatch, watchCommand},
       {"decode", "Print the records of an encoded text", declareDecode, decodeCommand},
       {"encode", "Encode what decode has printed as JSON", declareEncode, encodeCommand},
       {"help", "Print what a command takes", declareHelp, helpCommand},

@@ -56,6 +56,10 @@ std::string named(const SearchRequest &request) {
   return request.isDock ? "dock" : named(request.argument);
 }
 
+std::string toolFor(const Arguments &arguments) {
+  return arguments.tool.empty() ? toolBesideThisProgram() : arguments.tool;
+}
+
 std::vector<std::string> usualPlaces(Diagnostics &diagnostics) {
   for (const std::string &problem : problemsOfDefaultSearchPaths())
     diagnostics.note(problem);
@@ -116,11 +120,11 @@ void Searches::failSearch(ExitStatus status, const SearchRequest &request,
 }
 
 // The request is sent all the same: what can be searched of it will be.
-void Searches::nameUnsearchablePaths() {
-  for (const SearchRequest &request : requests_)
-    for (const std::string &path : request.paths)
+void Searches::nameUnsearchablePaths(const std::vector<std::size_t> &numbers) {
+  for (const std::size_t number : numbers)
+    for (const std::string &path : requests_[number].paths)
       if (const std::optional<std::string> why = whyNotSearchable(path))
-        failAt(ExitStatus::failed, path, *why, placeInList(request, path));
+        failAt(ExitStatus::failed, path, *why, placeInList(requests_[number], path));
 }
 
 // What several searches tell while they are under way, made into what one would.
@@ -168,16 +172,40 @@ private:
   std::size_t taken_ = 0;
 };
 
-void Searches::run(const std::optional<std::string> &previous, const Take &take) {
-  nameUnsearchablePaths();
+void Searches::run(const Take &take) {
+  std::size_t taken = 0;
+  const auto takeKnown = [&](std::size_t end) {
+    for (; taken < end; ++taken)
+      if (std::optional<SearchAnswer> &answer = requests_[taken].answer) {
+        SearchOutcome outcome{std::move(*answer), false, {}, 0};
+        take(requests_[taken], outcome);
+      }
+  };
+  std::vector<std::size_t> unknown;
+  for (std::size_t number = 0; number < requests_.size(); ++number)
+    if (!requests_[number].answer)
+      unknown.push_back(number);
+  if (!unknown.empty())
+    search(unknown, [&](std::size_t number, SearchOutcome &outcome) {
+      takeKnown(number);
+      ++taken;
+      return takeOutcome(requests_[number], outcome, take);
+    });
+  takeKnown(requests_.size());
+}
+
+void Searches::search(const std::vector<std::size_t> &numbers, const TakeOne &take) {
+  nameUnsearchablePaths(numbers);
   Interrupts interrupts;
-  SearchesUnderWay underWay(requests_.size(), diagnostics_);
+  SearchesUnderWay underWay(numbers.size(), diagnostics_);
   std::vector<SearchTask> tasks;
-  for (const SearchRequest &request : requests_)
+  for (const std::size_t number : numbers) {
+    const SearchRequest &request = requests_[number];
     tasks.push_back({optionsFor(tasks.size(), underWay),
                      {request.isDock ? FinderSearchRequest::Kind::dockPaths
                                      : FinderSearchRequest::Kind::searchPath,
-                      request.argument, previous}});
+                      request.argument, request.previous}});
+  }
   searchInOrder(
       tasks,
       {.jobs = arguments_.jobs != 0 ? arguments_.jobs : processors(),
@@ -185,9 +213,9 @@ void Searches::run(const std::optional<std::string> &previous, const Take &take)
        .control =
            [&] { return interrupts.take() == 1 ? SearchControl::stop : SearchControl::cancel; },
        .take =
-           [&](std::size_t index, SearchOutcome &outcome) {
+           [&](std::size_t search, SearchOutcome &outcome) {
              underWay.beginTaking();
-             const bool goesOn = takeOutcome(requests_[index], outcome, take);
+             const bool goesOn = take(numbers[search], outcome);
              underWay.endTaking();
              return goesOn;
            }});
@@ -210,17 +238,17 @@ bool Searches::takeOutcome(const SearchRequest &request, SearchOutcome &outcome,
   return failure == nullptr || failure->kind != SearchFailure::Kind::toolMissing;
 }
 
-FinderMasterOptions Searches::optionsFor(std::size_t request, SearchesUnderWay &underWay) {
+FinderMasterOptions Searches::optionsFor(std::size_t search, SearchesUnderWay &underWay) {
   return {
-      .tool = arguments_.tool.empty() ? toolBesideThisProgram() : arguments_.tool,
+      .tool = toolFor(arguments_),
       .cpu = arguments_.cpu,
       .timeout = arguments_.timeout,
-      .onLogLine = [request, &underWay](std::string_view line) { underWay.addLine(request, line); },
+      .onLogLine = [search, &underWay](std::string_view line) { underWay.addLine(search, line); },
       .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json,
       .followLinkCycles = arguments_.followLinkCycles,
       .takesPartialAnswers = true,
-      .onProgress = [request, &underWay](
-                        const SearchProgress &progress) { underWay.show(request, progress); }};
+      .onProgress =
+          [search, &underWay](const SearchProgress &progress) { underWay.show(search, progress); }};
 }
 
 // What a time-out is told with: the tool tells ten times a second where it is.
