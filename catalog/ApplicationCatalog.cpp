@@ -100,6 +100,9 @@ void ApplicationCatalog::watch() {
     failed = ready_->watch(descriptors, !isSaveOwed   ? timeout
                                         : timeout < 0 ? kSaveAgain
                                                       : std::min(timeout, kSaveAgain));
+    // What came before it was waited for may not be told again.
+    if (rounds_->noteChanges())
+      ready_->wake();
   } catch (const std::bad_alloc &) {
     failed = ENOMEM;
   }
@@ -110,7 +113,7 @@ void ApplicationCatalog::watch() {
 void ApplicationCatalog::dispatch() {
   if (isDestroyed_ != nullptr) // it is being dispatched
     return;
-  ready_->drop();
+  ready_->forget();
   bool isDestroyed = false; // by the listener
   isDestroyed_ = &isDestroyed;
   try {

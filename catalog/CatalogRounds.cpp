@@ -38,6 +38,7 @@ void CatalogRounds::join(Path &path) {
 }
 
 std::optional<EndedRound> CatalogRounds::step() {
+  noteChanges();
   lookAtTimes();
   // One thing at a time, since each may take as long as a step may.
   if (!dispatchOne() && !watchOne())

@@ -40,6 +40,8 @@ public:
   ~CatalogRounds();
 
   void refresh(std::size_t path);
+  // Takes note of what has changed where paths are watched; whether anything has.
+  bool noteChanges() { return watching_.noteChanges(); }
   // Does some of what there is to do. A round that has ended, with at least one search.
   std::optional<EndedRound> step();
 

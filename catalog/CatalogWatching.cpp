@@ -17,15 +17,24 @@ CatalogWatching::CatalogWatching(const ApplicationCatalogOptions &options,
 }
 
 // Without asking the descriptor, which says of a mount only once that there is something.
+bool CatalogWatching::noteChanges() {
+  if (!watches_)
+    return false;
+  const std::vector<std::string> changed = watches_->takeChanged();
+  for (std::size_t i = 0; i < paths_.size() && !changed.empty(); ++i) {
+    if (!std::ranges::binary_search(changed, answers_[i].path()))
+      continue;
+    paths_[i].settled = Deadline::in(options_.settleTime);
+    if (!paths_[i].latest)
+      paths_[i].latest = Deadline::in(options_.longestSettleTime);
+  }
+  return !changed.empty();
+}
+
 std::vector<std::size_t> CatalogWatching::takeSettled() {
   std::vector<std::size_t> taken;
-  if (!watches_)
-    return taken;
-  const std::vector<std::string> changed = watches_->takeChanged();
   for (std::size_t i = 0; i < paths_.size(); ++i) {
     Path &path = paths_[i];
-    if (std::ranges::binary_search(changed, answers_[i].path()))
-      noteChange(path);
     if (!path.settled || !earlier(*path.settled, *path.latest).passed())
       continue;
     path.settled = path.latest = std::nullopt;
@@ -35,12 +44,6 @@ std::vector<std::size_t> CatalogWatching::takeSettled() {
     taken.push_back(i);
   }
   return taken;
-}
-
-void CatalogWatching::noteChange(Path &path) {
-  path.settled = Deadline::in(options_.settleTime);
-  if (!path.latest)
-    path.latest = Deadline::in(options_.longestSettleTime);
 }
 
 bool CatalogWatching::hasToBegin(std::size_t path) const {

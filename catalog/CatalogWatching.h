@@ -19,6 +19,8 @@ public:
   CatalogWatching(const ApplicationCatalogOptions &options,
                   const std::vector<CatalogAnswer> &answers);
 
+  // Takes note of what has changed; whether anything has.
+  bool noteChanges();
   // The paths that have changed, and stayed as they are for a while since: to be searched, and
   // watched again before.
   std::vector<std::size_t> takeSettled();
@@ -46,7 +48,6 @@ private:
     std::optional<Deadline> settled, latest; // since it has changed
   };
 
-  void noteChange(Path &path);
   CatalogProblem cannotWatch(std::size_t path, int error);
 
   const ApplicationCatalogOptions &options_;
