@@ -86,6 +86,14 @@ TEST_F(WatchedMounts, TellOfAFileSystemThatIsGoneWithItsDirectories) {
   });
 }
 
+TEST_F(WatchedMounts, TellOfOnesAtANameWithABlank) {
+  inOwnMounts([&] {
+    EXPECT_EQ(watch("tree/with blank"), 0);
+    bind("disk", "tree/with blank");
+    EXPECT_THAT(changed(), ElementsAre("tree", "tree/with blank"));
+  });
+}
+
 TEST_F(WatchedMounts, TellOfOneThatIsStillBusy) {
   inOwnMounts([&] {
     bind("disk", "tree/point");
