@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kFewestEntries = 40; // with less nothing is removed
 constexpr std::size_t kMostEntries = 120;  // with more much is
-constexpr std::size_t kMostLinks = 5;      // each may double what there is to search
+constexpr std::size_t kMostLinks = 4;      // each may double what there is to search
 constexpr std::size_t kMostMounts = 2;
 
 constexpr std::array kSearched = {"one", "two/deep", "far/tree"};
