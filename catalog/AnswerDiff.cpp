@@ -37,14 +37,15 @@ Counts countsIn(std::span<const SearchRecord> records) {
 
 // Those that have no equal one in the other answer, in their order.
 std::vector<const SearchRecord *> withoutEqual(std::span<const SearchRecord> records,
-                                               Counts others) {
+                                               std::span<const SearchRecord> others) {
+  Counts counts = records.empty() ? Counts() : countsIn(others);
   std::vector<const SearchRecord *> left;
   for (const SearchRecord &record : records) {
-    const auto equals = others.find(sortedPairs(record));
-    if (equals == others.end() || equals->second == 0)
+    const auto equals = counts.empty() ? counts.end() : counts.find(sortedPairs(record));
+    if (equals == counts.end())
       left.push_back(&record);
-    else
-      --equals->second;
+    else if (--equals->second == 0)
+      counts.erase(equals);
   }
   return left;
 }
@@ -66,14 +67,15 @@ void trim(std::span<const SearchRecord> &a, std::span<const SearchRecord> &b) {
 std::vector<RecordChange> differences(std::span<const SearchRecord> before,
                                       std::span<const SearchRecord> after) {
   trim(before, after);
-  std::vector<const SearchRecord *> added = withoutEqual(after, countsIn(before));
+  const std::vector<const SearchRecord *> gone = withoutEqual(before, after);
+  std::vector<const SearchRecord *> added = withoutEqual(after, before);
   // The places in `added`, the first one last.
   std::map<Identity, std::vector<std::size_t>> counterparts;
-  for (std::size_t i = added.size(); i-- > 0;)
+  for (std::size_t i = gone.empty() ? 0 : added.size(); i-- > 0;)
     counterparts[identityOf(*added[i])].push_back(i);
 
   std::vector<RecordChange> changes;
-  for (const SearchRecord *old : withoutEqual(before, countsIn(after))) {
+  for (const SearchRecord *old : gone) {
     const auto found = counterparts.find(identityOf(*old));
     if (found == counterparts.end() || found->second.empty()) {
       changes.push_back({old, nullptr});

@@ -192,7 +192,8 @@ RandomTreeSteps::Done RandomTreeSteps::makeProgram() {
   default: {
     const Path beside = path.parent_path() / ".new";
     write(beside, program(), 0755);
-    fs::rename(beside, path);
+    if (!moved(beside, path)) // in a directory that was removed and is bound to another still
+      return std::nullopt;
   }
   }
   return "made a program " + relative(path);
