@@ -1,5 +1,6 @@
 #include "tests/catalog/RandomTreeSteps.h"
 
+#include "tests/catalog/TreeFiles.h"
 #include "tests/support/MachOBuilder.h"
 
 #include <algorithm>
@@ -25,41 +26,6 @@ constexpr std::size_t kMostMounts = 2;
 constexpr std::array kSearched = {"one", "two/deep", "far/tree"};
 constexpr const char *kWrapper = "one/Main.app"; // is searched, too
 constexpr std::array kOnTheWay = {"one", "two", "two/deep", "far", "far/tree", "linked"};
-
-bool write(const fs::path &path, std::string_view bytes, mode_t mode) {
-  std::ofstream(path, std::ios::binary) << bytes;
-  return ::chmod(path.c_str(), mode) == 0;
-}
-
-bool isDescription(const fs::path &path) {
-  return path.extension() == ".plist" || path.extension() == ".table";
-}
-
-bool isThere(const fs::path &path) {
-  struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0;
-}
-
-// Whether a change of the file is seen: it is one, and has no further name.
-bool mayBeChanged(const fs::path &file) {
-  struct stat status {};
-  return ::lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
-}
-bool mayBeWritten(const fs::path &file) { return !isThere(file) || mayBeChanged(file); }
-
-// Or in the folder of a wrapper.
-bool isInWrapper(const fs::path &path) {
-  return path.parent_path().has_extension() || path.filename() == "Resources";
-}
-
-bool makeDirectories(const fs::path &path) {
-  std::error_code error;
-  return fs::create_directories(path, error) && !error;
-}
-
-bool isWithin(const fs::path &path, const fs::path &directory) {
-  return path == directory || path.string().starts_with(directory.string() + "/");
-}
 
 } // namespace
 
@@ -116,39 +82,15 @@ std::string RandomTreeSteps::step() {
 
 // Mostly at what is searched.
 void RandomTreeSteps::look() {
-  Contents all;
-  Contents searched;
-  all.directories.push_back(root_);
-  std::error_code error;
-  for (auto entry = fs::recursive_directory_iterator(root_, error);
-       !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-    all.add(*entry);
-    if (std::ranges::any_of(kSearched, [&](const char *directory) {
-          return isWithin(entry->path().parent_path(), root_ / directory);
-        }))
-      searched.add(*entry);
-  }
+  TreeContents all = TreeContents::of({root_});
   count_ = all.all.size();
   links_ = all.links;
+  std::vector<Path> searched;
   for (const char *directory : kSearched)
-    if (isThere(root_ / directory))
-      searched.directories.push_back(root_ / directory);
-  now_ = below(8) != 0 && !searched.all.empty() ? std::move(searched) : std::move(all);
-}
-
-void RandomTreeSteps::Contents::add(const fs::directory_entry &entry) {
-  std::error_code error;
-  const auto status = entry.symlink_status(error);
-  all.push_back(entry.path());
-  links += fs::is_symlink(status) ? 1 : 0;
-  if (fs::is_directory(status)) {
-    const bool isWrapper = entry.path().has_extension();
-    if (isWrapper)
-      wrappers.push_back(entry.path());
-    if (!isWrapper && !isInWrapper(entry.path()))
-      directories.push_back(entry.path());
-  } else if (fs::is_regular_file(status))
-    files.push_back(entry.path());
+    searched.push_back(root_ / directory);
+  now_ = std::move(all);
+  if (TreeContents there = TreeContents::of(searched); below(8) != 0 && !there.all.empty())
+    now_ = std::move(there);
 }
 
 std::string RandomTreeSteps::relative(const Path &path) const {
@@ -182,28 +124,18 @@ RandomTreeSteps::Done RandomTreeSteps::makeProgram() {
   const Path path = newName(oneOf(now_.directories));
   if (isThere(path))
     return std::nullopt;
-  switch (below(3)) {
-  case 0:
-    write(path, program(), 0755);
-    break;
-  case 1:
-    write(path, program(), 0644);
-    break;
-  default: {
-    const Path beside = path.parent_path() / ".new";
-    write(beside, program(), 0755);
-    if (!moved(beside, path)) // in a directory that was removed and is bound to another still
-      return std::nullopt;
-  }
-  }
+  const Path beside = path.parent_path() / ".new";
+  const std::size_t way = below(3);
+  if (!write(way == 0 ? beside : path, program(), way == 1 ? 0644 : 0755) ||
+      (way == 0 && !moved(beside, path)))
+    return std::nullopt;
   return "made a program " + relative(path);
 }
 
 RandomTreeSteps::Done RandomTreeSteps::makeHidden() {
   const Path path = oneOf(now_.directories) / (below(2) == 0 ? ".hidden" : "backup~");
-  if (!mayBeWritten(path))
+  if (!mayBeWritten(path) || !write(path, program(), 0755))
     return std::nullopt;
-  write(path, program(), 0755);
   return "made " + relative(path);
 }
 
@@ -220,7 +152,7 @@ RandomTreeSteps::Done RandomTreeSteps::makeWrapper() {
   if (has != 0)
     write(path / path.stem(), program(), 0755);
   if (has != 1) {
-    fs::create_directory(path / "Resources");
+    makeDirectories(path / "Resources");
     write(path / "Resources" / "Info-quorvale.plist", description(), 0644);
   }
   return "made a wrapper " + relative(path);

@@ -5,6 +5,8 @@
 // is neither edited in place nor given another mode while it has further hard links.
 #pragma once
 
+#include "tests/catalog/TreeContents.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -34,14 +36,6 @@ public:
 private:
   using Path = std::filesystem::path;
   using Done = std::optional<std::string>; // nothing where the step could not be made
-  struct Contents {
-    std::vector<Path> all;
-    std::vector<Path> directories; // outside of wrappers
-    std::vector<Path> wrappers;    // and tools and bundles in them
-    std::vector<Path> files;
-    std::size_t links = 0;
-    void add(const std::filesystem::directory_entry &entry);
-  };
 
   Done makeProgram();
   Done makeHidden();
@@ -74,7 +68,7 @@ private:
   Path root_;
   std::mt19937_64 random_;
   bool mayMount_;
-  Contents now_;          // what a step may be about
+  TreeContents now_;      // what a step may be about
   std::size_t count_ = 0; // of all entries in the tree, and of links
   std::size_t links_ = 0;
   std::vector<Path> mounted_;
