@@ -47,7 +47,7 @@ if(TESKER_LIBFUZZER)
   # The layers count what they execute; only the fuzzers link to the one who asks. Beside tests they
   # do not tell what they compare, which would slow these down.
   if(TESKER_TESTS)
-    add_compile_options(-fsanitize-coverage=inline-8bit-counters,pc-table)
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fsanitize-coverage=inline-8bit-counters,pc-table>)
   else()
     add_compile_options(-fsanitize=fuzzer-no-link)
   endif()
