@@ -24,18 +24,16 @@
 // watches left, it looks at intervals instead, and says so once.
 //
 //                  waits for                           in the callback of the same catalog
-//   create()       the saved answers: reading them     another catalog: yes
-//                  takes as long as decoding them,
-//                  a second for some 100 MB
+//   create()       the saved answers: 0.1 s for 9,000  another catalog: yes
+//                  applications
 //   refresh()      nothing                             yes
 //   descriptor()   nothing                             yes
 //   dispatch()     the start of a tool; takes some     does nothing
-//                  20 ms at most, and longer when an
-//                  answer of many megabytes is
-//                  compared and saved
+//                  20 ms, a little longer when a round
+//                  ends that brings thousands of
+//                  records
 //   look-ups       nothing; the first one after a      yes
-//                  change takes some time for each
-//                  record
+//                  change takes as long as create()
 //   destructor     the end of tools that still run,    yes
 //                  four seconds at the very worst
 //

@@ -21,12 +21,6 @@ std::string whyIncomplete(const SearchOutcome &outcome) {
 
 } // namespace
 
-bool isSearchPathThere(const std::string &path, bool isFile) {
-  struct stat status {};
-  return OperatingSystem::current().statAt(AT_FDCWD, path.c_str(), true, status) == 0 &&
-         (isFile || S_ISDIR(status.st_mode));
-}
-
 CatalogAnswer::CatalogAnswer(std::string path, const ApplicationCatalogOptions &options)
     : path_(std::move(path)), file_(!options.keepsState              ? ""
                                     : options.stateDirectory.empty() ? usualStateDirectory()

@@ -13,10 +13,6 @@
 
 namespace tesker {
 
-// Whether a search of the path finds anything but nothing: a directory, or a file that was an
-// application itself when it was found last.
-[[nodiscard]] bool isSearchPathThere(const std::string &path, bool isFile);
-
 class CatalogAnswer {
 public:
   CatalogAnswer(std::string path, const ApplicationCatalogOptions &options);

@@ -79,6 +79,12 @@ Result<FileDescriptor> openLockFile(const std::string &path) {
 
 } // namespace
 
+bool isSearchPathThere(const std::string &path, bool mayBeFile) {
+  struct stat status {};
+  return OperatingSystem::current().statAt(AT_FDCWD, path.c_str(), true, status) == 0 &&
+         (mayBeFile || S_ISDIR(status.st_mode));
+}
+
 std::string usualStateDirectory() {
   const auto given = environmentValue("XDG_CACHE_HOME");
   if (given && given->starts_with('/'))

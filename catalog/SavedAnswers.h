@@ -43,6 +43,10 @@ struct SavedAnswer {
   FileVersion version;
 };
 
+// Whether an answer without records is to be believed: whether the path is a directory, or, where a
+// file may be searched, anything at all.
+[[nodiscard]] bool isSearchPathThere(const std::string &path, bool mayBeFile);
+
 // $XDG_CACHE_HOME/tesker, or ~/.cache/tesker; empty when neither is known.
 [[nodiscard]] std::string usualStateDirectory();
 

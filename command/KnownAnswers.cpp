@@ -1,6 +1,5 @@
 #include "command/KnownAnswers.h"
 
-#include "catalog/CatalogAnswer.h"
 #include "command/DisplayText.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 // The catalog in the event loop of a host, with the real tool.
 
 #include "tests/catalog/CatalogHost.h"
+#include "tests/support/FaultyOperatingSystem.h"
 #include "tests/support/LogCapture.h"
 
 #include <filesystem>
@@ -179,6 +180,27 @@ TEST_F(Catalog, ATooLongAnswerFailsByItself) {
   EXPECT_THAT(catalog().records(), SizeIs(2));
 }
 
+TEST_F(Catalog, TakesAnAnswerThatLacksSomethingOnlyWhereNothingBetterIsKnown) {
+  host_.refresh();
+  const std::string tool = host_.options.tool;
+  useTool("#!/bin/sh\necho '*** Applications Finder: incomplete: the disk failed' >&2\nexec " +
+          tool + "\n");
+  host_.create();
+  host_.addApplication("Apps/Mail", "mbox");
+  const ToldUpdate update = host_.refresh();
+  ASSERT_THAT(update.problems, SizeIs(1));
+  EXPECT_EQ(update.problems[0].kind, Kind::incomplete);
+  EXPECT_EQ(update.problems[0].reason, "the disk failed");
+  EXPECT_THAT(catalog().records(), SizeIs(2));
+  EXPECT_FALSE(state().isIncomplete);
+
+  host_.options.stateDirectory = host_.path("another");
+  host_.create();
+  EXPECT_THAT(host_.refresh().changes, SizeIs(4));
+  EXPECT_TRUE(state().isIncomplete);
+  EXPECT_FALSE(std::filesystem::exists(host_.path("another")));
+}
+
 TEST_F(Catalog, KeepsWhatItKnowsAsStaleWhileThePathIsGone) {
   host_.refresh();
   std::filesystem::rename(host_.path("Apps"), host_.path("Away"));
@@ -280,6 +302,28 @@ TEST_F(Catalog, SavesLaterWhatAnotherProcessKeepsFromBeingSaved) {
   reader.options = host_.options;
   reader.create();
   EXPECT_THAT(reader.catalog().records(), SizeIs(4));
+}
+
+// ---- where the system refuses ----
+
+TEST_F(Catalog, CannotBeMadeWhereNothingCanBeWaitedFor) {
+  for (const std::string_view call : {"createEventPoll", "createTimer"}) {
+    FaultyOperatingSystem system([call](std::string_view name, int) { return name == call; });
+    system.fault = {.call = 1, .error = EMFILE};
+    const ScopedOperatingSystem inForce(system);
+    const auto created = ApplicationCatalog::create(host_.options, {});
+    ASSERT_TRUE(std::holds_alternative<SearchFailure>(created));
+    EXPECT_EQ(std::get<SearchFailure>(created).kind, SearchFailure::Kind::cannotSearch);
+  }
+}
+
+TEST_F(Catalog, KeepsWhatItKnowsWhereNoToolCanBeStarted) {
+  host_.refresh();
+  FaultyOperatingSystem system([](std::string_view name, int) { return name == "fork"; });
+  system.fault = {.call = 1, .error = EAGAIN, .andAllAfter = true};
+  const ScopedOperatingSystem inForce(system);
+  EXPECT_EQ(host_.refresh().problems.at(0).kind, Kind::searchFailed);
+  EXPECT_THAT(catalog().records(), SizeIs(2));
 }
 
 // ---- look-ups ----
