@@ -70,6 +70,8 @@ TEST_F(WatchedCatalog, SearchesNothingWhileNothingHappens) {
 }
 
 TEST_F(WatchedCatalog, ChangesWithoutAPauseDoNotPutASearchOffForEver) {
+  host_.options.settleTime = std::chrono::hours(1);
+  create();
   int count = 0;
   host_.addApplication("Apps/Mail", "mbox");
   host_.runUntil([&] {
