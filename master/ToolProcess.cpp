@@ -20,6 +20,8 @@ namespace {
 // How long a killed child is waited for. It is gone at once, unless the kernel waits for a disk
 // that does not answer, or another process traces it and does not let it go.
 constexpr std::chrono::seconds kTimeToDie{2};
+// How long a process that traces a tool gets to let it go when the tool has ended.
+constexpr std::chrono::milliseconds kTimeToLetGo{100};
 constexpr int kMillisecondsBetween = 10;
 
 // For what the child tells; the reading end does not block.
@@ -139,12 +141,14 @@ std::optional<ToolEnd> ToolProcess::end() {
   if (end_ || pid_ < 0)
     return end_;
   std::optional<ToolEnd> seen = reap(WNOHANG | WNOWAIT);
-  if (!seen && !timeToDie_ && isReadable(pidfd_)) {
+  if (!seen && isReadable(pidfd_)) {
     seen = reap(WNOHANG | WNOWAIT);
     if (!seen) { // another process traces it, and has the status
+      // A process of its own group, such as a leak checker, lets it go by this.
       OperatingSystem::current().sendSignal(-pid_, SIGKILL);
-      end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
-      return end_;
+      pidfd_.reset(); // it has told what it can
+      if (!timeToDie_)
+        timeToDie_ = Deadline::in(kTimeToLetGo);
     }
   }
   if (seen && seen->kind == ToolEnd::Kind::unknown) {

@@ -111,11 +111,13 @@ void closeAndHang() {
 }
 
 // Leaves a process that traces this one, lives on for a minute, and never looks at what it traces.
-void beTraced() {
+// By a process in a group of its own, or one that the tool's end takes with it.
+void beTraced(bool inOwnGroup = true) {
   ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
   Pipe pipe = std::move(*createPipe());
   if (::fork() == 0) {
-    ::setsid();
+    if (inOwnGroup)
+      ::setsid();
     ::alarm(60);
     const bool traces = ::ptrace(PTRACE_SEIZE, ::getppid(), nullptr, nullptr) == 0;
     (void)writeAll(pipe.writeEnd.number(), traces ? "y" : "n");
@@ -181,6 +183,7 @@ const std::map<std::string, Way> kStartingWays{
     {"print", [] { std::cout << "on standard output" << std::endl; }},
     {"log-much", logMuch},
     {"end-traced", [] { beTraced(), std::exit(0); }},
+    {"end-traced-by-its-group", [] { beTraced(false), std::exit(0); }},
     {"hang-traced", [] { beTraced(), hang(); }},
 };
 
