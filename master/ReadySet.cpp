@@ -39,7 +39,8 @@ int ReadySet::watch(const std::vector<pollfd> &descriptors, int milliseconds) {
       continue;
     // The bits of poll(2) are those of epoll(7).
     const auto events = static_cast<std::uint32_t>(one.events);
-    if (system.controlEventPoll(events_.number(), EPOLL_CTL_ADD, one.fd, events) == 0)
+    if (system.controlEventPoll(events_.number(), EPOLL_CTL_ADD, one.fd, events) == 0 ||
+        errno == EEXIST) // it could not be forgotten
       watched_.push_back(one.fd);
     else
       failed = errno;
