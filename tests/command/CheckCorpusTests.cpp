@@ -1,6 +1,5 @@
 // check of all that the fuzzers start from, against what the parsers make of it: never silent about
 // what they drop, never an error about what they take.
-#include "examples/MachOWriter.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "finding/ApplicationWalk.h"
 #include "fuzz/Tree.h"
@@ -8,6 +7,7 @@
 #include "parsing/WrapperDescriptions.h"
 #include "platform/foundation/PropertyList.h"
 #include "tests/command/CheckTest.h"
+#include "tests/support/DescribingImage.h"
 #include "tests/support/LogCapture.h"
 
 #include <algorithm>
@@ -17,10 +17,6 @@
 
 namespace tesker::test {
 namespace {
-
-std::string image(std::string_view header) {
-  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
-}
 
 class CorpusTest : public CheckTest {
 protected:
@@ -54,7 +50,7 @@ TEST_F(CorpusTest, HeadersAreAnErrorExactlyWhereTheParserLogs) {
     const Records records = parseHeaderText(text, NSString::create(path), NSDefaultMallocZone());
     const bool dropped = !log.syslogged.empty();
     EXPECT_EQ(hasErrors(findings("text", DescriptionKind::header)), dropped) << name;
-    directory_.writeFile("image", image(text), 0755);
+    directory_.writeFile("image", imageWithHeader(text), 0755);
     EXPECT_EQ(hasErrors(findings("image")), dropped || records.empty()) << name;
   });
 }

@@ -1,9 +1,9 @@
 // check of executables and wrappers, of texts of which nobody says what they are, and of the
 // sample.
-#include "examples/MachOWriter.h"
 #include "examples/SampleTree.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/command/CheckTest.h"
+#include "tests/support/DescribingImage.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,10 +12,6 @@
 
 namespace tesker::test {
 namespace {
-
-std::string image(std::string_view header) {
-  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
-}
 
 constexpr std::chrono::seconds kLong{100};
 
@@ -31,21 +27,21 @@ constexpr const char *kList = "{ NSExecutable = Foo; }";
 // ---- executables and wrappers ----
 
 TEST_F(CheckTest, LinesOfAnExecutablesHeaderAreToldByTheirPlaceInIt) {
-  directory_.writeFile("one", image("F\tOne\tA\ti\nS\ttxt\n"), 0755);
+  directory_.writeFile("one", imageWithHeader("F\tOne\tA\ti\nS\ttxt\n"), 0755);
   EXPECT_EQ(said("one"), "one:2:6 error malformed-header-line\n");
 }
 
 TEST_F(CheckTest, ABadLineIsTheOnlyErrorOfWhatSaysNothingElse) {
-  directory_.writeFile("one", image("X\n"), 0755);
+  directory_.writeFile("one", imageWithHeader("X\n"), 0755);
   EXPECT_EQ(said("one"), "one:1:1 error malformed-header-line\n");
-  directory_.writeFile("Foo.app/Foo", image("X\n"), 0755);
+  directory_.writeFile("Foo.app/Foo", imageWithHeader("X\n"), 0755);
   EXPECT_EQ(said("Foo.app"), "Foo.app/Foo:1:1 error malformed-header-line\n");
 }
 
 TEST_F(CheckTest, AnExecutableThatSaysNothingIsAnError) {
   directory_.writeFile("script", "#!/bin/sh\n", 0755);
   EXPECT_EQ(said("script"), "script error no-self-description\n");
-  directory_.writeFile("plain", image("F\tOne\tA\ti\n"), 0644);
+  directory_.writeFile("plain", imageWithHeader("F\tOne\tA\ti\n"), 0644);
   EXPECT_EQ(said("plain"), "plain error not-executable\n");
 }
 
@@ -69,7 +65,7 @@ TEST_F(CheckTest, AWrapperIsCheckedWithAllThatIsInIt) {
   EXPECT_EQ(said("Foo.app"), "Foo.app/Foo warning not-executable\n");
   directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
   EXPECT_EQ(said("Foo.app"), "");
-  directory_.writeFile("Foo.app/Foo", image("F\tFoo\tFoo\ti\n"), 0755);
+  directory_.writeFile("Foo.app/Foo", imageWithHeader("F\tFoo\tFoo\ti\n"), 0755);
   EXPECT_EQ(said("Foo.app/"), "Foo.app/Foo warning passed-over\n");
 }
 
@@ -104,7 +100,7 @@ TEST_F(CheckTest, OfADirectoryOnlyItsApplicationsAreWorthAWord) {
   directory_.writeFile("apps/script", "#!/bin/sh\n", 0755);
   directory_.writeFile("apps/text", "");
   EXPECT_EQ(said("apps"), "apps warning searched\n");
-  directory_.writeFile("apps/one", image("F\tOne\tA\ti\n"), 0755);
+  directory_.writeFile("apps/one", imageWithHeader("F\tOne\tA\ti\n"), 0755);
   EXPECT_EQ(said("apps"), "");
 }
 
@@ -116,7 +112,7 @@ TEST_F(CheckTest, AFileThatIsNotThereIsNotRead) {
 // ---- in a confined child ----
 
 TEST_F(CheckTest, AConfinedChildFindsTheSame) {
-  directory_.writeFile("Foo.app/Foo", image("X\n"), 0755);
+  directory_.writeFile("Foo.app/Foo", imageWithHeader("X\n"), 0755);
   directory_.writeFile("Foo.app/Bar.tool/Resources/Info-quorvale.plist", "( a\tb");
   const CheckAnswer answer = check(directory_.path("Foo.app"), std::nullopt, kLong);
   EXPECT_EQ(answer.failure, std::nullopt);

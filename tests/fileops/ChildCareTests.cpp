@@ -70,7 +70,7 @@ TEST_F(ChildCare, aCallReturnsOnlyAfterItsSlowestChild) {
 
 TEST_F(ChildCare, childrenSeeTheCallersDescriptorsAndNoneOfTheOperation) {
   const int inherited = ::open("/dev/null", O_RDONLY);
-  const auto expected = openDescriptors(true);
+  const auto expected = openDescriptorNumbers(true);
   useFake("tar", "");
   EXPECT_TRUE(compress());
   useFake("tar", "drain");
@@ -114,9 +114,9 @@ TEST_F(ChildCare, aFailedForkIsLoggedAndCleanedUp) {
     log_.logged.clear();
     SystemCalls::current() = {};
     SystemCalls::current().failedFork = which;
-    const auto before = openDescriptors();
+    const auto before = openDescriptorNumbers();
     EXPECT_FALSE(operation());
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(openDescriptorNumbers(), before);
     EXPECT_FALSE(hasChildren());
     return log_.logged;
   };
@@ -201,7 +201,7 @@ TEST_F(ChildCare, logLinesOfChildrenWithoutStandardErrorGoThroughNoPipe) {
 
 TEST_F(ChildCare, programsFindOfTheStandardDescriptorsWhatTheOperationGivesAndNoOther) {
   useFake("tar", "");
-  std::set<int> inherited = openDescriptors(true);
+  std::set<int> inherited = openDescriptorNumbers(true);
   for (const int standard : {0, 1, 2})
     inherited.erase(standard);
   const auto with = [&](std::initializer_list<int> given) {

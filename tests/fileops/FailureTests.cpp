@@ -142,12 +142,12 @@ TEST_F(Failures, compressFileLeavesADirectoryInTheOutputsPlaceAlone) {
 
 TEST_F(Failures, compressFileWithoutAPipeRemovesTheOutputAndStartsNothing) {
   SystemCalls::current().pipeError = EMFILE;
-  const auto before = openDescriptors();
+  const auto before = openDescriptorNumbers();
   EXPECT_FALSE(compress());
   EXPECT_THAT(log_.logged, ElementsAre("cannot create pipe: Too many open files"));
   EXPECT_EQ(childrenStarted(), 0u);
   EXPECT_FALSE(exists(output_));
-  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(openDescriptorNumbers(), before);
 }
 
 TEST_F(Failures, compressFileRunsTarEvenWhereItsDirectoryCannotBeEntered) {
@@ -227,11 +227,11 @@ TEST_F(Failures, uncompressFileSaysCannotCreateForAnArchiveThatCannotBeOpened) {
 
 TEST_F(Failures, uncompressFileWithoutAPipeStartsNothingAndKeepsTheArchive) {
   SystemCalls::current().pipeError = ENFILE;
-  const auto before = openDescriptors();
+  const auto before = openDescriptorNumbers();
   EXPECT_FALSE(uncompress());
   EXPECT_THAT(log_.logged, ElementsAre("cannot create pipe: Too many open files in system"));
   EXPECT_EQ(childrenStarted(), 0u);
-  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(openDescriptorNumbers(), before);
   EXPECT_EQ(contents(archive_), "the archive");
 }
 

@@ -52,7 +52,7 @@ std::string contents(const std::string &path) {
 
 bool exists(const std::string &path) { return ::access(path.c_str(), F_OK) == 0; }
 
-std::set<int> openDescriptors(bool inheritable) {
+std::set<int> openDescriptorNumbers(bool inheritable) {
   std::set<int> found;
   DIR *directory = ::opendir("/proc/self/fd");
   while (const dirent *entry = ::readdir(directory)) {

@@ -25,7 +25,7 @@ std::string contents(const std::string &path);
 bool exists(const std::string &path);
 // The numbers of this process's open descriptors; with inheritable, only of those that a child's
 // program gets to see.
-std::set<int> openDescriptors(bool inheritable = false);
+std::set<int> openDescriptorNumbers(bool inheritable = false);
 // Whether this process has any child, running or ended.
 bool hasChildren();
 

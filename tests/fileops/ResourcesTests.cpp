@@ -17,7 +17,7 @@ TEST_F(Resources, aThousandMixedCallsLeaveNoDescriptorAndNoZombie) {
   const std::string nowhere = path("missing/output");
   const std::string target = directory_.path();
   const StandardErrorCapture quiet;
-  const auto before = openDescriptors();
+  const auto before = openDescriptorNumbers();
   int succeeded = 0;
   for (int call = 0; call < 1000; ++call) {
     const bool failing = call % 2 == 1;
@@ -53,7 +53,7 @@ TEST_F(Resources, aThousandMixedCallsLeaveNoDescriptorAndNoZombie) {
     }
   }
   EXPECT_EQ(succeeded, 500);
-  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(openDescriptorNumbers(), before);
   EXPECT_FALSE(hasChildren());
 }
 

@@ -3,6 +3,7 @@
 #include "tests/filesystem/UnixErrorProbe.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/CountingOperatingSystem.h"
+#include "tests/support/FileManagers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"
 
@@ -15,8 +16,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-NSFileManager &manager() { return NSFileManager::classObject(); }
 
 // The mode of the path itself; 0 where there is nothing.
 mode_t modeOf(const std::string &path) {

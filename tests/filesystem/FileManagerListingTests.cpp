@@ -4,6 +4,7 @@
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/filesystem/UnixErrorProbe.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FileManagers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"
 
@@ -20,8 +21,6 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::Optional;
 using ::testing::UnorderedElementsAre;
-
-NSFileManager &manager() { return NSFileManager::classObject(); }
 
 constexpr struct stat kNoStatus {};
 

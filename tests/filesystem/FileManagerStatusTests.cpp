@@ -2,6 +2,7 @@
 #include "platform/foundation/NSException.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/CountingOperatingSystem.h"
+#include "tests/support/FileManagers.h"
 #include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"
@@ -14,8 +15,6 @@ namespace tesker::test {
 namespace {
 
 using ::testing::ElementsAre;
-
-NSFileManager &manager() { return NSFileManager::classObject(); }
 
 // A directory "d" with a file (0640), a subdirectory (0711) and links to both, to nothing and to
 // itself.

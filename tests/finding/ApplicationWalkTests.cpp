@@ -1,11 +1,11 @@
 // The walk in the test's own process: which system calls it makes and in which order, when it asks
 // whether anyone still waits, and what it costs.
-#include "examples/MachOWriter.h"
 #include "finding/ApplicationFinder.h"
 #include "finding/ApplicationWalk.h"
 #include "platform/foundation/NSException.h"
 #include "tests/support/AllocationCount.h"
 #include "tests/support/CountingOperatingSystem.h"
+#include "tests/support/DescribingImage.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/OrderedListings.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -22,11 +22,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-
-std::string describingItself(std::string_view name) {
-  const std::string header = "F\t" + std::string(name) + "\tApplication\ticon\n";
-  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
-}
 
 class ApplicationWalkTest : public ::testing::Test {
 protected:
@@ -269,10 +264,7 @@ TEST_F(ApplicationWalkTest, DoesNotEvenLookAtWhatFollowsWhenItIsFull) {
 
 TEST_F(ApplicationWalkTest, KeepsOfContainersOnlyTheirDescriptions) {
   const std::string header = "{ type = app; a = (x, (\"y z\")); }\n";
-  directory_.writeFile(
-      "one",
-      examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes(),
-      0755);
+  directory_.writeFile("one", imageWithHeader(header), 0755);
   ApplicationWalk walk([] {});
   walk.doForPath(directory_.string("one"));
   ASSERT_THAT(walk.lines(), SizeIs(1));
@@ -300,10 +292,7 @@ TEST(ApplicationFinderTest, OfOneSearchOnlyTheFirstLinesAreLogged) {
     header += "x\n";
   const TemporaryDirectory directory;
   directory.writeFile("a", describingItself("a"), 0755);
-  directory.writeFile(
-      "tree/bad",
-      examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes(),
-      0755);
+  directory.writeFile("tree/bad", imageWithHeader(header), 0755);
   const ApplicationFinder finder([] {}, {.records = 0});
   for (int search = 0; search < 2; ++search) {
     const LogCapture log;

@@ -1,10 +1,10 @@
 // A search of which a system call or an allocation fails, each of them in turn: its answer is
 // right, or says that something is missing, or is not given at all.
-#include "examples/MachOWriter.h"
 #include "finding/ApplicationFinder.h"
 #include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 #include "tests/support/AllocationCount.h"
+#include "tests/support/DescribingImage.h"
 #include "tests/support/FaultyOperatingSystem.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/OrderedListings.h"
@@ -30,7 +30,7 @@ constexpr int kExhaustion[] = {ENOMEM, EMFILE, ENFILE};
 std::string executable(std::string_view name, std::string_view suffix) {
   const std::string header = "F\t" + std::string(name) + "\tApplication\ticon\nS\t" +
                              std::string(suffix) + "\tApplication\n";
-  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
+  return imageWithHeader(header);
 }
 
 // What came out of one search.

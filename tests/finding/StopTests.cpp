@@ -1,8 +1,8 @@
 // A walk that is asked to end early.
-#include "examples/MachOWriter.h"
 #include "finding/ApplicationFinder.h"
 #include "finding/StopRequest.h"
 #include "tests/support/CountingOperatingSystem.h"
+#include "tests/support/DescribingImage.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -15,11 +15,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-std::string describingItself(std::string_view name) {
-  const std::string header = "F\t" + std::string(name) + "\tApplication\ticon\n";
-  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
-}
 
 class Stop : public testing::Test {
 protected:

@@ -1,10 +1,10 @@
 // The walk and its answers, through the real tool process and a real master.
 
-#include "examples/MachOWriter.h"
 #include "master/FinderMaster.h"
 #include "parsing/RecordDecoding.h"
 #include "parsing/RecordEncoding.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/DescribingImage.h"
 #include "tests/support/RecordTexts.h"
 #include "tests/support/SpecialFiles.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -28,7 +28,7 @@ using namespace std::string_literals;
 
 std::string executable(std::string_view name) {
   const std::string header = "F\t" + std::string(name) + "\t" + std::string(name) + "\ticon\n";
-  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
+  return test::imageWithHeader(header);
 }
 
 class Walk : public testing::Test {
@@ -329,10 +329,7 @@ TEST_F(Walk, AnswerOf200MebibytesComesThroughAndGoesBackAsPrevious) {
     }
     header += '\n';
   }
-  directory_.writeFile(
-      "tree/one",
-      examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes(),
-      0755);
+  directory_.writeFile("tree/one", test::imageWithHeader(header), 0755);
   const auto outcome = search(directory_.path("tree"));
   ASSERT_THAT(outcome.logLines, IsEmpty());
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);

@@ -19,9 +19,9 @@ using namespace std::string_literals;
 using test::TemporaryDirectory;
 
 // Runs as if the program's file were elsewhere.
-class RunningAs final : public OperatingSystem {
+class RunningFrom final : public OperatingSystem {
 public:
-  explicit RunningAs(std::optional<std::string> path) : path_(std::move(path)) {}
+  explicit RunningFrom(std::optional<std::string> path) : path_(std::move(path)) {}
   std::optional<std::string> programPath() override { return path_; }
 
 private:
@@ -30,7 +30,7 @@ private:
 
 // The text of the main bundle's resource "errno" of type "strings", or "nil".
 std::string mainResource(const std::optional<std::string> &program) {
-  RunningAs system(program);
+  RunningFrom system(program);
   const ScopedOperatingSystem inForce(system);
   const auto path = NSBundle::mainBundle().pathForResource("errno", "strings");
   return path ? std::filesystem::weakly_canonical(path.bytes()).string() : "nil";

@@ -29,7 +29,7 @@ std::string keys(const NSDictionary &dictionary) {
 
 NSString numberedKey(int number) { return NSString::create("k" + std::to_string(number)); }
 
-Ref<NSDictionary> numbered(int count) {
+Ref<NSDictionary> numberedDictionary(int count) {
   auto dictionary = NSDictionary::create();
   for (int i = 0; i < count; ++i)
     dictionary->setObjectForKey(NSString::create(std::to_string(i)), numberedKey(i));
@@ -124,13 +124,13 @@ TEST(DictionaryTest, AValueOfAnotherKindThanWantedIsNil) {
 class DictionarySizeTest : public testing::TestWithParam<int> {};
 
 TEST_P(DictionarySizeTest, EveryKeyIsFoundAndOthersAreNot) {
-  const auto dictionary = numbered(GetParam());
+  const auto dictionary = numberedDictionary(GetParam());
   expectNumbered(*dictionary, 0, GetParam());
   EXPECT_FALSE(get(*dictionary, numberedKey(GetParam()).bytes()));
 }
 
 TEST_P(DictionarySizeTest, ReplacingKeepsCountAndOrder) {
-  const auto dictionary = numbered(GetParam());
+  const auto dictionary = numberedDictionary(GetParam());
   const std::string before = keys(*dictionary);
   dictionary->setObjectForKey("new"_ns, "k3"_ns);
   EXPECT_EQ(keys(*dictionary), before);
@@ -138,7 +138,7 @@ TEST_P(DictionarySizeTest, ReplacingKeepsCountAndOrder) {
 }
 
 TEST_P(DictionarySizeTest, EveryOtherKeyIsFoundAfterARemoval) {
-  const auto dictionary = numbered(GetParam());
+  const auto dictionary = numberedDictionary(GetParam());
   dictionary->removeObjectForKey("k0");
   EXPECT_FALSE(get(*dictionary, "k0"));
   expectNumbered(*dictionary, 1, GetParam());
@@ -147,11 +147,11 @@ TEST_P(DictionarySizeTest, EveryOtherKeyIsFoundAfterARemoval) {
 }
 
 TEST_P(DictionarySizeTest, ADictionaryThatShrankToNothingCanBeFilledAgain) {
-  const auto dictionary = numbered(GetParam());
+  const auto dictionary = numberedDictionary(GetParam());
   for (int i = 0; i < GetParam(); ++i)
     dictionary->removeObjectForKey(numberedKey(i).bytes());
   EXPECT_EQ(dictionary->count(), 0U);
-  dictionary->addEntriesFromDictionary(*numbered(GetParam()));
+  dictionary->addEntriesFromDictionary(*numberedDictionary(GetParam()));
   expectNumbered(*dictionary, 0, GetParam());
 }
 
@@ -184,14 +184,14 @@ TEST(DictionaryTest, AddingEntriesReplacesAndAppendsInTheOthersOrder) {
 }
 
 TEST(DictionaryTest, ADictionaryThatIsAddedToItselfStaysAsItIs) {
-  const auto dictionary = numbered(20);
+  const auto dictionary = numberedDictionary(20);
   dictionary->addEntriesFromDictionary(*dictionary);
   expectNumbered(*dictionary, 0, 20);
 }
 
 TEST(DictionaryTest, ACopyIsIndependentAndLiesInTheGivenZone) {
   NSZone &zone = NSCreateZone(256, 256);
-  const auto original = numbered(20);
+  const auto original = numberedDictionary(20);
   const auto copied = NSDictionary::create(zone);
   copied->addEntriesFromDictionary(*original);
   EXPECT_TRUE(copied->isEqual(*original));

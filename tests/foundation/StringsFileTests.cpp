@@ -10,13 +10,13 @@
 namespace tesker {
 namespace {
 
-NSString described(std::string_view text) {
+NSString describedStrings(std::string_view text) {
   return propertyListFromStringsFileFormat(text)->description();
 }
 
-std::string problem(std::string_view text) {
+std::string stringsProblem(std::string_view text) {
   try {
-    return "read as " + std::string(described(text).bytes());
+    return "read as " + std::string(describedStrings(text).bytes());
   } catch (const NSException &exception) {
     EXPECT_EQ(exception.name(), "NSParseErrorException");
     return exception.reason();
@@ -24,51 +24,53 @@ std::string problem(std::string_view text) {
 }
 
 TEST(StringsFileTest, PairsStandOneAfterTheOtherWithoutBraces) {
-  EXPECT_EQ(described("\"a b\" = \"c d\";\ne = f;g=h;"), "{\"a b\" = \"c d\"; e = f; g = h; }");
+  EXPECT_EQ(describedStrings("\"a b\" = \"c d\";\ne = f;g=h;"),
+            "{\"a b\" = \"c d\"; e = f; g = h; }");
 }
 
 TEST(StringsFileTest, AKeyAloneIsItsOwnValue) {
-  EXPECT_EQ(described("a;\n\"b c\" ;"), "{a = a; \"b c\" = \"b c\"; }");
+  EXPECT_EQ(describedStrings("a;\n\"b c\" ;"), "{a = a; \"b c\" = \"b c\"; }");
 }
 
 TEST(StringsFileTest, ValuesMayBeOfAnyKind) {
-  EXPECT_EQ(described("a = (b, c); d = {e = f; }; g = <00>;"),
+  EXPECT_EQ(describedStrings("a = (b, c); d = {e = f; }; g = <00>;"),
             "{a = (b, c); d = {e = f; }; g = <00>; }");
 }
 
 TEST(StringsFileTest, AnEmptyFileIsAnEmptyDictionary) {
   for (const char *text : {"", " \n", "/* only a comment */", "// only a comment"})
-    EXPECT_EQ(described(text), "{}") << text;
+    EXPECT_EQ(describedStrings(text), "{}") << text;
 }
 
 TEST(StringsFileTest, CommentsMayStandWhereATokenCouldBegin) {
-  EXPECT_EQ(described("/* header */\n// line\na /* key */ = /* value */ b /* end */; // done"),
-            "{a = b; }");
+  EXPECT_EQ(
+      describedStrings("/* header */\n// line\na /* key */ = /* value */ b /* end */; // done"),
+      "{a = b; }");
 }
 
 TEST(StringsFileTest, TheLastOfTwoEqualKeysWinsInTheFirstOnesPlace) {
-  EXPECT_EQ(described("a = 1; b = 2; a = 3; b;"), "{a = 3; b = b; }");
+  EXPECT_EQ(describedStrings("a = 1; b = 2; a = 3; b;"), "{a = 3; b = b; }");
 }
 
 TEST(StringsFileTest, AMissingSemicolonIsMalformed) {
-  EXPECT_EQ(problem("a = b"), "expected \";\" after a pair at line 1, column 6");
-  EXPECT_EQ(problem("a"), "expected \";\" after a pair at line 1, column 2");
-  EXPECT_EQ(problem("a = b\nc = d;"), "expected \";\" after a pair at line 2, column 1");
+  EXPECT_EQ(stringsProblem("a = b"), "expected \";\" after a pair at line 1, column 6");
+  EXPECT_EQ(stringsProblem("a"), "expected \";\" after a pair at line 1, column 2");
+  EXPECT_EQ(stringsProblem("a = b\nc = d;"), "expected \";\" after a pair at line 2, column 1");
 }
 
 TEST(StringsFileTest, BracesAroundThePairsAreMalformed) {
-  EXPECT_EQ(problem("{a = b;}"), "expected a key at line 1, column 1");
-  EXPECT_EQ(problem("a = b;}"), "expected a key at line 1, column 7");
+  EXPECT_EQ(stringsProblem("{a = b;}"), "expected a key at line 1, column 1");
+  EXPECT_EQ(stringsProblem("a = b;}"), "expected a key at line 1, column 7");
 }
 
 TEST(StringsFileTest, AKeyAloneInsideBracesIsMalformed) {
-  EXPECT_EQ(problem("a = {b;};"), "expected \"=\" after a key at line 1, column 7");
+  EXPECT_EQ(stringsProblem("a = {b;};"), "expected \"=\" after a key at line 1, column 7");
 }
 
 TEST(StringsFileTest, AValueMayNest512DeepAndNoDeeper) {
   const std::string deepest = std::string(512, '(') + std::string(512, ')');
-  EXPECT_EQ(described("a = " + deepest + ";"), "{a = " + deepest + "; }");
-  EXPECT_EQ(problem("a = (" + deepest + ");"), "nesting too deep at line 1, column 518");
+  EXPECT_EQ(describedStrings("a = " + deepest + ";"), "{a = " + deepest + "; }");
+  EXPECT_EQ(stringsProblem("a = (" + deepest + ");"), "nesting too deep at line 1, column 518");
 }
 
 TEST(StringsFileTest, ADictionaryIsWrittenOnePairALine) {

@@ -148,7 +148,7 @@ TEST_F(UserDefaultsTest, ARelativeConfigurationHomeIsIgnored) {
 }
 
 // Knows one user, whose home is as given, and which files are opened; the reads are real.
-class WithUser final : public OperatingSystem {
+class WithHome final : public OperatingSystem {
 public:
   std::optional<UserEntry> userWithId(uid_t uid) override { return UserEntry{"u", uid, 0, home}; }
   int openAt(int directory, const char *path, int flags, mode_t mode) override {
@@ -164,7 +164,7 @@ TEST_F(UserDefaultsTest, WithoutAHomeInTheEnvironmentThePasswordDatabaseTellsIt)
   defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment noConfiguration("XDG_CONFIG_HOME", nullptr);
   const ScopedEnvironment noHome("HOME", "");
-  WithUser withUser;
+  WithHome withUser;
   withUser.home = files.path("home");
   const ScopedOperatingSystem inForce(withUser);
   EXPECT_EQ(get("a"), "home");
@@ -175,7 +175,7 @@ TEST_F(UserDefaultsTest, WithoutAnyHomeTheSystemsFilesAreRead) {
   defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment noConfiguration("XDG_CONFIG_HOME", nullptr);
   const ScopedEnvironment noHome("HOME", nullptr);
-  WithUser withUser;
+  WithHome withUser;
   const ScopedOperatingSystem inForce(withUser);
   EXPECT_EQ(get("a"), "site");
 }
@@ -184,7 +184,7 @@ TEST_F(UserDefaultsTest, ARelativeHomeIsIgnored) {
   defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment noConfiguration("XDG_CONFIG_HOME", nullptr);
   const ScopedEnvironment relative("HOME", "home");
-  WithUser withUser;
+  WithHome withUser;
   const ScopedOperatingSystem inForce(withUser);
   EXPECT_FALSE(get("a"));
   EXPECT_THAT(withUser.opened, ElementsAre(files.path("vendor/tesker/defaults/Tesker.plist"),
@@ -195,7 +195,7 @@ TEST_F(UserDefaultsTest, RelativeAndEmptySystemDirectoriesAreIgnored) {
   writeDomain("vendor", "Tesker", "{a = vendor; }");
   defaults.setSearchList({"Tesker"_ns});
   const ScopedEnvironment directories("XDG_CONFIG_DIRS", "site::" + files.path("vendor") + ":../x");
-  WithUser withUser;
+  WithHome withUser;
   const ScopedOperatingSystem inForce(withUser);
   EXPECT_EQ(get("a"), "vendor");
   EXPECT_THAT(withUser.opened, ElementsAre(files.path("vendor/tesker/defaults/Tesker.plist"),
@@ -206,7 +206,7 @@ TEST_F(UserDefaultsTest, WithoutSystemDirectoriesTheStandardOneIsRead) {
   defaults.setSearchList({"Tesker"_ns});
   for (const char *value : {static_cast<const char *>(nullptr), ""}) {
     const ScopedEnvironment unset("XDG_CONFIG_DIRS", value);
-    WithUser withUser;
+    WithHome withUser;
     const ScopedOperatingSystem inForce(withUser);
     (void)NSUserDefaults().objectForKey("a");
     EXPECT_THAT(withUser.opened,
@@ -215,7 +215,7 @@ TEST_F(UserDefaultsTest, WithoutSystemDirectoriesTheStandardOneIsRead) {
 }
 
 TEST_F(UserDefaultsTest, ADomainIsReadWhenItIsFirstSearchedAndOnlyThen) {
-  WithUser withUser;
+  WithHome withUser;
   const ScopedOperatingSystem inForce(withUser);
   defaults.setSearchList({"Tesker"_ns, "Later"_ns});
   EXPECT_THAT(withUser.opened, IsEmpty());

@@ -28,7 +28,7 @@ using test::kOtherUser;
 using test::TemporaryDirectory;
 using testing::ElementsAre;
 
-std::string contents(std::string_view path) {
+std::string contentsOrWhy(std::string_view path) {
   const Result<std::string> bytes = contentsOfFile(NSString::create(path));
   return bytes ? *bytes : "cannot be read";
 }
@@ -57,9 +57,9 @@ protected:
 
 TEST_F(WriteFileTest, ANewFileHoldsTheBytesAndNothingElseIsLeft) {
   EXPECT_EQ(write("f", "a\0b"sv), 0);
-  EXPECT_EQ(contents(directory.path("f")), "a\0b"sv);
+  EXPECT_EQ(contentsOrWhy(directory.path("f")), "a\0b"sv);
   EXPECT_EQ(write("empty", ""), 0);
-  EXPECT_EQ(contents(directory.path("empty")), "");
+  EXPECT_EQ(contentsOrWhy(directory.path("empty")), "");
   EXPECT_THAT(namesIn(directory.path()), testing::UnorderedElementsAre("f", "empty"));
 }
 
@@ -67,7 +67,7 @@ TEST_F(WriteFileTest, AnExistingFileIsReplacedNotWrittenInto) {
   const std::string file = directory.writeFile("f", "old and long");
   const FileDescriptor reader(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
   EXPECT_EQ(write("f", "new"), 0);
-  EXPECT_EQ(contents(file), "new");
+  EXPECT_EQ(contentsOrWhy(file), "new");
   char buffer[32];
   EXPECT_EQ(::read(reader.number(), buffer, sizeof buffer),
             12); // who has it open reads the old one
@@ -98,7 +98,7 @@ TEST_F(WriteFileTest, WhatIsNotAFileHandsOnNoRights) {
   EXPECT_EQ(write("l", "x"), 0);
   ::umask(before);
   EXPECT_EQ(modeOf("l"), 0644U);
-  EXPECT_EQ(contents(directory.path("secret")), "old");
+  EXPECT_EQ(contentsOrWhy(directory.path("secret")), "old");
 }
 
 TEST_F(WriteFileTest, OwnerAndGroupAreKeptByWhoMayGiveThem) {
@@ -251,7 +251,7 @@ TEST_F(WriteFileTest, UntilItHasTheFormersRightsAFileIsItsMakersAlone) {
 TEST_F(WriteFileTest, ANameAsLongAsNamesCanBeIsWritten) {
   const std::string name(255, 'n');
   EXPECT_EQ(write(name, "x"), 0);
-  EXPECT_EQ(contents(directory.path(name)), "x");
+  EXPECT_EQ(contentsOrWhy(directory.path(name)), "x");
 }
 
 TEST_F(WriteFileTest, WhatOthersLeftUnderATemporaryNameIsNeitherUsedNorInTheWay) {
@@ -277,8 +277,8 @@ TEST_F(WriteFileTest, WhatOthersLeftUnderATemporaryNameIsNeitherUsedNorInTheWay)
     EXPECT_EQ(write("g", "new"), 0);
     EXPECT_EQ(system.links, 2);
   }
-  EXPECT_EQ(contents(directory.path("f")), "old");
-  EXPECT_EQ(contents(directory.path("g")), "new");
+  EXPECT_EQ(contentsOrWhy(directory.path("f")), "old");
+  EXPECT_EQ(contentsOrWhy(directory.path("g")), "new");
 }
 
 TEST_F(WriteFileTest, ANewFileTakesSixCalls) {
@@ -345,7 +345,7 @@ protected:
   void expectFailure(int error) {
     EXPECT_EQ(write("f", "new"), error);
     EXPECT_THAT(namesIn(directory.path()), ElementsAre("f"));
-    EXPECT_EQ(contents(directory.path("f")), "old");
+    EXPECT_EQ(contentsOrWhy(directory.path("f")), "old");
   }
   void SetUp() override { directory.writeFile("f", "old"); }
 
@@ -356,7 +356,7 @@ protected:
 TEST_F(FailingWriteTest, PartialWritesAreContinued) {
   system.writeResult = 3;
   EXPECT_EQ(write("f", "twelve bytes"), 0);
-  EXPECT_EQ(contents(directory.path("f")), "twelve bytes");
+  EXPECT_EQ(contentsOrWhy(directory.path("f")), "twelve bytes");
 }
 
 TEST_F(FailingWriteTest, AFullDiskLeavesTheOldFileAndNoOther) {
@@ -379,7 +379,7 @@ TEST_F(FailingWriteTest, AFailureToCloseLeavesTheOldFileAndNoOther) {
   EXPECT_EQ(write("f", "new"), EDQUOT);
   system.closeError = 0;
   EXPECT_THAT(namesIn(directory.path()), ElementsAre("f"));
-  EXPECT_EQ(contents(directory.path("f")), "old");
+  EXPECT_EQ(contentsOrWhy(directory.path("f")), "old");
 }
 
 TEST_F(FailingWriteTest, AFailureToRenameLeavesTheOldFileAndNoOther) {

@@ -3,6 +3,7 @@
 #include "examples/MachOWriter.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/master/HostLoop.h"
+#include "tests/support/DescribingImage.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -18,10 +19,7 @@ class PartialAnswer : public testing::Test {
 protected:
   PartialAnswer() {
     const std::string header = "F\tOne\tApplication\ticon\n";
-    directory_.writeFile(
-        "a/one",
-        examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes(),
-        0755);
+    directory_.writeFile("a/one", imageWithHeader(header), 0755);
     // Two links to the directory that they are in have it searched without end.
     directory_.makeLink("b/again", ".");
     directory_.makeLink("b/once-more", ".");

@@ -1,4 +1,5 @@
 #include "tests/soak/RandomTree.h"
+#include "tests/support/DescribingImage.h"
 
 #include "examples/MachOWriter.h"
 
@@ -24,9 +25,7 @@ void write(const std::string &path, std::string_view bytes, bool executable) {
   fs::permissions(path, fs::perms(executable ? 0755 : 0644));
 }
 
-std::string image(const std::string &header) {
-  return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
-}
+std::string image(const std::string &header) { return test::imageWithHeader(header); }
 
 std::string stem(const std::string &path) { return fs::path(path).stem().string(); }
 

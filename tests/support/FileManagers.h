@@ -10,6 +10,9 @@
 
 namespace tesker::test {
 
+// The one that everybody uses.
+inline NSFileManager &manager() { return NSFileManager::classObject(); }
+
 // Answers as the system does, and writes down the pairs whose followed status it was asked for,
 // each as "dir file".
 class AskedFileManager final : public NSFileManager {

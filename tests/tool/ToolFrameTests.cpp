@@ -5,6 +5,7 @@
 #include "tests/ports/RawSockets.h"
 #include "tests/protocol/ConnectionPair.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/DescribingImage.h"
 #include "tests/support/RefusedSystemCall.h"
 #include "tests/tool/ToolUnderTest.h"
 
@@ -295,9 +296,7 @@ protected:
     tree.writeFile("small", executable("F\tSmall\tSmall\ticon\n"), 0755);
   }
 
-  static std::string executable(const std::string &header) {
-    return examples::MachOWriter(examples::kI386).addSection("__ICON", "__header", header).bytes();
-  }
+  static std::string executable(const std::string &header) { return test::imageWithHeader(header); }
   static void allowLittleMemory() {
     const struct rlimit little { std::size_t{48} << 20, std::size_t{48} << 20 };
     ::setrlimit(RLIMIT_AS, &little);
