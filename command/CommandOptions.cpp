@@ -1,10 +1,11 @@
 #include "command/CommandOptions.h"
 
 #include "platform/foundation/Text.h"
-#include "platform/ports/HostInfo.h"
+#include "platform/ports/ElfProcessors.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tesker {
@@ -16,8 +17,12 @@ constexpr int kMostJobs = 1000;
 
 std::string knownCpus() {
   std::string names;
-  for (const QXArchInfo &processor : knownProcessors())
+  const auto known = knownProcessors();
+  for (const QXArchInfo &processor : known)
     names += (names.empty() ? "" : ", ") + std::string(processor.name);
+  for (const ElfProcessor &processor : elfProcessors())
+    if (std::ranges::find(known, processor.name, &QXArchInfo::name) == known.end())
+      names += ", " + std::string(processor.name);
   return names;
 }
 

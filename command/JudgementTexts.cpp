@@ -92,8 +92,9 @@ constexpr std::array<CodeTexts, kJudgementCodes> kTexts = {{
      "\"services\" do not count when the directory lists them before it.\n"},
     {"it says nothing of itself", "", false,
      "An executable is an application when it describes itself: in a section of its\n"
-     "Mach-O image, segment __ICON, section __header. Scripts and programs of other\n"
-     "formats cannot, but may be the executable of an application directory.\n"},
+     "Mach-O image, segment __ICON, section __header, or in a note or section of its\n"
+     "ELF file. Scripts and programs of other formats cannot, but may be the\n"
+     "executable of an application directory.\n"},
     {"a line of its header is not a command", "Correct the header of %", true,
      "A header's lines are F, S or braces: F<tab>name<tab>application<tab>icon,\n"
      "S<tab>extension<tab>application[<tab>icon], or { key = value; }.\n"},

@@ -10,7 +10,7 @@
 #include "command/TextTable.h"
 #include "command/Why.h"
 #include "platform/foundation/Text.h"
-#include "platform/images/FatArch.h"
+#include "platform/images/HostArchitecture.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -315,12 +315,22 @@ private:
     std::string searched;
     for (const std::string &place : places_)
       searched += (searched.empty() ? "" : ", ") + displayText(place);
-    const QXArchInfo *processor = hostArchitecture();
     const std::string settings = fileOfDefaultSearchPaths();
     output_.write("Judged by\n  search paths: " + (searched.empty() ? "none" : searched) +
                   "\n  settings:     " + (settings.empty() ? "none" : settings) +
                   "\n  processor:    " +
-                  (processor != nullptr ? std::string(processor->description) : "unknown") + "\n");
+                  processorText() + "\n");
+  }
+
+  // Of Mach-O files, and of ELF files where that is another one.
+  static std::string processorText() {
+    const QXArchInfo *processor = hostArchitecture();
+    const std::string machO(processor != nullptr ? processor->description : "");
+    const auto &machine = elfHost().machine;
+    const std::string elf(machine ? descriptionOf(*machine) : "");
+    if (elf.empty() || elf == machO)
+      return machO.empty() ? "unknown" : machO;
+    return machO.empty() ? elf : machO + ", and " + elf + " for ELF files";
   }
 
   const Arguments &arguments_;

@@ -3,6 +3,7 @@
 #include "paths/PathFunctions.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/images/FatArch.h"
+#include "platform/images/HostArchitecture.h"
 #include "platform/images/MachOImage.h"
 
 #include <algorithm>
@@ -46,7 +47,13 @@ bool swapHeaderAndCheck(mach_header &header) {
   return toHostOrder(header) && isHostCpuType(header.cputype);
 }
 
+Suitability suitabilityOf(const ElfDescription &program) {
+  return suitabilityIf(program.isEmpty() || runsHere(program));
+}
+
 Suitability isSuitableArchitecture(ImageSource &image) {
+  if (const auto elf = elfDescriptionOf(image))
+    return suitabilityOf(*elf);
   if (const auto fat = fatHeaderOf(image))
     return suitabilityOfFatFile(image, *fat);
   // Kept: anything that is not an executable image, a script for instance, is not objected to;
@@ -82,6 +89,8 @@ NSString getArchNamesInternal(ImageSource &image) {
       appendDescription(names, record->cputype, record->cpusubtype);
   } else if (image.readStructure(0, header) && toHostOrder(header)) {
     appendDescription(names, header.cputype, header.cpusubtype);
+  } else if (const auto elf = elfDescriptionOf(image); elf && !elf->isEmpty()) {
+    names = descriptionOf(elf->machine);
   }
   return NSString::create(names);
 }

@@ -1,8 +1,8 @@
 #include "parsing/IconHeaderParser.h"
 
 #include "filesystem/TextFunctions.h"
-#include "parsing/ArchitectureCheck.h"
 #include "parsing/HeaderJudgement.h"
+#include "parsing/IconSections.h"
 #include "parsing/ImageJudgement.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
@@ -21,7 +21,6 @@ namespace tesker {
 
 namespace {
 
-constexpr std::string_view kIconSegment = "__ICON";
 constexpr std::size_t kLongestWord = 1024;
 // A brace line's body is kept whole, and its values take up to fifty times its size, so a hostile
 // file must not be able to fill the memory: a longer one fails and ends the text.
@@ -250,42 +249,31 @@ TKLine record(const NSString &path, const NSString &type, NSZone &zone) {
 }
 
 // Reads what is to be known of one executable.
-std::optional<Records> parseImage(ImageSource &image, const Entry &executable, const char *bytePath,
-                                  NSZone &zone) {
-  const Suitability suitability = isSuitableArchitecture(image);
-  if (suitability == Suitability::cannotTell) {
+std::optional<Records> parseImage(ImageSource &image, const Entry &executable, NSZone &zone) {
+  const IconSections sections = iconSectionsOf(image);
+  if (sections.suitability == Suitability::cannotTell) {
     giveVerdict([&] { return architecturesLeaveTheFile(image); });
     return std::nullopt;
   }
   Records result;
-  if (!isFatOrMachO(image)) { // a script, say: dismissed at once
-    giveVerdict([&] { return noSelfDescription(image); });
-    return result;
-  }
-  const auto architecture = bestArchitecture(image);
-  ImageDamage damage;
-  const auto section = [&](std::string_view name) {
-    return architecture ? findSection(image, *architecture, kIconSegment, name, &damage)
-                        : std::nullopt;
-  };
-  const bool hasServices = section("__services") || section("__request");
-  const std::optional<ByteRange> header = section("__header");
-  if (!hasServices && !header) {
-    giveVerdict([&] { return damagedOrSilent(image, damage); });
+  if (!sections.offersServices && !sections.header) {
+    giveVerdict([&] { return damagedOrSilent(image, sections.damage); });
     return result;
   }
   const NSString path = TeskerCatDirFile(executable.dir, executable.file);
-  if (hasServices)
+  if (sections.offersServices)
     result.push_back(record(path, recordWords().services, zone));
-  if (!header) {
-    giveVerdict([&] { return damagedOrSilent(image, damage); });
+  if (!sections.header) {
+    giveVerdict([&] { return damagedOrSilent(image, sections.damage); });
     return result;
   }
-  if (suitability == Suitability::notSuitable)
+  if (sections.suitability == Suitability::notSuitable)
     remark([&] { return notForThisProcessor(image); });
-  SectionStream stream(image, *header);
+  PathBuffer bytePath;
+  TeskerSetCPath(bytePath, executable.dir, executable.file);
+  SectionStream stream(image, *sections.header);
   HeaderParser(stream, executable.dir, bytePath, zone)
-      .parse(result, path, suitability == Suitability::suitable);
+      .parse(result, path, sections.suitability == Suitability::suitable);
   if (suffixOf(executable.dir.bytes()) == "bundle") {
     result.push_back(record(path, recordWords().bundle, zone));
     result.back().set(recordWords().name, executable.file);
@@ -296,6 +284,18 @@ std::optional<Records> parseImage(ImageSource &image, const Entry &executable, c
 // Whether the attributes are of something that could be run.
 bool isExecutableFile(const NSFileAttributes &attributes) {
   return !attributes.isDirectory() && attributes.canExecute() != 0;
+}
+
+// Opens the file, by its path where its directory is not open. A path that does not fit into a
+// buffer is empty, and an error in itself.
+Result<RegularFile> openExecutable(const Entry &executable) {
+  if (executable.directory != AT_FDCWD && fitsCPath(executable.dir, executable.file))
+    return openRegularFile(executable.file.cString(), executable.directory);
+  PathBuffer bytePath;
+  TeskerSetCPath(bytePath, executable.dir, executable.file);
+  if (bytePath[0] == '\0')
+    return Failure{ENAMETOOLONG};
+  return openRegularFile(bytePath);
 }
 
 } // namespace
@@ -325,15 +325,12 @@ std::optional<Records> parseApp(NSFileManager &fileManagerClass, const NSString 
 }
 
 std::optional<Records> parseApp(const Entry &executable, NSZone &zone) {
-  PathBuffer bytePath;
-  TeskerSetCPath(bytePath, executable.dir, executable.file);
-  if (!isExecutableFile(executable.attributes) || bytePath[0] == '\0') {
-    giveVerdict(bytePath[0] == '\0' ? JudgementCode::pathTooLong : JudgementCode::notExecutable);
+  if (!isExecutableFile(executable.attributes)) {
+    giveVerdict(fitsCPath(executable.dir, executable.file) ? JudgementCode::notExecutable
+                                                           : JudgementCode::pathTooLong);
     return std::nullopt;
   }
-  const bool isOpen = executable.directory != AT_FDCWD;
-  Result<RegularFile> file =
-      openRegularFile(isOpen ? executable.file.cString() : bytePath, executable.directory);
+  Result<RegularFile> file = openExecutable(executable);
   if (!file) {
     giveVerdict([&] {
       return Remark{.code = codeOfError(file.failure().error, JudgementCode::vanished,
@@ -342,7 +339,7 @@ std::optional<Records> parseApp(const Entry &executable, NSZone &zone) {
     return std::nullopt;
   }
   FileImage image(std::move(*file));
-  return parseImage(image, executable, bytePath, zone);
+  return parseImage(image, executable, zone);
 }
 
 } // namespace tesker

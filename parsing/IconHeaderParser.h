@@ -1,7 +1,7 @@
 // IconHeaderParser.h - from an executable that describes itself to the records of what it says.
 //
 // Such an executable carries a small text in section "__header" of segment "__ICON" of its own
-// Mach-O or fat file:
+// Mach-O or fat file, or in a note or section of its own ELF file (images/DescriptionNotes.h):
 //
 //   F <tab> name <tab> application <tab> icon             the application itself
 //   S <tab> extension <tab> application [<tab> icon]      a document type that it handles

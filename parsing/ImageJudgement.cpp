@@ -1,8 +1,9 @@
 #include "parsing/ImageJudgement.h"
 
 #include "parsing/ArchitectureCheck.h"
+#include "platform/images/ElfDescription.h"
 #include "platform/images/FatArch.h"
-#include "platform/ports/HostInfo.h"
+#include "platform/images/HostArchitecture.h"
 
 #include <array>
 #include <string>
@@ -27,10 +28,17 @@ std::string_view kindOf(ImageSource &image) {
   std::array<char, 4> start{};
   image.read(0, std::as_writable_bytes(std::span(start)));
   const std::string_view bytes(start.data(), start.size());
-  if (bytes == "\x7f"
-               "ELF")
+  if (isElf(image))
     return "an ELF program";
   return bytes.starts_with("#!") ? std::string_view("a script") : kUnknownKind;
+}
+
+// The processor that programs of that format are wanted for.
+std::string_view hostDescription(bool ofElf) {
+  if (ofElf && elfHost().machine)
+    return descriptionOf(*elfHost().machine);
+  const QXArchInfo *ours = hostArchitecture();
+  return ours != nullptr ? ours->description : "this machine's processor";
 }
 
 } // namespace
@@ -43,10 +51,9 @@ Remark noSelfDescription(ImageSource &image) {
 
 Remark notForThisProcessor(ImageSource &image) {
   const NSString theirs = getArchNamesInternal(image);
-  const QXArchInfo *ours = hostArchitecture();
   std::string detail = theirs.length() > 0 ? std::string(theirs.bytes()) : "an unknown processor";
   detail += " and not ";
-  detail += ours != nullptr ? ours->description : "this machine's processor";
+  detail += hostDescription(isElf(image));
   return {.code = JudgementCode::otherProcessor, .detail = std::move(detail)};
 }
 

@@ -84,6 +84,11 @@ bool hasComponents(const Components *components) {
   return false;
 }
 
+// Between the two in their path.
+bool wantsSlash(const NSString &dir, const NSString &file) {
+  return (file || dir.length() == 0) && dir != "/";
+}
+
 } // namespace
 
 bool namesDirectoryItself(const NSString &file) { return !file || file == "."; }
@@ -93,11 +98,15 @@ void TeskerCheckDirFile(const NSString &dir, const NSString &file) {
     syslogError("*** checkDirFile invariant broken for '%s','%s'", {dir.bytes(), file.bytes()});
 }
 
+bool fitsCPath(const NSString &dir, const NSString &file) {
+  const std::size_t name = namesDirectoryItself(file) ? 0 : file.length();
+  return dir.length() + (wantsSlash(dir, file) ? 1 : 0) + name < kPathBufferSize;
+}
+
 void TeskerSetCPath(PathBuffer &buffer, const NSString &dir, const NSString &file) {
   TeskerCheckDirFile(dir, file);
-  const bool wantsSlash = (file || dir.length() == 0) && dir != "/";
   PathWriter path(buffer);
-  if (!path.append(dir.bytes()) || !path.append(wantsSlash ? "/" : ""))
+  if (!path.append(dir.bytes()) || !path.append(wantsSlash(dir, file) ? "/" : ""))
     return;
   // Kept: the slash before "." stays, for with it the system follows a link in the directory's last
   // name.

@@ -47,6 +47,8 @@ void TeskerCheckDirFile(const NSString &dir, const NSString &file);
 // path that does not fit, or that holds a NUL, leaves "": the system call after it fails like any
 // other.
 void TeskerSetCPath(PathBuffer &buffer, const NSString &dir, const NSString &file);
+// Whether the path of a pair without a NUL fits into such a buffer.
+[[nodiscard]] bool fitsCPath(const NSString &dir, const NSString &file);
 
 // The full path as the one string whose bytes stand for it while the process lives
 // (isSameObjectAs); dir itself when file is nil or ".". The pair is not checked.

@@ -8,7 +8,9 @@ _tesker_apps() {
     pentium4 x86_64 mips mipsR2300 mipsR2600 mipsR2800 mipsR2000a mipsR2000 mipsR3000a
     mipsR3000 m98k m98601 hppa hppa7100LC arm armv4t armv6 armv5 xscale armv7 arm64 arm64v8
     m88k m88100 m88110 sparc i860 i860XR ppc ppc601 ppc602 ppc603 ppc603e ppc603ev ppc604
-    ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64'
+    ppc604e ppc620 ppc750 ppc7400 ppc7450 ppc970 ppc64 ppc970-64
+    i686 amd64 mipsel mips64 mips64el parisc armel armhf armv6l armv7l armv8l aarch64 aarch64_be
+    sparc64 powerpc ppc64le ppc64el alpha ia64 loongarch64 loong64 riscv32 riscv64 s390x sh4'
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]} command='' words='' word
   # In --format=json bash takes "=" for a word of its own.
   if [[ $cur == = ]]; then

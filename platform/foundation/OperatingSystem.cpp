@@ -11,6 +11,7 @@
 #include <pwd.h>
 #include <sys/mman.h>
 #include <sys/time.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -104,6 +105,11 @@ std::optional<std::string> OperatingSystem::groupNameWithId(gid_t gid) {
         return ::getgrgid_r(gid, out, bytes, size, result);
       });
   return found ? std::optional(std::string(row.gr_name)) : std::nullopt;
+}
+
+std::optional<std::string> OperatingSystem::machineName() {
+  utsname names{};
+  return ::uname(&names) == 0 ? std::optional<std::string>(names.machine) : std::nullopt;
 }
 
 void *OperatingSystem::allocatePages(std::size_t size) {

@@ -60,6 +60,9 @@ public:
   virtual std::optional<UserEntry> userWithName(const std::string &name);
   virtual std::optional<std::string> groupNameWithId(gid_t gid);
 
+  // What kind of machine this is, as uname(2) calls it ("x86_64"); nothing on failure.
+  virtual std::optional<std::string> machineName();
+
   // Anonymous memory of whole pages, zeroed; nil on failure. Never given back.
   virtual void *allocatePages(std::size_t size);
 

@@ -1,5 +1,6 @@
 #include "platform/images/FatArch.h"
 
+#include "platform/images/HostArchitecture.h"
 #include "platform/images/MachO.h"
 
 #include <algorithm>
@@ -78,41 +79,11 @@ const QXArchInfo *QXGetArchInfoFromCpuType(cpu_type_t type, cpu_subtype_t subtyp
   return found != known.end() ? &*found : nullptr;
 }
 
-namespace {
-
-cpu_type_t cputype;
-cpu_subtype_t cpusubtype;
-bool cputypeSet = false;
-
-} // namespace
-
-void setCpu() {
-  host_basic_info info{};
-  // Not checked: a host that does not answer has processor 0, for which nothing is suitable.
-  host_info(host_self(), HOST_BASIC_INFO, info, HOST_BASIC_INFO_COUNT);
-  cputype = info.cpu_type;
-  cpusubtype = info.cpu_subtype;
-  cputypeSet = true;
-}
-
-bool isHostCpuType(cpu_type_t type) {
-  if (!cputypeSet)
-    setCpu();
-  return type == cputype;
-}
-
-const QXArchInfo *hostArchitecture() {
-  if (!cputypeSet)
-    setCpu();
-  return QXGetArchInfoFromCpuType(cputype, cpusubtype);
-}
-
 std::optional<fat_arch> bestFatArch(FatArchReader records) {
-  if (!cputypeSet)
-    setCpu();
-  const auto best = QXFindBestFatArch(cputype, cpusubtype, records);
+  const HostProcessor &host = hostProcessor();
+  const auto best = QXFindBestFatArch(host.type, host.subtype, records);
   // What is compatible with the processor without being of its type is refused.
-  return best && best->cputype == cputype ? best : std::nullopt;
+  return best && best->cputype == host.type ? best : std::nullopt;
 }
 
 } // namespace tesker

@@ -36,7 +36,7 @@ std::size_t MemoryImage::read(std::uint64_t offset, std::span<std::byte> buffer)
   return length;
 }
 
-FileImage::FileImage(RegularFile file)
+FileImage::FileImage(RegularFile &&file)
     : file_(std::move(file.descriptor)), size_(static_cast<std::uint64_t>(file.status.st_size)) {
   load(first_, 0);
 }
@@ -68,12 +68,12 @@ void FileImage::load(Piece &piece, std::uint64_t offset) {
 }
 
 std::size_t FileImage::read(std::uint64_t offset, std::span<std::byte> buffer) {
+  if (offset >= first_.length && buffer.size() >= last_.bytes.size())
+    return readFile(offset, buffer);
   if (const std::size_t count = first_.copy(offset, buffer))
     return count;
   if (const std::size_t count = last_.copy(offset, buffer))
     return count;
-  if (buffer.size() >= last_.bytes.size())
-    return readFile(offset, buffer);
   load(last_, offset);
   return last_.copy(offset, buffer);
 }

@@ -9,10 +9,23 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <type_traits>
 
 namespace tesker {
+
+// A run of bytes of a file.
+struct ByteRange {
+  std::uint64_t offset;
+  std::uint64_t size;
+};
+
+// In what an image contradicts itself, and where in the file.
+struct ImageDamage {
+  const char *what = nullptr; // nil while none is known
+  std::uint64_t offset = 0;
+};
 
 class ImageSource {
 public:
@@ -22,6 +35,9 @@ public:
   // Reads up to buffer.size() bytes at the offset; the number read, 0 at or beyond the end and on
   // an error.
   virtual std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) = 0;
+  // The first bytes, as many as are kept in memory for as long as the image lives. There may be
+  // none.
+  virtual std::span<const std::byte> start() const { return {}; }
 
   // True when the whole buffer could be filled.
   bool readExactly(std::uint64_t offset, std::span<std::byte> buffer);
@@ -29,6 +45,15 @@ public:
   template <class Structure> bool readStructure(std::uint64_t offset, Structure &structure) {
     static_assert(std::is_trivially_copyable_v<Structure>);
     return readExactly(offset, std::as_writable_bytes(std::span(&structure, 1)));
+  }
+  // The first four bytes, in this machine's byte order; 0 when there are fewer.
+  std::uint32_t firstWord() {
+    std::uint32_t word = 0;
+    if (const auto bytes = start(); bytes.size() >= sizeof word)
+      std::memcpy(&word, bytes.data(), sizeof word);
+    else if (!readStructure(0, word))
+      return 0;
+    return word;
   }
 };
 
@@ -38,6 +63,7 @@ public:
   explicit MemoryImage(std::span<const std::byte> bytes) : bytes_(bytes) {}
   std::uint64_t size() const override { return bytes_.size(); }
   std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) override;
+  std::span<const std::byte> start() const override { return bytes_; }
 
 private:
   std::span<const std::byte> bytes_;
@@ -47,12 +73,15 @@ private:
 // begins with them, and the piece that was read last, since headers are read in small steps.
 class FileImage final : public ImageSource {
 public:
-  explicit FileImage(RegularFile file);
+  explicit FileImage(RegularFile &&file);
   FileImage(const FileImage &) = delete;
   FileImage &operator=(const FileImage &) = delete;
 
   std::uint64_t size() const override { return size_; }
   std::size_t read(std::uint64_t offset, std::span<std::byte> buffer) override;
+  std::span<const std::byte> start() const override {
+    return std::span(first_.bytes).first(first_.length);
+  }
 
 private:
   struct Piece {

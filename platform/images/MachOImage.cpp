@@ -125,9 +125,8 @@ bool toHostOrder(mach_header &header) {
 }
 
 bool isFatOrMachO(ImageSource &file) {
-  std::uint32_t magic = 0;
-  return file.readStructure(0, magic) &&
-         (magic == MH_MAGIC || magic == MH_CIGAM || magic == FAT_MAGIC || magic == FAT_CIGAM);
+  const std::uint32_t magic = file.firstWord();
+  return magic == MH_MAGIC || magic == MH_CIGAM || magic == FAT_MAGIC || magic == FAT_CIGAM;
 }
 
 bool holdsMachO(ImageSource &file, ByteRange image) {

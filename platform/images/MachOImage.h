@@ -16,18 +16,6 @@
 
 namespace tesker {
 
-// A run of bytes of a file.
-struct ByteRange {
-  std::uint64_t offset;
-  std::uint64_t size;
-};
-
-// In what an image contradicts itself, and where in the file.
-struct ImageDamage {
-  const char *what = nullptr; // nil while none is known
-  std::uint64_t offset = 0;
-};
-
 // Load commands are read up to here, without a message. Real ones take some kilobytes; a file could
 // announce gigabytes of them and keep the search busy for minutes.
 inline constexpr std::uint64_t kMostCommandBytes = std::uint64_t{256} << 20;

@@ -2,6 +2,7 @@
 
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/ports/ElfProcessors.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -160,6 +161,9 @@ std::optional<HostProcessor> processorFromText(std::string_view text) {
   const auto *known = std::ranges::find(kProcessors, text, &QXArchInfo::name);
   if (known != std::end(kProcessors))
     return HostProcessor{known->cputype, known->cpusubtype};
+  const auto elf = elfProcessors();
+  if (const auto found = std::ranges::find(elf, text, &ElfProcessor::name); found != elf.end())
+    return found->macho;
   const auto slash = text.find('/');
   if (slash == std::string_view::npos)
     return std::nullopt;

@@ -35,8 +35,9 @@ struct QXArchInfo {
 // are the pairs of type and subtype.
 [[nodiscard]] std::span<const QXArchInfo> knownProcessors();
 
-// The processor that the text stands for: the name of a known one, or TYPE/SUBTYPE, two signed
-// decimal numbers of 32 bits. Nothing when it is neither.
+// The processor that the text stands for: the name of a known one, here or in ElfProcessors.h, or
+// TYPE/SUBTYPE, two signed decimal numbers of 32 bits. Nothing when it is neither. A processor that
+// no Mach-O file is for has a name and is -1/-1.
 [[nodiscard]] std::optional<HostProcessor> processorFromText(std::string_view text);
 
 // ---- this machine ----

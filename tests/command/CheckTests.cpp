@@ -4,6 +4,7 @@
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/command/CheckTest.h"
 #include "tests/support/DescribingImage.h"
+#include "tests/support/ElfBuilder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -93,6 +94,17 @@ TEST_F(CheckTest, AWrapperWithoutADescriptionIsOneError) {
   EXPECT_EQ(said("Foo.app"), "Foo.app error no-description\n");
   directory_.writeFile("Bar.app/Resources/Info-quorvale.plist", "{ a b }");
   EXPECT_EQ(said("Bar.app"), "Bar.app/Resources/Info-quorvale.plist:1:5 error malformed-list\n");
+}
+
+TEST_F(CheckTest, AnELFProgramIsCheckedLikeAnyOther) {
+  directory_.writeFile("mute", ElfBuilder(kElfI386).bytes(), 0755);
+  EXPECT_EQ(said("mute"), "mute error no-self-description\n");
+  directory_.writeFile("good", elfProgram("F\tOne\tA\ti\n", kElfI386), 0755);
+  EXPECT_EQ(said("good"), "");
+  directory_.writeFile("other", elfProgram("F\tOne\tA\ti\n", kElfX86_64), 0755);
+  EXPECT_EQ(said("other"), "other warning other-processor\n");
+  directory_.writeFile("bad", elfProgram("F\tOne\tA\ti\nQ\n", kElfI386), 0755);
+  EXPECT_EQ(said("bad"), "bad:2:2 error malformed-header-line\n");
 }
 
 TEST_F(CheckTest, OfADirectoryOnlyItsApplicationsAreWorthAWord) {

@@ -73,6 +73,7 @@ constexpr FaultRow kTable[] = {
     {T, "poll", kMemory, 0, kRightOrNone},
     {T, "setNice", kRefused, 0, kWhole},
     {T, "programPath", kOrdinary, 0, kWhole},
+    {T, "machineName", kRefused, 0, kWhole},
 
     // The master's private directory.
     {M, "openDirectory", kOrdinary, 0, kWhole},

@@ -1,5 +1,6 @@
 // What is said of descriptions and executables, with the place in them.
 #include "tests/finding/JudgementTest.h"
+#include "tests/support/ElfBuilder.h"
 
 #include <gmock/gmock.h>
 
@@ -67,6 +68,28 @@ TEST_F(JudgementTest, AnExecutableOfAnotherProcessorNamesBoth) {
   search();
   EXPECT_EQ(said("tree/one"), "found other-processor");
   EXPECT_THAT(remarkOn("tree/one", JudgementCode::otherProcessor).detail, HasSubstr(" and not "));
+}
+
+TEST_F(JudgementTest, AnELFProgramIsJudgedByItsHeader) {
+  const std::string header = "F\tOne\tApplication\ticon\nQ\tx\n";
+  directory_.writeFile("tree/ours", elfProgram(header, kElfI386), 0755);
+  directory_.writeFile("tree/other", elfProgram(header, kElfPPC), 0755);
+  directory_.writeFile("tree/mute", ElfBuilder(kElfI386).bytes(), 0755);
+  search();
+  EXPECT_EQ(said("tree/ours"), "found malformed-header-line");
+  EXPECT_EQ(remarkOn("tree/ours", JudgementCode::malformedHeaderLine).line, 2U);
+  EXPECT_EQ(said("tree/other"), "found other-processor malformed-header-line");
+  EXPECT_EQ(remarkOn("tree/other", JudgementCode::otherProcessor).detail, "PowerPC and not 80x86");
+  EXPECT_EQ(remarkOn("tree/mute", JudgementCode::noSelfDescription).detail, "an ELF program");
+}
+
+TEST_F(JudgementTest, AnELFProgramWhoseHeaderLeavesItIsDamaged) {
+  ElfBuilder elf(kElfI386);
+  elf.noteSegment(elf.ourNote(DescriptionNote::header, "F\tOne\tA\ti\n").substr(0, 24));
+  directory_.writeFile("tree/one", elf.bytes(), 0755);
+  search();
+  EXPECT_EQ(said("tree/one"), "damaged-image");
+  EXPECT_EQ(remarkOn("tree/one", JudgementCode::damagedImage).offset, elf.segments[0].p_offset);
 }
 
 TEST_F(JudgementTest, LinesOfAHeaderThatAreNotCommandsAreNumbered) {

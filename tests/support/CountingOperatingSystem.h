@@ -275,6 +275,9 @@ public:
     return note("groupNameWithId", std::to_string(gid)) ? OperatingSystem::groupNameWithId(gid)
                                                         : std::nullopt;
   }
+  std::optional<std::string> machineName() override {
+    return note("machineName") ? OperatingSystem::machineName() : std::nullopt;
+  }
   void *allocatePages(std::size_t size) override {
     return note("allocatePages", std::to_string(size)) ? OperatingSystem::allocatePages(size)
                                                        : nullptr;

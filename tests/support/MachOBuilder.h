@@ -4,6 +4,7 @@
 
 #include "examples/MachOWriter.h"
 #include "platform/images/FatArch.h"
+#include "platform/images/HostArchitecture.h"
 #include "platform/images/ImageSource.h"
 #include "platform/images/MachOImage.h"
 
