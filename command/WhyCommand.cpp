@@ -318,8 +318,7 @@ private:
     const std::string settings = fileOfDefaultSearchPaths();
     output_.write("Judged by\n  search paths: " + (searched.empty() ? "none" : searched) +
                   "\n  settings:     " + (settings.empty() ? "none" : settings) +
-                  "\n  processor:    " +
-                  processorText() + "\n");
+                  "\n  processor:    " + processorText() + "\n");
   }
 
   // Of Mach-O files, and of ELF files where that is another one.

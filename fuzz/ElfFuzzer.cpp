@@ -1,5 +1,5 @@
-// ElfFuzzer.cpp - what an ELF file says of itself, asked of any bytes: with all of them at hand, and
-// with none.
+// ElfFuzzer.cpp - what an ELF file says of itself, asked of any bytes: with all of them at hand,
+// and with none.
 #include "fuzz/Check.h"
 #include "parsing/ArchitectureCheck.h"
 #include "platform/images/MachOImage.h"
@@ -55,6 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   // Who says nothing is not objected to.
   check(isSuitableArchitecture(image) == suitabilityOf(*found));
   check(!found->isEmpty() || suitabilityOf(*found) == Suitability::suitable);
-  check(found->isEmpty() ? getArchNamesInternal(image).length() == 0 : bool(getArchNamesInternal(image)));
+  check(found->isEmpty() ? getArchNamesInternal(image).length() == 0
+                         : bool(getArchNamesInternal(image)));
   return 0;
 }

@@ -31,7 +31,8 @@ enum class Suitability : unsigned { suitable = 0, notSuitable = 1, cannotTell = 
 [[nodiscard]] Suitability TKIsProperExecutable(const NSString &dir, const NSString &file);
 
 // The descriptions of the architectures of an image, in file order, joined with ", "; unknown ones
-// are left out, and so is that of an ELF file without a description. "" when there are none, nil when a fat header announces more than the file holds.
+// are left out, and so is that of an ELF file without a description. "" when there are none, nil
+// when a fat header announces more than the file holds.
 [[nodiscard]] NSString getArchNamesInternal(ImageSource &image);
 // The same for a file; "" when it cannot be opened or examined. In a file that can be opened and
 // then proves not to be examinable, the descriptor stays open.

@@ -99,6 +99,8 @@ void TeskerCheckDirFile(const NSString &dir, const NSString &file) {
 }
 
 bool fitsCPath(const NSString &dir, const NSString &file) {
+  if (dir.length() + 1 + file.length() < kPathBufferSize)
+    return true;
   const std::size_t name = namesDirectoryItself(file) ? 0 : file.length();
   return dir.length() + (wantsSlash(dir, file) ? 1 : 0) + name < kPathBufferSize;
 }

@@ -2,6 +2,7 @@
 
 #include "platform/images/DescriptionNotes.h"
 #include "platform/images/ElfFile.h"
+#include "platform/images/ElfQuickLook.h"
 #include "platform/images/HostArchitecture.h"
 
 #include <algorithm>
@@ -25,14 +26,6 @@ std::uint64_t alignedUp(std::uint64_t offset, std::uint64_t unit) {
   return (offset + unit - 1) & ~(unit - 1);
 }
 
-// One note, in bytes from its own start. Sums stay far below 64 bits.
-struct Note {
-  DescriptionNote type;
-  std::uint64_t nameLength;
-  std::uint64_t text;
-  std::uint64_t textLength;
-};
-
 template <class Format> class DescriptionSearch {
 public:
   DescriptionSearch(ElfBytes &image, ElfDescription &found)
@@ -40,17 +33,21 @@ public:
 
   // False when the image has no whole header.
   bool run() {
+    if constexpr (!Format::isSwapped) {
+      ElfQuickLook<Format> look(image_);
+      if (look.lacks(kDescriptionOwner.size(), kInAllNames)) {
+        found_.machine = machine(look.machine());
+        return true;
+      }
+    }
     if (!file_.open())
       return false;
-    found_.machine = {file_.machine(), Format::is64,
-                      Format::isSwapped == (std::endian::native == std::endian::little)};
+    found_.machine = machine(file_.machine());
     bool hasNotes = false;
     auto segments = file_.segments(PT_NOTE);
     while (const auto segment = segments.next()) {
       hasNotes = true;
-      if (const ByteRange run = file_.inside(Format::rangeOf(*segment));
-          !image_.lacks(run, kDescriptionOwner))
-        searchNotes(run, Format::host(segment->p_align));
+      searchNotes(file_.inside(Format::rangeOf(*segment)), Format::host(segment->p_align));
     }
     if (isIncomplete())
       searchSections(!hasNotes);
@@ -58,6 +55,11 @@ public:
   }
 
 private:
+  static ElfMachine machine(std::uint16_t number) {
+    return {number, Format::is64,
+            Format::isSwapped == (std::endian::native == std::endian::little)};
+  }
+
   bool isIncomplete() const { return !found_.header || (!found_.services && !found_.request); }
 
   void searchSections(bool forNotes) {
@@ -69,60 +71,56 @@ private:
           searchNotes(file_.inside(Format::rangeOf(*section)), Format::host(section->sh_addralign));
     }
     const ByteRange names = file_.sectionNames();
-    image_.hold(names);
-    if (!image_.lacks(names, kInAllNames))
-      searchNames(names);
+    auto sections = file_.sections(SHT_PROGBITS);
+    while (const auto section = sections.next()) {
+      const std::uint64_t name = Format::host(section->sh_name);
+      if (name < names.size && (Format::host(section->sh_flags) & SHF_COMPRESSED) == 0)
+        takeNamed({names.offset + name, names.size - name}, Format::rangeOf(*section));
+    }
   }
 
+  // The notes of a run that is in the file, while their names lie in it. Sums stay far below 64
+  // bits.
   void searchNotes(ByteRange run, std::uint64_t align) {
     const std::uint64_t unit = align == 8 ? 8 : 4;
-    while (notesLeft_ > 0) {
+    Elf32_Nhdr header; // of both classes
+    while (notesLeft_ > 0 && run.size >= sizeof header && image_.copy(run.offset, header)) {
       --notesLeft_;
-      const auto note = noteAt(run, unit);
-      if (!note)
+      const std::uint64_t nameLength = Format::host(header.n_namesz);
+      const std::uint64_t textLength = Format::host(header.n_descsz);
+      if (nameLength > run.size - sizeof header)
         return;
-      if (isOurs(*note, run))
-        takeNote(*note, run);
-      const std::uint64_t length = alignedUp(note->text + note->textLength, unit);
+      // The padding of the last note may be missing.
+      const std::uint64_t text = std::min(alignedUp(sizeof header + nameLength, unit), run.size);
+      if (isOurs(run.offset + sizeof header, nameLength))
+        takeNote(Format::host(header.n_type), run, {text, textLength});
+      const std::uint64_t length = alignedUp(text + textLength, unit);
       if (length >= run.size)
         return;
       run = {run.offset + length, run.size - length};
     }
   }
 
-  // The one at the start of the run; nothing where not even its name lies in it.
-  std::optional<Note> noteAt(const ByteRange &run, std::uint64_t unit) {
-    Elf32_Nhdr header; // of both classes
-    if (run.size < sizeof header || !image_.copy(run.offset, header))
-      return std::nullopt;
-    const std::uint64_t nameLength = Format::host(header.n_namesz);
-    if (nameLength > run.size - sizeof header)
-      return std::nullopt;
-    // The padding of the last note may be missing.
-    const std::uint64_t text = std::min(alignedUp(sizeof header + nameLength, unit), run.size);
-    return Note{static_cast<DescriptionNote>(Format::host(header.n_type)), nameLength, text,
-                Format::host(header.n_descsz)};
-  }
-
   // Some write owners without the NUL.
-  bool isOurs(const Note &note, const ByteRange &run) {
+  bool isOurs(std::uint64_t offset, std::uint64_t length) {
     std::array<char, kDescriptionOwner.size() + 1> owner{};
-    if (note.nameLength != owner.size() && note.nameLength != kDescriptionOwner.size())
+    if (length != owner.size() && length != kDescriptionOwner.size())
       return false;
     const auto name =
-        std::as_writable_bytes(std::span(owner)).first(static_cast<std::size_t>(note.nameLength));
-    return image_.read(run.offset + sizeof(Elf32_Nhdr), name) && owner.back() == '\0' &&
+        std::as_writable_bytes(std::span(owner)).first(static_cast<std::size_t>(length));
+    return image_.read(offset, name) && owner.back() == '\0' &&
            std::string_view(owner.data()) == kDescriptionOwner;
   }
 
-  void takeNote(const Note &note, const ByteRange &run) {
-    std::optional<ByteRange> *const text = textOf(note.type);
+  // The note that the run begins with, and the text in it.
+  void takeNote(std::uint32_t type, const ByteRange &run, const ByteRange &inNote) {
+    std::optional<ByteRange> *const text = textOf(static_cast<DescriptionNote>(type));
     if (text == nullptr)
       return;
-    if (note.textLength > run.size - note.text)
+    if (inNote.size > run.size - inNote.offset)
       return damaged("a note leaves its segment or section", run.offset);
     if (!*text)
-      *text = ByteRange{run.offset + note.text, note.textLength};
+      *text = ByteRange{run.offset + inNote.offset, inNote.size};
   }
 
   // Nil for a type that is not known.
@@ -138,15 +136,6 @@ private:
     return nullptr;
   }
 
-  void searchNames(const ByteRange &names) {
-    auto sections = file_.sections(SHT_PROGBITS);
-    while (const auto section = sections.next()) {
-      const std::uint64_t name = Format::host(section->sh_name);
-      if (name < names.size && (Format::host(section->sh_flags) & SHF_COMPRESSED) == 0)
-        takeNamed({names.offset + name, names.size - name}, Format::rangeOf(*section));
-    }
-  }
-
   void takeNamed(const ByteRange &name, const ByteRange &section) {
     std::array<char, kServicesSection.size() + 1> bytes{}; // the longest one, and its NUL
     const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), name.size));
@@ -159,7 +148,7 @@ private:
                                                                        : nullptr;
     if (taken == nullptr)
       return;
-    if (section.offset > image_.size() || section.size > image_.size() - section.offset)
+    if (!image_.contains(section))
       return damaged("a section leaves the image", section.offset);
     if (!*taken)
       *taken = ByteRange{section.offset, std::min(section.size, kLongestElfText)};
@@ -190,18 +179,17 @@ template <bool is64> bool search(ElfBytes &image, unsigned char order, ElfDescri
 bool isElf(ImageSource &image) { return image.firstWord() == kMagic; }
 
 std::optional<ElfDescription> elfDescriptionOf(ImageSource &image) {
-  std::optional<ElfDescription> found;
-  if (!isElf(image))
-    return found;
-  ElfBytes bytes(image);
   std::array<unsigned char, EI_NIDENT> ident;
+  if (!isElf(image))
+    return std::nullopt;
+  ElfBytes bytes(image);
   if (!bytes.copy(0, ident))
-    return found;
-  found.emplace();
+    return std::nullopt;
+  std::optional<ElfDescription> found(std::in_place);
   const unsigned char size = ident[EI_CLASS];
-  const unsigned char order = ident[EI_DATA];
-  const bool isWhole = size == ELFCLASS64   ? search<true>(bytes, order, *found)
-                       : size == ELFCLASS32 && search<false>(bytes, order, *found);
+  const bool isWhole = size == ELFCLASS64
+                           ? search<true>(bytes, ident[EI_DATA], *found)
+                           : size == ELFCLASS32 && search<false>(bytes, ident[EI_DATA], *found);
   if (!isWhole)
     found.reset();
   return found;

@@ -1,8 +1,8 @@
 // ElfDescription.h - where in an ELF file its description of itself stands.
 //
-// What it looks like there, DescriptionNotes.h says. The notes that the program headers lead to come
-// first, then those of the allocated note sections, then the sections with a name; of what stands
-// there twice, the first counts.
+// What it looks like there, DescriptionNotes.h says. The notes that the program headers lead to
+// come first, then those of the allocated note sections, then the sections with a name; of what
+// stands there twice, the first counts.
 #pragma once
 
 #include "platform/images/ImageSource.h"

@@ -1,9 +1,8 @@
 // ElfFile.h - the header of an ELF file and its two tables.
 //
 // Everything here is made four times, for files of 32 and 64 bits, in this machine's byte order and
-// in the other one: programs of a searched directory are mostly ELF files, and hardly any of them
-// has anything to say. Of what a file announces only that counts which lies inside it; structures
-// are copied out of it, and numbers widened to 64 bits before anything is done with them.
+// in the other one. Of what a file announces only that counts which lies inside it; structures are
+// copied out of it, and numbers widened to 64 bits before anything is done with them.
 #pragma once
 
 #include "platform/images/ImageSource.h"
@@ -15,7 +14,6 @@
 #include <cstring>
 #include <elf.h>
 #include <optional>
-#include <string_view>
 #include <type_traits>
 
 namespace tesker {
@@ -66,17 +64,12 @@ public:
     return offset < start_.size() ? start_.subspan(static_cast<std::size_t>(offset))
                                   : std::span<const std::byte>();
   }
-  // Whether the whole range is at hand and holds nothing like that anywhere. It is not looked at if
-  // that takes a read.
-  bool lacks(const ByteRange &range, std::string_view text) const {
-    const auto bytes = atHand(range.offset);
-    return bytes.size() >= range.size &&
-           std::string_view(reinterpret_cast<const char *>(bytes.data()),
-                            static_cast<std::size_t>(range.size))
-                   .find(text) == std::string_view::npos;
+  // Whether the whole range is in the image.
+  bool contains(const ByteRange &range) const {
+    return range.offset <= size_ && range.size <= size_ - range.offset;
   }
-  // Has the end of the range at hand, and as much before it as one read brings, where not all of the
-  // range is.
+  // Has the end of the range at hand, and as much before it as one read brings, where not all of
+  // the range is.
   void hold(const ByteRange &range) {
     if (atHand(range.offset).size() >= range.size)
       return;
@@ -117,43 +110,21 @@ public:
 
   // Nothing after the last one, and when the file turns out to be shorter than it was.
   std::optional<Row> next() {
-    while (next_ < end_) {
-      const auto bytes = image_.atHand(next_);
-      const std::byte *const known = bytes.data();
-      const auto room = std::min<std::uint64_t>(bytes.size(), end_ - next_);
-      std::uint64_t passed = 0;
-      for (; passed + sizeof(Row) <= room; passed += sizeof(Row))
-        if (typeAt(known + passed) == type_)
-          return taken(known + passed, passed);
-      next_ += passed;
-      if (passed > 0)
-        continue;
-      std::array<std::byte, sizeof(Row)> row;
-      if (!image_.copy(next_, row))
-        return std::nullopt;
-      if (typeAt(row.data()) == type_)
-        return taken(row.data(), 0);
-      next_ += sizeof(Row);
+    Row row;
+    while (next_ < end_ && image_.copy(next_, row)) {
+      next_ += sizeof row;
+      if (typeOf(row) == type_)
+        return row;
     }
     return std::nullopt;
   }
 
 private:
-  static std::uint32_t typeAt(const std::byte *row) {
-    std::uint32_t type = 0;
+  static std::uint32_t typeOf(const Row &row) {
     if constexpr (std::is_same_v<Row, typename Format::Section>)
-      std::memcpy(&type, row + offsetof(Row, sh_type), sizeof type);
+      return row.sh_type;
     else
-      std::memcpy(&type, row + offsetof(Row, p_type), sizeof type);
-    return type;
-  }
-
-  // The row at these bytes, so far behind the next one.
-  std::optional<Row> taken(const std::byte *bytes, std::uint64_t passed) {
-    next_ += passed + sizeof(Row);
-    std::optional<Row> row(std::in_place);
-    std::memcpy(&*row, bytes, sizeof(Row));
-    return row;
+      return row.p_type;
   }
 
   ElfBytes &image_;
@@ -182,8 +153,7 @@ public:
     Section first; // which has the numbers that are too large for the header
     const bool isExtended =
         sectionCount == 0 || segmentCount == PN_XNUM || namesIndex_ == SHN_XINDEX;
-    if (isExtended && header.e_shoff != 0 &&
-        image_.copy(Format::host(header.e_shoff), first)) {
+    if (isExtended && header.e_shoff != 0 && image_.copy(Format::host(header.e_shoff), first)) {
       sectionCount = sectionCount == 0 ? Format::host(first.sh_size) : sectionCount;
       segmentCount = segmentCount == PN_XNUM ? Format::host(first.sh_info) : segmentCount;
       namesIndex_ = namesIndex_ == SHN_XINDEX ? Format::host(first.sh_link) : namesIndex_;
@@ -226,8 +196,9 @@ private:
     const std::uint64_t start = Format::host(offset);
     if (start == 0 || start > image_.size() || Format::host(rowSize) != sizeof(Row))
       return {};
-    const std::uint64_t room = (image_.size() - start) / sizeof(Row);
-    return {start, std::min({count, room, kMostElfRows}) * sizeof(Row)};
+    const std::uint64_t room = image_.size() - start;
+    const std::uint64_t wanted = std::min(count, kMostElfRows) * sizeof(Row);
+    return {start, wanted <= room ? wanted : room / sizeof(Row) * sizeof(Row)};
   }
 
   ElfBytes &image_;

@@ -10,7 +10,6 @@ namespace tesker {
 
 namespace {
 
-constexpr cpu_type_t k64Bits = 0x01000000;
 constexpr HostProcessor kNoMachO = {-1, -1};
 
 constexpr ElfMachine little32(std::uint16_t number) { return {number, false, false}; }
@@ -19,7 +18,7 @@ constexpr ElfMachine big32(std::uint16_t number) { return {number, false, true};
 constexpr ElfMachine big64(std::uint16_t number) { return {number, true, true}; }
 
 // The first one of a type is what the names of its models mean.
-constexpr ElfProcessor kProcessors[] = {
+constexpr ElfProcessor kElfProcessors[] = {
     {"vax", {1, 0}, little32(EM_VAX), "VAX"},
     {"m68k", {6, 1}, big32(EM_68K), "MC68K"},
     {"i386", {7, 3}, little32(EM_386), "80x86"},
@@ -86,18 +85,19 @@ cpu_type_t familyOf(const HostProcessor &processor) {
   return processor.type < 0 ? processor.type : processor.type & ~k64Bits;
 }
 
-const ElfProcessor *find(auto test) {
-  const auto *const found = std::ranges::find_if(kProcessors, test);
-  return found != std::end(kProcessors) ? found : nullptr;
+const ElfProcessor *firstThat(auto test) {
+  const auto *const found = std::ranges::find_if(kElfProcessors, test);
+  return found != std::end(kElfProcessors) ? found : nullptr;
 }
 
 // That of a name; nil for one without ELF files, and for what is not a name.
 const ElfProcessor *processorCalled(std::string_view name) {
-  if (const auto *known = find([&](const ElfProcessor &each) { return each.name == name; }))
-    return known;
-  const auto processor = processorFromText(name);
-  return find([&](const ElfProcessor &each) {
-    return processor && processor->type >= 0 && each.macho.type == processor->type;
+  if (const auto *named = firstThat([&](const ElfProcessor &each) { return each.name == name; }))
+    return named;
+  const auto known = knownProcessors();
+  const auto model = std::ranges::find(known, name, &QXArchInfo::name);
+  return model == known.end() ? nullptr : firstThat([&](const ElfProcessor &each) {
+    return each.macho.type == model->cputype;
   });
 }
 
@@ -116,10 +116,10 @@ ElfHost thisMachine() {
 
 } // namespace
 
-std::span<const ElfProcessor> elfProcessors() { return kProcessors; }
+std::span<const ElfProcessor> elfProcessors() { return kElfProcessors; }
 
 std::string_view descriptionOf(const ElfMachine &machine) {
-  const auto *known = find([&](const ElfProcessor &each) { return each.machine == machine; });
+  const auto *known = firstThat([&](const ElfProcessor &each) { return each.machine == machine; });
   return known != nullptr ? known->description : std::string_view();
 }
 
@@ -127,9 +127,10 @@ bool runs(const ElfHost &host, const ElfMachine &program) {
   if (host.machine)
     return *host.machine == program ||
            (*host.machine == little64(EM_X86_64) && program == little32(EM_386));
-  return host.family >= 0 && find([&](const ElfProcessor &each) {
-           return familyOf(each.macho) == host.family && each.machine.number == program.number;
-         }) != nullptr;
+  return host.family >= 0 && firstThat([&](const ElfProcessor &each) {
+                               return familyOf(each.macho) == host.family &&
+                                      each.machine.number == program.number;
+                             }) != nullptr;
 }
 
 std::optional<ElfHost> elfHostFromText(std::string_view text) {

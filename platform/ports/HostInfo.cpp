@@ -19,8 +19,6 @@ constexpr int kInvalidArgument = 4;
 // An x86 model is a family number and, in the bits above it, a model of that family.
 constexpr cpu_subtype_t x86Model(int family, int model) { return family + model * 16; }
 
-constexpr cpu_type_t k64Bits = 0x01000000;
-
 constexpr QXArchInfo kProcessors[] = {
     {"vax", 1, 0, "VAX"},
     {"vax780", 1, 1, "VAX-11/780"},

@@ -17,6 +17,9 @@ namespace tesker {
 using cpu_type_t = std::int32_t;
 using cpu_subtype_t = std::int32_t;
 
+// In the type of a processor of 64 bits, beside the family.
+inline constexpr cpu_type_t k64Bits = 0x01000000;
+
 struct HostProcessor {
   cpu_type_t type;
   cpu_subtype_t subtype;

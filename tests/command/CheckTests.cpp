@@ -104,7 +104,7 @@ TEST_F(CheckTest, AnELFProgramIsCheckedLikeAnyOther) {
   directory_.writeFile("other", elfProgram("F\tOne\tA\ti\n", kElfX86_64), 0755);
   EXPECT_EQ(said("other"), "other warning other-processor\n");
   directory_.writeFile("bad", elfProgram("F\tOne\tA\ti\nQ\n", kElfI386), 0755);
-  EXPECT_EQ(said("bad"), "bad:2:2 error malformed-header-line\n");
+  EXPECT_EQ(said("bad"), "bad:2:1 error malformed-header-line\n");
 }
 
 TEST_F(CheckTest, OfADirectoryOnlyItsApplicationsAreWorthAWord) {

@@ -49,12 +49,15 @@ TEST(ElfDescription, IsReadFromNamedSectionsOfEveryFormat) {
 
 TEST(ElfDescription, IsNothingInOtherFiles) {
   EXPECT_EQ(described(""), "(not ELF)");
-  EXPECT_EQ(described("\x7f" "ELF"), "(not ELF)");
+  EXPECT_EQ(described("\x7f"
+                      "ELF"),
+            "(not ELF)");
   EXPECT_EQ(described("#!/bin/sh\nexit 0\n"), "(not ELF)");
   const std::string whole = ElfBuilder().bytes();
   EXPECT_EQ(described(whole), "");
   EXPECT_EQ(described(whole.substr(0, sizeof(Elf64_Ehdr) - 1)), "(not ELF)");
-  for (const auto &[place, value] : {std::pair(EI_CLASS, 0), {EI_CLASS, 3}, {EI_DATA, 0}, {EI_DATA, 3}}) {
+  for (const auto &[place, value] :
+       {std::pair(EI_CLASS, 0), {EI_CLASS, 3}, {EI_DATA, 0}, {EI_DATA, 3}}) {
     std::string bytes = whole;
     bytes[static_cast<std::size_t>(place)] = static_cast<char>(value);
     EXPECT_EQ(described(bytes), "(not ELF)") << place << " " << value;
@@ -94,7 +97,8 @@ TEST(ElfDescription, PassesOverOtherOwnersAndTypes) {
                      elf.ourNote(DescriptionNote{0}, "other") +
                      elf.ourNote(DescriptionNote{4}, "other") +
                      elf.ourNote(DescriptionNote{0xffffffff}, "other") + elf.note("", 1, "");
-  EXPECT_EQ(described(elf.noteSegment(notes + elf.ourNote(kHeader, "ours")).bytes()), "header=ours");
+  EXPECT_EQ(described(elf.noteSegment(notes + elf.ourNote(kHeader, "ours")).bytes()),
+            "header=ours");
 }
 
 TEST(ElfDescription, TakesAnOwnerWithoutItsNUL) {

@@ -39,12 +39,13 @@ std::string notesDescription(const char *size, const char *order, bool hasSegmen
   return std::string("--- !ELF\nFileHeader:\n  Class: ") + size + "\n  Data: " + order + R"(
   Type: ET_DYN
   Machine: EM_PPC64
-)" + (hasSegment ? R"(ProgramHeaders:
+)" +
+         (hasSegment ? R"(ProgramHeaders:
   - Type: PT_NOTE
     FirstSec: .note.ours
     LastSec: .note.ours
 )"
-                 : "") +
+                     : "") +
          R"(Sections:
   - Name: .note.ours
     Type: SHT_NOTE

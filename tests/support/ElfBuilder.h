@@ -116,9 +116,7 @@ private:
   static void pad(std::string &bytes, std::size_t unit) {
     bytes.resize((bytes.size() + unit - 1) / unit * unit, '\0');
   }
-  std::size_t headerSize() const {
-    return machine_.is64 ? sizeof(Elf64_Ehdr) : sizeof(Elf32_Ehdr);
-  }
+  std::size_t headerSize() const { return machine_.is64 ? sizeof(Elf64_Ehdr) : sizeof(Elf32_Ehdr); }
   std::uint64_t place(std::string_view bytes) {
     pad(contents_, 8);
     const std::uint64_t offset = kContents + contents_.size();
@@ -152,8 +150,8 @@ private:
   std::string bytesOf(const Elf64_Shdr &section) const {
     return number(section.sh_name, 4) + number(section.sh_type, 4) + address(section.sh_flags) +
            address(section.sh_addr) + address(section.sh_offset) + address(section.sh_size) +
-           number(section.sh_link, 4) + number(section.sh_info, 4) +
-           address(section.sh_addralign) + address(section.sh_entsize);
+           number(section.sh_link, 4) + number(section.sh_info, 4) + address(section.sh_addralign) +
+           address(section.sh_entsize);
   }
 
   ElfMachine machine_;
