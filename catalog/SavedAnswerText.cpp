@@ -2,7 +2,7 @@
 
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/Text.h"
-#include "platform/ports/HostInfo.h"
+#include "platform/ports/ElfProcessors.h"
 
 #include <charconv>
 
@@ -46,8 +46,11 @@ std::string processorFor(const std::string &cpu) {
   host_basic_info machine{};
   if (!processor && host_info(host_self(), HOST_BASIC_INFO, machine, HOST_BASIC_INFO_COUNT) == 0)
     processor = {machine.cpu_type, machine.cpu_subtype};
-  return processor ? std::to_string(processor->type) + "/" + std::to_string(processor->subtype)
-                   : "";
+  if (!processor)
+    return "";
+  const auto elf = word.empty() ? hostOfElfPrograms() : elfHostFromText(word).value_or(ElfHost());
+  return std::to_string(processor->type) + "/" + std::to_string(processor->subtype) + " " +
+         descriptionOf(elf);
 }
 
 std::string beforeChecksum(std::string_view lines, std::int64_t time, std::size_t length) {

@@ -2,7 +2,7 @@
 // is whole. Internal to the catalog.
 //
 //   Tesker answer 1
-//   processor 3 7/3
+//   processor 9 7/3 80x86
 //   link-cycles 4 skip
 //   search-path 13 /Applications
 //   time 1700000000

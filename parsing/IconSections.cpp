@@ -10,13 +10,7 @@ namespace {
 
 constexpr std::string_view kIconSegment = "__ICON";
 
-} // namespace
-
-IconSections iconSectionsOf(ImageSource &image) {
-  if (const auto elf = elfDescriptionOf(image))
-    return {suitabilityOf(*elf), elf->services || elf->request, elf->header, elf->damage};
-  if (image.firstWord() != 0 && !isFatOrMachO(image))
-    return {Suitability::suitable}; // a script, say: dismissed at once
+IconSections sectionsOfMachO(ImageSource &image) {
   IconSections sections{isSuitableArchitecture(image)};
   if (sections.suitability == Suitability::cannotTell || !isFatOrMachO(image))
     return sections;
@@ -28,6 +22,16 @@ IconSections iconSectionsOf(ImageSource &image) {
   sections.offersServices = section("__services") || section("__request");
   sections.header = section("__header");
   return sections;
+}
+
+} // namespace
+
+IconSections iconSectionsOf(ImageSource &image) {
+  if (const auto elf = elfDescriptionOf(image))
+    return {suitabilityOf(*elf), elf->services || elf->request, elf->header, elf->damage};
+  if (image.start().size() >= sizeof(mach_header) && !isFatOrMachO(image))
+    return {Suitability::suitable}; // a script, say: dismissed at once
+  return sectionsOfMachO(image);
 }
 
 } // namespace tesker

@@ -100,7 +100,7 @@ void TeskerCheckDirFile(const NSString &dir, const NSString &file) {
 
 bool fitsCPath(const NSString &dir, const NSString &file) {
   if (dir.length() + 1 + file.length() < kPathBufferSize)
-    return true;
+    return true; // whatever is between them, and mostly so
   const std::size_t name = namesDirectoryItself(file) ? 0 : file.length();
   return dir.length() + (wantsSlash(dir, file) ? 1 : 0) + name < kPathBufferSize;
 }

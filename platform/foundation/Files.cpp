@@ -110,14 +110,14 @@ Result<> writeAndClose(FileDescriptor file, std::string_view bytes) {
 
 Result<RegularFile> openRegularFile(const char *path, int directory) {
   OperatingSystem &system = OperatingSystem::current();
-  Result<RegularFile> file(RegularFile{
-      FileDescriptor(system.openAt(directory, path, O_RDONLY | O_NONBLOCK | O_NOCTTY)), {}});
-  if (!file->descriptor || system.statDescriptor(file->descriptor.number(), file->status) != 0) {
+  RegularFile file{FileDescriptor(system.openAt(directory, path, O_RDONLY | O_NONBLOCK | O_NOCTTY)),
+                   {}};
+  if (!file.descriptor || system.statDescriptor(file.descriptor.number(), file.status) != 0) {
     const Failure failure{errno};
     noteReadFailure(failure.error);
     return failure;
   }
-  if (!S_ISREG(file->status.st_mode))
+  if (!S_ISREG(file.status.st_mode))
     return Failure{EINVAL};
   return file;
 }

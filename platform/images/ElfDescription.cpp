@@ -17,10 +17,6 @@ namespace {
 constexpr auto kMagic =
     std::bit_cast<std::uint32_t>(std::array<char, SELFMAG>{ELFMAG0, ELFMAG1, ELFMAG2, ELFMAG3});
 
-// Stands in the name of each of our sections, and begins with a letter that other names hardly
-// have, so that one look for it passes over a program that has none.
-constexpr std::string_view kInAllNames = "CON.__";
-
 // To a power of 2.
 std::uint64_t alignedUp(std::uint64_t offset, std::uint64_t unit) {
   return (offset + unit - 1) & ~(unit - 1);
@@ -33,21 +29,15 @@ public:
 
   // False when the image has no whole header.
   bool run() {
-    if constexpr (!Format::isSwapped) {
-      ElfQuickLook<Format> look(image_);
-      if (look.lacks(kDescriptionOwner.size(), kInAllNames)) {
-        found_.machine = machine(look.machine());
-        return true;
-      }
-    }
     if (!file_.open())
       return false;
-    found_.machine = machine(file_.machine());
+    found_.machine = {file_.machine(), Format::is64,
+                      Format::isSwapped == (std::endian::native == std::endian::little)};
     bool hasNotes = false;
     auto segments = file_.segments(PT_NOTE);
     while (const auto segment = segments.next()) {
       hasNotes = true;
-      searchNotes(file_.inside(Format::rangeOf(*segment)), Format::host(segment->p_align));
+      searchSegment(file_.inside(Format::rangeOf(*segment)), Format::host(segment->p_align));
     }
     if (isIncomplete())
       searchSections(!hasNotes);
@@ -55,12 +45,14 @@ public:
   }
 
 private:
-  static ElfMachine machine(std::uint16_t number) {
-    return {number, Format::is64,
-            Format::isSwapped == (std::endian::native == std::endian::little)};
-  }
-
   bool isIncomplete() const { return !found_.header || (!found_.services && !found_.request); }
+
+  // Some linkers put notes that are padded to 4 bytes behind others in one segment aligned to 8.
+  void searchSegment(const ByteRange &notes, std::uint64_t align) {
+    searchNotes(notes, align);
+    if (align == 8 && isIncomplete())
+      searchNotes(notes, 4);
+  }
 
   void searchSections(bool forNotes) {
     file_.holdSections();
@@ -165,13 +157,20 @@ private:
   std::size_t notesLeft_ = kMostElfNotes;
 };
 
-template <bool is64> bool search(ElfBytes &image, unsigned char order, ElfDescription &found) {
-  constexpr unsigned char kOurs =
-      std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
-  constexpr unsigned char kOther = kOurs == ELFDATA2LSB ? ELFDATA2MSB : ELFDATA2LSB;
-  if (order == kOurs)
-    return DescriptionSearch<ElfFormat<is64, false>>(image, found).run();
-  return order == kOther && DescriptionSearch<ElfFormat<is64, true>>(image, found).run();
+template <bool is64, bool isSwapped> std::optional<ElfDescription> search(ElfBytes &image) {
+  std::optional<ElfDescription> found(std::in_place);
+  if (!DescriptionSearch<ElfFormat<is64, isSwapped>>(image, *found).run())
+    found.reset();
+  return found;
+}
+
+constexpr unsigned char kOurOrder =
+    std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
+
+std::optional<ElfDescription> search(ElfBytes &image, bool is64, bool isSwapped) {
+  if (is64)
+    return isSwapped ? search<true, true>(image) : search<true, false>(image);
+  return isSwapped ? search<false, true>(image) : search<false, false>(image);
 }
 
 } // namespace
@@ -185,14 +184,13 @@ std::optional<ElfDescription> elfDescriptionOf(ImageSource &image) {
   ElfBytes bytes(image);
   if (!bytes.copy(0, ident))
     return std::nullopt;
-  std::optional<ElfDescription> found(std::in_place);
   const unsigned char size = ident[EI_CLASS];
-  const bool isWhole = size == ELFCLASS64
-                           ? search<true>(bytes, ident[EI_DATA], *found)
-                           : size == ELFCLASS32 && search<false>(bytes, ident[EI_DATA], *found);
-  if (!isWhole)
-    found.reset();
-  return found;
+  const unsigned char order = ident[EI_DATA];
+  if ((size != ELFCLASS32 && size != ELFCLASS64) || (order != ELFDATA2LSB && order != ELFDATA2MSB))
+    return std::nullopt;
+  if (order == kOurOrder && clearlySaysNothing(bytes, size == ELFCLASS64))
+    return std::optional<ElfDescription>(std::in_place);
+  return search(bytes, size == ELFCLASS64, order != kOurOrder);
 }
 
 bool runsHere(const ElfDescription &program) { return runs(elfHost(), program.machine); }

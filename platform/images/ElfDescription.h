@@ -21,7 +21,7 @@ inline constexpr std::size_t kMostElfNotes = 100'000;
 inline constexpr std::uint64_t kLongestElfText = 0xffffffff;
 
 struct ElfDescription {
-  ElfMachine machine = {};
+  ElfMachine machine = {}; // of a file that has any of the texts
   // Each lies in the file; nothing where there is none.
   std::optional<ByteRange> header = {};
   std::optional<ByteRange> services = {};

@@ -68,7 +68,7 @@ void FileImage::load(Piece &piece, std::uint64_t offset) {
 }
 
 std::size_t FileImage::read(std::uint64_t offset, std::span<std::byte> buffer) {
-  if (offset >= first_.length && buffer.size() >= last_.bytes.size())
+  if (size_ > first_.bytes.size() && buffer.size() >= last_.bytes.size())
     return readFile(offset, buffer);
   if (const std::size_t count = first_.copy(offset, buffer))
     return count;

@@ -123,6 +123,17 @@ std::string_view descriptionOf(const ElfMachine &machine) {
   return known != nullptr ? known->description : std::string_view();
 }
 
+std::string descriptionOf(const ElfHost &host) {
+  if (host.machine)
+    return std::string(descriptionOf(*host.machine));
+  std::string text;
+  for (const ElfProcessor &each : kElfProcessors)
+    if (host.family >= 0 && familyOf(each.macho) == host.family &&
+        text.find(each.description) == std::string::npos)
+      text.append(text.empty() ? "" : ", ").append(each.description);
+  return text;
+}
+
 bool runs(const ElfHost &host, const ElfMachine &program) {
   if (host.machine)
     return *host.machine == program ||

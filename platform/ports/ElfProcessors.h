@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace tesker {
@@ -44,6 +45,9 @@ struct ElfHost {
   cpu_type_t family = -1; // where there is no machine: a type of HostInfo.h, -1 for none at all
   bool operator==(const ElfHost &) const = default;
 };
+
+// "Arm (64 bits)", or all of a family: "80x86, x86 (64 bits)"; "" where there is neither.
+[[nodiscard]] std::string descriptionOf(const ElfHost &host);
 
 // Whether it runs a program for that machine. One of x86-64 runs those of the 80x86, too; a family
 // all that are numbered as one of it, whatever their words are.

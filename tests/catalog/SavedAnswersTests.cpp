@@ -89,6 +89,18 @@ TEST_F(SavedAnswers, AProcessorIsTheSameByEveryName) {
   EXPECT_TRUE(file().read());
 }
 
+TEST_F(SavedAnswers, AProcessorIsAnotherOneWhereItRunsOtherELFPrograms) {
+  for (const auto &[one, other] : {std::pair("i386", "7/3"),
+                                   {"ppc64", "ppc64le"},
+                                   {"riscv64", "s390x"},
+                                   {"aarch64", "aarch64_be"}}) {
+    ASSERT_TRUE(file({.searchPath = "/Apps", .cpu = one}).save(kText, 1, Deadline::in({})));
+    EXPECT_TRUE(file({.searchPath = "/Apps", .cpu = one}).read()) << one;
+    EXPECT_FALSE(file({.searchPath = "/Apps", .cpu = other}).read()) << other;
+  }
+  EXPECT_TRUE(file({.searchPath = "/Apps", .cpu = "i686"}).read());
+}
+
 TEST_F(SavedAnswers, AFileOfTheSameNameForAnotherPathCountsAsMissing) {
   ASSERT_TRUE(save());
   const std::string other = AnswerKey{.searchPath = "/Other"}.lines();

@@ -156,6 +156,17 @@ TEST_F(ElfReads, AnOrdinaryProgramTakesOneMore) {
   EXPECT_EQ(readsOf(directory_.writeFile("stripped", elf.bytes().substr(0, 50'000))), 1u);
 }
 
+TEST_F(ElfReads, AProgramWhoseTablesBeginAmongTheFirstBytesTakesNoMoreThanOne) {
+  for (std::size_t size = 0; size < 10'000; size += 100) {
+    ElfBuilder elf;
+    elf.noteSegment(elf.note(std::string_view("GNU", 4), 3, "build id"))
+        .section(".text", SHT_PROGBITS, SHF_ALLOC, std::string(size, 'x'));
+    for (int i = 0; i < 40; ++i)
+      elf.section(".data", SHT_PROGBITS, SHF_ALLOC, "");
+    EXPECT_LE(readsOf(directory_.writeFile("program", elf.bytes())), 2u) << size;
+  }
+}
+
 TEST_F(ElfReads, ASmallProgramTakesNone) {
   EXPECT_EQ(readsOf(directory_.writeFile("small", rich(kElfX86_64))), 1u);
 }

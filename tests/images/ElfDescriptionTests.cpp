@@ -118,6 +118,15 @@ TEST(ElfDescription, TakesNotesThatArePaddedToEightBytes) {
   EXPECT_EQ(described(elf.bytes()), "header=text services=odd");
 }
 
+TEST(ElfDescription, TakesNotesThatArePaddedToFourBytesBehindOthersPaddedToEight) {
+  ElfBuilder elf;
+  elf.noteSegment(elf.note(std::string_view("GNU", 4), 5, "property") +
+                      elf.note(std::string_view("GNU", 4), 3, "twenty bytes of this") +
+                      elf.ourNote(kHeader, "text"),
+                  8);
+  EXPECT_EQ(described(elf.bytes()), "header=text");
+}
+
 TEST(ElfDescription, DoesNotAskForThePaddingOfTheLastNote) {
   for (const std::size_t less : {0u, 1u, 3u}) {
     ElfBuilder elf;

@@ -1,4 +1,4 @@
-// ELF files that other programs wrote, and changed.
+// ELF files that another program wrote.
 #include "tests/images/ElfTest.h"
 #include "tests/images/OtherPrograms.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -10,22 +10,12 @@ namespace {
 
 class IndependentElf : public ::testing::Test {
 protected:
-  static void mustRun(const std::string &command) {
-    const Outcome outcome = run(command);
-    EXPECT_EQ(outcome.status, 0) << command << "\n" << outcome.output;
-  }
   std::string made(const std::string &description) {
     const std::string source = directory_.writeFile("made.yaml", description);
-    mustRun(YAML2OBJ " " + quoted(source) + " -o " + quoted(directory_.path("made")));
+    const Outcome outcome =
+        run(YAML2OBJ " " + quoted(source) + " -o " + quoted(directory_.path("made")));
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
     return directory_.path("made");
-  }
-  // A real program, with that assembler text in it.
-  std::string built(const std::string &assembly) {
-    const std::string source = directory_.writeFile(
-        "program.cpp", "__asm__(R\"(" + assembly + ")\");\nint main() { return 0; }\n");
-    mustRun(CXX_COMPILER " -Wl,--gc-sections -o " + quoted(directory_.path("program")) + " " +
-            quoted(source));
-    return directory_.path("program");
   }
   static std::string inFile(const std::string &path) {
     auto image = openImage(path);
@@ -75,38 +65,6 @@ Sections:
   - { Name: __ICON.__header, Type: SHT_PROGBITS, Content: '4609450a' }
 )")),
             "header=F\tE\n services=yes");
-}
-
-constexpr const char *kNote = R"(
-.pushsection .note.tesker, "a", %note
-.balign 4
-.long 7, 4, 1
-.asciz "Tesker"
-.balign 4
-.ascii "F\tE\n"
-.popsection
-)";
-
-TEST_F(IndependentElf, ANoteOutlivesLinkersAndBothStrips) {
-  const std::string program = built(kNote);
-  EXPECT_EQ(inFile(program), "header=F\tE\n");
-  mustRun(GNU_STRIP " -o " + quoted(directory_.path("gnu")) + " " + quoted(program));
-  EXPECT_EQ(inFile(directory_.path("gnu")), "header=F\tE\n");
-  mustRun(LLVM_STRIP " -o " + quoted(directory_.path("llvm")) + " " + quoted(program));
-  EXPECT_EQ(inFile(directory_.path("llvm")), "header=F\tE\n");
-  mustRun(LLVM_STRIP " --strip-sections -o " + quoted(directory_.path("bare")) + " " +
-          quoted(program));
-  EXPECT_EQ(inFile(directory_.path("bare")), "header=F\tE\n");
-}
-
-TEST_F(IndependentElf, ASectionThatObjcopyAddedOutlivesGNUStrip) {
-  const std::string program = built("");
-  EXPECT_EQ(inFile(program), "");
-  const std::string text = directory_.writeFile("text", "F\tE\n");
-  mustRun(GNU_OBJCOPY " --add-section __ICON.__header=" + quoted(text) + " " + quoted(program));
-  EXPECT_EQ(inFile(program), "header=F\tE\n");
-  mustRun(GNU_STRIP " " + quoted(program));
-  EXPECT_EQ(inFile(program), "header=F\tE\n");
 }
 
 } // namespace

@@ -107,6 +107,14 @@ TEST(ElfProcessors, AgreeWithTheKnownOnesInWhatTheyShare) {
   }
 }
 
+TEST(ElfHost, IsDescribedByWhatItRuns) {
+  EXPECT_EQ(descriptionOf(*elfHostFromText("aarch64")), "Arm (64 bits)");
+  EXPECT_EQ(descriptionOf(*elfHostFromText("7/3")), "80x86, x86 (64 bits)");
+  EXPECT_EQ(descriptionOf(*elfHostFromText("6/1")), descriptionOf(*elfHostFromText("m68k")));
+  EXPECT_EQ(descriptionOf(*elfHostFromText("-1/-1")), "");
+  EXPECT_EQ(descriptionOf(ElfHost()), "");
+}
+
 TEST(ElfProcessors, WithoutMachOFilesAreForNone) {
   for (const char *name : {"riscv64", "s390x", "loongarch64"})
     EXPECT_EQ(processorFromText(name), (HostProcessor{-1, -1})) << name;
