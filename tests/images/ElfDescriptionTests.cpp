@@ -164,7 +164,8 @@ TEST(ElfDescription, HasNothingToSayOfDamageElsewhere) {
   elf.noteSegment(elf.note(std::string_view("GNU", 4), 3, "build id").substr(0, 20))
       .section(".text", SHT_PROGBITS, SHF_ALLOC, "code");
   elf.sections[1].sh_offset = ~std::uint64_t{0};
-  MemoryImage image = imageOf(elf.bytes());
+  const std::string bytes = elf.bytes();
+  MemoryImage image = imageOf(bytes);
   EXPECT_EQ(elfDescriptionOf(image)->damage.what, nullptr);
 }
 
