@@ -10,15 +10,11 @@
 #include "platform/foundation/NearWords.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 namespace tesker {
 
 namespace {
-
-// What the name of a directory that is an application ends in, behind the dot.
-constexpr std::array<std::string_view, 3> kWrapperSuffixes = {"app", "debug", "profile"};
 
 bool isWrapperSuffix(std::string_view suffix) {
   return std::ranges::find(kWrapperSuffixes, suffix) != kWrapperSuffixes.end();

@@ -15,8 +15,6 @@ namespace tesker {
 
 namespace {
 
-constexpr std::string_view kResources = "Resources";
-
 // One wrapper while its entries are visited.
 class WrapperParser {
 public:
@@ -65,7 +63,7 @@ private:
   // Tools and bundles are parsed behind all other entries.
   static bool isNested(const NSString &entry) {
     const std::string_view suffix = suffixOf(entry.bytes());
-    return suffix == "tool" || suffix == "bundle";
+    return std::ranges::find(kNestedSuffixes, suffix) != kNestedSuffixes.end();
   }
 
   bool isExecutable(const NSString &entry) const {
@@ -74,7 +72,7 @@ private:
 
   // The first rule that matches the entry applies.
   void visit(const NSString &entry) {
-    if (entry == kInfoListName || entry == kResources)
+    if (entry == kInfoListName || entry == kResourcesName)
       parseDescriptionsBelow(entry);
     else if (const bool isOwn = isExecutable(entry); isOwn || entry == "services") {
       if (descriptionSeen_)
@@ -104,7 +102,7 @@ private:
     if (NSFileManager::classObject().fileExistsAtPath(registry))
       append(parseOldNewStyle(executablePath_, baseName_, registry, room_));
     // Kept: in a wrapper of the file browser's own, the resources are read as a wrapper once more.
-    if (entry == kResources && file_.bytes().find("Tesker") != std::string_view::npos)
+    if (entry == kResourcesName && file_.bytes().find("Tesker") != std::string_view::npos)
       appendNested(entry);
   }
 
