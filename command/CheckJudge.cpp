@@ -3,6 +3,8 @@
 #include "command/SearchPath.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "filesystem/TextFunctions.h"
+#include "making/WrapperNames.h"
+#include "parsing/AppWrapperParser.h"
 #include "parsing/IconHeaderParser.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/OperatingSystem.h"
@@ -34,6 +36,26 @@ bool isOrdinary(JudgementCode code) {
 bool hasAtOrBelow(const std::set<std::string> &paths, const std::string &path) {
   const auto next = paths.lower_bound(path + "/");
   return paths.contains(path) || (next != paths.end() && next->starts_with(path + "/"));
+}
+
+std::string_view nameOf(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+
+bool isDirectory(const std::string &path) {
+  struct stat status {};
+  return OperatingSystem::current().statAt(AT_FDCWD, path.c_str(), true, status) == 0 &&
+         S_ISDIR(status.st_mode);
+}
+
+// Whether the entry of a wrapper, its program or its services, speaks for itself.
+bool speaks(const std::string &path) {
+  if (nameOf(path) == "services")
+    return true;
+  struct Deaf final : Judge { // what is said of the entry has been said
+    void note(const Judgement &) override {}
+  } deaf;
+  const auto [dir, file] = TeskerNormalizePathIntoDirFile(NSString::create(path));
+  const auto records = parseApp(NSFileManager::classObject(), dir, file, NSDefaultMallocZone());
+  return records && !records->empty();
 }
 
 // Whether a key of the same file is nearly the one that is missing.
@@ -137,25 +159,48 @@ void CheckJudge::judgeVerdict(const Judgement &judgement) {
   const JudgementCode code = judgement.verdict.code;
   if (code == JudgementCode::passedOver)
     return judgePassedOver(judgement);
+  if (code == JudgementCode::wrapperPart)
+    return judgeOrder(judgement.path);
   Finding finding = findingOf(judgement.verdict, judgement.path);
   if (code == JudgementCode::noDescription)
     silent_.push_back(std::move(finding));
   else if (judgement.path != path_ && !isOrdinary(code))
     add(std::move(finding));
-  else if (judgement.path == path_ && code != JudgementCode::found &&
-           code != JudgementCode::wrapperPart)
+  else if (judgement.path == path_ && code != JudgementCode::found)
     checked_.emplace(std::move(finding), code);
 }
 
 // What a wrapper's description keeps from being looked at; most programs say nothing of themselves.
 void CheckJudge::judgePassedOver(const Judgement &judgement) {
-  const auto [dir, file] = TeskerNormalizePathIntoDirFile(NSString::create(judgement.path));
-  const bool isServices = file && file.bytes() == "services";
-  const auto records =
-      isServices ? std::nullopt
-                 : parseApp(NSFileManager::classObject(), dir, file, NSDefaultMallocZone());
-  if (isServices || (records && !records->empty()))
+  if (speaks(judgement.path))
     sink_(findingOf(judgement.verdict, judgement.path));
+}
+
+// What counts beside a wrapper's description, and would not if the directory had it behind that.
+void CheckJudge::judgeOrder(const std::string &path) {
+  const std::string wrapper(directoryOf(path));
+  const std::string_view program = nameOf(wrapper).substr(0, nameOf(wrapper).rfind('.'));
+  if (nameOf(path) != program && nameOf(path) != "services")
+    return;
+  const std::string resources = wrapper + "/" + std::string(kResourcesName) + "/";
+  const bool isDescribed = isThere(resources + std::string(kInfoListName)) ||
+                           isThere(resources + std::string(kRegistryName)) ||
+                           isThere(wrapper + "/" + std::string(kRegistryName));
+  if (isDescribed && speaks(path))
+    warn({.file = path}, "described-twice",
+         "it counts beside the description only because the directory has it before that");
+}
+
+void CheckJudge::judgeName(const std::string &path) {
+  const std::string_view suffix = suffixOf(nameOf(path));
+  const auto isAmong = [&](const auto &suffixes) {
+    return std::ranges::find(suffixes, suffix) != std::end(suffixes);
+  };
+  if (!isAmong(kWrapperSuffixes) && !isAmong(kNestedSuffixes))
+    return;
+  std::string oddity = oddityOfWrapperName(nameOf(path));
+  if (!oddity.empty() && isDirectory(path))
+    warn({.file = path}, "ambiguous-name", std::move(oddity));
 }
 
 void CheckJudge::judgeRemarks(const Judgement &judgement) {
@@ -173,6 +218,7 @@ void CheckJudge::note(const Judgement &judgement) {
   if (judgement.records > 0)
     recorded_.insert(judgement.path);
   judgeRemarks(judgement);
+  judgeName(judgement.path);
   if (!isDescription_)
     judgeVerdict(judgement);
 }

@@ -41,6 +41,8 @@ private:
   void judgeVerdict(const Judgement &judgement);
   void judgeRemarks(const Judgement &judgement);
   void judgePassedOver(const Judgement &judgement);
+  void judgeOrder(const std::string &path);
+  void judgeName(const std::string &path);
   void judgeSilence(Finding finding);
   void judgeChecked(Finding finding, JudgementCode code);
   void warn(Finding place, std::string_view word, std::string text);

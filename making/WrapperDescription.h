@@ -32,4 +32,8 @@ struct WrapperDescription {
 // The text of the wrapper's property list, Resources/Info-quorvale.plist.
 [[nodiscard]] std::string textOf(const WrapperDescription &description);
 
+// The text that the program would describe itself with: its header. It has words for the name, the
+// icon, which it cannot do without, and the types.
+[[nodiscard]] std::string headerOf(const WrapperDescription &description);
+
 } // namespace tesker

@@ -1,4 +1,4 @@
-// WrapperText.cpp - the property list of a wrapper, as text.
+// WrapperText.cpp - what a wrapper or a header says, as text.
 #include "making/WrapperDescription.h"
 
 #include "platform/foundation/NSArray.h"
@@ -34,6 +34,15 @@ std::string textOf(const WrapperDescription &description) {
   if (description.offersServices)
     pairs->setObjectForKey(NSArray::create(), "NSServices"_ns);
   return "{\n" + std::string(descriptionInStringsFileFormat(*pairs).bytes()) + "}\n";
+}
+
+std::string headerOf(const WrapperDescription &description) {
+  const std::string &name = description.name;
+  std::string text = "F\t" + name + "\t" + name + "\t" + description.icon + "\n";
+  for (const WrapperType &type : description.types)
+    for (const std::string &extension : type.extensions)
+      text += "S\t" + extension + "\t" + name + (type.icon.empty() ? "" : "\t" + type.icon) + "\n";
+  return text;
 }
 
 } // namespace tesker

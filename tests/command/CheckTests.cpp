@@ -4,6 +4,7 @@
 #include "examples/SampleTree.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/command/CheckTest.h"
+#include "tests/support/OrderedListings.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -71,6 +72,41 @@ TEST_F(CheckTest, AWrapperIsCheckedWithAllThatIsInIt) {
   EXPECT_EQ(said("Foo.app"), "");
   directory_.writeFile("Foo.app/Foo", image("F\tFoo\tFoo\ti\n"), 0755);
   EXPECT_EQ(said("Foo.app/"), "Foo.app/Foo warning passed-over\n");
+}
+
+TEST_F(CheckTest, WhicheverWayTheDirectoryIsListedAProgramBesideADescriptionIsTold) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Foo", image("F\tFoo\tFoo\ti\n"), 0755);
+  directory_.writeFile("Foo.app/services", "");
+  test::OrderedListings ascending(test::OrderedListings::Order::ascending);
+  test::OrderedListings descending(test::OrderedListings::Order::descending);
+  {
+    const ScopedOperatingSystem scope(descending);
+    EXPECT_EQ(said("Foo.app"), "Foo.app/Foo warning described-twice\n"
+                               "Foo.app/services warning passed-over\n");
+  }
+  const ScopedOperatingSystem scope(ascending);
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Foo warning passed-over\n"
+                             "Foo.app/services warning described-twice\n");
+}
+
+TEST_F(CheckTest, AProgramThatSaysNothingIsNotASecondDescription) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  test::OrderedListings descending(test::OrderedListings::Order::descending);
+  const ScopedOperatingSystem scope(descending);
+  EXPECT_EQ(said("Foo.app"), "");
+}
+
+TEST_F(CheckTest, ANameThatTheRulesReadOtherwiseIsTold) {
+  for (const std::string name : {"MyTesker", "Foo.tool"}) {
+    const std::string wrapper = name + ".app";
+    directory_.writeFile(wrapper + "/Resources/Info-quorvale.plist", kList);
+    directory_.writeFile(wrapper + "/" + name, "#!/bin/sh\n", 0755);
+    EXPECT_NE(said(wrapper).find(wrapper + " warning ambiguous-name\n"), std::string::npos);
+  }
+  directory_.writeFile("Tesker.app", image("F\tFoo\tFoo\ti\n"), 0755);
+  EXPECT_EQ(said("Tesker.app"), "") << "it is not a wrapper";
 }
 
 TEST_F(CheckTest, ADescriptionInAWrapperKnowsTheWrapper) {

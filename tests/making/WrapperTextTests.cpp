@@ -25,6 +25,17 @@ TEST(WrapperText, LeavesOutWhatThereIsNot) {
   EXPECT_EQ(textOf({.name = "Edit", .program = ""}), "{\nNSExecutable = Edit;\n}\n");
 }
 
+TEST(WrapperText, AHeaderHasTheSameToSay) {
+  EXPECT_EQ(headerOf({.name = "Edit",
+                      .program = "",
+                      .icon = "Edit.tiff",
+                      .types = {{{"txt", "md"}, "text.png"}, {{"log"}}}}),
+            "F\tEdit\tEdit\tEdit.tiff\n"
+            "S\ttxt\tEdit\ttext.png\n"
+            "S\tmd\tEdit\ttext.png\n"
+            "S\tlog\tEdit\n");
+}
+
 TEST(WrapperText, ReadsBackWhateverTheBytes) {
   const std::string name = "a \"b\" \\ \n\xff\xc3\xa4; }";
   const auto list = propertyList(textOf({.name = name, .program = ""}));
