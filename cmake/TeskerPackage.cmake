@@ -4,8 +4,9 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tesker)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "The Tesker authors <tesker@tesker.invalid>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_COMPONENTS_ALL runtime development)
+# The first line of each description is the synopsis. CPack would put any summary but this before it.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "application finder of a desktop file browser
 Tells a file browser, and the person in front of it, which applications live
 in some directories, what file types they open, which services they offer, and
@@ -49,6 +50,8 @@ set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
 set(CPACK_RPM_RUNTIME_PACKAGE_NAME tesker)
+set(CPACK_RPM_RUNTIME_PACKAGE_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_SUMMARY "${PROJECT_DESCRIPTION} (library)")
 set(CPACK_RPM_DEVELOPMENT_PACKAGE_NAME libtesker-devel)
 set(CPACK_RPM_DEVELOPMENT_PACKAGE_REQUIRES "tesker = ${PROJECT_VERSION}, pkgconfig(libsystemd)")
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
