@@ -45,6 +45,11 @@ if(TESKER_LIBFUZZER)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang" OR NOT TESKER_SANITIZE)
     message(FATAL_ERROR "libFuzzer needs clang++ and -DTESKER_SANITIZE=ON: use the preset \"fuzz\"")
   endif()
-  # The layers count what they execute; only the fuzzers link to the one who asks.
-  add_compile_options(-fsanitize=fuzzer-no-link)
+  # The layers count what they execute; only the fuzzers link to the one who asks. Beside tests they
+  # do not tell what they compare, which would slow these down.
+  if(TESKER_TESTS)
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fsanitize-coverage=inline-8bit-counters,pc-table>)
+  else()
+    add_compile_options(-fsanitize=fuzzer-no-link)
+  endif()
 endif()

@@ -1,5 +1,6 @@
 #include "command/Answers.h"
 
+#include "command/KnownAnswers.h"
 #include "command/Searches.h"
 #include "parsing/RecordEncoding.h"
 
@@ -12,13 +13,17 @@ namespace {
 Answer searched(const Arguments &arguments, Diagnostics &diagnostics) {
   Answer answer;
   Searches searches(arguments, diagnostics);
-  if (searches.addPaths(arguments.paths))
-    searches.run(std::nullopt, [&](const SearchRequest &, SearchOutcome &outcome) {
+  KnownAnswers known(arguments, diagnostics);
+  if (searches.addPaths(arguments.paths)) {
+    known.prepare(searches);
+    searches.run([&](const SearchRequest &request, SearchOutcome &outcome) {
+      known.take(request, outcome);
       answer.isThere = true;
       auto &records = std::get<SearchAnswer>(outcome.result).records;
       answer.records.insert(answer.records.end(), std::make_move_iterator(records.begin()),
                             std::make_move_iterator(records.end()));
     });
+  }
   answer.status = searches.status();
   answer.incomplete = searches.incomplete();
   return answer;

@@ -57,11 +57,14 @@ struct Arguments {
   std::optional<JudgementCode> code;    // why: only what has this code
   std::optional<JudgementCode> explain; // why: say what this code means
   bool followLinkCycles = false;        // enter directories that lead back, too
-  bool all = false;                     // why
-  bool print = false;                   // open
-  bool forget = false;                  // prefer
-  bool exitCode = false;                // diff
-  bool strict = false;                  // check
+  std::size_t jobs = 0;                 // searches at a time; 0: as many as there are processors
+  std::chrono::nanoseconds pollInterval{0}; // watch; 0: only where nothing can be watched
+  bool cached = false;                      // answer from what was found last
+  bool all = false;                         // why
+  bool print = false;                       // open
+  bool forget = false;                      // prefer
+  bool exitCode = false;                    // diff
+  bool strict = false;                      // check
 };
 
 // What to print instead of doing something: help or a version on standard output (done), a usage

@@ -14,6 +14,7 @@
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/Text.h"
 
 #include <cerrno>
 #include <string_view>

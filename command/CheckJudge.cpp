@@ -3,9 +3,9 @@
 #include "command/SearchPath.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "filesystem/TextFunctions.h"
-#include "making/WrapperNames.h"
-#include "parsing/AppWrapperParser.h"
+#include "making/AmbiguousNames.h"
 #include "parsing/IconHeaderParser.h"
+#include "parsing/WrapperNames.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/OperatingSystem.h"
 
@@ -192,11 +192,7 @@ void CheckJudge::judgeOrder(const std::string &path) {
 }
 
 void CheckJudge::judgeName(const std::string &path) {
-  const std::string_view suffix = suffixOf(nameOf(path));
-  const auto isAmong = [&](const auto &suffixes) {
-    return std::ranges::find(suffixes, suffix) != std::end(suffixes);
-  };
-  if (!isAmong(kWrapperSuffixes) && !isAmong(kNestedSuffixes))
+  if (!isWrapperSuffix(suffixOf(nameOf(path))) && !isNestedWrapperName(nameOf(path)))
     return;
   std::string oddity = oddityOfWrapperName(nameOf(path));
   if (!oddity.empty() && isDirectory(path))

@@ -12,6 +12,7 @@ namespace tesker {
 namespace {
 
 constexpr double kLongestTimeout = 1e6;
+constexpr int kMostJobs = 1000;
 
 std::string knownCpus() {
   std::string names;
@@ -42,6 +43,13 @@ std::string checkTimeout(const std::string &text) {
       seconds <= kLongestTimeout)
     return {};
   return "must be a number of seconds above 0 and up to 1000000";
+}
+
+std::string checkJobs(const std::string &text) {
+  int number = 0;
+  if (CLI::detail::lexical_cast(text, number) && number >= 1 && number <= kMostJobs)
+    return {};
+  return "must be a number from 1 to " + std::to_string(kMostJobs);
 }
 
 std::string checkNotEmpty(const std::string &text) {
@@ -88,11 +96,21 @@ CLI::Option *CommandOptions::flag(const char *name, bool &isGiven, const char *d
   return command_.add_flag(name, isGiven, description)->option_text(" ");
 }
 
-void CommandOptions::format(bool raw) {
+void CommandOptions::formats(const std::vector<std::string> &names,
+                             const std::string &description) {
   static const std::map<std::string, Format> formats{{"table", Format::table},
                                                      {"json", Format::json},
                                                      {"jsonl", Format::jsonl},
                                                      {"raw", Format::raw}};
+  command_
+      .add_option_function<std::string>(
+          "-f,--format", [this](const std::string &name) { arguments.format = formats.at(name); },
+          description)
+      ->check(CLI::IsMember(names))
+      ->option_text("FORMAT");
+}
+
+void CommandOptions::format(bool raw) {
   std::vector<std::string> names{"table", "json", "jsonl"};
   std::string description = "table (for people; the default), json (one\n"
                             "document), jsonl (one object a line)";
@@ -100,12 +118,11 @@ void CommandOptions::format(bool raw) {
     names.emplace_back("raw");
     description += ", raw (the\nencoded text, byte for byte)";
   }
-  command_
-      .add_option_function<std::string>(
-          "-f,--format", [this](const std::string &name) { arguments.format = formats.at(name); },
-          description)
-      ->check(CLI::IsMember(names))
-      ->option_text("FORMAT");
+  formats(names, description);
+}
+
+void CommandOptions::lines() {
+  formats({"table", "jsonl"}, "table (for people; the default), jsonl (one\nobject a line)");
 }
 
 void CommandOptions::table(std::span<const TextColumn> columns) {
@@ -129,6 +146,20 @@ void CommandOptions::table(std::span<const TextColumn> columns) {
     return isAsked && arguments.format != Format::table
                ? "--no-header and --sort are for tables, not for other formats"
                : "";
+  });
+}
+
+void CommandOptions::cached() {
+  flag("--cached", arguments.cached,
+       "Answer at once with what was found last, and\n"
+       "search only where nothing was");
+  check([this]() -> std::string {
+    if (!arguments.cached)
+      return "";
+    return !arguments.answerFile.empty()     ? "--cached excludes --from"
+           : !arguments.previousFile.empty() ? "--cached excludes --previous"
+           : !arguments.tool.empty()         ? "--cached excludes --tool"
+                                             : "";
   });
 }
 
@@ -160,6 +191,20 @@ void CommandOptions::timeout() {
       ->option_text("SECONDS");
 }
 
+void CommandOptions::pollInterval() {
+  command_
+      .add_option_function<double>(
+          "--poll",
+          [this](const double &seconds) {
+            arguments.pollInterval = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                std::chrono::duration<double>(seconds));
+          },
+          "Also search every so many seconds, for what\n"
+          "cannot be seen to change")
+      ->check(CLI::Validator(checkTimeout, "SECONDS"))
+      ->option_text("SECONDS");
+}
+
 void CommandOptions::linkCycles() {
   command_
       .add_option_function<std::string>(
@@ -169,6 +214,14 @@ void CommandOptions::linkCycles() {
           "skip (the default) or follow")
       ->check(CLI::IsMember({"skip", "follow"}))
       ->option_text("WHAT");
+}
+
+void CommandOptions::jobs() {
+  command_
+      .add_option("--jobs", arguments.jobs,
+                  "Search so many directories at a time (as many as\nthere are processors)")
+      ->check(CLI::Validator(checkJobs, "NUMBER"))
+      ->option_text("NUMBER");
 }
 
 void CommandOptions::search() {
@@ -197,7 +250,9 @@ void CommandOptions::question() {
        "Ask an answer that --save or --format raw has\n"
        "written (- is standard input), without a search")
       ->excludes(places());
+  cached();
   search();
+  jobs();
 }
 
 void CommandOptions::check(std::function<std::string()> problem) {

@@ -45,18 +45,26 @@ public:
 
   // --format, with or without the word raw.
   void format(bool raw);
+  // The same of what goes on and on: a table or lines.
+  void lines();
   // How a table of these columns is written.
   void table(std::span<const TextColumn> columns);
   // How applications are judged, and for how long.
   void judging();
   // --timeout
   void timeout();
+  // --poll
+  void pollInterval();
   // --link-cycles
   void linkCycles();
   // How a search is made: the same, and by which tool.
   void search();
+  // Where several directories can be searched.
+  void jobs();
   // What is kept from one search to the next.
   void lastAnswer();
+  // --cached
+  void cached();
   // --in: where to search, without operands that say so.
   CLI::Option *places();
   // What every question about an answer takes: its form, and where the answer comes from.
@@ -69,6 +77,8 @@ public:
   Arguments &arguments;
 
 private:
+  void formats(const std::vector<std::string> &names, const std::string &description);
+
   CLI::App &command_;
   bool noHeader_ = false;
   std::vector<std::function<std::string()>> checks_;

@@ -17,7 +17,9 @@ void declareList(CommandOptions &options) {
   options.format(true);
   options.table(kProgramColumns);
   options.lastAnswer();
+  options.cached();
   options.search();
+  options.jobs();
 }
 
 void declareDock(CommandOptions &options) {
@@ -142,11 +144,22 @@ void declareDiff(CommandOptions &options) {
   options.table(kChangeColumns);
   options.places()->excludes(later);
   options.search();
+  options.jobs();
   options.check([&arguments]() -> std::string {
     return arguments.input == "-" && arguments.answerFile == "-"
                ? "OLD and NEW cannot both be standard input"
                : "";
   });
+}
+
+void declareWatch(CommandOptions &options) {
+  options.words("PATH", options.arguments.paths,
+                "Directories or applications; without any, the\n"
+                "usual places, as of list");
+  options.lines();
+  options.pollInterval();
+  options.search();
+  options.jobs();
 }
 
 void declareCheck(CommandOptions &options) {
@@ -181,9 +194,9 @@ void declareMake(CommandOptions &options) {
       ->check(CLI::IsMember({"wrapper", "header"}))
       ->option_text(" ");
   options.word("PLACE", make.place,
-               "The directory to make the wrapper in, or the\n"
-               "header's file (standard output without it); what is\n"
-               "there already is not replaced");
+               "The directory to make the wrapper in, or the file\n"
+               "for the header, without it standard output; what\n"
+               "is there already is not replaced");
   options.value("--name", "NAME", make.name, "The application's name")->required();
   options.value("--executable", "PATH", make.executable,
                 "The program or script that is copied into the\n"
@@ -226,6 +239,7 @@ const std::vector<Command> &allCommands() {
       {"check", "Say what is wrong with descriptions", declareCheck, checkCommand},
       {"make", "Make a wrapper or header of one's own", declareMake, makeCommand},
       {"diff", "Compare two answers", declareDiff, diffCommand},
+      {"watch", "List applications, and what changes from then on", declareWatch, watchCommand},
       {"decode", "Print the records of an encoded text", declareDecode, decodeCommand},
       {"encode", "Encode what decode has printed as JSON", declareEncode, encodeCommand},
       {"help", "Print what a command takes", declareHelp, helpCommand},

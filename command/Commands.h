@@ -41,8 +41,8 @@ RunCommand whyCommand;
 RunCommand checkCommand;
 // What describes an application of one's own.
 RunCommand makeCommand;
-// What has changed from one answer to another.
-RunCommand diffCommand;
+// What has changed from one answer to another, and what changes from now on.
+RunCommand diffCommand, watchCommand;
 // The same help as --help.
 RunCommand helpCommand;
 

@@ -5,7 +5,7 @@
 #include "command/Interrupts.h"
 #include "command/Launch.h"
 #include "command/SearchPath.h"
-#include "making/WrapperNames.h"
+#include "making/AmbiguousNames.h"
 #include "making/WrapperWriter.h"
 #include "platform/foundation/Text.h"
 

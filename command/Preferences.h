@@ -5,7 +5,7 @@
 // is the only one that is written.
 #pragma once
 
-#include "command/Handlers.h"
+#include "catalog/Handlers.h"
 #include "platform/foundation/Deadline.h"
 #include "platform/foundation/NSUserDefaults.h"
 

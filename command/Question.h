@@ -2,8 +2,8 @@
 // open and what the person prefers.
 #pragma once
 
+#include "catalog/Handlers.h"
 #include "command/Answers.h"
-#include "command/Handlers.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
 #include "command/RecordTable.h"
 
+#include "catalog/Programs.h"
 #include "command/DisplayText.h"
-#include "command/Programs.h"
 #include "command/SameFiles.h"
 
 #include <algorithm>

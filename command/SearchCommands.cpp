@@ -1,7 +1,8 @@
 // SearchCommands.cpp - list and dock: one answer after the other, as the tool gives them.
+#include "catalog/Programs.h"
 #include "command/Commands.h"
+#include "command/KnownAnswers.h"
 #include "command/Launch.h"
-#include "command/Programs.h"
 #include "command/SearchPath.h"
 #include "command/Searches.h"
 #include "parsing/RecordEncoding.h"
@@ -107,7 +108,6 @@ private:
   Diagnostics &diagnostics_;
   const std::unique_ptr<ResultWriter> writer_;
   Searches searches_;
-  std::optional<std::string> previous_;
   std::vector<std::string> lacks_; // said at the end
 };
 
@@ -127,7 +127,12 @@ ExitStatus SearchRun::search() {
   if (!takesOneRequest() || !readPrevious())
     return searches_.status();
   writer_->begin();
-  searches_.run(previous_, [&](const SearchRequest &request, const SearchOutcome &outcome) {
+  KnownAnswers known(arguments_, diagnostics_);
+  if (arguments_.cached)
+    known.prepare(searches_);
+  searches_.run([&](const SearchRequest &request, SearchOutcome &outcome) {
+    if (arguments_.cached)
+      known.take(request, outcome);
     take(request, outcome);
   });
   writer_->end(diagnostics_.problems());
@@ -153,7 +158,7 @@ bool SearchRun::takesOneRequest() {
                        : !arguments_.previousFile.empty() ? "--previous"
                        : !arguments_.saveFile.empty()     ? "--save"
                                                           : nullptr;
-  if (option == nullptr || searches_.count() == 1)
+  if (option == nullptr || searches_.requests().size() == 1)
     return true;
   searches_.fail(ExitStatus::usage, std::string(option) + " takes exactly one PATH");
   return false;
@@ -162,8 +167,9 @@ bool SearchRun::takesOneRequest() {
 bool SearchRun::readPrevious() {
   if (arguments_.previousFile.empty())
     return true;
-  previous_ = contentsOf(arguments_.previousFile, Deadline::in(arguments_.timeout));
-  return previous_.has_value();
+  SearchRequest &request = searches_.requests().front();
+  request.previous = contentsOf(arguments_.previousFile, Deadline::in(arguments_.timeout));
+  return request.previous.has_value();
 }
 
 std::optional<std::string> SearchRun::contentsOf(const std::string &file,
@@ -177,13 +183,14 @@ std::optional<std::string> SearchRun::contentsOf(const std::string &file,
 
 void SearchRun::take(const SearchRequest &request, const SearchOutcome &outcome) {
   const auto *answer = std::get_if<SearchAnswer>(&outcome.result);
-  save(answer != nullptr ? answer->text : *previous_);
+  if (!outcome.cut) // a part cannot be compared with
+    save(answer != nullptr ? answer->text : *request.previous);
   SearchResult result = resultOf(request.name(), request.key(), answer, outcome.incomplete);
   result.confinement = outcome.confinement;
   writer_->add(result);
   if (answer == nullptr && arguments_.format == Format::raw)
     diagnostics_.note(named(request) + ": unchanged since the previous answer");
-  if (answer != nullptr)
+  if (answer != nullptr && !outcome.cut)
     if (std::string lack = lackOf(request, *answer, outcome); !lack.empty())
       lacks_.push_back(std::move(lack));
 }

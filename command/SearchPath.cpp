@@ -150,12 +150,6 @@ std::string_view directoryOf(std::string_view path) {
   return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
 }
 
-std::string_view withoutSlashesAtItsEnd(std::string_view path) {
-  while (path.size() > 1 && path.ends_with('/'))
-    path.remove_suffix(1);
-  return path;
-}
-
 std::optional<std::string> whyNotSearchable(const std::string &path) {
   if (path.empty())
     return "an empty path";

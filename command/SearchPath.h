@@ -20,9 +20,6 @@ namespace tesker {
 // ".." leads nowhere keeps it, and whyNotSearchable says so.
 std::string absoluteSearchPath(std::string_view path);
 
-// The path without the slashes at its end, but for a lone root.
-std::string_view withoutSlashesAtItsEnd(std::string_view path);
-
 // The path of the directory that it names something in: what stands before its last slash. Empty
 // for a path without one, and right below the root.
 std::string_view directoryOf(std::string_view path);

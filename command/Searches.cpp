@@ -4,7 +4,7 @@
 #include "command/Interrupts.h"
 #include "command/ProgressLine.h"
 #include "command/SearchPath.h"
-#include "master/FinderMaster.h"
+#include "master/SearchesInOrder.h"
 #include "parsing/RecordEncoding.h"
 #include "protocol/FinderProtocol.h"
 
@@ -12,6 +12,7 @@
 #include <chrono>
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 namespace tesker {
 
@@ -38,6 +39,9 @@ std::string toolBesideThisProgram() {
   return system.access(installed.c_str(), F_OK) == 0 ? installed : folder + "ToolFinder";
 }
 
+// That this process may use.
+std::size_t processors() { return std::max<std::size_t>(std::thread::hardware_concurrency(), 1); }
+
 // What the tool has said about it, with the colon before it.
 std::string whyIncomplete(const SearchOutcome &outcome) {
   for (const std::string &line : outcome.logLines)
@@ -50,6 +54,10 @@ std::string whyIncomplete(const SearchOutcome &outcome) {
 
 std::string named(const SearchRequest &request) {
   return request.isDock ? "dock" : named(request.argument);
+}
+
+std::string toolFor(const Arguments &arguments) {
+  return arguments.tool.empty() ? toolBesideThisProgram() : arguments.tool;
 }
 
 std::vector<std::string> usualPlaces(Diagnostics &diagnostics) {
@@ -112,50 +120,135 @@ void Searches::failSearch(ExitStatus status, const SearchRequest &request,
 }
 
 // The request is sent all the same: what can be searched of it will be.
-void Searches::nameUnsearchablePaths() {
-  for (const SearchRequest &request : requests_)
-    for (const std::string &path : request.paths)
+void Searches::nameUnsearchablePaths(const std::vector<std::size_t> &numbers) {
+  for (const std::size_t number : numbers)
+    for (const std::string &path : requests_[number].paths)
       if (const std::optional<std::string> why = whyNotSearchable(path))
-        failAt(ExitStatus::failed, path, *why, placeInList(request, path));
+        failAt(ExitStatus::failed, path, *why, placeInList(requests_[number], path));
 }
 
-void Searches::run(const std::optional<std::string> &previous, const Take &take) {
-  nameUnsearchablePaths();
-  const Deadline progressShown = Deadline::in(ProgressLine::kTimeBefore);
-  for (const SearchRequest &request : requests_) {
-    SearchOutcome outcome = ask(request, previous, progressShown);
-    const auto *failure = std::get_if<SearchFailure>(&outcome.result);
-    if (failure != nullptr)
-      say(request, *failure, outcome.progress);
-    else
-      take(request, outcome);
-    incomplete_ = incomplete_ || outcome.incomplete || failure != nullptr;
-    if (outcome.incomplete)
-      failSearch(ExitStatus::failed, request, "the answer is incomplete" + whyIncomplete(outcome));
-    keepLog(request, outcome);
-    reportLog(request, outcome);
-    // Without a tool the next request has no better chance.
-    if (failure != nullptr && failure->kind == SearchFailure::Kind::toolMissing)
-      break;
+// What several searches tell while they are under way, made into what one would.
+class SearchesUnderWay {
+public:
+  SearchesUnderWay(std::size_t count, Diagnostics &diagnostics)
+      : diagnostics_(diagnostics),
+        progressLine_(diagnostics, Deadline::in(ProgressLine::kTimeBefore)), lines_(count),
+        progress_(count) {}
+
+  // Lines come out in the order of the searches.
+  void addLine(std::size_t search, std::string_view line) {
+    if (search == taken_)
+      diagnostics_.toolLine(line);
+    else if (diagnostics_.verbose())
+      lines_[search].emplace_back(line);
   }
+  // Their sum, with the place where this one is.
+  void show(std::size_t search, const SearchProgress &progress) {
+    progress_[search] = progress;
+    SearchProgress sum{.path = progress.path, .directory = progress.directory};
+    for (const SearchProgress &one : progress_) {
+      sum.directories += one.directories;
+      sum.entries += one.entries;
+      sum.records += one.records;
+    }
+    progressLine_.show(sum);
+  }
+  // Before what the outcome of the first one that is left has to say.
+  void beginTaking() { diagnostics_.status(""); }
+  void endTaking() {
+    ++taken_;
+    if (taken_ == lines_.size())
+      return;
+    for (const std::string &line : lines_[taken_])
+      diagnostics_.toolLine(line);
+    lines_[taken_].clear();
+  }
+
+private:
+  Diagnostics &diagnostics_;
+  ProgressLine progressLine_;
+  std::vector<std::vector<std::string>> lines_; // of those that have to wait
+  std::vector<SearchProgress> progress_;
+  std::size_t taken_ = 0;
+};
+
+void Searches::run(const Take &take) {
+  std::size_t taken = 0;
+  const auto takeKnown = [&](std::size_t end) {
+    for (; taken < end; ++taken)
+      if (std::optional<SearchAnswer> &answer = requests_[taken].answer) {
+        SearchOutcome outcome{std::move(*answer), false, {}, 0};
+        take(requests_[taken], outcome);
+      }
+  };
+  std::vector<std::size_t> unknown;
+  for (std::size_t number = 0; number < requests_.size(); ++number)
+    if (!requests_[number].answer)
+      unknown.push_back(number);
+  if (!unknown.empty())
+    search(unknown, [&](std::size_t number, SearchOutcome &outcome) {
+      takeKnown(number);
+      ++taken;
+      return takeOutcome(requests_[number], outcome, take);
+    });
+  takeKnown(requests_.size());
 }
 
-// A search that is interrupted cleans up first; the signal then does its work.
-SearchOutcome Searches::ask(const SearchRequest &request,
-                            const std::optional<std::string> &previous, Deadline progressShown) {
-  const Interrupts interrupts;
-  ProgressLine progressLine(diagnostics_, progressShown);
-  const FinderMaster master(
-      {.tool = arguments_.tool.empty() ? toolBesideThisProgram() : arguments_.tool,
-       .cpu = arguments_.cpu,
-       .timeout = arguments_.timeout,
-       .cancelDescriptor = interrupts.descriptor(),
-       .onLogLine = [this](std::string_view line) { diagnostics_.toolLine(line); },
-       .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json,
-       .followLinkCycles = arguments_.followLinkCycles,
-       .onProgress = [&](const SearchProgress &progress) { progressLine.show(progress); }});
-  return request.isDock ? master.findAppsForDockPaths(request.argument, previous)
-                        : master.findAppsInSearchPath(request.argument, previous);
+void Searches::search(const std::vector<std::size_t> &numbers, const TakeOne &take) {
+  nameUnsearchablePaths(numbers);
+  Interrupts interrupts;
+  SearchesUnderWay underWay(numbers.size(), diagnostics_);
+  std::vector<SearchTask> tasks;
+  for (const std::size_t number : numbers) {
+    const SearchRequest &request = requests_[number];
+    tasks.push_back({optionsFor(tasks.size(), underWay),
+                     {request.isDock ? FinderSearchRequest::Kind::dockPaths
+                                     : FinderSearchRequest::Kind::searchPath,
+                      request.argument, request.previous}});
+  }
+  searchInOrder(
+      tasks,
+      {.jobs = arguments_.jobs != 0 ? arguments_.jobs : processors(),
+       .controlDescriptor = interrupts.descriptor(),
+       .control =
+           [&] { return interrupts.take() == 1 ? SearchControl::stop : SearchControl::cancel; },
+       .take =
+           [&](std::size_t search, SearchOutcome &outcome) {
+             underWay.beginTaking();
+             const bool goesOn = take(numbers[search], outcome);
+             underWay.endTaking();
+             return goesOn;
+           }});
+}
+
+bool Searches::takeOutcome(const SearchRequest &request, SearchOutcome &outcome, const Take &take) {
+  const auto *failure = std::get_if<SearchFailure>(&outcome.result);
+  if (failure != nullptr)
+    say(request, *failure, outcome);
+  else
+    take(request, outcome);
+  incomplete_ = incomplete_ || outcome.incomplete || failure != nullptr;
+  if (outcome.cut)
+    say(request, *outcome.cut, outcome);
+  else if (outcome.incomplete)
+    failSearch(ExitStatus::failed, request, "the answer is incomplete" + whyIncomplete(outcome));
+  keepLog(request, outcome);
+  reportLog(request, outcome);
+  // Without a tool the next request has no better chance.
+  return failure == nullptr || failure->kind != SearchFailure::Kind::toolMissing;
+}
+
+FinderMasterOptions Searches::optionsFor(std::size_t search, SearchesUnderWay &underWay) {
+  return {
+      .tool = toolFor(arguments_),
+      .cpu = arguments_.cpu,
+      .timeout = arguments_.timeout,
+      .onLogLine = [search, &underWay](std::string_view line) { underWay.addLine(search, line); },
+      .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json,
+      .followLinkCycles = arguments_.followLinkCycles,
+      .takesPartialAnswers = true,
+      .onProgress =
+          [search, &underWay](const SearchProgress &progress) { underWay.show(search, progress); }};
 }
 
 // What a time-out is told with: the tool tells ten times a second where it is.
@@ -170,7 +263,8 @@ std::string Searches::whereItWas(const SearchRequest &request,
 }
 
 void Searches::say(const SearchRequest &request, const SearchFailure &failure,
-                   const std::optional<SearchProgress> &progress) {
+                   const SearchOutcome &outcome) {
+  const std::optional<SearchProgress> &progress = outcome.progress;
   const bool ours = failure.kind == SearchFailure::Kind::cannotSearch ||
                     failure.kind == SearchFailure::Kind::toolMissing ||
                     failure.kind == SearchFailure::Kind::cancelled;
@@ -178,7 +272,8 @@ void Searches::say(const SearchRequest &request, const SearchFailure &failure,
       failure.kind == SearchFailure::Kind::timedOut && failure.stage == SearchStage::search;
   failSearch(ours ? ExitStatus::failed : ExitStatus::toolFailed, request,
              displayText(failure.reason) +
-                 (progress && endedItsWalk ? whereItWas(request, *progress) : ""));
+                 (progress && endedItsWalk ? whereItWas(request, *progress) : "") +
+                 (outcome.cut ? "; the answer has what was found until then" : ""));
 }
 
 // For the JSON, where the confinement has a member of its own.
@@ -193,7 +288,9 @@ void Searches::keepLog(const SearchRequest &request, const SearchOutcome &outcom
 void Searches::reportLog(const SearchRequest &request, const SearchOutcome &outcome) {
   constexpr std::size_t most = 5;
   const std::size_t skipped = outcome.skippedLinks;
-  const std::size_t count = outcome.logLineCount - (outcome.confinement ? 1 : 0) - skipped;
+  // What is told by other words is not counted: the confinement, links, and that it was stopped.
+  const std::size_t told = skipped + (outcome.confinement ? 1 : 0) + (outcome.cut ? 1 : 0);
+  const std::size_t count = outcome.logLineCount - std::min(outcome.logLineCount, told);
   if (skipped > 0 && !diagnostics_.verbose())
     diagnostics_.note(named(request) + ": " + std::to_string(skipped) +
                       (skipped == 1 ? " link that leads back to a directory above it was"

@@ -3,6 +3,7 @@
 
 #include "command/Arguments.h"
 #include "command/Output.h"
+#include "master/FinderMasterOptions.h"
 #include "master/SearchOutcome.h"
 #include "platform/foundation/Deadline.h"
 
@@ -18,6 +19,10 @@ struct SearchRequest {
   bool isDock;
   std::string argument;
   std::vector<std::string> paths; // in the argument
+  // The text of the last answer, when there is one.
+  std::optional<std::string> previous = {};
+  // What is known without a search; then there is none.
+  std::optional<SearchAnswer> answer = {};
 
   const char *name() const { return isDock ? "dock" : "list"; }
   // Nothing where it is about several.
@@ -30,8 +35,13 @@ struct SearchRequest {
 // Where is searched when nobody says where. What is wrong with the settings about it is noted.
 [[nodiscard]] std::vector<std::string> usualPlaces(Diagnostics &diagnostics);
 
+// The program of the tool: what --tool says, or the one that belongs to this command.
+[[nodiscard]] std::string toolFor(const Arguments &arguments);
+
 // As an error message names it.
 [[nodiscard]] std::string named(const SearchRequest &request);
+
+class SearchesUnderWay;
 
 // Everything that goes wrong is said where it happens, and the worst is the status.
 class Searches {
@@ -45,12 +55,12 @@ public:
   [[nodiscard]] bool addPaths(std::vector<std::string> paths);
   // One search for all of them.
   void addDock(std::vector<std::string> paths);
-  std::size_t count() const { return requests_.size(); }
+  // What is to be asked, to be completed before it is.
+  std::vector<SearchRequest> &requests() { return requests_; }
 
   // Called with each outcome that is an answer or unchanged, which it may empty.
   using Take = std::function<void(const SearchRequest &, SearchOutcome &)>;
-  // previous: the text of the last answer, when there is one.
-  void run(const std::optional<std::string> &previous, const Take &take);
+  void run(const Take &take);
 
   void fail(ExitStatus status, const std::string &text);
   // For an errno of a file that was named on the command line.
@@ -65,11 +75,14 @@ private:
               const std::string &place = {});
   // Of the search for the request.
   void failSearch(ExitStatus status, const SearchRequest &request, const std::string &text);
-  void nameUnsearchablePaths();
-  SearchOutcome ask(const SearchRequest &request, const std::optional<std::string> &previous,
-                    Deadline progressShown);
+  void nameUnsearchablePaths(const std::vector<std::size_t> &numbers);
+  // The number is that of the request; the answer, whether the next one has any chance.
+  using TakeOne = std::function<bool(std::size_t number, SearchOutcome &outcome)>;
+  void search(const std::vector<std::size_t> &numbers, const TakeOne &take);
+  FinderMasterOptions optionsFor(std::size_t search, SearchesUnderWay &underWay);
+  bool takeOutcome(const SearchRequest &request, SearchOutcome &outcome, const Take &take);
   void say(const SearchRequest &request, const SearchFailure &failure,
-           const std::optional<SearchProgress> &progress);
+           const SearchOutcome &outcome);
   std::string whereItWas(const SearchRequest &request, const SearchProgress &progress) const;
   void keepLog(const SearchRequest &request, const SearchOutcome &outcome);
   void reportLog(const SearchRequest &request, const SearchOutcome &outcome);

@@ -5,7 +5,7 @@
 // (FileTypes): the others are shadowed, though they are listed.
 #pragma once
 
-#include "command/Handlers.h"
+#include "catalog/Handlers.h"
 
 #include <functional>
 #include <string>

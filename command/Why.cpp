@@ -7,6 +7,7 @@
 #include "finding/ApplicationWalk.h"
 #include "parsing/RecordEncoding.h"
 #include "platform/foundation/ReadFailures.h"
+#include "platform/foundation/Text.h"
 
 #include <algorithm>
 #include <iterator>

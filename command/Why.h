@@ -3,7 +3,7 @@
 // The search is the tool's own walk, made in a confined child while a judge listens.
 #pragma once
 
-#include "command/Handlers.h"
+#include "catalog/Handlers.h"
 #include "parsing/Judgement.h"
 
 #include <chrono>

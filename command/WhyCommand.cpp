@@ -9,6 +9,7 @@
 #include "command/Searches.h"
 #include "command/TextTable.h"
 #include "command/Why.h"
+#include "platform/foundation/Text.h"
 #include "platform/images/FatArch.h"
 
 #include <algorithm>

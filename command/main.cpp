@@ -1,6 +1,7 @@
 // main.cpp - tesker-apps.
 #include "command/Commands.h"
 #include "command/Help.h"
+#include "command/Interrupts.h"
 #include "command/JSONItems.h"
 #include "platform/foundation/Files.h"
 
@@ -89,5 +90,6 @@ int main(int count, char **words) {
   } catch (const ReaderGone &) {
     status = endWithoutReader(signalIsIgnored, diagnostics);
   }
+  Interrupts::endByTaken();
   return static_cast<int>(status);
 }

@@ -1,6 +1,7 @@
 #include "finding/ApplicationFinder.h"
 
 #include "finding/ApplicationWalk.h"
+#include "finding/StopRequest.h"
 #include "parsing/RecordEncoding.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/ReadFailures.h"
@@ -43,7 +44,11 @@ NSString ApplicationFinder::findAppsForDockPaths(const std::vector<NSString> &pa
   }
   logWhatIsMissing(walk, bounds_, failures);
   const NSString text = encodeParsedApp(walk.lines());
-  return text == previous ? nullptr : text;
+  // A part is never called unchanged: it says nothing of the rest.
+  const bool isPart = options_.stop != nullptr && options_.stop->wasObeyed();
+  if (isPart)
+    logIncomplete("the search was stopped", {});
+  return text == previous && !isPart ? nullptr : text;
 }
 
 } // namespace tesker

@@ -3,8 +3,10 @@
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "filesystem/TextFunctions.h"
 #include "finding/ProgressMeter.h"
+#include "finding/StopRequest.h"
 #include "parsing/AppWrapperParser.h"
 #include "parsing/IconHeaderParser.h"
+#include "parsing/WrapperNames.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NearWords.h"
@@ -15,10 +17,6 @@
 namespace tesker {
 
 namespace {
-
-bool isWrapperSuffix(std::string_view suffix) {
-  return std::ranges::find(kWrapperSuffixes, suffix) != kWrapperSuffixes.end();
-}
 
 // Whether the entry is a directory that is not an application itself.
 bool isWalked(const Entry &entry) {
@@ -91,8 +89,15 @@ void judgeAsSearched(const NSString &path) {
 
 void ApplicationWalk::doForPaths(const std::vector<NSString> &paths) {
   for (const NSString &path : paths)
-    if (!isFull_)
+    if (!isFull_ && !hasToStop())
       doForPath(path);
+}
+
+bool ApplicationWalk::hasToStop() {
+  if (stop_ == nullptr || !stop_->isAsked())
+    return false;
+  stop_->obey();
+  return true;
 }
 
 void ApplicationWalk::doForPath(const NSString &path) {
@@ -163,6 +168,8 @@ void ApplicationWalk::walkDirectory(const Entry &directory) {
     next = std::min(first + ProgressMeter::kEntriesBetween, listing->count());
     if (!findAmong(*listing, first, next, isJudged, found))
       return;
+    if (hasToStop())
+      break;
     if (progress_ != nullptr)
       progress_->counts(next - first);
   }
@@ -179,7 +186,7 @@ void ApplicationWalk::walkDirectory(const Entry &directory) {
 
 void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listing,
                                   std::size_t index, const NSFileAttributes &attributes) {
-  if (isFull_)
+  if (isFull_ || hasToStop())
     return giveVerdict(JudgementCode::limitsReached);
   const NSString file = NSString::create(listing.name(index));
   // Closed before the walk goes on elsewhere: its depth is not to be bounded by descriptors.

@@ -31,7 +31,8 @@ public:
   explicit ApplicationWalk(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {},
                            WalkOptions options = {})
       : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds),
-        progress_(options.progress), skipsLinkCycles_(options.skipsLinkCycles) {}
+        progress_(options.progress), stop_(options.stop),
+        skipsLinkCycles_(options.skipsLinkCycles) {}
 
   // Each adds what it finds to the lines. An exception that a parser raises for one of the paths
   // themselves passes.
@@ -53,10 +54,13 @@ private:
   void doForListed(const NSString &path, DirectoryListing &listing, std::size_t index,
                    const NSFileAttributes &attributes);
   void add(std::optional<Records> found);
+  // Whether to leave out what comes.
+  bool hasToStop();
 
   std::function<void()> checkMasterStillAlive_;
   SearchBounds bounds_;
   ProgressMeter *progress_; // nil where nobody asks
+  StopRequest *stop_;       // nil where nobody can
   bool skipsLinkCycles_;
   WayDown way_; // empty where cycles are followed
   std::size_t linksOnTheWay_ = 0;

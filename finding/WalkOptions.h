@@ -4,6 +4,7 @@
 namespace tesker {
 
 class ProgressMeter;
+class StopRequest;
 
 struct WalkOptions {
   // Leaves out a directory that it is in already, and logs that, in a line that begins with
@@ -11,6 +12,9 @@ struct WalkOptions {
   bool skipsLinkCycles = false;
   // Is told how far the walk has come (ProgressMeter.h); borrowed. Nil: nobody asks.
   ProgressMeter *progress = nullptr;
+  // Ends the walk early when it is asked to (StopRequest.h), with what it has; borrowed. Nil: it
+  // goes to its end.
+  StopRequest *stop = nullptr;
 };
 
 } // namespace tesker

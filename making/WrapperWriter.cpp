@@ -1,6 +1,6 @@
 #include "making/WrapperWriter.h"
 
-#include "parsing/AppWrapperParser.h"
+#include "parsing/WrapperNames.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/RemoveTree.h"
 

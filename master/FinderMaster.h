@@ -22,39 +22,14 @@
 // leaves SIGPIPE alone should ignore it.
 #pragma once
 
+#include "master/FinderMasterOptions.h"
 #include "master/SearchOutcome.h"
 
-#include <chrono>
-#include <functional>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <utility>
 
 namespace tesker {
-
-struct FinderMasterOptions {
-  // The tool's program, a path.
-  std::string tool;
-  // The processor to search for, as TESKER_HOST_CPU takes it; empty: as the environment says.
-  std::string cpu = {};
-  // For one search, from its beginning to the tool's end.
-  std::chrono::nanoseconds timeout = std::chrono::seconds(120);
-  // A descriptor that becomes readable when a search is to be given up; borrowed. -1: none.
-  int cancelDescriptor = -1;
-  // Called with each line (bytes, without line feed) of the tool's log as it comes; may be empty.
-  std::function<void(std::string_view)> onLogLine = {};
-  // Whether the tool also logs, in one line, what it has given up before it searches;
-  // SearchOutcome::confinement then has what it says.
-  bool logConfinement = false;
-  // Whether the tool enters a directory that it is in already, through a link that leads back,
-  // until the system refuses the path.
-  bool followLinkCycles = false;
-  // Called, ten times a second at most, with what the tool has told last of how far it has come,
-  // from the first time on that it has; may be empty, then the tool is not asked. A tool that does
-  // not know of this tells nothing. What it throws leaves the search as with onLogLine.
-  std::function<void(const SearchProgress &)> onProgress = {};
-};
 
 class FinderMaster {
 public:

@@ -1,6 +1,5 @@
 #include "master/PrivateDirectory.h"
 
-#include "platform/foundation/Deadline.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/RemoveTree.h"
 
@@ -112,15 +111,27 @@ Result<PrivateDirectory> PrivateDirectory::createUnder(const std::string &parent
   return Failure{error};
 }
 
-PrivateDirectory::~PrivateDirectory() {
+bool PrivateDirectory::remove(const Deadline &pause) {
   if (path_.empty())
-    return;
+    return true;
+  if (!timeToRemove_)
+    timeToRemove_ = Deadline::in(kTimeToClear);
   // As a rule nothing else is in it, and removing it then needs no descriptor, of which there may
   // be none.
   OperatingSystem &system = OperatingSystem::current();
   (void)system.removeDirectory(bootstrapPath().c_str());
-  if (system.removeDirectory(path_.c_str()) != 0)
-    (void)removeTree(path_, Deadline::in(kTimeToClear));
+  if (system.removeDirectory(path_.c_str()) != 0 &&
+      !removeTree(path_, earlier(pause, *timeToRemove_)) && pause.passed() &&
+      !timeToRemove_->passed())
+    return false;
+  path_.clear();
+  lock_.reset();
+  return true;
+}
+
+PrivateDirectory::~PrivateDirectory() {
+  while (!remove(Deadline::in(kTimeToClear)))
+    continue;
 }
 
 } // namespace tesker

@@ -1,9 +1,11 @@
 // PrivateDirectory.h - the directory that a tool meets its master in. Internal to the master.
 #pragma once
 
+#include "platform/foundation/Deadline.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/Result.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -38,6 +40,10 @@ public:
   PrivateDirectory &operator=(const PrivateDirectory &) = delete;
   ~PrivateDirectory();
 
+  // Removes it and what is in it, until that time has passed. Whether that is done, or nothing more
+  // can be done about it.
+  bool remove(const Deadline &pause);
+
   const std::string &path() const { return path_; }
   // A place for a service's own directory in it, which is not made yet: a service locks that
   // itself.
@@ -49,11 +55,12 @@ private:
       : path_(std::move(path)), bootstrapPath_(path_ + "/bootstrap") {}
   [[nodiscard]] static Result<PrivateDirectory> createUnder(const std::string &parent);
 
-  // Empty when it has been moved from. Both are there beforehand, since removing the directory must
-  // not ask for memory.
+  // Empty when it has been moved from, and once it is removed. Both are there beforehand, since
+  // removing the directory must not ask for memory.
   std::string path_;
   std::string bootstrapPath_;
   FileDescriptor lock_;
+  std::optional<Deadline> timeToRemove_; // once that has begun
 };
 
 } // namespace tesker

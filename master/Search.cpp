@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace tesker {
 
@@ -18,14 +19,17 @@ namespace {
 
 // How long a tool whose connection has ended gets to end too, so that its exit status can be told.
 constexpr std::chrono::seconds kTimeToEnd{2};
+// How long a tool that was told to stop gets to hand over what it has.
+constexpr std::chrono::seconds kTimeToGive{2};
 constexpr std::chrono::milliseconds kTimeBetweenProgress{100};
 // Where the tool's end does not wake the one who waits for it.
 constexpr int kMillisecondsBetweenLooks = 20;
 // A tool that never stops sending must not keep the master from seeing everything else. Not so many
 // messages, for each may be of megabytes.
-constexpr std::chrono::milliseconds kDispatchingInARow{20};
-// Nor must an answer that is long to read.
-constexpr std::size_t kRecordsInARow = 1000;
+constexpr std::chrono::milliseconds kDispatchingInARow{10};
+// Nor must a long answer keep the host from its other work, or files that the tool has left.
+constexpr std::chrono::milliseconds kReadingInARow{10};
+constexpr std::chrono::milliseconds kRemovingInARow{10};
 
 NSString stringOf(std::optional<std::string_view> text) {
   return text ? NSString::create(*text) : nullptr;
@@ -44,12 +48,12 @@ SearchFailure outOfMemory(SearchStage stage) {
   return {SearchFailure::Kind::cannotSearch, stage, std::nullopt, "out of memory"};
 }
 
-Search::Search(const FinderMasterOptions &options, const Request &request)
-    : options_(options), kind_(request.kind), argument_(NSString::create(request.argument)),
-      previous_(stringOf(request.previous)), deadline_(Deadline::in(options.timeout)),
-      waitingEnds_(deadline_),
+Search::Search(FinderMasterOptions options, const FinderSearchRequest &request)
+    : options_(std::move(options)), kind_(request.kind),
+      argument_(NSString::create(request.argument)), previous_(stringOf(request.previous)),
+      deadline_(Deadline::in(options_.timeout)), waitingEnds_(deadline_),
       receiver_(AnswerReceiver::create(
-          kind_ == Request::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
+          kind_ == FinderSearchRequest::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
           request.previous.has_value())),
       nextTold_(Deadline::in({})) {}
 
@@ -66,7 +70,8 @@ SearchStage Search::stage() const {
 std::optional<SearchFailure> Search::begin() {
   if (argument_.length() > NSConnection::kLargestArgument)
     return failure(Kind::cannotSearch, "the request is longer than a message can be");
-  if (kind_ == Request::Kind::dockPaths && countOfDockPaths(argument_.bytes()) > kMostDockPaths)
+  if (kind_ == FinderSearchRequest::Kind::dockPaths &&
+      countOfDockPaths(argument_.bytes()) > kMostDockPaths)
     return failure(Kind::cannotSearch,
                    "the request has more paths than " + std::to_string(kMostDockPaths));
   if (previous_.length() > NSConnection::kLargestCarriedText)
@@ -96,12 +101,15 @@ std::optional<SearchFailure> Search::startTool() {
                            options_.followLinkCycles ? "follow" : wishes::kSkip);
   if (options_.onProgress)
     environment.emplace_back(wishes::kProgress, wishes::kReport);
+  if (options_.takesPartialAnswers)
+    environment.emplace_back(wishes::kPartialAnswers, wishes::kGive);
   auto started = ToolProcess::start(options_.tool, environment);
   if (!started)
     return failure(Kind::cannotSearch,
                    std::string("no process can be started: ") + std::strerror(started.error()));
   tool_ = std::move(*started);
-  log_.emplace(tool_->takeLogPipe(), [this](std::string_view line) { takeLogLine(line); });
+  log_ = std::make_unique<LogLines>(tool_->takeLogPipe(),
+                                    [this](std::string_view line) { takeLogLine(line); });
   return std::nullopt;
 }
 
@@ -127,82 +135,122 @@ std::optional<SearchFailure> Search::stepStart() {
                  "the tool " + options_.tool + " cannot be executed: " + std::strerror(error));
 }
 
-SearchOutcome Search::run() {
-  SearchOutcome outcome{SearchUnchanged{}, false, {}, 0};
-  try {
-    if (std::optional<SearchFailure> failed = begin())
-      outcome.result = std::move(*failed);
-    else
-      outcome.result = serve();
-  } catch (const std::bad_alloc &) {
-    outcome.result = outOfMemory(stage());
-  }
+void Search::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
   if (tool_)
-    tool_->kill();
-  if (!log_)
-    return outcome;
-  try {
-    if (hasProgress())
-      outcome.progress = receiver_->progress();
-    log_->finish();
-    outcome.incomplete = incomplete_ || log_->isCutShort(); // a lost line may have said so
-    outcome.confinement = std::move(confinement_);
-    outcome.logLines = log_->lines();
-  } catch (const std::bad_alloc &) {
-    // The outcome is good without the lines, but one of them may have said that something is
-    // missing.
-    outcome.logLines.clear();
-    outcome.incomplete = true;
-  }
-  outcome.logLineCount = log_->count();
-  outcome.skippedLinks = skippedLinks_;
-  return outcome;
+    descriptors.insert(descriptors.end(), {{tool_->endDescriptor(), POLLIN, 0},
+                                           {tool_->startDescriptor(), POLLIN, 0}});
+  if (hasResult_)
+    return;
+  descriptors.push_back({log_->descriptor(), POLLIN, 0});
+  if (!connectionLost_)
+    handOver_->appendPollDescriptors(descriptors);
+  if (const NSConnection *connected = connection())
+    connected->appendPollDescriptors(descriptors);
 }
 
-SearchOutcome::Result Search::serve() {
-  for (;;) {
-    wait();
-    log_->read();
-    // Asked first: what the tool sent before it ended is then there to be taken.
-    const std::optional<ToolEnd> end = tool_->end();
-    if (std::optional<SearchFailure> failed = stepStart())
-      return std::move(*failed);
-    if (std::optional<SearchFailure> failed = stepHandOver())
-      return std::move(*failed);
-    stepConnection();
-    tellProgress();
-    if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
-      return failure(Kind::cannotSearch,
-                     std::string("the tool cannot be talked to: ") + std::strerror(lack));
-    if (!receiver_->complaint().empty())
-      return failure(Kind::protocolBroken, receiver_->complaint());
-    if (end && !moreToDispatch_)
-      return judge(*end);
-    if (std::optional<SearchFailure> failed = whatEndsTheWaiting())
-      return std::move(*failed);
-  }
-}
-
-void Search::wait() {
-  std::vector<pollfd> descriptors{{tool_->endDescriptor(), POLLIN, 0},
-                                  {log_->descriptor(), POLLIN, 0},
-                                  {options_.cancelDescriptor, POLLIN, 0},
-                                  {tool_->startDescriptor(), POLLIN, 0}};
-  int timeout = moreToDispatch_ ? 0 : waitingEnds_.pollTimeout();
+int Search::pollTimeout() const {
+  if (hasResult_)
+    return isEnding_ && tool_ ? kMillisecondsBetweenLooks : 0;
+  if (moreToDispatch_ || reading_ || cancelled_)
+    return 0;
+  int timeout = waitingEnds_.pollTimeout();
   if (tool_->endDescriptor() < 0)
     timeout = std::min(timeout, kMillisecondsBetweenLooks);
   if (hasProgress())
     timeout = std::min(timeout, nextTold_.pollTimeout());
-  if (!connectionLost_)
-    handOver_->appendPollDescriptors(descriptors);
-  if (const NSConnection *connected = connection()) {
-    connected->appendPollDescriptors(descriptors);
+  if (const NSConnection *connected = connection())
     if (const int own = connected->pollTimeout(); own >= 0 && !connectionLost_)
       timeout = std::min(timeout, own);
+  return timeout;
+}
+
+bool Search::step() {
+  if (hasResult_)
+    return stepEnd();
+  try {
+    if (Found found = reading_ ? readAnswer() : serve())
+      setResult(std::move(*found));
+  } catch (const std::bad_alloc &) {
+    setResult(outOfMemory(stage()));
   }
-  const int ready =
-      OperatingSystem::current().poll(descriptors.data(), descriptors.size(), timeout);
-  cancelled_ = ready > 0 && descriptors[2].revents != 0;
+  return false; // what is not waited for any more is closed in the next step
+}
+
+void Search::setResult(SearchOutcome::Result result) {
+  reading_.reset();
+  outcome_.result = std::move(result);
+  hasResult_ = true;
+  tool_->beginToKill();
+}
+
+void Search::fail(int error) {
+  if (hasResult_)
+    return;
+  try {
+    setResult(failure(Kind::cannotSearch,
+                      std::string("the tool cannot be waited for: ") + std::strerror(error)));
+  } catch (const std::bad_alloc &) {
+    setResult(outOfMemory(stage()));
+  }
+}
+
+bool Search::stepEnd() {
+  isEnding_ = true;
+  if (tool_) {
+    if (!tool_->end())
+      return false;
+    takeRestOfLog();
+    tool_.reset();
+    handOver_.reset();
+  }
+  if (!directory_->remove(Deadline::in(kRemovingInARow)))
+    return false;
+  directory_.reset();
+  return true;
+}
+
+void Search::takeRestOfLog() {
+  if (!log_)
+    return;
+  const std::unique_ptr<LogLines> log = std::move(log_);
+  try {
+    if (hasProgress())
+      outcome_.progress = receiver_->progress();
+    log->finish();
+    // A lost line may have said so.
+    outcome_.incomplete = outcome_.incomplete || incomplete_ || log->isCutShort();
+    outcome_.confinement = std::move(confinement_);
+    outcome_.logLines = log->lines();
+  } catch (const std::bad_alloc &) {
+    // The outcome is good without the lines, but one of them may have said that something is
+    // missing.
+    outcome_.logLines.clear();
+    outcome_.incomplete = true;
+  }
+  outcome_.logLineCount = log->count();
+  outcome_.skippedLinks = skippedLinks_;
+}
+
+Search::Found Search::serve() {
+  log_->read();
+  // Asked first: what the tool sent before it ended is then there to be taken.
+  const std::optional<ToolEnd> end = tool_->end();
+  if (std::optional<SearchFailure> failed = stepStart())
+    return std::move(*failed);
+  if (std::optional<SearchFailure> failed = stepHandOver())
+    return std::move(*failed);
+  stepConnection();
+  tellProgress();
+  if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
+    return failure(Kind::cannotSearch,
+                   std::string("the tool cannot be talked to: ") + std::strerror(lack));
+  if (!receiver_->complaint().empty())
+    return failure(Kind::protocolBroken, receiver_->complaint());
+  if (end && !moreToDispatch_)
+    return judge(*end);
+  if (std::optional<SearchFailure> failed = whatEndsTheWaiting())
+    return std::move(*failed);
+  return std::nullopt;
 }
 
 std::optional<SearchFailure> Search::stepHandOver() {
@@ -229,7 +277,7 @@ std::optional<SearchFailure> Search::stepHandOver() {
 
 void Search::sendRequest() {
   FinderRequests &tool = connection()->rootProxy();
-  if (kind_ == Request::Kind::dockPaths)
+  if (kind_ == FinderSearchRequest::Kind::dockPaths)
     tool.findAppsForDockPaths(argument_, previous_, receiver_);
   else
     tool.findAppsInSearchPath(argument_, previous_, receiver_);
@@ -262,21 +310,41 @@ void Search::connectionHasEnded() {
   waitingEnds_ = earlier(deadline_, Deadline::in(kTimeToEnd));
 }
 
+void Search::stop() {
+  if (canBeStopped())
+    stopTool(givenUp());
+  else if (!cut_ && stage() != SearchStage::end)
+    cancel();
+}
+
+void Search::stopTool(SearchFailure cut) {
+  cut_ = std::move(cut);
+  deadline_ = waitingEnds_ = Deadline::in(kTimeToGive);
+  tool_->askToEnd();
+}
+
 std::optional<SearchFailure> Search::whatEndsTheWaiting() {
   if (cancelled_)
-    return failure(Kind::cancelled, "the search was given up");
+    return givenUp();
   if (!waitingEnds_.passed())
     return std::nullopt;
+  if (cut_)
+    return cut_;
   if (connectionLost_)
     return failure(Kind::connectionLost,
                    "the connection ended " + describe(stage()) +
                        ": the tool has closed it or sent what is not understood");
-  return timedOut();
+  if (!canBeStopped())
+    return timedOut();
+  stopTool(timedOut());
+  return std::nullopt;
 }
 
-SearchOutcome::Result Search::judge(const ToolEnd &end) {
+Search::Found Search::judge(const ToolEnd &end) {
   const bool worked =
       end.kind == ToolEnd::Kind::unknown || (end.kind == ToolEnd::Kind::exited && end.value == 0);
+  if (cut_ && !receiver_->answered())
+    return *cut_; // it does not give parts
   if (!worked)
     return failure(Kind::toolDied,
                    "the tool died " + describe(stage()) + " (" + describe(end) + ")", end);
@@ -285,44 +353,29 @@ SearchOutcome::Result Search::judge(const ToolEnd &end) {
                    end);
   if (!receiver_->answered())
     return failure(Kind::toolDied, "the tool ended without an answer (" + describe(end) + ")", end);
-  return answer();
-}
-
-SearchOutcome::Result Search::answer() {
-  const NSString &text = receiver_->text();
-  if (!text)
+  if (!receiver_->text())
     return SearchUnchanged{};
-  EncodedRecords encoded(text.bytes());
-  if (encoded.count() > kMostRecords)
+  reading_.emplace(receiver_->text());
+  if (reading_->count() > kMostRecords)
     return failure(Kind::malformedAnswer, "the tool's answer has more records than one may have");
-  SearchAnswer answer{std::string(text.bytes()), {}};
-  while (std::optional<SearchRecord> record = encoded.next()) {
-    answer.records.push_back(std::move(*record));
-    if (answer.records.size() % kRecordsInARow == 0 && deadline_.passed())
+  return readAnswer();
+}
+
+Search::Found Search::readAnswer() {
+  if (!reading_->readUntil(earlier(deadline_, Deadline::in(kReadingInARow)))) {
+    if (deadline_.passed())
       return timedOut();
+    if (cancelled_)
+      return givenUp();
+    return std::nullopt;
   }
-  if (encoded.isMalformed())
+  if (reading_->isMalformed())
     return failure(Kind::malformedAnswer, "the tool's answer is no list of records");
-  return answer;
-}
-
-void AnswerReceiver::noteLines(const NSString &text, const NSString &key) {
-  if (answered_)
-    complaint_ = "the tool answered twice";
-  else if (key != key_)
-    complaint_ = "the tool answered for something that was not asked";
-  else if (!text && !hasPrevious_)
-    complaint_ = "the tool calls an answer unchanged that it was never given";
-  answered_ = true;
-  if (text)
-    text_ = text;
-}
-
-void AnswerReceiver::noteProgress(const FinderProgress &progress) {
-  if (!answered_)
-    progress_ =
-        SearchProgress{progress.directories, progress.entries, progress.records,
-                       std::string(progress.path.bytes()), std::string(progress.directory.bytes())};
+  if (receiver_->isPart()) {
+    outcome_.incomplete = true;
+    outcome_.cut = cut_;
+  }
+  return reading_->takeAnswer();
 }
 
 } // namespace tesker

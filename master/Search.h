@@ -1,12 +1,13 @@
 // Search.h - one search, from the tool's start to its end. Internal to the master.
 #pragma once
 
-#include "master/FinderMaster.h"
+#include "master/AnswerReading.h"
+#include "master/AnswerReceiver.h"
+#include "master/FinderSearch.h"
 #include "master/LogLines.h"
 #include "master/PrivateDirectory.h"
 #include "master/ToolProcess.h"
 #include "platform/foundation/Deadline.h"
-#include "protocol/FinderProtocol.h"
 #include "protocol/HandOver.h"
 
 #include <memory>
@@ -16,66 +17,40 @@
 
 namespace tesker {
 
-// Takes the tool's one answer and notes what it must not send.
-class AnswerReceiver final : public FinderClient {
-public:
-  // The key that the answer has to bring, and whether nil may be an answer.
-  [[nodiscard]] static Ref<AnswerReceiver> create(NSString key, bool hasPrevious) {
-    return allocate<AnswerReceiver>(NSDefaultMallocZone(), std::move(key), hasPrevious);
-  }
-
-  void noteLines(const NSString &text, const NSString &key) override;
-  void self() override {}
-  void noteProgress(const FinderProgress &progress) override;
-
-  bool answered() const { return answered_; }
-  // The answer's text; nil when it is unchanged.
-  const NSString &text() const { return text_; }
-  // What was wrong about what the tool sent; empty when nothing was.
-  const std::string &complaint() const { return complaint_; }
-  // What the tool has told last before its answer; nothing where it has not.
-  const std::optional<SearchProgress> &progress() const { return progress_; }
-
-private:
-  friend NSObject;
-  AnswerReceiver(NSString key, bool hasPrevious)
-      : key_(std::move(key)), hasPrevious_(hasPrevious) {}
-
-  NSString key_;
-  bool hasPrevious_;
-  bool answered_ = false;
-  NSString text_;
-  std::string complaint_;
-  std::optional<SearchProgress> progress_;
-};
-
 // What becomes of a search that memory is lacking for.
 [[nodiscard]] SearchFailure outOfMemory(SearchStage stage);
 
+// Goes from begin() by steps to its end, and never waits.
 class Search {
 public:
-  struct Request {
-    enum class Kind { searchPath, dockPaths };
-    Kind kind;
-    std::string_view argument;
-    std::optional<std::string_view> previous;
-  };
+  Search(FinderMasterOptions options, const FinderSearchRequest &request);
 
-  // The options are borrowed.
-  Search(const FinderMasterOptions &options, const Request &request);
-
-  // Once.
-  SearchOutcome run();
+  // Starts the tool; or what ends the search before that. Once, and first.
+  std::optional<SearchFailure> begin();
+  // What step() has to be called for.
+  void appendPollDescriptors(std::vector<pollfd> &descriptors) const;
+  // In how many milliseconds step() has to be called anyway; 0 when there is more to do now.
+  int pollTimeout() const;
+  // Does some of what there is to do. Whether the search has ended, and nothing of it is left but
+  // its outcome.
+  bool step();
+  void cancel() { cancelled_ = true; }
+  // Has the tool answer with what it has, or gives the search up.
+  void stop();
+  // The system refuses to wait for what there is to wait for.
+  void fail(int error);
+  // Once, at the end.
+  SearchOutcome takeOutcome() { return std::move(outcome_); }
 
 private:
   using Kind = SearchFailure::Kind;
 
-  // What ends the search before its tool runs, or nothing.
-  std::optional<SearchFailure> begin();
+  // What a step on the way finds; nothing while it has to be gone on.
+  using Found = std::optional<SearchOutcome::Result>;
+
   std::optional<SearchFailure> startTool();
   void takeLogLine(std::string_view line);
-  SearchOutcome::Result serve();
-  void wait();
+  Found serve();
   std::optional<SearchFailure> stepStart();
   std::optional<SearchFailure> stepHandOver();
   void sendRequest();
@@ -84,11 +59,20 @@ private:
   void tellProgress();
   std::optional<SearchFailure> whatEndsTheWaiting();
   void connectionHasEnded();
-  SearchOutcome::Result judge(const ToolEnd &end);
-  SearchOutcome::Result answer();
+  Found judge(const ToolEnd &end);
+  Found readAnswer();
+  void setResult(SearchOutcome::Result result);
+  bool stepEnd();
+  void takeRestOfLog();
   SearchFailure timedOut() const {
     return failure(Kind::timedOut, "timed out " + describe(stage()));
   }
+  SearchFailure givenUp() const { return failure(Kind::cancelled, "the search was given up"); }
+  bool canBeStopped() const {
+    return options_.takesPartialAnswers && !cut_ && !connectionLost_ &&
+           stage() == SearchStage::search;
+  }
+  void stopTool(SearchFailure cut);
 
   // Nil before the hand-over.
   NSConnection *connection() const;
@@ -98,18 +82,18 @@ private:
     return {kind, stage(), end, std::move(reason)};
   }
 
-  const FinderMasterOptions &options_;
-  const Request::Kind kind_;
+  const FinderMasterOptions options_;
+  const FinderSearchRequest::Kind kind_;
   const NSString argument_;
   const NSString previous_;
-  const Deadline deadline_; // the caller's
-  Deadline waitingEnds_;    // that, or soon after the connection was lost
+  Deadline deadline_;    // the caller's, and a little more once the tool was told to stop
+  Deadline waitingEnds_; // that, or soon after the connection was lost
   const Ref<AnswerReceiver> receiver_;
 
   // In the order in which they are made; the tool is ended before its service goes.
   std::optional<PrivateDirectory> directory_;
   std::optional<MasterHandOver> handOver_;
-  std::optional<LogLines> log_;
+  std::unique_ptr<LogLines> log_; // none once its rest has been taken
   std::unique_ptr<ToolProcess> tool_;
   bool incomplete_ = false; // a line of the log has said so
   std::size_t skippedLinks_ = 0;
@@ -117,7 +101,12 @@ private:
   std::optional<std::string> confinement_;
   bool connectionLost_ = false;
   bool cancelled_ = false;
-  bool moreToDispatch_ = false; // what has come is not all taken yet
+  std::optional<SearchFailure> cut_;     // why the tool was told to stop
+  bool moreToDispatch_ = false;          // what has come is not all taken yet
+  std::optional<AnswerReading> reading_; // once the answer is here and the tool has ended
+  bool hasResult_ = false;               // outcome_ has; what is left is to clear away
+  bool isEnding_ = false;                // that has begun
+  SearchOutcome outcome_{SearchUnchanged{}, false, {}, 0};
 };
 
 } // namespace tesker

@@ -115,7 +115,7 @@ struct SearchOutcome {
 
   Result result;
   // Whether the answer lacks something, as a line of the tool's log says: what could not be read,
-  // or lay beyond the most that a search answers.
+  // lay beyond the most that a search answers, or had not been reached when the search was stopped.
   bool incomplete = false;
   // The last lines that the tool wrote to its log (bytes, without line feeds), and how many it
   // wrote in all.
@@ -127,6 +127,9 @@ struct SearchOutcome {
   // How many directories the tool has left out, since they lead back to one above them, each named
   // in a line of its log that begins with kSkippedLinkLine (RecordEncoding.h).
   std::size_t skippedLinks = 0;
+  // Why the search was ended before its end, of an answer with what was found until then
+  // (FinderMasterOptions::takesPartialAnswers): timed out or cancelled.
+  std::optional<SearchFailure> cut = {};
   // What the tool has told last; nothing where FinderMasterOptions::onProgress is empty, or the
   // tool has not told.
   std::optional<SearchProgress> progress = {};

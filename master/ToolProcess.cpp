@@ -1,6 +1,5 @@
 #include "master/ToolProcess.h"
 
-#include "platform/foundation/Deadline.h"
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/ProgramStart.h"
 #include "platform/foundation/ReadFailures.h"
@@ -21,6 +20,8 @@ namespace {
 // How long a killed child is waited for. It is gone at once, unless the kernel waits for a disk
 // that does not answer, or another process traces it and does not let it go.
 constexpr std::chrono::seconds kTimeToDie{2};
+// How long a process that traces a tool gets to let it go when the tool has ended.
+constexpr std::chrono::milliseconds kTimeToLetGo{100};
 constexpr int kMillisecondsBetween = 10;
 
 // For what the child tells; the reading end does not block.
@@ -143,9 +144,11 @@ std::optional<ToolEnd> ToolProcess::end() {
   if (!seen && isReadable(pidfd_)) {
     seen = reap(WNOHANG | WNOWAIT);
     if (!seen) { // another process traces it, and has the status
+      // A process of its own group, such as a leak checker, lets it go by this.
       OperatingSystem::current().sendSignal(-pid_, SIGKILL);
-      end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
-      return end_;
+      pidfd_.reset(); // it has told what it can
+      if (!timeToDie_)
+        timeToDie_ = Deadline::in(kTimeToLetGo);
     }
   }
   if (seen && seen->kind == ToolEnd::Kind::unknown) {
@@ -154,23 +157,35 @@ std::optional<ToolEnd> ToolProcess::end() {
     // While the child is not reaped its number, and so its group's, is nobody else's.
     OperatingSystem::current().sendSignal(-pid_, SIGKILL);
     end_ = reap(0);
+  } else if (timeToDie_ && timeToDie_->passed()) {
+    end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
   }
   return end_;
 }
 
-void ToolProcess::kill() {
-  if (pid_ < 0 || end())
+void ToolProcess::askToEnd() {
+  if (pid_ >= 0 && !end())
+    OperatingSystem::current().sendSignal(pid_, SIGTERM);
+}
+
+void ToolProcess::beginToKill() {
+  if (pid_ < 0 || timeToDie_ || end())
     return;
   OperatingSystem &system = OperatingSystem::current();
   system.sendSignal(-pid_, SIGKILL);
   system.sendSignal(pid_, SIGKILL); // in case it has left its group
-  const auto deadline = Deadline::in(kTimeToDie);
+  timeToDie_ = Deadline::in(kTimeToDie);
+}
+
+void ToolProcess::kill() {
+  beginToKill();
+  if (pid_ < 0 || end_)
+    return;
+  OperatingSystem &system = OperatingSystem::current();
   pollfd ended{pidfd_.number(), POLLIN, 0};
-  (void)system.poll(&ended, 1, pidfd_ ? deadline.pollTimeout() : 0);
-  while (!(end_ = reap(WNOHANG)) && !deadline.passed())
+  (void)system.poll(&ended, 1, pidfd_ ? timeToDie_->pollTimeout() : 0);
+  while (!end())
     (void)system.poll(nullptr, 0, kMillisecondsBetween);
-  if (!end_)
-    end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
 }
 
 } // namespace tesker

@@ -4,11 +4,12 @@
 // no other descriptor of this process, no blocked or ignored signal, and a process group of its
 // own, so that a terminal's interrupt is this side's to handle and what the child may have started
 // ends with it. Nothing here waits for what the child does, not even for its execution of the
-// program, except, for two seconds, for the end of a child that has been killed. No SIGCHLD handler
+// program, except, for two seconds, for the end of a child that it has to kill. No SIGCHLD handler
 // is needed or touched. Internal to the master.
 #pragma once
 
 #include "master/SearchOutcome.h"
+#include "platform/foundation/Deadline.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/Result.h"
 
@@ -54,9 +55,13 @@ public:
   FileDescriptor takeLogPipe() { return std::move(logPipe_); }
   // How it ended; nothing while it runs. After an answer the child is reaped.
   std::optional<ToolEnd> end();
-  // Ends it and everything in its process group at once, and reaps it. One that cannot be reaped
-  // within two seconds, as another process traces it or the kernel does not let it go, is left to
-  // this process's end, and how it ended is unknown.
+  // Asks it to end (SIGTERM).
+  void askToEnd();
+  // Ends it and everything in its process group; end() tells when it is reaped. One that cannot be
+  // reaped within two seconds, as another process traces it or the kernel does not let it go, is
+  // left to this process's end, and how it ended is unknown.
+  void beginToKill();
+  // The same, and waits for it.
   void kill();
 
 private:
@@ -71,6 +76,7 @@ private:
   FileDescriptor logPipe_;
   FileDescriptor errorPipe_; // none once it has been read
   int startError_ = 0;
+  std::optional<Deadline> timeToDie_; // once it has been killed
   std::optional<ToolEnd> end_;
 };
 

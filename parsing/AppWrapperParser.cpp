@@ -32,7 +32,7 @@ public:
     // seen before them, so the order decides.
     const Names entries = children();
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-      if (isNested(*entry))
+      if (isNestedWrapperName(entry->bytes())) // parsed behind all other entries
         nested_.push_back(*entry);
       else
         judged(fullPath_, entry->bytes(), [&] {
@@ -58,12 +58,6 @@ private:
   // An append of nothing is an append too.
   void append(std::optional<Records> more) {
     records_ = catenateArrays(std::move(records_), std::move(more));
-  }
-
-  // Tools and bundles are parsed behind all other entries.
-  static bool isNested(const NSString &entry) {
-    const std::string_view suffix = suffixOf(entry.bytes());
-    return std::ranges::find(kNestedSuffixes, suffix) != kNestedSuffixes.end();
   }
 
   bool isExecutable(const NSString &entry) const {
@@ -101,8 +95,7 @@ private:
     const NSString registry = entryPath.stringByAppendingPathComponent(kRegistryName);
     if (NSFileManager::classObject().fileExistsAtPath(registry))
       append(parseOldNewStyle(executablePath_, baseName_, registry, room_));
-    // Kept: in a wrapper of the file browser's own, the resources are read as a wrapper once more.
-    if (entry == kResourcesName && file_.bytes().find("Tesker") != std::string_view::npos)
+    if (entry == kResourcesName && hasWrapperInResources(file_.bytes()))
       appendNested(entry);
   }
 

@@ -12,22 +12,11 @@
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "parsing/TKLine.h"
 #include "parsing/WayDown.h"
+#include "parsing/WrapperNames.h"
 
-#include <array>
 #include <optional>
-#include <string_view>
 
 namespace tesker {
-
-// What the name of a directory that is an application ends in, behind the dot; and what the names
-// of those do that are read only inside another.
-inline constexpr std::array<std::string_view, 3> kWrapperSuffixes = {"app", "debug", "profile"};
-inline constexpr std::array<std::string_view, 2> kNestedSuffixes = {"tool", "bundle"};
-
-// How descriptions are called, and the directory for them and for icons.
-inline constexpr std::string_view kResourcesName = "Resources";
-inline constexpr std::string_view kInfoListName = "Info-quorvale.plist";
-inline constexpr std::string_view kRegistryName = "registry.table";
 
 // The records of the wrapper dir/file: of its description or its executable, then of the tools and
 // bundles nested in it. Nothing when file is nil, the wrapper cannot be examined or searched, or

@@ -63,6 +63,7 @@ public:
   int takeNoteLines(sd_bus_message *message, sd_bus_error *error);
   int takeSelf(sd_bus_message *message, sd_bus_error *error);
   int takeProgress(sd_bus_message *message, sd_bus_error *error);
+  int takeStopped(sd_bus_message *message, sd_bus_error *error);
   void keepRaised() { objects_.keepRaised(); }
 
 private:
@@ -186,6 +187,13 @@ int ServedObjects::Client::takeProgress(sd_bus_message *message, sd_bus_error *)
   return taken(message);
 }
 
+int ServedObjects::Client::takeStopped(sd_bus_message *message, sd_bus_error *error) {
+  if (objects_.isBusy())
+    return refuseWhileBusy(error);
+  objects_.call_ = [object = object_] { object->noteStopped(); };
+  return taken(message);
+}
+
 // Answers when the object has, with the object itself.
 void ServedObjects::Client::answerSelf(sd_bus_message *call) {
   object_->self();
@@ -241,7 +249,10 @@ const sd_bus_vtable *ServedObjects::clientTable() {
           SD_BUS_ARGS("t", directories, "t", entries, "t", records, "ay", path, "ay", directory),
           SD_BUS_NO_RESULT, (callback<Client, &Client::takeProgress>),
           SD_BUS_VTABLE_METHOD_NO_REPLY),
-      SD_BUS_METHOD_WITH_ARGS(bus_names::kSelf, SD_BUS_NO_ARGS, SD_BUS_ARGS("o", object),
+      SD_BUS_METHOD_WITH_ARGS(bus_names::kNoteStopped, SD_BUS_NO_ARGS, SD_BUS_NO_RESULT,
+                              (callback<Client, &Client::takeStopped>),
+                              SD_BUS_VTABLE_METHOD_NO_REPLY),
+      SD_BUS_METHOD_WITH_ARGS(bus_names::kSelf, SD_BUS_NO_ARGS, SD_BUS_ARGS("o", client),
                               (callback<Client, &Client::takeSelf>), 0),
       SD_BUS_VTABLE_END};
   return table;
@@ -293,6 +304,11 @@ void RemoteClient::noteProgress(const FinderProgress &progress) {
                         result = appendText(message, path.bytes().substr(0, kLongestProgressPath));
                     return result;
                   });
+}
+
+void RemoteClient::noteStopped() {
+  bus_.send({path_, bus_names::kClientInterface, bus_names::kNoteStopped, nullptr,
+             [](sd_bus_message *, std::optional<std::string_view>) { return 0; }});
 }
 
 void RemoteClient::self() {

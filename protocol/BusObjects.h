@@ -108,6 +108,7 @@ public:
   void noteLines(const NSString &text, const NSString &key) override;
   void self() override;
   void noteProgress(const FinderProgress &progress) override;
+  void noteStopped() override;
 
 private:
   friend NSObject;

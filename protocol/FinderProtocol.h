@@ -38,6 +38,9 @@ public:
   // How far the search has come, for a master that has asked for it. One-way, and not waited with:
   // what the channel has no room for at once is lost.
   virtual void noteProgress(const FinderProgress & /*progress*/) {}
+  // The answer that follows is what was found until the tool was told to stop; only for a master
+  // that has asked for such answers. One-way.
+  virtual void noteStopped() {}
 };
 
 // The tool's root object. Both requests are one-way.
@@ -73,6 +76,9 @@ inline constexpr const char *kProgress = "TESKER_PROGRESS";
 inline constexpr const char *kReport = "1";
 inline constexpr const char *kLinkCycles = "TESKER_LINK_CYCLES";
 inline constexpr const char *kSkip = "skip";
+// SIGTERM then has the tool answer with what it has found so far.
+inline constexpr const char *kPartialAnswers = "TESKER_PARTIAL_ANSWERS";
+inline constexpr const char *kGive = "1";
 } // namespace wishes
 
 // What the objects and their members are called on D-Bus (docs/Tesker.ToolFinder.xml).
@@ -85,6 +91,7 @@ inline constexpr const char *kClientInterface = "Tesker.Client";
 inline constexpr const char *kNoteLines = "noteLines_for_";
 inline constexpr const char *kSelf = "self";
 inline constexpr const char *kNoteProgress = "noteProgress";
+inline constexpr const char *kNoteStopped = "noteStopped";
 inline constexpr const char *kConnectionInterface = "Tesker.Connection";
 inline constexpr const char *kCarry = "carry";
 } // namespace bus_names

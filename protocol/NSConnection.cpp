@@ -33,15 +33,17 @@ Result<Ref<NSConnection>> NSConnection::over(NSPort receivePort, NSPort sendPort
 
 NSConnection::NSConnection(std::unique_ptr<BusConnection> bus, std::size_t carryLimit)
     : bus_(std::move(bus)), served_(std::make_unique<ServedObjects>(*this, *bus_, carryLimit)),
-      remoteRoot_(std::make_unique<RemoteRoot>(*bus_, *served_)) {
-  (void)NSRunLoop::currentRunLoop(); // made now, for the destructor may not ask for memory
-}
+      remoteRoot_(std::make_unique<RemoteRoot>(*bus_, *served_)) {}
 
-NSConnection::~NSConnection() { NSRunLoop::currentRunLoop().removeConnection(*this); }
+NSConnection::~NSConnection() {
+  if (runLoop_ != nullptr)
+    runLoop_->removeConnection(*this);
+}
 
 void NSConnection::setRootObject(FinderRequests &root) {
   served_->setRoot(root);
-  NSRunLoop::currentRunLoop().addConnection(*this);
+  runLoop_ = &NSRunLoop::currentRunLoop();
+  runLoop_->addConnection(*this);
 }
 
 FinderRequests &NSConnection::rootProxy() { return *remoteRoot_; }

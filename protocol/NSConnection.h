@@ -60,6 +60,7 @@ private:
 };
 
 class BusConnection;
+class NSRunLoop;
 class RemoteRoot;
 class ServedObjects;
 
@@ -123,6 +124,7 @@ private:
   std::unique_ptr<BusConnection> bus_;
   std::unique_ptr<ServedObjects> served_;
   std::unique_ptr<RemoteRoot> remoteRoot_;
+  NSRunLoop *runLoop_ = nullptr; // the one that serves it; nil where its owner does
 };
 
 } // namespace tesker

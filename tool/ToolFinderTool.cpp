@@ -2,6 +2,7 @@
 
 #include "finding/ApplicationFinder.h"
 #include "finding/ProgressMeter.h"
+#include "finding/StopRequest.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/Text.h"
@@ -55,12 +56,15 @@ NSString ToolFinderTool::find(const std::vector<NSString> &paths, const NSString
   });
   const WalkOptions options{
       .skipsLinkCycles = environmentValue(wishes::kLinkCycles) == wishes::kSkip,
-      .progress = environmentValue(wishes::kProgress) == wishes::kReport ? &meter : nullptr};
+      .progress = environmentValue(wishes::kProgress) == wishes::kReport ? &meter : nullptr,
+      .stop = stop_};
   const ApplicationFinder finder([this] { checkMasterStillAlive(); }, {}, options);
   return finder.findAppsForDockPaths(paths, previous);
 }
 
 void ToolFinderTool::answer(const NSString &text, const NSString &key, FinderClient &client) {
+  if (stop_ != nullptr && stop_->wasObeyed())
+    client.noteStopped();
   client.noteLines(text, key);
   terminate(client);
 }

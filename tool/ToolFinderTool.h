@@ -10,6 +10,8 @@
 
 namespace tesker {
 
+class StopRequest;
+
 class ToolFinderTool final : public TeskerTool {
 public:
   // The tool, connected, with an autorelease pool of its own that only terminate() releases; nil
@@ -17,6 +19,8 @@ public:
   [[nodiscard]] static RefPtr<ToolFinderTool> create();
 
   void setPool(Ref<NSAutoreleasePool> pool) { pool_ = std::move(pool); }
+  // Ends a search early, with what it has found; borrowed. Nil, as it is at first: none.
+  void setStopRequest(StopRequest *stop) { stop_ = stop; }
 
   // As the inherited one, and releases the pool before the end.
   [[noreturn]] void terminate(FinderClient &client) override;
@@ -40,6 +44,7 @@ private:
   [[noreturn]] void answer(const NSString &text, const NSString &key, FinderClient &client);
 
   RefPtr<NSAutoreleasePool> pool_;
+  StopRequest *stop_ = nullptr;
 };
 
 } // namespace tesker

@@ -31,11 +31,11 @@ _tesker_apps() {
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
     no-self-description malformed-header-line damaged-image other-processor near-suffix
     limits-reached failed'
-  local commands='list dock handlers types services show open prefer why check make diff decode encode help'
+  local commands='list dock handlers types services show open prefer why check make diff watch decode encode help'
   local always='-h --help -v --verbose -q --quiet --color'
   local tabular='--no-header --sort'
-  local searching='-f --format --previous --save --cpu --timeout --link-cycles --tool'
-  local asking='-f --format --in --from --cpu --timeout --link-cycles --tool'
+  local searching='-f --format --previous --save --cached --cpu --timeout --link-cycles --tool'
+  local asking='-f --format --in --from --cached --cpu --timeout --link-cycles --tool --jobs'
   case $prev:$command:$cur in
     --color:*) words='auto always never' ;;
     --sort:handlers:* | --sort:services:*) words='name note path' ;;
@@ -44,19 +44,20 @@ _tesker_apps() {
     --sort:prefer:*) words='extension application' ;;
     --sort:diff:*) words='change type name details path' ;;
     --sort:*) words='name type extensions note path' ;;
+    --format:watch:* | -f:watch:*) words='table jsonl' ;;
     --format:list:* | --format:dock:* | -f:list:* | -f:dock:*) words='table json jsonl raw' ;;
     --format:* | -f:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
     --code:* | --explain:*) words=$codes ;;
-    --previous:* | --save:* | --timeout:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:* | \
+    --previous:* | --save:* | --timeout:* | --jobs:* | --poll:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:* | \
       --name:* | --executable:* | --icon:* | --types:*) ;;
     --link-cycles:*) words='skip follow' ;;
     --kind:*) words='list registry header' ;;
     *::*)
       words="$always --version $commands"
       ;;
-    *:list:-*) words="$always $tabular $searching" ;;
-    *:dock:-*) words="$always --paths0-from $tabular $searching" ;;
+    *:list:-*) words="$always $tabular $searching --jobs" ;;
+    *:dock:-*) words="$always --paths0-from $tabular ${searching/--cached /}" ;;
     *:handlers:-* | *:types:-* | *:services:-* | *:show:-*) words="$always $tabular $asking" ;;
     *:open:-*) words="$always --with --print $asking" ;;
     *:prefer:-*) words="$always --forget $tabular $asking" ;;
@@ -64,7 +65,8 @@ _tesker_apps() {
     *:check:-*) words="$always --kind --strict -f --format --timeout" ;;
     *:make:-*) words="$always --name --executable --icon --types --services --timeout" ;;
     make:make:*) words='wrapper header' ;;
-    *:diff:-*) words="$always --exit-code $tabular ${asking/--from /}" ;;
+    *:diff:-*) words="$always --exit-code $tabular ${asking/--from --cached /}" ;;
+    *:watch:-*) words="$always -f --format --poll --cpu --timeout --link-cycles --tool --jobs" ;;
     *:decode:-*) words="$always $tabular -f --format" ;;
     *:encode:-* | *:help:-*) words=$always ;;
     *:help:*) words=$commands ;;

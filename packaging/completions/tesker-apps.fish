@@ -1,11 +1,12 @@
 # Completion of tesker-apps for fish.
 
-set -l commands list dock handlers types services show open prefer why check make diff decode encode help
+set -l commands list dock handlers types services show open prefer why check make diff watch decode encode help
 set -l before "not __fish_seen_subcommand_from $commands"
 set -l searching '__fish_seen_subcommand_from list dock'
 set -l asking '__fish_seen_subcommand_from handlers types services show open prefer'
 set -l comparing '__fish_seen_subcommand_from handlers types services show open prefer diff'
 set -l tabular '__fish_seen_subcommand_from list dock handlers types services show prefer diff decode'
+set -l watching '__fish_seen_subcommand_from watch'
 set -l judging '__fish_seen_subcommand_from why'
 set -l processors \
     vax vax780 vax785 vax750 vax730 uvaxI uvaxII vax8200 vax8500 vax8600 vax8650 vax8800 \
@@ -41,6 +42,7 @@ complete -c tesker-apps -n $before -f -a why -d 'Say why an application is found
 complete -c tesker-apps -n $before -f -a check -d 'Say what is wrong with descriptions'
 complete -c tesker-apps -n $before -f -a make -d "Make a wrapper or header of one's own"
 complete -c tesker-apps -n $before -f -a diff -d 'Compare two answers'
+complete -c tesker-apps -n $before -f -a watch -d 'List applications, and what changes'
 complete -c tesker-apps -n $before -f -a decode -d 'Print the records of an encoded text'
 complete -c tesker-apps -n $before -f -a encode -d 'Encode records printed as JSON'
 complete -c tesker-apps -n $before -f -a help -d 'Print what a command takes'
@@ -62,18 +64,22 @@ complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -x -l sort \
 complete -c tesker-apps -n $searching -x -s f -l format -a 'table json jsonl raw' -d 'Form of the answer'
 complete -c tesker-apps -n $searching -r -l previous -d 'The last answer'
 complete -c tesker-apps -n $searching -r -l save -d "Write the answer's encoded text to a file"
+complete -c tesker-apps -n '__fish_seen_subcommand_from list' -l cached -d 'What was found last'
 complete -c tesker-apps -n $searching -x -l cpu -a "$processors" -d 'Search as for this processor'
 complete -c tesker-apps -n $searching -x -l timeout -d 'Give up a search after so many seconds'
 complete -c tesker-apps -n $searching -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $searching -r -l tool -d "The tool's program"
+complete -c tesker-apps -n '__fish_seen_subcommand_from list' -x -l jobs -d 'Search so many at a time'
 complete -c tesker-apps -n '__fish_seen_subcommand_from dock' -r -l paths0-from \
     -d 'Read the paths from a file'
 complete -c tesker-apps -n $comparing -x -s f -l format -a 'table json jsonl' -d 'Form of the answer'
 complete -c tesker-apps -n $comparing -r -l in -d 'Search here instead of the usual places'
 complete -c tesker-apps -n $asking -r -l from -d 'Ask an answer that was saved'
+complete -c tesker-apps -n $asking -l cached -d 'What was found last'
 complete -c tesker-apps -n $comparing -x -l cpu -a "$processors" -d 'Search as for this processor'
 complete -c tesker-apps -n $comparing -x -l timeout -d 'Give up a search after so many seconds'
 complete -c tesker-apps -n $comparing -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
+complete -c tesker-apps -n $comparing -x -l jobs -d 'Search so many at a time'
 complete -c tesker-apps -n $comparing -r -l tool -d "The tool's program"
 complete -c tesker-apps -n '__fish_seen_subcommand_from open' -r -l with \
     -d 'Open them with this application'
@@ -100,6 +106,13 @@ complete -c tesker-apps -n $making -l services -d 'It offers services to other p
 complete -c tesker-apps -n $making -x -l timeout -d 'Give up the check after so many seconds'
 complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -l exit-code \
     -d 'Exit with 1 when something has changed'
+complete -c tesker-apps -n $watching -x -s f -l format -a 'table jsonl' -d 'Form of what is told'
+complete -c tesker-apps -n $watching -x -l poll -d 'Also search every so many seconds'
+complete -c tesker-apps -n $watching -x -l cpu -a "$processors" -d 'Search as for this processor'
+complete -c tesker-apps -n $watching -x -l timeout -d 'Give up a search after so many seconds'
+complete -c tesker-apps -n $watching -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
+complete -c tesker-apps -n $watching -x -l jobs -d 'Search so many at a time'
+complete -c tesker-apps -n $watching -r -l tool -d "The tool's program"
 complete -c tesker-apps -n $judging -x -s f -l format -a 'table json jsonl' -d 'Form of the answer'
 complete -c tesker-apps -n $judging -r -l in -d 'Search here instead of the usual places'
 complete -c tesker-apps -n $judging -x -l cpu -a "$processors" -d 'Search as for this processor'

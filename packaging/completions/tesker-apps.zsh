@@ -47,11 +47,13 @@ _tesker-apps() {
   )
   comparing=(
     $judging
+    '--jobs=[search so many directories at a time]:number:'
     "--tool=[the tool's program]:program:_files"
   )
   asking=(
     $comparing
     '--from=[ask an answer that was saved]:answer:_files'
+    '--cached[answer with what was found last]'
   )
   commands=(
     'list:list the applications in directories'
@@ -66,6 +68,7 @@ _tesker-apps() {
     'check:say what is wrong with descriptions'
     'make:make a wrapper or a header'
     'diff:compare two answers'
+    'watch:list applications, and what changes from then on'
     'decode:print the records of an encoded text'
     'encode:encode records that decode --format json has printed'
     'help:print what a command takes'
@@ -89,7 +92,9 @@ _tesker-apps() {
         "--sort=[sort the rows by a column]:column:($keys)"
       )
       case $words[1] in
-        list) _arguments $always $tabular $searching '*:application or directory:_files' ;;
+        list) _arguments $always $tabular $searching \
+            '--cached[answer with what was found last]' \
+            '--jobs=[search so many directories at a time]:number:' '*:application or directory:_files' ;;
         dock)
           _arguments $always $tabular $searching '*:application or directory:_files' \
             '--paths0-from=[read the paths from a file]:list of paths:_files'
@@ -132,6 +137,17 @@ _tesker-apps() {
         diff)
           _arguments $always $tabular $comparing '1:old answer:_files' '2:new answer:_files' \
             '--exit-code[exit with 1 when something has changed]'
+          ;;
+        watch)
+          _arguments $always '*:application or directory:_files' \
+            '(--format)-f[form of what is told]:form:(table jsonl)' \
+            '(-f)--format=[form of what is told]:form:(table jsonl)' \
+            '--poll=[also search every so many seconds]:seconds:' \
+            "--cpu=[search as for this processor]:processor:($processors)" \
+            '--timeout=[give up a search after this time]:seconds:' \
+            '--link-cycles=[links that lead back]:what:(skip follow)' \
+            "--tool=[the tool's program]:program:_files" \
+            '--jobs=[search so many directories at a time]:number:'
           ;;
         decode)
           _arguments $always $tabular '(--format)-f[form of the records]:form:(table json jsonl)' \

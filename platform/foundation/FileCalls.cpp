@@ -91,6 +91,10 @@ int FileCalls::statDescriptor(int descriptor, struct stat &status) {
 
 int FileCalls::access(const char *path, int mode) { return ::access(path, mode); }
 
+ssize_t FileCalls::readLink(const char *path, char *target, std::size_t room) {
+  return ::readlink(path, target, room);
+}
+
 ssize_t FileCalls::attribute(const char *path, const char *name, void *value, std::size_t size) {
   return ::lgetxattr(path, name, value, size);
 }

@@ -36,6 +36,8 @@ public:
   virtual int statAt(int directory, const char *name, bool followLinks, struct stat &status);
   virtual int statDescriptor(int descriptor, struct stat &status);
   virtual int access(const char *path, int mode);
+  // readlink: how many bytes there are, with no NUL behind them.
+  virtual ssize_t readLink(const char *path, char *target, std::size_t room);
   // As lgetxattr(2): a link is not followed.
   virtual ssize_t attribute(const char *path, const char *name, void *value, std::size_t size);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
@@ -24,7 +25,7 @@ struct NewFile {
 // Makes a new file in the path's folder, with a name that is short so that it fits wherever the
 // path's own does. What a crashed process left under such a name is not reused, only passed over.
 Result<NewFile> makeTemporaryFileFor(const std::string &path, mode_t mode) {
-  static unsigned counter = 0;
+  static constinit std::atomic<unsigned> counter = 0;
   constexpr int kMostAttempts = 100;
   OperatingSystem &system = OperatingSystem::current();
   const std::string start =

@@ -12,12 +12,12 @@ NSZone::NSZone(std::size_t startSize, std::size_t granule, std::pmr::memory_reso
 
 void *NSZone::do_allocate(std::size_t bytes, std::size_t alignment) {
   void *block = memory_->allocate(bytes, alignment);
-  bytesInUse_ += bytes;
+  count(bytes);
   return block;
 }
 
 void NSZone::do_deallocate(void *block, std::size_t bytes, std::size_t alignment) {
-  bytesInUse_ -= bytes;
+  count(-bytes);
   memory_->deallocate(block, bytes, alignment);
 }
 

@@ -111,19 +111,20 @@ void *OperatingSystem::allocatePages(std::size_t size) {
   return pages == MAP_FAILED ? nullptr : pages;
 }
 
-constinit OperatingSystem *OperatingSystem::inForce_ = nullptr;
+constinit std::atomic<OperatingSystem *> OperatingSystem::inForce_ = nullptr;
 
 OperatingSystem &OperatingSystem::real() {
   // Never destroyed: descriptors may be closed after everything else. Nor is memory asked for: a
   // lack of it is logged by way of this object.
   alignas(OperatingSystem) static std::byte place[sizeof(OperatingSystem)];
   static OperatingSystem &real = *new (place) OperatingSystem;
-  inForce_ = &real;
+  OperatingSystem *none = nullptr;
+  inForce_.compare_exchange_strong(none, &real); // another one may be in force by now
   return real;
 }
 
 ScopedOperatingSystem::ScopedOperatingSystem(OperatingSystem &replacement)
-    : before_(std::exchange(OperatingSystem::inForce_, &replacement)) {}
+    : before_(OperatingSystem::inForce_.exchange(&replacement)) {}
 
 ScopedOperatingSystem::~ScopedOperatingSystem() { OperatingSystem::inForce_ = before_; }
 

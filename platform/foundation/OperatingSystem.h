@@ -11,10 +11,13 @@
 // log.
 #pragma once
 
+#include "platform/foundation/EventCalls.h"
 #include "platform/foundation/FileCalls.h"
 #include "platform/foundation/ProcessCalls.h"
 #include "platform/foundation/SocketCalls.h"
+#include "platform/foundation/WatchCalls.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -34,7 +37,11 @@ struct UserEntry {
   std::optional<std::string> home;
 };
 
-class OperatingSystem : public FileCalls, public SocketCalls, public ProcessCalls {
+class OperatingSystem : public FileCalls,
+                        public SocketCalls,
+                        public ProcessCalls,
+                        public EventCalls,
+                        public WatchCalls {
 public:
   virtual ~OperatingSystem() = default;
 
@@ -57,15 +64,19 @@ public:
   virtual void *allocatePages(std::size_t size);
 
   // The one in force.
-  static OperatingSystem &current() { return inForce_ != nullptr ? *inForce_ : real(); }
+  static OperatingSystem &current() {
+    OperatingSystem *inForce = inForce_.load(std::memory_order_acquire);
+    return inForce != nullptr ? *inForce : real();
+  }
 
 private:
   friend class ScopedOperatingSystem;
   static OperatingSystem &real();
-  static OperatingSystem *inForce_; // nil until the real one is first asked for
+  static std::atomic<OperatingSystem *> inForce_; // nil until the real one is first asked for
 };
 
-// Puts another implementation in force for as long as it lives, then the one before again.
+// Puts another implementation in force for as long as it lives, then the one before again: for all
+// threads, none of which may make calls while that changes.
 class ScopedOperatingSystem {
 public:
   explicit ScopedOperatingSystem(OperatingSystem &replacement);

@@ -113,4 +113,10 @@ std::vector<std::string_view> piecesOf(std::string_view text, char separator) {
   }
 }
 
+std::string_view withoutSlashesAtItsEnd(std::string_view path) {
+  while (path.size() > 1 && path.ends_with('/'))
+    path.remove_suffix(1);
+  return path;
+}
+
 } // namespace tesker

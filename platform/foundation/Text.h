@@ -57,4 +57,7 @@ void appendHexadecimal(std::string &text, std::uint64_t number);
 // pieces at the ends and between neighbours. The pieces lie in the text.
 [[nodiscard]] std::vector<std::string_view> piecesOf(std::string_view text, char separator);
 
+// The path without the slashes at its end, but for a lone root.
+[[nodiscard]] std::string_view withoutSlashesAtItsEnd(std::string_view path);
+
 } // namespace tesker

@@ -32,6 +32,7 @@ constexpr int kForking[] = {EAGAIN, ENOMEM};
 constexpr int kRefused[] = {EPERM, EACCES};
 constexpr int kUnknown[] = {ENOSYS, EPERM, EINVAL};
 constexpr int kReaped[] = {ECHILD};
+constexpr int kWaiting[] = {ENOMEM, ENOSPC};
 
 constexpr Outcomes kRightOrNone = kWhole | kNone;
 constexpr auto T = Side::tool;
@@ -106,6 +107,10 @@ constexpr FaultRow kTable[] = {
     {M, "createSocketPair", kSockets, 0, kNone},
     {M, "sendMessage", kSending, 0, kNone},
     {M, "poll", kMemory, 0, kRightOrNone},
+    // What it waits with.
+    {M, "createEventPoll", kDescriptors, 0, kNone},
+    {M, "createTimer", kDescriptors, 0, kNone},
+    {M, "controlEventPoll", kWaiting, 0, kRightOrNone},
     // Its child.
     {M, "createPipe", kDescriptors, 0, kNone},
     {M, "duplicate", kDescriptors, 0, kNone},

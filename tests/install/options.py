@@ -103,7 +103,7 @@ class Help(unittest.TestCase):
     def test_the_help_is_understood(self):
         self.assertEqual(commands("tesker-apps"),
                          {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "why", "check", "make", "diff",
-                          "decode", "encode", "help"})
+                          "watch", "decode", "encode", "help"})
         self.assertEqual(len(commands("tesker-fileop")), 7)
         self.assertLessEqual({"-h", "--help", "-v", "--verbose", "--version"}, options("tesker-apps"))
         self.assertLessEqual({"--help", "--paths0-from", "--timeout"}, options("tesker-apps", "dock"))
@@ -124,12 +124,13 @@ class ManualPages(unittest.TestCase):
         searching = tagged_options("list and dock")
         asking = tagged_options("Questions")
         tabular = tagged_options("Tables")
-        described = {"list": searching | tabular, "dock": searching | tabular | tagged_options("dock"),
+        described = {"list": searching | tabular, "dock": searching - {"--jobs", "--cached"} | tabular | tagged_options("dock"),
                      "handlers": asking | tabular, "types": asking | tabular, "services": asking | tabular,
                      "show": asking | tabular, "open": asking | tagged_options("open"),
                      "prefer": asking | tabular | tagged_options("prefer"),
                      "check": tagged_options("check"), "why": tagged_options("why"), "make": tagged_options("make"),
-                     "diff": asking - {"--from"} | tabular | tagged_options("diff"),
+                     "diff": asking - {"--from", "--cached"} | tabular | tagged_options("diff"),
+                     "watch": tagged_options("watch"),
                      "decode": tagged_options("decode") | tabular, "encode": set(), "help": set()}
         self.assertEqual(described.keys(), commands("tesker-apps"))
         for command, own in described.items():
@@ -172,8 +173,9 @@ class Bash(unittest.TestCase):
         self.assertEqual(bash("tesker-apps", "dock", "--format", "=", "js"), {"json", "jsonl"})
         self.assertEqual(bash("tesker-apps", "dock", "-f", "r"), {"raw"})
         self.assertEqual(bash("tesker-apps", "why", "-f", "js"), {"json", "jsonl"})
-        for command in commands("tesker-apps") - {"list", "dock", "make", "encode", "help"}:
+        for command in commands("tesker-apps") - {"list", "dock", "make", "watch", "encode", "help"}:
             self.assertEqual(bash("tesker-apps", command, "--format", "="), {"table", "json", "jsonl"}, command)
+        self.assertEqual(bash("tesker-apps", "watch", "--format", "="), {"table", "jsonl"})
         self.assertEqual(bash("tesker-apps", "check", "--kind", ""), {"list", "registry", "header"})
         self.assertEqual(bash("tesker-apps", "types", "--in", ""), set())
         for before in (("types",), ("--color", "never", "types"), ("--color", "=", "never", "types"), ()):

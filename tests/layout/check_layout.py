@@ -36,7 +36,8 @@ STANDS_ON = {
     "fileops": PLATFORM | {"paths", "filesystem"},
     "tool": PLATFORM | {"paths", "filesystem", "caching", "parsing", "finding", "protocol"},
     "master": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol"},
-    "command": PLATFORM | {"paths", "filesystem", "caching", "parsing", "making", "finding", "protocol", "master"},
+    "catalog": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol", "master"},
+    "command": PLATFORM | {"paths", "filesystem", "caching", "parsing", "making", "finding", "protocol", "master", "catalog"},
 }
 
 # Each way of writing, and what to write instead.
@@ -54,7 +55,7 @@ IN_TESTS = [(r"\*NSString::create", 'strings are values: write "..."_ns')]
 
 # Where system calls are made.
 THE_SYSTEM = {f"platform/foundation/{name}.{suffix}" for suffix in ("h", "cpp")
-              for name in ("OperatingSystem", "FileCalls", "SocketCalls", "ProcessCalls")}
+              for name in ("OperatingSystem", "FileCalls", "SocketCalls", "ProcessCalls", "EventCalls", "WatchCalls")}
 # A file, or the whole of a folder, that may make them elsewhere: which ones, and why.
 EVERY_CALL = r".*"
 PAST_THE_SYSTEM = {
@@ -77,7 +78,7 @@ PLAIN_CALL = re.compile(
     r"readdir|getdents64|mkdtemp|mkstemp|mkostemp|flock|f?truncate|socketpair|accept4?|getsockopt|"
     r"setsockopt|sendto|sendmsg|recv|recvmsg|recvfrom|f?stat(?:at|x)?|lstat|f?chmod|l?f?chown|f?chdir|"
     r"get[ug]id|gete[ug]id|getpid|getppid|setpgid|setsid|getcwd|realpath|mmap|munmap|ioctl|syscall|"
-    r"pread|pwrite|p?writev|readv|openat|unlinkat|rmdir|faccessat|epoll_\w+|signalfd|eventfd|timerfd_\w+|"
+    r"pread|pwrite|p?writev|readv|openat|unlinkat|rmdir|faccessat|epoll_\w+|inotify_\w+|signalfd|eventfd|timerfd_\w+|"
     r"clock_gettime|gettimeofday|usleep|nanosleep|getpw\w+|getgr\w+|fopen|popen|system)\s*\("
     r"|\bstd::(?:[io]?fstream|f?open|rename|remove|signal|raise|system|tmpfile|thread|this_thread)\b\s*[({ ]"
     r"|\bfilesystem::(?!path\b)\w+"

@@ -111,11 +111,13 @@ void closeAndHang() {
 }
 
 // Leaves a process that traces this one, lives on for a minute, and never looks at what it traces.
-void beTraced() {
+// By a process in a group of its own, or one that the tool's end takes with it.
+void beTraced(bool inOwnGroup = true) {
   ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
   Pipe pipe = std::move(*createPipe());
   if (::fork() == 0) {
-    ::setsid();
+    if (inOwnGroup)
+      ::setsid();
     ::alarm(60);
     const bool traces = ::ptrace(PTRACE_SEIZE, ::getppid(), nullptr, nullptr) == 0;
     (void)writeAll(pipe.writeEnd.number(), traces ? "y" : "n");
@@ -181,6 +183,7 @@ const std::map<std::string, Way> kStartingWays{
     {"print", [] { std::cout << "on standard output" << std::endl; }},
     {"log-much", logMuch},
     {"end-traced", [] { beTraced(), std::exit(0); }},
+    {"end-traced-by-its-group", [] { beTraced(false), std::_Exit(0); }}, // without leak checks
     {"hang-traced", [] { beTraced(), hang(); }},
 };
 
@@ -231,6 +234,15 @@ const std::map<std::string, Way> kServingWays{
      })},
     {"exit-9-after-answer", afterItsAnswer([] { std::exit(9); })},
     {"hang-after-answer", afterItsAnswer(hang)},
+    {"ignore-the-stop", inTheSearch([] { ::signal(SIGTERM, SIG_IGN), hang(); })},
+    {"unchanged-in-part", serving([](const NSString &key, const NSString &, FinderClient &client) {
+       client.noteStopped();
+       answer(nullptr, key, client);
+     })},
+    {"part-unasked", serving([](const NSString &key, const NSString &, FinderClient &client) {
+       client.noteStopped();
+       answer(kEmptyAnswer, key, client);
+     })},
     {"leave-a-grandchild", serving([](const NSString &key, const NSString &, FinderClient &client) {
        if (::fork() == 0)
          hang();

@@ -3,7 +3,9 @@
 #include "platform/foundation/OperatingSystem.h"
 #include "tests/support/ScopedEnvironment.h"
 
+#include <cerrno>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 namespace tesker::test {
 
@@ -26,6 +28,11 @@ SearchFailure failureOf(const SearchOutcome &outcome) {
     return *failure;
   ADD_FAILURE() << "the search did not fail";
   return {SearchFailure::Kind::cannotSearch, SearchStage::handOver, std::nullopt, "no failure"};
+}
+
+bool hasChildren() {
+  siginfo_t info;
+  return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
 
 } // namespace tesker::test

@@ -21,6 +21,9 @@ SearchOutcome searchWithFakeTool(const std::string &way, FinderMasterOptions opt
 // Why the search failed, as it has to.
 SearchFailure failureOf(const SearchOutcome &outcome);
 
+// Whether this process has any.
+bool hasChildren();
+
 // Long enough for a tool to come to where it hangs.
 inline constexpr std::chrono::seconds kTimeToHang{3};
 

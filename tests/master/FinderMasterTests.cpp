@@ -354,11 +354,6 @@ TEST(FinderMaster, FallsBackToTmpWhereTheRuntimeDirectoryIsUnusable) {
 
 // ---- nothing is left ----
 
-bool hasChildren() {
-  siginfo_t info;
-  return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
-}
-
 TEST(FinderMaster, LeavesNoDescriptorNoProcessAndNoDirectory) {
   const LogCapture log;
   const TemporaryDirectory runtime;

@@ -3,6 +3,7 @@
 #include "platform/foundation/Files.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/CountingOperatingSystem.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <array>
@@ -74,12 +75,24 @@ TEST(StuckTool, ThatIsNeverExecutedIsEndedWhenTheSearchIsGivenUp) {
 TEST(StuckTool, WhoseEndAnotherProcessKeepsIsNotWaitedFor) {
   inChild([] {
     ::alarm(kSecondsToHang);
+    CountingOperatingSystem system;
+    const ScopedOperatingSystem inForce(system);
     for (const char *way : {"end-traced", "hang-traced"}) {
       const SearchOutcome outcome = searchWithFakeTool(way, fakeTool(std::chrono::seconds(2)));
       const auto *failure = std::get_if<SearchFailure>(&outcome.result);
       ASSERT_NE(failure, nullptr);
       EXPECT_NE(failure->kind, SearchFailure::Kind::cannotSearch) << failure->reason;
     }
+    EXPECT_LT(system.count("poll"), 1000U); // not again and again
+  });
+}
+
+TEST(StuckTool, WhoseEndAProcessOfItsOwnKeepsIsReaped) {
+  inChild([] {
+    ::alarm(kSecondsToHang);
+    const SearchOutcome outcome = searchWithFakeTool("end-traced-by-its-group");
+    EXPECT_EQ(failureOf(outcome).kind, SearchFailure::Kind::noHandOver);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1); // no child is left
   });
 }
 

@@ -212,7 +212,10 @@ TEST_F(Protocol, TheObjectsAreTheDocumentedOnes) {
       return std::string();
     const std::string text = xml.substr(start, xml.find("</interface>", start) - start);
     const std::string bare = std::regex_replace(text, std::regex("<!--[^>]*-->"), "");
-    return std::regex_replace(bare, std::regex("\\s+"), " ");
+    // What only generators of code read, the bus library cannot tell.
+    const std::regex forGenerators(">\\s*<annotation name=\"org.gtk.[^>]*/>\\s*</arg>");
+    const std::string wire = std::regex_replace(bare, forGenerators, "/>");
+    return std::regex_replace(wire, std::regex("\\s+"), " ");
   };
   for (const char *name : {"Tesker.ToolFinder", "Tesker.Connection"})
     EXPECT_EQ(interfaceOf(introspected, name), interfaceOf(whole, name));

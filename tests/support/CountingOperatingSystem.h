@@ -62,6 +62,9 @@ public:
                ? OperatingSystem::access(path, mode)
                : -1;
   }
+  ssize_t readLink(const char *path, char *target, std::size_t room) override {
+    return note("readLink", path) ? OperatingSystem::readLink(path, target, room) : -1;
+  }
   ssize_t attribute(const char *path, const char *name, void *value, std::size_t size) override {
     return note("attribute", path) ? OperatingSystem::attribute(path, name, value, size) : -1;
   }
@@ -217,6 +220,34 @@ public:
   }
   int setNice(id_t thread, int nice) override {
     return note("setNice", std::to_string(nice)) ? OperatingSystem::setNice(thread, nice) : -1;
+  }
+
+  int createEventPoll() override {
+    return note("createEventPoll") ? OperatingSystem::createEventPoll() : -1;
+  }
+  int controlEventPoll(int eventPoll, int operation, int descriptor,
+                       std::uint32_t events) override {
+    return note("controlEventPoll", std::to_string(operation))
+               ? OperatingSystem::controlEventPoll(eventPoll, operation, descriptor, events)
+               : -1;
+  }
+  int createTimer() override { return note("createTimer") ? OperatingSystem::createTimer() : -1; }
+  int setTimer(int timer, std::chrono::nanoseconds time) override {
+    return note("setTimer") ? OperatingSystem::setTimer(timer, time) : -1;
+  }
+  int stopTimer(int timer) override {
+    return note("stopTimer") ? OperatingSystem::stopTimer(timer) : -1;
+  }
+
+  int createWatches() override {
+    return note("createWatches") ? OperatingSystem::createWatches() : -1;
+  }
+  int addWatch(int watches, const char *path, std::uint32_t events) override {
+    return note("addWatch", path) ? OperatingSystem::addWatch(watches, path, events) : -1;
+  }
+  int removeWatch(int watches, int watch) override {
+    return note("removeWatch", std::to_string(watch)) ? OperatingSystem::removeWatch(watches, watch)
+                                                      : -1;
   }
 
   std::int64_t currentTime() override {

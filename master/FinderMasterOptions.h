@@ -1,0 +1,41 @@
+// FinderMasterOptions.h - what a search is to be like.
+#pragma once
+
+#include "master/SearchOutcome.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace tesker {
+
+struct FinderMasterOptions {
+  // The tool's program, a path.
+  std::string tool;
+  // The processor to search for, as TESKER_HOST_CPU takes it; empty: as the environment says.
+  std::string cpu = {};
+  // For one search, from its beginning to the tool's end.
+  std::chrono::nanoseconds timeout = std::chrono::seconds(120);
+  // A descriptor that becomes readable when FinderMaster is to stop a search, and so to give it up
+  // where partial answers are not taken; borrowed. -1: none. FinderSearch has stop() and cancel().
+  int cancelDescriptor = -1;
+  // Called with each line (bytes, without line feed) of the tool's log as it comes; may be empty.
+  std::function<void(std::string_view)> onLogLine = {};
+  // Whether the tool also logs, in one line, what it has given up before it searches;
+  // SearchOutcome::confinement then has what it says.
+  bool logConfinement = false;
+  // Whether the tool enters a directory that it is in already, through a link that leads back,
+  // until the system refuses the path.
+  bool followLinkCycles = false;
+  // Whether a search that is stopped, or not done at its deadline, ends with what was found until
+  // then; SearchOutcome::cut then says why. The tool has two seconds more to hand that over. A tool
+  // that does not know of this ends without an answer, as it does before it is connected.
+  bool takesPartialAnswers = false;
+  // Called, ten times a second at most, with what the tool has told last of how far it has come,
+  // from the first time on that it has; may be empty, then the tool is not asked. A tool that does
+  // not know of this tells nothing.
+  std::function<void(const SearchProgress &)> onProgress = {};
+};
+
+} // namespace tesker
