@@ -138,7 +138,7 @@ Result<> checkFile(const std::string &path, std::optional<DescriptionKind> kind,
 
 std::vector<Finding> checkHeader(std::string_view text, const std::string &path) {
   const LogSilence silence;
-  const std::string absolute = absoluteSearchPath(path.empty() ? "header" : path);
+  const std::string absolute = absoluteSearchPath(path);
   Findings findings;
   CheckJudge judge(absolute, true, [&](Finding finding) {
     finding.file = path;

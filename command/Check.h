@@ -36,7 +36,7 @@ struct CheckAnswer {
 [[nodiscard]] Result<> checkFile(const std::string &path, std::optional<DescriptionKind> kind,
                                  const std::function<void(const Finding &)> &sink);
 
-// The findings on the text of a header that is to stand at the path, or nowhere yet: empty.
+// The findings on the text of a header that is to stand at the path.
 [[nodiscard]] std::vector<Finding> checkHeader(std::string_view text, const std::string &path);
 
 } // namespace tesker

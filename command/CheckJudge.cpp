@@ -75,6 +75,13 @@ std::string wrapperOf(const std::string &path) {
   return std::string(suffixOf(wrapper.substr(wrapper.rfind('/') + 1)).empty() ? "" : wrapper);
 }
 
+bool hasDescription(const std::string &wrapper) {
+  const std::string resources = wrapper + "/" + std::string(kResourcesName) + "/";
+  return isThere(resources + std::string(kInfoListName)) ||
+         isThere(resources + std::string(kRegistryName)) ||
+         isThere(wrapper + "/" + std::string(kRegistryName));
+}
+
 void CheckJudge::warn(Finding place, std::string_view word, std::string text) {
   place.word = word;
   place.text = std::move(text);
@@ -88,6 +95,8 @@ void CheckJudge::noteDetail(const std::string &path, const Remark &detail) {
     judgeExtension(finding, detail.detail);
   else if (detail.code == JudgementCode::iconTaken)
     judgeIcon(finding, detail.detail);
+  else if (detail.code == JudgementCode::nameTaken)
+    judgeTakenName(finding, detail.detail);
   else
     sink_(finding);
 }
@@ -113,6 +122,12 @@ void CheckJudge::judgeIcon(const Finding &place, const std::string &icon) {
     if (isThere(dir + icon) || isThere(dir + icon + ".tiff"))
       return;
   warn(place, "missing-icon", "the wrapper has no icon " + icon);
+}
+
+void CheckJudge::judgeTakenName(const Finding &place, const std::string &name) {
+  if (name.find('/') != std::string::npos)
+    warn(place, "ambiguous-name",
+         "the name \"" + name + "\" has a slash in it: asked for, it is taken for a path");
 }
 
 void CheckJudge::judgeRecords(const Records &records) {
@@ -182,11 +197,7 @@ void CheckJudge::judgeOrder(const std::string &path) {
   const std::string_view program = nameOf(wrapper).substr(0, nameOf(wrapper).rfind('.'));
   if (nameOf(path) != program && nameOf(path) != "services")
     return;
-  const std::string resources = wrapper + "/" + std::string(kResourcesName) + "/";
-  const bool isDescribed = isThere(resources + std::string(kInfoListName)) ||
-                           isThere(resources + std::string(kRegistryName)) ||
-                           isThere(wrapper + "/" + std::string(kRegistryName));
-  if (isDescribed && speaks(path))
+  if (hasDescription(wrapper) && speaks(path))
     warn({.file = path}, "described-twice",
          "it counts beside the description only because the directory has it before that");
 }

@@ -1,5 +1,6 @@
 // MakeCommand.cpp - make: describes an application of one's own, in a wrapper or in a header.
 #include "command/Check.h"
+#include "command/CheckJudge.h"
 #include "command/Commands.h"
 #include "command/DisplayText.h"
 #include "command/Interrupts.h"
@@ -31,13 +32,18 @@ WrapperType typeIn(std::string_view words) {
 std::string nameOf(const std::string &path) { return path.substr(path.rfind('/') + 1); }
 
 // Icons are files on the command line, and from here on names, under which they are to be copied.
-// False when two files have one name.
-bool nameIcon(std::string &icon, WrapperDescription &description) {
+// What is wrong with one, as a sentence; empty where nothing is.
+std::string nameIcon(std::string &icon, WrapperDescription &description) {
   if (icon.empty())
-    return true;
+    return {};
   const CopyOf file{std::exchange(icon, nameOf(icon))};
+  if (icon.empty())
+    return file.path + " is not the name of an icon's file";
+  if (std::ranges::any_of(icon, isControl))
+    return "the name of an icon has control characters in it";
   const auto [known, isNew] = description.files.try_emplace(icon, file);
-  return isNew || std::get<CopyOf>(known->second).path == file.path;
+  const bool isSame = isNew || std::get<CopyOf>(known->second).path == file.path;
+  return isSame ? "" : "two icons have the same name";
 }
 
 // Nothing, and an error message, where the words do not make sense.
@@ -53,14 +59,14 @@ std::optional<WrapperDescription> descriptionIn(const MakeArguments &make,
   }
   for (const std::string &words : make.types)
     description.types.push_back(typeIn(words));
-  bool isClear = nameIcon(description.icon, description);
+  std::string problem = nameIcon(description.icon, description);
   for (WrapperType &type : description.types)
-    isClear = nameIcon(type.icon, description) && isClear;
-  if (!isClear) {
-    diagnostics.error("two icons have the same name");
-    return std::nullopt;
-  }
-  return description;
+    if (problem.empty())
+      problem = nameIcon(type.icon, description);
+  if (problem.empty())
+    return description;
+  diagnostics.error(displayText(problem));
+  return std::nullopt;
 }
 
 // What check would complain of is not made.
@@ -106,8 +112,7 @@ ExitStatus makeWrapper(const Arguments &arguments, const WrapperDescription &des
     return ExitStatus::failed;
   }
   for (Finding &finding : answer.findings)
-    if (finding.file.starts_with(writer.path()))
-      finding.file.replace(0, writer.path().size(), writer.place());
+    finding.file = writer.inPlace(finding.file);
   if (!answer.findings.empty())
     return refuse(answer.findings, diagnostics);
   if (const auto failure = writer.putInPlace(WrapperWriter::Former::stays))
@@ -116,9 +121,20 @@ ExitStatus makeWrapper(const Arguments &arguments, const WrapperDescription &des
   return ExitStatus::done;
 }
 
+// Whether a description stands beside the program that is to carry the header.
+bool isDescribedAlready(const std::string &program) {
+  const std::string wrapper = program.empty() ? "" : wrapperOf(absoluteSearchPath(program));
+  return !wrapper.empty() && hasDescription(wrapper);
+}
+
+// The header's file, or a word that stands for it.
+std::string headerFile(const MakeArguments &make) {
+  return make.place.empty() ? "HEADER" : make.place;
+}
+
 // What makes the program carry the header.
 std::string embeddingLine(const MakeArguments &make) {
-  const std::string file = make.place.empty() ? "HEADER" : make.place;
+  const std::string file = headerFile(make);
   std::vector<std::string> words;
   for (const char *section : {"__ICON.__header", "__ICON.__services"})
     if (section != std::string_view("__ICON.__services") || make.services) {
@@ -131,8 +147,14 @@ std::string embeddingLine(const MakeArguments &make) {
 
 ExitStatus makeHeader(const MakeArguments &make, const WrapperDescription &description,
                       Output &output, Diagnostics &diagnostics) {
+  if (isDescribedAlready(make.executable)) {
+    diagnostics.errorAt(make.executable,
+                        "its wrapper has a description, beside which a header counts "
+                        "or not as the directory is listed");
+    return ExitStatus::no;
+  }
   const std::string text = headerOf(description);
-  if (const auto findings = checkHeader(text, make.place); !findings.empty())
+  if (const auto findings = checkHeader(text, headerFile(make)); !findings.empty())
     return refuse(findings, diagnostics);
   struct stat status {};
   if (make.place.empty())

@@ -9,8 +9,6 @@ namespace tesker {
 
 namespace {
 
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f'; }
-
 // What stands in a wrapper beside its program, and is not one.
 constexpr std::array<std::string_view, 4> kOtherParts = {kResourcesName, kInfoListName,
                                                          kRegistryName, "services"};
@@ -29,9 +27,12 @@ std::string oddityOfWrapperName(std::string_view wrapper) {
     return "the name has control characters in it";
   if (hasWrapperInResources(wrapper))
     return "the name has \"Tesker\" in it: what is in its Resources is read twice";
-  if (isWrapperSuffix(suffixOf(name)) || isNestedWrapperName(name))
+  if (isNestedWrapperName(name))
     return "the name ends in ." + std::string(suffixOf(name)) +
-           " before its suffix: its program is taken for a wrapper, too";
+           " before its suffix: its program is taken for a wrapper inside";
+  if (isWrapperSuffix(suffixOf(name)))
+    return "the name ends in ." + std::string(suffixOf(name)) +
+           " before its suffix, as wrappers do";
   if (std::ranges::find(kOtherParts, name) != kOtherParts.end())
     return "the name is that of another part of a wrapper";
   return {};

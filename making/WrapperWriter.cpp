@@ -84,7 +84,20 @@ std::optional<FileFailure> WrapperWriter::makeFolders(const WrapperDescription &
   return std::nullopt;
 }
 
+std::string WrapperWriter::inPlace(const std::string &path) const {
+  return !hidden_.empty() && path.starts_with(this->path())
+             ? place() + path.substr(this->path().size())
+             : path;
+}
+
 std::optional<FileFailure> WrapperWriter::write(const WrapperDescription &description) {
+  auto failure = writeFiles(description);
+  if (failure)
+    failure->path = inPlace(failure->path);
+  return failure;
+}
+
+std::optional<FileFailure> WrapperWriter::writeFiles(const WrapperDescription &description) {
   if (!isName(description.name))
     return FileFailure{description.name, EINVAL};
   if (auto failure = makeFolders(description))

@@ -35,18 +35,21 @@ public:
   // To be called once. Files get modes 0777 (the program) and 0666 less the umask, whatever those
   // of copied ones are. Nothing when it is done. Fails with EINVAL for a name, of the application
   // or in Resources, that is empty, "." or "..", or has a slash or a NUL in it; and for what is to
-  // be copied and is not a regular file.
+  // be copied and is not a regular file. Paths of failures are those that files are going to have.
   [[nodiscard]] std::optional<FileFailure> write(const WrapperDescription &description);
 
   // The wrapper while it is not in place, under the name that it will have; and its place.
   [[nodiscard]] std::string path() const { return hidden_ + "/" + name_; }
   [[nodiscard]] std::string place() const { return folder_ + "/" + name_; }
+  // The path that one in path() is going to have; others as they are.
+  [[nodiscard]] std::string inPlace(const std::string &path) const;
 
   // Renames it into its place; nothing when it is done. A former one is renamed away first, and
   // back should this fail. Fails with EEXIST where it stays.
   [[nodiscard]] std::optional<FileFailure> putInPlace(Former former);
 
 private:
+  [[nodiscard]] std::optional<FileFailure> writeFiles(const WrapperDescription &description);
   [[nodiscard]] std::optional<FileFailure> makeFolders(const WrapperDescription &description);
 
   const std::string folder_;

@@ -109,6 +109,22 @@ TEST_F(CheckTest, ANameThatTheRulesReadOtherwiseIsTold) {
   EXPECT_EQ(said("Tesker.app"), "") << "it is not a wrapper";
 }
 
+TEST_F(CheckTest, ANameWithASlashIsToldWhereItStands) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", "{\n  NSExecutable = \"a/b\"; }");
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Resources/Info-quorvale.plist:2:18 warning ambiguous-name\n");
+  directory_.writeFile("draw", image("S\ttxt\tDraw\nF\ta/b\tDraw\ti\n"), 0755);
+  EXPECT_EQ(said("draw"), "draw:2:3 warning ambiguous-name\n");
+}
+
+TEST_F(CheckTest, ANestedWrappersNameIsToldToo) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  directory_.writeFile("Foo.app/Bar.bundle.tool/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Bar.bundle.tool/Bar.bundle", image("F\tBar\tBar\ti\n"), 0755);
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Bar.bundle.tool warning ambiguous-name\n");
+}
+
 TEST_F(CheckTest, ADescriptionInAWrapperKnowsTheWrapper) {
   directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
   EXPECT_EQ(said("Foo.app/Resources/Info-quorvale.plist"),

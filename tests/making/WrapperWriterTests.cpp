@@ -126,6 +126,15 @@ TEST_F(WrapperWriterTest, WhatCannotBeCopiedIsNamed) {
   EXPECT_EQ(make({.name = "Edit", .program = CopyOf{directory.path("none")}}), ENOENT);
 }
 
+TEST_F(WrapperWriterTest, WhatCannotBeWrittenIsNamedByItsPlace) {
+  const std::string longName(300, 'x');
+  WrapperWriter writer(directory.path());
+  const auto failure = writer.write({.name = "Edit", .program = "x", .files = {{longName, "x"}}});
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->path, directory.path("Edit.app/Resources/" + longName));
+  EXPECT_EQ(failure->error, ENAMETOOLONG);
+}
+
 TEST_F(WrapperWriterTest, AFolderThatIsNotThereIsNamed) {
   WrapperWriter writer(directory.path("none"));
   const auto failure = writer.write({.name = "Edit", .program = "x"});
