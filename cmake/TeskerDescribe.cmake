@@ -12,12 +12,11 @@
 # Installs the wrapper NAME.app, NAME being the target's unless given, with the target as its program
 # and the files in its Resources; the description becomes Info-quorvale.plist. Without one, the target
 # describes itself. Where the folder is not absolute, it is below the prefix; without one it is
-# "Applications". A nested tool or bundle has SUFFIX tool or bundle and goes INSIDE the wrapper of
-# another target. The target's file gets the wrapper's name.
+# "Applications". SUFFIX may be debug or profile; a nested tool or bundle has SUFFIX tool or bundle
+# and goes INSIDE the wrapper of another target. The target's file gets the wrapper's name.
 
-set(_tesker_owner "Tesker") # as platform/images/DescriptionNotes.h has it
-
-# A source of one note; the text, which may be empty, is read when it is compiled.
+# A source of one note, as platform/images/DescriptionNotes.h has it; the text, which may be empty,
+# is read when it is compiled.
 function(_tesker_add_note target type text)
   get_property(languages GLOBAL PROPERTY ENABLED_LANGUAGES)
   if(CXX IN_LIST languages)
@@ -41,7 +40,7 @@ __asm__(
   ".4byte 1f - 0f\n"
   ".4byte 3f - 2f\n"
   ".4byte @type@\n"
-  "0: .asciz \"@_tesker_owner@\"\n"
+  "0: .asciz \"Tesker\"\n"
   "1: .balign 4\n"
   "2:\n"
 @contents@  "3: .balign 4\n"
@@ -80,7 +79,7 @@ function(tesker_describe target header)
 endfunction()
 
 # The names that the rules for wrappers make ambiguous.
-function(_tesker_check_name name suffix)
+function(_tesker_check_name name)
   if(name MATCHES "/|Tesker|^[.]|^$")
     message(FATAL_ERROR "tesker_add_wrapper: the name \"${name}\" is empty, begins with a dot, or has a slash or \"Tesker\" in it")
   endif()
@@ -88,8 +87,16 @@ function(_tesker_check_name name suffix)
      name MATCHES "^(Resources|services|registry[.]table|Info-quorvale[.]plist)$")
     message(FATAL_ERROR "tesker_add_wrapper: the name \"${name}\" is that of something else in a wrapper")
   endif()
-  if(NOT suffix MATCHES "^(app|debug|profile|tool|bundle)$")
-    message(FATAL_ERROR "tesker_add_wrapper: the suffix \"${suffix}\" is not a wrapper's")
+endfunction()
+
+# Wrappers of other suffixes are not looked at there.
+function(_tesker_check_suffix suffix inside)
+  set(suffixes app debug profile)
+  if(inside)
+    set(suffixes tool bundle)
+  endif()
+  if(NOT suffix IN_LIST suffixes)
+    message(FATAL_ERROR "tesker_add_wrapper: the suffix is \"${suffix}\" and not one of: ${suffixes}")
   endif()
 endfunction()
 
@@ -108,7 +115,8 @@ function(tesker_add_wrapper target)
   if(DEFINED WRAPPER_SUFFIX)
     set(suffix ${WRAPPER_SUFFIX})
   endif()
-  _tesker_check_name("${name}" "${suffix}")
+  _tesker_check_name("${name}")
+  _tesker_check_suffix("${suffix}" "${WRAPPER_INSIDE}")
   if(DEFINED WRAPPER_DESTINATION)
     set(folder ${WRAPPER_DESTINATION})
   endif()

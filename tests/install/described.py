@@ -14,6 +14,7 @@ import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
 CMAKE, BUILD, CONFIG, COMPILER, READELF, LLVM_STRIP = sys.argv[1:7]
+FUNCTIONS = HERE.parent.parent / "cmake/TeskerDescribe.cmake"
 HEADER = (HERE / "described/draw.header").read_bytes()
 
 
@@ -35,15 +36,12 @@ class Described(unittest.TestCase):
         temporary = tempfile.TemporaryDirectory(prefix="tesker-described-")
         cls.addClassCleanup(temporary.cleanup)
         cls.tmp = pathlib.Path(temporary.name)
+        cls.source = shutil.copytree(HERE / "described", cls.tmp / "source")
         run(CMAKE, "--install", BUILD, "--config", CONFIG, "--prefix", cls.tmp / "prefix")
-        run(*cls.configured(cls.tmp / "build"), f"-DCMAKE_INSTALL_PREFIX={cls.tmp}/installed")
-        run(CMAKE, "--build", cls.tmp / "build")
+        run(CMAKE, "-S", cls.source, "-B", cls.tmp / "build", f"-DCMAKE_PREFIX_PATH={cls.tmp}/prefix",
+            f"-DCMAKE_CXX_COMPILER={COMPILER}", f"-DCMAKE_INSTALL_PREFIX={cls.tmp}/installed")
+        run(CMAKE, "--build", cls.tmp / "build", "--parallel")
         run(CMAKE, "--install", cls.tmp / "build")
-
-    @classmethod
-    def configured(cls, build, *more):
-        return [CMAKE, "-S", HERE / "described", "-B", build, f"-DCMAKE_PREFIX_PATH={cls.tmp}/prefix",
-                f"-DCMAKE_CXX_COMPILER={COMPILER}", *more]
 
     def tesker_apps(self, *words):
         (self.tmp / "run").mkdir(mode=0o700, exist_ok=True)
@@ -66,21 +64,17 @@ class Described(unittest.TestCase):
             self.assertIn(note(1, HEADER), program.read_bytes(), strip)
 
     def test_a_changed_text_is_linked_again(self):
-        source = self.tmp / "source"
-        shutil.copytree(HERE / "described", source)
-        build = self.tmp / "again"
-        run(*self.configured(build), "-S", source)
-        run(CMAKE, "--build", build, "--target", "draw")
-        with open(source / "draw.header", "ab") as header:
-            header.write(b"S\tsketch\tDraw\n")
-        run(CMAKE, "--build", build, "--target", "draw")
-        self.assertIn(note(1, HEADER + b"S\tsketch\tDraw\n"), (build / "draw").read_bytes())
+        longer = HEADER + b"S\tsketch\tDraw\n"
+        self.addCleanup((self.source / "draw.header").write_bytes, HEADER)
+        (self.source / "draw.header").write_bytes(longer)
+        run(CMAKE, "--build", self.tmp / "build", "--target", "spell")
+        self.assertIn(note(1, longer), (self.tmp / "build/Spell").read_bytes())
 
     def test_the_notes_are_in_the_order_and_the_format_of_the_machine_that_is_built_for(self):
         clang = shutil.which("clang++")
         if clang is None:
             self.skipTest("no compiler for other machines")
-        for machine, order in (("aarch64", "little"), ("arm", "little"), ("powerpc64", "big"), ("riscv32", "little"), ("s390x", "big")):
+        for machine, order in (("aarch64", "little"), ("arm", "little"), ("powerpc64", "big"), ("s390x", "big")):
             made = self.tmp / f"{machine}.o"
             run(clang, f"--target={machine}-linux-gnu", "-c", self.tmp / "build/tesker-notes/draw-1.cpp", "-o", made)
             self.assertIn(note(1, HEADER, order), made.read_bytes(), machine)
@@ -93,15 +87,19 @@ class Described(unittest.TestCase):
         run(folder / "Edit.app/Edit")
         self.assertIn("Edit.app/Edit", self.tesker_apps("list", folder))
 
+    def refused(self, way, why, *more):
+        with self.assertRaisesRegex(AssertionError, why, msg=(way, *more)):
+            run(CMAKE, "-S", HERE / "refused", "-B", self.tmp / "refused", f"-DFUNCTIONS={FUNCTIONS}", f"-DWAY={way}", *more)
+
     def test_names_and_descriptions_that_the_rules_make_ambiguous_are_refused(self):
-        build = self.tmp / "refused"
         for name in ("a/b", ".hidden", "MyTesker", "Edit.app", "Edit.tool", "services", "Resources"):
-            with self.assertRaisesRegex(AssertionError, "tesker_add_wrapper: the name", msg=name):
-                run(*self.configured(build, "-DREFUSED=name", f"-DREFUSED_NAME={name}"))
-        with self.assertRaisesRegex(AssertionError, "exclude each other"):
-            run(*self.configured(build, "-DREFUSED=twice"))
-        with self.assertRaisesRegex(AssertionError, "does not have a wrapper"):
-            run(*self.configured(build, "-DREFUSED=inside"))
+            self.refused("name", "tesker_add_wrapper: the name", f"-DNAME={name}")
+        self.refused("described twice", "exclude each other")
+
+    def test_wrappers_where_nobody_looks_at_them_are_refused(self):
+        self.refused("inside nothing", "does not have a wrapper")
+        self.refused("application inside", "the suffix is \"app\" and not one of: tool;bundle")
+        self.refused("tool outside", "the suffix is \"tool\" and not one of: app;debug;profile")
 
 
 unittest.main(argv=sys.argv[:1] + sys.argv[7:], verbosity=2)
