@@ -12,6 +12,8 @@ if(CPACK_GENERATOR STREQUAL "DEB")
   file(RENAME ${runtime}/share/zsh/site-functions ${runtime}/share/zsh/vendor-completions)
   file(GLOB pages ${runtime}/share/man/man*/*.[158])
   run(gzip -9n ${pages})
+  file(INSTALL ${CPACK_TESKER_SOURCE}/debian/tesker.lintian-overrides
+    DESTINATION ${runtime}/share/lintian/overrides RENAME tesker)
   foreach(documents ${runtime}/share/doc/tesker ${development}/share/doc/libtesker-dev)
     file(COPY ${CPACK_TESKER_SOURCE}/debian/copyright ${CPACK_TESKER_SOURCE}/debian/changelog
       DESTINATION ${documents} FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
