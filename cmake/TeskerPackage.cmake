@@ -23,6 +23,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/arrange.cmake)
 set(CPACK_TESKER_SOURCE ${PROJECT_SOURCE_DIR}) # for the script
 set(CPACK_TESKER_LIBDIR ${CMAKE_INSTALL_LIBDIR})
+set(CPACK_TESKER_LIBEXECDIR ${CMAKE_INSTALL_LIBEXECDIR})
 
 # With the staging folder in DESTDIR, the prefix is the true one while files are installed.
 set(CPACK_SET_DESTDIR ON)

@@ -6,14 +6,19 @@ function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-run(strip --strip-debug --enable-deterministic-archives ${development}/${CPACK_TESKER_LIBDIR}/libtesker.a)
+# As debhelper does.
+file(GLOB programs ${runtime}/bin/* ${runtime}/${CPACK_TESKER_LIBEXECDIR}/tesker/*)
+run(strip --remove-section=.comment ${programs})
+run(strip --strip-debug --remove-section=.comment --enable-deterministic-archives
+  ${development}/${CPACK_TESKER_LIBDIR}/libtesker.a)
 
 if(CPACK_GENERATOR STREQUAL "DEB")
   file(RENAME ${runtime}/share/zsh/site-functions ${runtime}/share/zsh/vendor-completions)
   file(GLOB pages ${runtime}/share/man/man*/*.[158])
   run(gzip -9n ${pages})
-  file(INSTALL ${CPACK_TESKER_SOURCE}/debian/tesker.lintian-overrides
-    DESTINATION ${runtime}/share/lintian/overrides RENAME tesker)
+  file(MAKE_DIRECTORY ${runtime}/share/lintian/overrides)
+  configure_file(${CPACK_TESKER_SOURCE}/debian/tesker.lintian-overrides
+    ${runtime}/share/lintian/overrides/tesker COPYONLY NO_SOURCE_PERMISSIONS)
   foreach(documents ${runtime}/share/doc/tesker ${development}/share/doc/libtesker-dev)
     file(COPY ${CPACK_TESKER_SOURCE}/debian/copyright ${CPACK_TESKER_SOURCE}/debian/changelog
       DESTINATION ${documents} FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)

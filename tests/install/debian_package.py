@@ -96,6 +96,10 @@ class DebianPackages(unittest.TestCase):
         self.assertLessEqual({"usr/bin/tesker-apps", "usr/bin/tesker-fileop", "usr/libexec/tesker/ToolFinder",
                               "usr/share/zsh/vendor-completions/_tesker-apps"}, files)
 
+    def test_the_linters_word_on_them_is_explained(self):
+        overrides = self.root / "usr/share/lintian/overrides/tesker"
+        self.assertTrue(filecmp.cmp(overrides, DEBIAN / "tesker.lintian-overrides", shallow=False))
+
     def test_the_library_is_where_others_of_its_machine_are(self):
         machine = run("dpkg-architecture", "-qDEB_HOST_MULTIARCH").strip()
         self.assertEqual(LIBDIR, f"lib/{machine}")
