@@ -37,7 +37,8 @@ if(TESKER_SANITIZE)
     # g++ says so by itself.
     add_compile_definitions(__SANITIZE_ADDRESS__=1)
   endif()
-else()
+elseif(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
+  # Packagers ask for it in their own way.
   add_compile_options($<$<CONFIG:RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
 endif()
 if(TESKER_LIBFUZZER)

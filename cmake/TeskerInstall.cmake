@@ -1,6 +1,12 @@
 # What is installed: the tool, the commands, and libtesker, one static library of all layers below
 # the programs, with its headers, its CMake package and its pkg-config file.
+#
+# There is no shared one: what crosses its interface (strings, records, counted objects) is inline in
+# its headers, and changes from version to version.
+#
+# Components: "runtime" for those who run it, "development" for those who build with it.
 include(CMakePackageConfigHelpers)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
 
 get_property(library_layers GLOBAL PROPERTY TESKER_LIBRARY_LAYERS)
 
@@ -23,25 +29,28 @@ target_link_libraries(tesker INTERFACE
 get_property(public_headers GLOBAL PROPERTY TESKER_PUBLIC_HEADERS)
 foreach(header ${public_headers})
   cmake_path(GET header PARENT_PATH folder)
-  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tesker/${folder})
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tesker/${folder}
+    COMPONENT development)
 endforeach()
 
 # Programs. tesker-apps looks for the tool from its own folder on (TESKER_TOOL_FROM_PROGRAMS).
 install(TARGETS tesker-apps tesker-fileop RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS ToolFinder EXPORT tesker-targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tesker)
-install(TARGETS tesker EXPORT tesker-targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS tesker EXPORT tesker-targets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
 # CMake package and pkg-config file. Both find the rest from where they lie, so that the tree can
 # be moved.
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/tesker)
-install(EXPORT tesker-targets NAMESPACE tesker:: DESTINATION ${package_folder})
+install(EXPORT tesker-targets NAMESPACE tesker:: DESTINATION ${package_folder}
+  COMPONENT development)
 configure_package_config_file(cmake/tesker-config.cmake.in ${CMAKE_BINARY_DIR}/tesker-config.cmake
   INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/tesker-config-version.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/tesker-config.cmake ${CMAKE_BINARY_DIR}/tesker-config-version.cmake
-  DESTINATION ${package_folder})
+  cmake/TeskerDescribe.cmake DESTINATION ${package_folder} COMPONENT development)
 
 set(TESKER_PREFIX_FROM_PKGCONFIG ${CMAKE_INSTALL_PREFIX})
 cmake_path(RELATIVE_PATH TESKER_PREFIX_FROM_PKGCONFIG
@@ -51,12 +60,15 @@ foreach(folder LIBDIR INCLUDEDIR LIBEXECDIR)
   cmake_path(APPEND TESKER_PC_${folder} ${CMAKE_INSTALL_${folder}}) # as it is when it is absolute
 endforeach()
 configure_file(cmake/tesker.pc.in ${CMAKE_BINARY_DIR}/tesker.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/tesker.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${CMAKE_BINARY_DIR}/tesker.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
 
 # Documents and completions
 install(FILES docs/Tesker.ToolFinder.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/tesker)
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
-install(FILES README.md ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CHANGELOG.md SECURITY.md ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES tests/install/consumer/CMakeLists.txt tests/install/consumer/main.cpp
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libtesker-dev/examples COMPONENT development)
 install(FILES docs/man/tesker-apps.1 docs/man/tesker-fileop.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/tesker-description.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)

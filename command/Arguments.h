@@ -24,6 +24,16 @@ enum class ExitStatus {
   toolFailed = 5, // the tool crashed, timed out or broke the protocol
 };
 
+// What make is to make.
+struct MakeArguments {
+  std::string name;
+  std::string executable;         // of a header, empty: none is named
+  std::string icon;               // a file; empty: none
+  std::vector<std::string> types; // "txt,md:text.png"
+  std::string place;              // a folder; of a header a file, empty: standard output
+  bool services = false;
+};
+
 struct Arguments {
   const Command *command = nullptr; // never nil once it is parsed
   Diagnostics::Level level = Diagnostics::Level::normal;
@@ -32,16 +42,17 @@ struct Arguments {
   ColourChoice colours = ColourChoice::automatic;
   std::vector<std::string> paths; // where to search; empty: the usual places
   std::vector<std::string> files; // open, why, check
-  std::string subject;            // what is asked about; of prefer, help, empty: everything
-  std::string application;        // open, prefer: a name or path; empty: none
-  std::string pathListFile;       // dock; empty: the paths are in `paths`
-  std::string input;              // decode, encode; of diff the old answer
-  std::string answerFile;         // the answer to ask; empty: one of a search
-  std::string previousFile;       // empty: none
-  std::string saveFile;           // empty: none
-  std::string kind;               // check; empty: as the file is
-  std::string cpu;                // empty: this machine's
-  std::string tool;               // empty: the one that belongs to this command
+  std::string subject;      // what is asked about, or made; of prefer, help, empty: everything
+  std::string application;  // open, prefer: a name or path; empty: none
+  std::string pathListFile; // dock; empty: the paths are in `paths`
+  std::string input;        // decode, encode; of diff the old answer
+  std::string answerFile;   // the answer to ask; empty: one of a search
+  std::string previousFile; // empty: none
+  std::string saveFile;     // empty: none
+  std::string kind;         // check; empty: as the file is
+  std::string cpu;          // empty: this machine's
+  MakeArguments make;
+  std::string tool; // empty: the one that belongs to this command
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
   std::optional<JudgementCode> code;    // why: only what has this code
   std::optional<JudgementCode> explain; // why: say what this code means

@@ -136,6 +136,19 @@ Result<> checkFile(const std::string &path, std::optional<DescriptionKind> kind,
   return {};
 }
 
+std::vector<Finding> checkHeader(std::string_view text, const std::string &path) {
+  const LogSilence silence;
+  const std::string absolute = absoluteSearchPath(path);
+  Findings findings;
+  CheckJudge judge(absolute, true, [&](Finding finding) {
+    finding.file = path;
+    findings.add(std::move(finding));
+  });
+  judged(nullptr, absolute,
+         [&] { (void)parseHeaderText(text, NSString::create(absolute), NSDefaultMallocZone()); });
+  return std::move(findings).sorted();
+}
+
 CheckAnswer check(const std::string &path, std::optional<DescriptionKind> kind,
                   std::chrono::nanoseconds timeout) {
   CheckAnswer answer;

@@ -12,6 +12,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tesker {
@@ -34,5 +35,8 @@ struct CheckAnswer {
 // twice. Fails with the errno where the file cannot be examined or opened, and says nothing then.
 [[nodiscard]] Result<> checkFile(const std::string &path, std::optional<DescriptionKind> kind,
                                  const std::function<void(const Finding &)> &sink);
+
+// The findings on the text of a header that is to stand at the path.
+[[nodiscard]] std::vector<Finding> checkHeader(std::string_view text, const std::string &path);
 
 } // namespace tesker

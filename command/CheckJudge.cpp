@@ -3,7 +3,9 @@
 #include "command/SearchPath.h"
 #include "filesystem/TeskerFileManagerMethods.h"
 #include "filesystem/TextFunctions.h"
+#include "making/AmbiguousNames.h"
 #include "parsing/IconHeaderParser.h"
+#include "parsing/WrapperNames.h"
 #include "paths/PathFunctions.h"
 #include "platform/foundation/OperatingSystem.h"
 
@@ -36,6 +38,26 @@ bool hasAtOrBelow(const std::set<std::string> &paths, const std::string &path) {
   return paths.contains(path) || (next != paths.end() && next->starts_with(path + "/"));
 }
 
+std::string_view nameOf(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+
+bool isDirectory(const std::string &path) {
+  struct stat status {};
+  return OperatingSystem::current().statAt(AT_FDCWD, path.c_str(), true, status) == 0 &&
+         S_ISDIR(status.st_mode);
+}
+
+// Whether the entry of a wrapper, its program or its services, speaks for itself.
+bool speaks(const std::string &path) {
+  if (nameOf(path) == "services")
+    return true;
+  struct Deaf final : Judge { // what is said of the entry has been said
+    void note(const Judgement &) override {}
+  } deaf;
+  const auto [dir, file] = TeskerNormalizePathIntoDirFile(NSString::create(path));
+  const auto records = parseApp(NSFileManager::classObject(), dir, file, NSDefaultMallocZone());
+  return records && !records->empty();
+}
+
 // Whether a key of the same file is nearly the one that is missing.
 bool isMisspelt(const Remark &missing, const std::vector<Remark> &remarks) {
   return std::ranges::any_of(remarks, [&](const Remark &remark) {
@@ -53,6 +75,13 @@ std::string wrapperOf(const std::string &path) {
   return std::string(suffixOf(wrapper.substr(wrapper.rfind('/') + 1)).empty() ? "" : wrapper);
 }
 
+bool hasDescription(const std::string &wrapper) {
+  const std::string resources = wrapper + "/" + std::string(kResourcesName) + "/";
+  return isThere(resources + std::string(kInfoListName)) ||
+         isThere(resources + std::string(kRegistryName)) ||
+         isThere(wrapper + "/" + std::string(kRegistryName));
+}
+
 void CheckJudge::warn(Finding place, std::string_view word, std::string text) {
   place.word = word;
   place.text = std::move(text);
@@ -66,6 +95,8 @@ void CheckJudge::noteDetail(const std::string &path, const Remark &detail) {
     judgeExtension(finding, detail.detail);
   else if (detail.code == JudgementCode::iconTaken)
     judgeIcon(finding, detail.detail);
+  else if (detail.code == JudgementCode::nameTaken)
+    judgeTakenName(finding, detail.detail);
   else
     sink_(finding);
 }
@@ -91,6 +122,12 @@ void CheckJudge::judgeIcon(const Finding &place, const std::string &icon) {
     if (isThere(dir + icon) || isThere(dir + icon + ".tiff"))
       return;
   warn(place, "missing-icon", "the wrapper has no icon " + icon);
+}
+
+void CheckJudge::judgeTakenName(const Finding &place, const std::string &name) {
+  if (name.find('/') != std::string::npos)
+    warn(place, "ambiguous-name",
+         "the name \"" + name + "\" has a slash in it: asked for, it is taken for a path");
 }
 
 void CheckJudge::judgeRecords(const Records &records) {
@@ -137,25 +174,40 @@ void CheckJudge::judgeVerdict(const Judgement &judgement) {
   const JudgementCode code = judgement.verdict.code;
   if (code == JudgementCode::passedOver)
     return judgePassedOver(judgement);
+  if (code == JudgementCode::wrapperPart)
+    return judgeOrder(judgement.path);
   Finding finding = findingOf(judgement.verdict, judgement.path);
   if (code == JudgementCode::noDescription)
     silent_.push_back(std::move(finding));
   else if (judgement.path != path_ && !isOrdinary(code))
     add(std::move(finding));
-  else if (judgement.path == path_ && code != JudgementCode::found &&
-           code != JudgementCode::wrapperPart)
+  else if (judgement.path == path_ && code != JudgementCode::found)
     checked_.emplace(std::move(finding), code);
 }
 
 // What a wrapper's description keeps from being looked at; most programs say nothing of themselves.
 void CheckJudge::judgePassedOver(const Judgement &judgement) {
-  const auto [dir, file] = TeskerNormalizePathIntoDirFile(NSString::create(judgement.path));
-  const bool isServices = file && file.bytes() == "services";
-  const auto records =
-      isServices ? std::nullopt
-                 : parseApp(NSFileManager::classObject(), dir, file, NSDefaultMallocZone());
-  if (isServices || (records && !records->empty()))
+  if (speaks(judgement.path))
     sink_(findingOf(judgement.verdict, judgement.path));
+}
+
+// What counts beside a wrapper's description, and would not if the directory had it behind that.
+void CheckJudge::judgeOrder(const std::string &path) {
+  const std::string wrapper(directoryOf(path));
+  const std::string_view program = nameOf(wrapper).substr(0, nameOf(wrapper).rfind('.'));
+  if (nameOf(path) != program && nameOf(path) != "services")
+    return;
+  if (hasDescription(wrapper) && speaks(path))
+    warn({.file = path}, "described-twice",
+         "it counts beside the description only because the directory has it before that");
+}
+
+void CheckJudge::judgeName(const std::string &path) {
+  if (!isWrapperSuffix(suffixOf(nameOf(path))) && !isNestedWrapperName(nameOf(path)))
+    return;
+  std::string oddity = oddityOfWrapperName(nameOf(path));
+  if (!oddity.empty() && isDirectory(path))
+    warn({.file = path}, "ambiguous-name", std::move(oddity));
 }
 
 void CheckJudge::judgeRemarks(const Judgement &judgement) {
@@ -173,6 +225,7 @@ void CheckJudge::note(const Judgement &judgement) {
   if (judgement.records > 0)
     recorded_.insert(judgement.path);
   judgeRemarks(judgement);
+  judgeName(judgement.path);
   if (!isDescription_)
     judgeVerdict(judgement);
 }

@@ -18,6 +18,9 @@ namespace tesker {
 // is none.
 [[nodiscard]] std::string wrapperOf(const std::string &path);
 
+// Whether there is a description, readable or not, that counts for the wrapper.
+[[nodiscard]] bool hasDescription(const std::string &wrapper);
+
 class CheckJudge final : public Judge {
 public:
   using Sink = std::function<void(const Finding &)>;
@@ -37,10 +40,13 @@ public:
 private:
   void judgeExtension(const Finding &place, const std::string &extension);
   void judgeIcon(const Finding &place, const std::string &icon);
+  void judgeTakenName(const Finding &place, const std::string &name);
   void judgeRecords(const Records &records);
   void judgeVerdict(const Judgement &judgement);
   void judgeRemarks(const Judgement &judgement);
   void judgePassedOver(const Judgement &judgement);
+  void judgeOrder(const std::string &path);
+  void judgeName(const std::string &path);
   void judgeSilence(Finding finding);
   void judgeChecked(Finding finding, JudgementCode code);
   void warn(Finding place, std::string_view word, std::string text);

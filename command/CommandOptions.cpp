@@ -89,6 +89,14 @@ CLI::Option *CommandOptions::value(const char *name, const char *valueName, std:
       ->option_text(valueName);
 }
 
+CLI::Option *CommandOptions::values(const char *name, const char *valueName,
+                                    std::vector<std::string> &list, const char *description) {
+  return command_.add_option(name, keptIn(list), description)
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->option_text(valueName);
+}
+
 CLI::Option *CommandOptions::flag(const char *name, bool &isGiven, const char *description) {
   return command_.add_flag(name, isGiven, description)->option_text(" ");
 }
@@ -236,13 +244,9 @@ CLI::Option *CommandOptions::code(const char *name, std::optional<JudgementCode>
 }
 
 CLI::Option *CommandOptions::places() {
-  return command_
-      .add_option("--in", keptIn(arguments.paths),
-                  "Search here, a directory or application, instead\n"
-                  "of the usual places; may stand several times")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->option_text("PATH");
+  return values("--in", "PATH", arguments.paths,
+                "Search here, a directory or application, instead\n"
+                "of the usual places; may stand several times");
 }
 
 void CommandOptions::question() {

@@ -31,7 +31,10 @@ public:
   // An option with one value, which the help calls by a word of its own and which may not be empty.
   CLI::Option *value(const char *name, const char *valueName, std::string &value,
                      const char *description);
-  // The same, a file.
+  // An option that may stand several times, each time with one value.
+  CLI::Option *values(const char *name, const char *valueName, std::vector<std::string> &list,
+                      const char *description);
+  // An option with one value, a file.
   CLI::Option *file(const char *name, std::string &file, const char *description) {
     return value(name, "FILE", file, description);
   }

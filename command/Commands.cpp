@@ -182,6 +182,42 @@ void declareCheck(CommandOptions &options) {
   options.timeout();
 }
 
+void declareMake(CommandOptions &options) {
+  Arguments &arguments = options.arguments;
+  MakeArguments &make = arguments.make;
+  options
+      .word("WHAT", arguments.subject,
+            "wrapper: a directory NAME.app with a program and\n"
+            "its description; header: the text that a program\n"
+            "can carry to describe itself")
+      ->required()
+      ->check(CLI::IsMember({"wrapper", "header"}))
+      ->option_text(" ");
+  options.word("PLACE", make.place,
+               "The directory to make the wrapper in, or the file\n"
+               "for the header, without it standard output; what\n"
+               "is there already is not replaced");
+  options.value("--name", "NAME", make.name, "The application's name")->required();
+  options.value("--executable", "PATH", make.executable,
+                "The program or script that is copied into the\n"
+                "wrapper, or is to carry the header");
+  options.file("--icon", make.icon,
+               "The application's icon, which is copied into the\n"
+               "wrapper and only named in a header");
+  options.values("--types", "TYPES", make.types,
+                 "What it opens: EXT[,EXT...][:ICON], extensions and\n"
+                 "a file with their icon; may stand several times");
+  options.flag("--services", make.services, "It offers services to other programs");
+  options.timeout();
+  options.check([&arguments, &make]() -> std::string {
+    if (arguments.subject == "header")
+      return make.icon.empty() ? "a header requires --icon" : "";
+    if (make.executable.empty())
+      return "a wrapper requires --executable";
+    return make.place.empty() ? "a wrapper requires PLACE" : "";
+  });
+}
+
 void declareHelp(CommandOptions &options) {
   options.word("COMMAND", options.arguments.subject,
                "One of the commands; without one, all are listed");
@@ -201,6 +237,7 @@ const std::vector<Command> &allCommands() {
       {"prefer", "Choose the application for a type of file", declarePrefer, preferCommand},
       {"why", "Say why an application is found, or is not", declareWhy, whyCommand},
       {"check", "Say what is wrong with descriptions", declareCheck, checkCommand},
+      {"make", "Make a wrapper or header of one's own", declareMake, makeCommand},
       {"diff", "Compare two answers", declareDiff, diffCommand},
       {"watch", "List applications, and what changes from then on", declareWatch, watchCommand},
       {"decode", "Print the records of an encoded text", declareDecode, decodeCommand},

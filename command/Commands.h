@@ -39,6 +39,8 @@ RunCommand openCommand, preferCommand;
 RunCommand whyCommand;
 // What is wrong with a description.
 RunCommand checkCommand;
+// What describes an application of one's own.
+RunCommand makeCommand;
 // What has changed from one answer to another, and what changes from now on.
 RunCommand diffCommand, watchCommand;
 // The same help as --help.

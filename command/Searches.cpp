@@ -292,10 +292,11 @@ void Searches::reportLog(const SearchRequest &request, const SearchOutcome &outc
   const std::size_t told = skipped + (outcome.confinement ? 1 : 0) + (outcome.cut ? 1 : 0);
   const std::size_t count = outcome.logLineCount - std::min(outcome.logLineCount, told);
   if (skipped > 0 && !diagnostics_.verbose())
-    diagnostics_.note(named(request) + ": " + std::to_string(skipped) +
-                      (skipped == 1 ? " link that leads back to a directory above it was"
-                                    : " links that lead back to directories above them were") +
-                      " skipped; -v names " + (skipped == 1 ? "it" : "them"));
+    diagnostics_.note(
+        named(request) + ": " + std::to_string(skipped) +
+        (skipped == 1
+             ? " link that leads back to a directory above it was skipped; -v names it"
+             : " links that lead back to directories above them were skipped; -v names them"));
   if (diagnostics_.verbose() || count == 0)
     return;
   if (!std::holds_alternative<SearchFailure>(outcome.result)) {

@@ -1,12 +1,10 @@
 #include "master/PrivateDirectory.h"
 
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/RemoveTree.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <optional>
 #include <string_view>
@@ -20,10 +18,9 @@ namespace {
 // A name that nothing else has: "tesker-" and a user's number is where a desktop's master listens.
 constexpr std::string_view kPrefix = "tesker-master-";
 
-// How long what is left in a directory is cleared away, and how far down: enough for anything but a
-// process that makes files for as long as there is one who removes them.
+// How long what is left in a directory is cleared away: enough for anything but a process that
+// makes files for as long as there is one who removes them.
 constexpr std::chrono::seconds kTimeToClear{2};
-constexpr int kDeepestCleared = 32;
 
 // What the open directory is like; fails with EPERM when it is another user's.
 Result<struct stat> statusOfOwn(const FileDescriptor &directory) {
@@ -56,47 +53,6 @@ Result<FileDescriptor> openLocked(const std::string &path, bool locksAreNeeded) 
   return directory;
 }
 
-void removeEntry(int directory, const char *name, int depth, const Deadline &deadline);
-
-// Removes what is in the directory, as far as it goes, without asking for memory.
-void clear(int directory, int depth, const Deadline &deadline) {
-  alignas(dirent64) std::array<char, 2048> entries;
-  for (;;) {
-    const ssize_t size =
-        OperatingSystem::current().readEntries(directory, entries.data(), entries.size());
-    for (ssize_t at = 0; at < size;) {
-      const auto *entry = reinterpret_cast<const dirent64 *>(entries.data() + at);
-      if (deadline.passed())
-        return;
-      removeEntry(directory, entry->d_name, depth, deadline);
-      at += entry->d_reclen;
-    }
-    if (size <= 0)
-      return;
-  }
-}
-
-// Links are not followed.
-void removeEntry(int directory, const char *name, int depth, const Deadline &deadline) {
-  OperatingSystem &system = OperatingSystem::current();
-  if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0 ||
-      system.unlinkAt(directory, name, 0) == 0)
-    return;
-  const FileDescriptor below(system.openAt(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
-  if (below && depth > 0)
-    clear(below.number(), depth - 1, deadline);
-  system.unlinkAt(directory, name, AT_REMOVEDIR);
-}
-
-// Links in it are removed, not followed. Whether it is gone.
-bool removeWhole(const std::string &path, const Deadline &deadline) {
-  OperatingSystem &system = OperatingSystem::current();
-  const FileDescriptor directory(system.open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
-  if (directory)
-    clear(directory.number(), kDeepestCleared, deadline);
-  return system.removeDirectory(path.c_str()) == 0;
-}
-
 // Removes what processes that were killed have left. Each is locked meanwhile, so that its maker,
 // who may be about to lock it, and others who clean up step aside.
 void removeAbandoned(const std::string &parent) {
@@ -112,7 +68,7 @@ void removeAbandoned(const std::string &parent) {
       continue;
     const std::string path = parent + "/" + std::string(*name);
     if (const Result<FileDescriptor> lock = openLocked(path, true)) {
-      removeWhole(path, Deadline::in(kTimeToClear));
+      (void)removeTree(path, Deadline::in(kTimeToClear));
       ++removed;
     }
   }
@@ -165,7 +121,7 @@ bool PrivateDirectory::remove(const Deadline &pause) {
   OperatingSystem &system = OperatingSystem::current();
   (void)system.removeDirectory(bootstrapPath().c_str());
   if (system.removeDirectory(path_.c_str()) != 0 &&
-      !removeWhole(path_, earlier(pause, *timeToRemove_)) && pause.passed() &&
+      !removeTree(path_, earlier(pause, *timeToRemove_)) && pause.passed() &&
       !timeToRemove_->passed())
     return false;
   path_.clear();

@@ -205,6 +205,7 @@ private:
     TKLine record = TKLine::create(kMostPairs, zone_);
     record.set(recordWords().type, recordWords().app);
     record.set(recordWords().name, NSString::create(words.kept[1], zone_));
+    tellOfHeader({line_, words.columns[1]}, JudgementCode::nameTaken, words.kept[1]);
     record.set(recordWords().appName, NSString::create(words.kept[2], zone_));
     record.set(recordWords().icon, NSString::create(words.kept[3], zone_));
     return record;

@@ -48,7 +48,8 @@ constexpr std::array<std::string_view, kAllCodes> kWords = {"found",
                                                             "ignored",
                                                             "repeated-key",
                                                             "extension-taken",
-                                                            "icon-taken"};
+                                                            "icon-taken",
+                                                            "name-taken"};
 static_assert(!kWords.back().empty());
 
 // What keeps a wrapper from being found when one of its parts says it: the first of these.

@@ -64,9 +64,10 @@ enum class JudgementCode : std::uint8_t {
   repeatedKey,    // a key that stands again further down, where it counts
   extensionTaken, // a record was made of this extension
   iconTaken,      // a description's icon
+  nameTaken,      // an application's name
 };
 inline constexpr auto kJudgementCodes = static_cast<std::size_t>(JudgementCode::shadowed) + 1;
-inline constexpr auto kAllCodes = static_cast<std::size_t>(JudgementCode::iconTaken) + 1;
+inline constexpr auto kAllCodes = static_cast<std::size_t>(JudgementCode::nameTaken) + 1;
 inline constexpr bool isDetail(JudgementCode code) { return code > JudgementCode::shadowed; }
 
 // "not-executable"; and back, nothing for other words.

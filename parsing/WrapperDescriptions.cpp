@@ -126,6 +126,9 @@ void judgeNewStyle(const NSDictionary &list) {
     return;
   judgeKeys(list, kListKeys);
   judgeString(list, "NSExecutable", true);
+  if (const NSString name = list.stringForKey("NSExecutable"))
+    tell(*list.objectForKey("NSExecutable"), JudgedText::At::value, JudgementCode::nameTaken,
+         name.bytes());
   judgeString(list, "NSIcon", true);
   if (const NSString icon = list.stringForKey("NSIcon"))
     tell(*list.objectForKey("NSIcon"), JudgedText::At::value, JudgementCode::iconTaken,

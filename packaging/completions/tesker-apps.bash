@@ -33,7 +33,7 @@ _tesker_apps() {
     malformed-list wrong-kind types-cut-short unknown-key missing-key passed-over
     no-self-description malformed-header-line damaged-image other-processor near-suffix
     limits-reached failed'
-  local commands='list dock handlers types services show open prefer why check diff watch decode encode help'
+  local commands='list dock handlers types services show open prefer why check make diff watch decode encode help'
   local always='-h --help -v --verbose -q --quiet --color'
   local tabular='--no-header --sort'
   local searching='-f --format --previous --save --cached --cpu --timeout --link-cycles --tool'
@@ -51,7 +51,8 @@ _tesker_apps() {
     --format:* | -f:*) words='table json jsonl' ;;
     --cpu:*) words=$processors ;;
     --code:* | --explain:*) words=$codes ;;
-    --previous:* | --save:* | --timeout:* | --jobs:* | --poll:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:*) ;;
+    --previous:* | --save:* | --timeout:* | --jobs:* | --poll:* | --tool:* | --paths0-from:* | --in:* | --from:* | --with:* | \
+      --name:* | --executable:* | --icon:* | --types:*) ;;
     --link-cycles:*) words='skip follow' ;;
     --kind:*) words='list registry header' ;;
     *::*)
@@ -64,6 +65,8 @@ _tesker_apps() {
     *:prefer:-*) words="$always --forget $tabular $asking" ;;
     *:why:-*) words="$always --all --code --explain -f --format --in --cpu --timeout --link-cycles" ;;
     *:check:-*) words="$always --kind --strict -f --format --timeout" ;;
+    *:make:-*) words="$always --name --executable --icon --types --services --timeout" ;;
+    make:make:*) words='wrapper header' ;;
     *:diff:-*) words="$always --exit-code $tabular ${asking/--from --cached /}" ;;
     *:watch:-*) words="$always -f --format --poll --cpu --timeout --link-cycles --tool --jobs" ;;
     *:decode:-*) words="$always $tabular -f --format" ;;

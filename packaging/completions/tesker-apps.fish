@@ -1,6 +1,6 @@
 # Completion of tesker-apps for fish.
 
-set -l commands list dock handlers types services show open prefer why check diff watch decode encode help
+set -l commands list dock handlers types services show open prefer why check make diff watch decode encode help
 set -l before "not __fish_seen_subcommand_from $commands"
 set -l searching '__fish_seen_subcommand_from list dock'
 set -l asking '__fish_seen_subcommand_from handlers types services show open prefer'
@@ -42,6 +42,7 @@ complete -c tesker-apps -n $before -f -a open -d 'Open files with their best app
 complete -c tesker-apps -n $before -f -a prefer -d 'Choose the application for a type of file'
 complete -c tesker-apps -n $before -f -a why -d 'Say why an application is found, or is not'
 complete -c tesker-apps -n $before -f -a check -d 'Say what is wrong with descriptions'
+complete -c tesker-apps -n $before -f -a make -d "Make a wrapper or header of one's own"
 complete -c tesker-apps -n $before -f -a diff -d 'Compare two answers'
 complete -c tesker-apps -n $before -f -a watch -d 'List applications, and what changes'
 complete -c tesker-apps -n $before -f -a decode -d 'Print the records of an encoded text'
@@ -96,6 +97,15 @@ complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -s f -l format
     -d 'Form of the findings'
 complete -c tesker-apps -n '__fish_seen_subcommand_from check' -x -l timeout \
     -d 'Give up a file after so many seconds'
+set -l making '__fish_seen_subcommand_from make'
+complete -c tesker-apps -n "$making; and not __fish_seen_subcommand_from wrapper header" \
+    -f -a 'wrapper header' -d 'What to make'
+complete -c tesker-apps -n $making -x -l name -d "The application's name"
+complete -c tesker-apps -n $making -r -l executable -d 'The program or script'
+complete -c tesker-apps -n $making -r -l icon -d "The application's icon"
+complete -c tesker-apps -n $making -r -l types -d 'Extensions that it opens, and their icon'
+complete -c tesker-apps -n $making -l services -d 'It offers services to other programs'
+complete -c tesker-apps -n $making -x -l timeout -d 'Give up the check after so many seconds'
 complete -c tesker-apps -n '__fish_seen_subcommand_from diff' -l exit-code \
     -d 'Exit with 1 when something has changed'
 complete -c tesker-apps -n $watching -x -s f -l format -a 'table jsonl' -d 'Form of what is told'

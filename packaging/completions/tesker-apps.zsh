@@ -68,6 +68,7 @@ _tesker-apps() {
     'prefer:choose the application for a type of file'
     'why:say why an application is found, or is not'
     'check:say what is wrong with descriptions'
+    'make:make a wrapper or a header'
     'diff:compare two answers'
     'watch:list applications, and what changes from then on'
     'decode:print the records of an encoded text'
@@ -125,6 +126,15 @@ _tesker-apps() {
             '--timeout=[give up a file after so many seconds]:seconds:' \
             '(--format)-f[form of the findings]:form:(table json jsonl)' \
             '(-f)--format=[form of the findings]:form:(table json jsonl)'
+          ;;
+        make)
+          _arguments $always '1:what to make:(wrapper header)' '2:place:_files' \
+            '--name=[the name of the application]:name:' \
+            '--executable=[the program or script]:program:_files' \
+            '--icon=[the icon of the application]:icon:_files' \
+            '*--types=[extensions that it opens, and their icon]:types:_files' \
+            '--services[it offers services to other programs]' \
+            '--timeout=[give up the check after so many seconds]:seconds:'
           ;;
         diff)
           _arguments $always $tabular $comparing '1:old answer:_files' '2:new answer:_files' \

@@ -5,6 +5,7 @@
 #include "tests/command/CheckTest.h"
 #include "tests/support/DescribingImage.h"
 #include "tests/support/ElfBuilder.h"
+#include "tests/support/OrderedListings.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -68,6 +69,58 @@ TEST_F(CheckTest, AWrapperIsCheckedWithAllThatIsInIt) {
   EXPECT_EQ(said("Foo.app"), "");
   directory_.writeFile("Foo.app/Foo", imageWithHeader("F\tFoo\tFoo\ti\n"), 0755);
   EXPECT_EQ(said("Foo.app/"), "Foo.app/Foo warning passed-over\n");
+}
+
+TEST_F(CheckTest, WhicheverWayTheDirectoryIsListedAProgramBesideADescriptionIsTold) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Foo", imageWithHeader("F\tFoo\tFoo\ti\n"), 0755);
+  directory_.writeFile("Foo.app/services", "");
+  test::OrderedListings ascending(test::OrderedListings::Order::ascending);
+  test::OrderedListings descending(test::OrderedListings::Order::descending);
+  {
+    const ScopedOperatingSystem scope(descending);
+    EXPECT_EQ(said("Foo.app"), "Foo.app/Foo warning described-twice\n"
+                               "Foo.app/services warning passed-over\n");
+  }
+  const ScopedOperatingSystem scope(ascending);
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Foo warning passed-over\n"
+                             "Foo.app/services warning described-twice\n");
+}
+
+TEST_F(CheckTest, AProgramThatSaysNothingIsNotASecondDescription) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  test::OrderedListings descending(test::OrderedListings::Order::descending);
+  const ScopedOperatingSystem scope(descending);
+  EXPECT_EQ(said("Foo.app"), "");
+}
+
+TEST_F(CheckTest, ANameThatTheRulesReadOtherwiseIsTold) {
+  for (const std::string name : {"MyTesker", "Foo.tool"}) {
+    const std::string wrapper = name + ".app";
+    directory_.writeFile(wrapper + "/Resources/Info-quorvale.plist", kList);
+    directory_.writeFile(wrapper + "/" + name, "#!/bin/sh\n", 0755);
+    EXPECT_NE(said(wrapper).find(wrapper + " warning ambiguous-name\n"), std::string::npos);
+  }
+  directory_.writeFile("Tesker.app", imageWithHeader("F\tFoo\tFoo\ti\n"), 0755);
+  EXPECT_EQ(said("Tesker.app"), "") << "it is not a wrapper";
+}
+
+TEST_F(CheckTest, ANameWithASlashIsToldWhereItStands) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", "{\n  NSExecutable = \"a/b\"; }");
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Resources/Info-quorvale.plist:2:18 warning ambiguous-name\n");
+  directory_.writeFile("draw", imageWithHeader("S\ttxt\tDraw\nF\ta/b\tDraw\ti\n"), 0755);
+  EXPECT_EQ(said("draw"), "draw:2:3 warning ambiguous-name\n");
+}
+
+TEST_F(CheckTest, ANestedWrappersNameIsToldToo) {
+  directory_.writeFile("Foo.app/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Foo", "#!/bin/sh\n", 0755);
+  directory_.writeFile("Foo.app/Bar.bundle.tool/Resources/Info-quorvale.plist", kList);
+  directory_.writeFile("Foo.app/Bar.bundle.tool/Bar.bundle", imageWithHeader("F\tBar\tBar\ti\n"),
+                       0755);
+  EXPECT_EQ(said("Foo.app"), "Foo.app/Bar.bundle.tool warning ambiguous-name\n");
 }
 
 TEST_F(CheckTest, ADescriptionInAWrapperKnowsTheWrapper) {

@@ -70,6 +70,10 @@ class Session:
         """An application's program that tells in the file `told` what it has been given."""
         return self.write(name, '#!/bin/sh\nprintf "%s\\n" "$0" "$@" >told.part\nmv told.part told\n', 0o755)
 
+    def show_tree(self, name):
+        paths = sorted((self.tmp / name).rglob("*"))
+        self.record(name, "".join(f"{path.stat().st_mode & 0o777:o} {path.relative_to(self.tmp)}\n" for path in paths))
+
     # ---- the transcript ----
 
     def shown(self, data):
@@ -1035,6 +1039,50 @@ def checking(s):
     s.run("check", "--kind", "song", "header")
 
 
+def making(s):
+    s.program("edit.sh")
+    s.write("text.png", "icon")
+    s.write("icons/Edit.tiff", "icon")
+    (s.tmp / "Apps").mkdir()
+    make = ("make", "wrapper", "--name", "Edit", "--executable", "edit.sh")
+    s.run(*make, "--icon", "icons/Edit.tiff", "--types", "txt,md:text.png", "--types", "log", "--services", "Apps/")
+    s.show_tree("Apps")
+    s.run("check", "Apps", "--strict")
+    s.run("show", "Edit", "--in", "Apps")
+    s.note("what is there stays")
+    s.run(*make, "Apps")
+    s.note("what check would complain of is not made")
+    s.run(*make[:-3], "Edit2", *make[-2:], "--types", "txt,.md,TXT", "--types", "txt", "Apps")
+    s.run("make", "wrapper", "--name", "Tesker Edit", "--executable", "edit.sh", "Apps")
+    s.run("make", "header", "--name", "two\nlines", "--icon", "e")
+    s.note("nor what cannot be")
+    s.write("plain", "text")
+    s.run("make", "wrapper", "--name", "Plain", "--executable", "plain", "Apps")
+    s.run("make", "wrapper", "--name", "Device", "--executable", "/dev/null", "Apps")
+    s.run("make", "wrapper", "--name", "Missing", "--executable", "missing", "Apps")
+    s.run("make", "wrapper", "--name", "New", "--executable", "edit.sh", "missing")
+    s.run("make", "wrapper", "--name", "New", "--executable", "edit.sh", "--icon", "missing.png", "Apps")
+    s.run("make", "wrapper", "--name", "New", "--executable", "edit.sh", "--icon", "text.png", "--types", "a:icons/text.png", "Apps")
+    s.run("make", "wrapper", "--name", "New", "--executable", "edit.sh", "--timeout", "0.000001", "Apps")
+    s.show_tree("Apps")
+    s.note("headers")
+    header = ("make", "header", "--name", "Edit", "--icon", "icons/Edit.tiff")
+    s.run(*header, "--types", "txt,md:text.tiff", "--types", "log")
+    s.run(*header, "--services", "--executable", "an editor", "edit.header")
+    s.run("check", "edit.header", "--strict")
+    s.run(*header, "edit.header")
+    s.run(*header, "--types", "tiff:picture", "other.header")
+    s.run(*header, "--types", "txt,,md")
+    s.run(*header, "--types", "txt:two\nlines")
+    s.run(*header, "--types", "txt:icons/")
+    s.note("wrong words")
+    s.run("make")
+    s.run("make", "song", "--name", "Edit")
+    s.run("make", "wrapper", "--name", "Edit", "Apps")
+    s.run("make", "wrapper", "--name", "Edit", "--executable", "edit.sh")
+    s.run("make", "header", "--name", "Edit")
+
+
 def shadows(s):
     s.wrapper("Apps/Edit.app", EDIT)
     s.wrapper("Apps/Draw.app", DRAW)
@@ -1088,7 +1136,7 @@ def link_cycles(s):
 SESSIONS = [usage, mistyped, help_texts, broken_settings, closed_pipe, mistakes, formats, sample, previous, previous_of_a_fifo, paths, unsearchable, dock_lists, defaults, logs, codec,
             output_errors, failing_tools, incomplete_answers, hanging_tools, interrupted,
             closed_descriptors, questions, questions_to_the_tool, opening, preferring, reasons,
-            checking, shadows, check_ends, differences, tables, sorted_tables, colours, same_files, problems,
+            checking, making, shadows, check_ends, differences, tables, sorted_tables, colours, same_files, problems,
             link_cycles]
 
 

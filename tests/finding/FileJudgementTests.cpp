@@ -140,8 +140,8 @@ TEST_F(JudgementTest, DetailsAreToldOnlyToAJudgeThatWantsThem) {
   EXPECT_EQ(said("tree/Foo.app/Resources"), "wrapper-part");
   Detailed judge;
   ApplicationWalk([] {}).doForPath(directory_.string("tree"));
-  EXPECT_EQ(judge.said, "repeated-key \nignored nobody looks for NSVersion\nicon-taken i\n"
-                        "extension-taken a\n");
+  EXPECT_EQ(judge.said, "repeated-key \nignored nobody looks for NSVersion\nname-taken Foo\n"
+                        "icon-taken i\nextension-taken a\n");
 }
 
 TEST_F(JudgementTest, DamagedImagesAreToldWithTheOffset) {

@@ -1,17 +1,21 @@
 #!/usr/bin/python3
-"""Makes the Debian package of a build and looks into it, without installing it.
+"""Makes the Debian packages of a build and looks into them, without installing them.
 
-usage: debian_package.py CPACK BUILD VERSION MAKE_SAMPLE
+usage: debian_package.py CPACK BUILD VERSION MAKE_SAMPLE SOURCE LIBDIR
 """
+import filecmp
 import gzip
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
 import unittest
 
-CPACK, BUILD, VERSION, MAKE_SAMPLE = sys.argv[1:5]
+CPACK, BUILD, VERSION, MAKE_SAMPLE, SOURCE, LIBDIR = sys.argv[1:7]
+DEBIAN = pathlib.Path(SOURCE, "debian")
+NAMES = ("tesker", "libtesker-dev")
 DEFAULTS = "etc/xdg/tesker/defaults/Tesker.plist"
 
 
@@ -22,39 +26,100 @@ def run(*words, **more):
     return done.stdout
 
 
-class DebianPackage(unittest.TestCase):
+def control():
+    """The fields of debian/control, by package; lists are sets of what is listed."""
+    packages = {}
+    for paragraph in re.split(r"\n\n", (DEBIAN / "control").read_text()):
+        fields = dict(re.findall(r"^([\w-]+): *((?:.*\n?)(?:^ .*\n?)*)", paragraph, re.M))
+        if "Package" in fields:
+            packages[fields["Package"].strip()] = {name: text.strip() for name, text in fields.items()}
+    return packages
+
+
+def listed(field):
+    return {item.strip() for item in field.split(",") if item.strip() and not item.strip().startswith("${")}
+
+
+class DebianPackages(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         temporary = tempfile.TemporaryDirectory(prefix="tesker-package-")
         cls.addClassCleanup(temporary.cleanup)
         cls.tmp = pathlib.Path(temporary.name)
         run(CPACK, "-G", "DEB", "--config", f"{BUILD}/CPackConfig.cmake", "-B", cls.tmp / "made")
-        (cls.package,) = (cls.tmp / "made").glob("*.deb")
-        cls.root = cls.tmp / "root"
-        run("dpkg-deb", "--extract", cls.package, cls.root)
+        cls.packages = {package.name.split("_")[0]: package for package in (cls.tmp / "made").glob("*.deb")}
+        cls.roots = {name: cls.tmp / "roots" / name for name in NAMES}
+        for name, root in cls.roots.items():
+            root.mkdir(parents=True)
+            run("dpkg-deb", "--extract", cls.packages[name], root)
+        cls.root = cls.roots["tesker"]
 
-    def field(self, name):
-        return run("dpkg-deb", "--field", self.package, name).strip()
+    def field(self, package, name):
+        return run("dpkg-deb", "--field", self.packages[package], name).strip()
 
-    def test_the_package_says_what_it_is_and_needs(self):
-        self.assertTrue(self.package.name.startswith(f"tesker_{VERSION}_"))
-        self.assertEqual(self.field("Package"), "tesker")
-        self.assertEqual(self.field("Version"), VERSION)
-        needed = {word.split()[0] for word in self.field("Depends").split(", ")}
+    def files(self, package):
+        root = self.roots[package]
+        return {str(path.relative_to(root)) for path in root.rglob("*") if not path.is_dir()}
+
+    def test_the_packages_say_what_they_are_and_need(self):
+        self.assertEqual(set(self.packages), set(NAMES))
+        for name in NAMES:
+            self.assertTrue(self.packages[name].name.startswith(f"{name}_{VERSION}_"))
+            self.assertEqual(self.field(name, "Package"), name)
+            self.assertEqual(self.field(name, "Version"), VERSION)
+        needed = {word.split()[0] for word in self.field("tesker", "Depends").split(", ")}
         self.assertLessEqual({"libc6", "libstdc++6", "libsystemd0"}, needed)
-        self.assertEqual(self.field("Recommends"), "tar, ncompress")
+
+    def test_they_say_the_same_as_the_source_package(self):
+        for name, fields in control().items():
+            self.assertIn(name, NAMES)
+            for field in ("Recommends", "Breaks", "Replaces"):
+                self.assertEqual(listed(self.field(name, field)), listed(fields.get(field, "")), (name, field))
+            own = {item.replace(f"(= {VERSION})", "(= ${binary:Version})") for item in listed(self.field(name, "Depends"))}
+            self.assertLessEqual(listed(fields["Depends"]), own)
+            lines = fields["Description"].splitlines()
+            said = self.field(name, "Description").splitlines()
+            self.assertEqual([line.strip() for line in said], [line.strip() for line in lines])
+        self.assertIn(f"tesker ({VERSION}) ", (DEBIAN / "changelog").read_text().splitlines()[0])
+
+    def test_each_has_what_the_source_package_gives_it(self):
+        for name in NAMES:
+            folders = (DEBIAN / f"{name}.install").read_text().split()
+            by_debhelper = {f"usr/share/doc/{name}/copyright", f"usr/share/doc/{name}/changelog.gz",
+                            f"usr/share/lintian/overrides/{name}"}
+            for file in self.files(name) - by_debhelper:
+                self.assertTrue(any(file.startswith(f"{folder}/") for folder in folders), (name, file))
 
     def test_everything_is_in_usr_but_the_defaults(self):
-        files = {str(path.relative_to(self.root)) for path in self.root.rglob("*") if not path.is_dir()}
+        files = self.files("tesker")
         self.assertEqual({name for name in files if not name.startswith("usr/")}, {DEFAULTS})
         self.assertLessEqual({"usr/bin/tesker-apps", "usr/bin/tesker-fileop", "usr/libexec/tesker/ToolFinder",
                               "usr/share/zsh/vendor-completions/_tesker-apps"}, files)
 
+    def test_the_linters_word_on_them_is_explained(self):
+        overrides = self.root / "usr/share/lintian/overrides/tesker"
+        self.assertTrue(filecmp.cmp(overrides, DEBIAN / "tesker.lintian-overrides", shallow=False))
+
+    def test_the_library_is_where_others_of_its_machine_are(self):
+        machine = run("dpkg-architecture", "-qDEB_HOST_MULTIARCH").strip()
+        self.assertEqual(LIBDIR, f"lib/{machine}")
+        self.assertLessEqual({f"usr/{LIBDIR}/libtesker.a", f"usr/{LIBDIR}/pkgconfig/tesker.pc",
+                              f"usr/{LIBDIR}/cmake/tesker/tesker-config.cmake", "usr/include/tesker/master/FinderMaster.h",
+                              "usr/share/doc/libtesker-dev/examples/main.cpp"}, self.files("libtesker-dev"))
+
+    def test_each_has_its_license_and_its_changes(self):
+        for name in NAMES:
+            documents = self.roots[name] / "usr/share/doc" / name
+            self.assertTrue(filecmp.cmp(documents / "copyright", DEBIAN / "copyright", shallow=False))
+            with gzip.open(documents / "changelog.gz", "rb") as changes:
+                self.assertEqual(changes.read(), (DEBIAN / "changelog").read_bytes())
+
     def test_changed_defaults_are_kept_when_the_package_is_renewed(self):
-        self.assertEqual(run("dpkg-deb", "--info", self.package, "conffiles").split(), [f"/{DEFAULTS}"])
+        self.assertEqual(run("dpkg-deb", "--info", self.packages["tesker"], "conffiles").split(), [f"/{DEFAULTS}"])
 
     def test_everything_belongs_to_root_and_may_be_read(self):
-        for line in run("dpkg-deb", "--contents", self.package).splitlines():
+        contents = "".join(run("dpkg-deb", "--contents", package) for package in self.packages.values())
+        for line in contents.splitlines():
             mode, owner = line.split()[:2]
             self.assertEqual(owner, "root/root", line)
             self.assertIn(mode, ("drwxr-xr-x", "-rwxr-xr-x", "-rw-r--r--"), line)
@@ -80,4 +145,4 @@ class DebianPackage(unittest.TestCase):
         self.assertGreater(os.path.getsize(self.tmp / "letters.tar"), 0)
 
 
-unittest.main(argv=sys.argv[:1] + sys.argv[5:], verbosity=2)
+unittest.main(argv=sys.argv[:1] + sys.argv[7:], verbosity=2)

@@ -36,6 +36,7 @@ EXPECTED = {
     f"{OPTIONS.libdir}/cmake/tesker/tesker-config.cmake",
     f"{OPTIONS.libdir}/cmake/tesker/tesker-config-version.cmake",
     f"{OPTIONS.libdir}/cmake/tesker/tesker-targets.cmake",
+    f"{OPTIONS.libdir}/cmake/tesker/TeskerDescribe.cmake",
     f"{PKGCONFIG}/tesker.pc",
     "share/bash-completion/completions/tesker-apps",
     "share/bash-completion/completions/tesker-fileop",
@@ -49,6 +50,10 @@ EXPECTED = {
     "share/man/man8/ToolFinder.8",
     "share/tesker/Tesker.ToolFinder.xml",
     "share/doc/tesker/README.md",
+    "share/doc/tesker/CHANGELOG.md",
+    "share/doc/tesker/SECURITY.md",
+    "share/doc/libtesker-dev/examples/CMakeLists.txt",
+    "share/doc/libtesker-dev/examples/main.cpp",
 } | {f"share/doc/tesker/{path.name}" for path in pathlib.Path(OPTIONS.source, "docs").glob("*.md")}
 DEFAULTS = "etc/xdg/tesker/defaults/Tesker.plist"  # only with TESKER_DEBIAN_DEFAULTS
 

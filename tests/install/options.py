@@ -102,7 +102,7 @@ class Help(unittest.TestCase):
 
     def test_the_help_is_understood(self):
         self.assertEqual(commands("tesker-apps"),
-                         {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "why", "check", "diff",
+                         {"list", "dock", "handlers", "types", "services", "show", "open", "prefer", "why", "check", "make", "diff",
                           "watch", "decode", "encode", "help"})
         self.assertEqual(len(commands("tesker-fileop")), 7)
         self.assertLessEqual({"-h", "--help", "-v", "--verbose", "--version"}, options("tesker-apps"))
@@ -128,7 +128,7 @@ class ManualPages(unittest.TestCase):
                      "handlers": asking | tabular, "types": asking | tabular, "services": asking | tabular,
                      "show": asking | tabular, "open": asking | tagged_options("open"),
                      "prefer": asking | tabular | tagged_options("prefer"),
-                     "check": tagged_options("check"), "why": tagged_options("why"),
+                     "check": tagged_options("check"), "why": tagged_options("why"), "make": tagged_options("make"),
                      "diff": asking - {"--from", "--cached"} | tabular | tagged_options("diff"),
                      "watch": tagged_options("watch"),
                      "decode": tagged_options("decode") | tabular, "encode": set(), "help": set()}
@@ -165,7 +165,7 @@ class Bash(unittest.TestCase):
             self.assertEqual(bash(program, ""), everywhere | commands(program))
             for command in commands(program):
                 self.assertEqual(bash(program, command, "-"), options(program, command) | everywhere - ALWAYS_ELSEWHERE, command)
-                words = commands(program) if command == "help" else set()
+                words = {"help": commands(program), "make": {"wrapper", "header"}}.get(command, set())
                 self.assertEqual(bash(program, command, ""), words, command)
 
     def test_options_are_offered_the_words_that_they_take(self):
@@ -173,7 +173,7 @@ class Bash(unittest.TestCase):
         self.assertEqual(bash("tesker-apps", "dock", "--format", "=", "js"), {"json", "jsonl"})
         self.assertEqual(bash("tesker-apps", "dock", "-f", "r"), {"raw"})
         self.assertEqual(bash("tesker-apps", "why", "-f", "js"), {"json", "jsonl"})
-        for command in commands("tesker-apps") - {"list", "dock", "watch", "encode", "help"}:
+        for command in commands("tesker-apps") - {"list", "dock", "make", "watch", "encode", "help"}:
             self.assertEqual(bash("tesker-apps", command, "--format", "="), {"table", "json", "jsonl"}, command)
         self.assertEqual(bash("tesker-apps", "watch", "--format", "="), {"table", "jsonl"})
         self.assertEqual(bash("tesker-apps", "check", "--kind", ""), {"list", "registry", "header"})

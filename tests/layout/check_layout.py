@@ -31,12 +31,13 @@ STANDS_ON = {
     "filesystem": PLATFORM | {"paths"},
     "caching": PLATFORM | {"paths", "filesystem"},
     "parsing": PLATFORM | {"paths", "filesystem", "caching"},
+    "making": PLATFORM | {"paths", "filesystem", "parsing"},
     "finding": PLATFORM | {"paths", "filesystem", "caching", "parsing"},
     "fileops": PLATFORM | {"paths", "filesystem"},
     "tool": PLATFORM | {"paths", "filesystem", "caching", "parsing", "finding", "protocol"},
     "master": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol"},
     "catalog": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol", "master"},
-    "command": PLATFORM | {"paths", "filesystem", "caching", "parsing", "finding", "protocol", "master", "catalog"},
+    "command": PLATFORM | {"paths", "filesystem", "caching", "parsing", "making", "finding", "protocol", "master", "catalog"},
 }
 
 # Each way of writing, and what to write instead.

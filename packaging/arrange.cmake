@@ -1,0 +1,32 @@
+# Run by CPack on the staged files of all packages: what a package has and an installed tree has not.
+set(runtime ${CPACK_TEMPORARY_DIRECTORY}/runtime/usr)
+set(development ${CPACK_TEMPORARY_DIRECTORY}/development/usr)
+
+function(run)
+  execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+# As debhelper does.
+file(GLOB programs ${runtime}/bin/* ${runtime}/${CPACK_TESKER_LIBEXECDIR}/tesker/*)
+run(strip --remove-section=.comment ${programs})
+run(strip --strip-debug --remove-section=.comment --enable-deterministic-archives
+  ${development}/${CPACK_TESKER_LIBDIR}/libtesker.a)
+
+if(CPACK_GENERATOR STREQUAL "DEB")
+  file(RENAME ${runtime}/share/zsh/site-functions ${runtime}/share/zsh/vendor-completions)
+  file(GLOB pages ${runtime}/share/man/man*/*.[158])
+  run(gzip -9n ${pages})
+  file(MAKE_DIRECTORY ${runtime}/share/lintian/overrides)
+  configure_file(${CPACK_TESKER_SOURCE}/debian/tesker.lintian-overrides
+    ${runtime}/share/lintian/overrides/tesker COPYONLY NO_SOURCE_PERMISSIONS)
+  foreach(documents ${runtime}/share/doc/tesker ${development}/share/doc/libtesker-dev)
+    file(COPY ${CPACK_TESKER_SOURCE}/debian/copyright ${CPACK_TESKER_SOURCE}/debian/changelog
+      DESTINATION ${documents} FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+    run(gzip -9n ${documents}/changelog)
+  endforeach()
+endif()
+
+# What was installed just now is as old as the commit.
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+  run(find ${CPACK_TEMPORARY_DIRECTORY} -exec touch --no-dereference --date=@$ENV{SOURCE_DATE_EPOCH} {} +)
+endif()
