@@ -7,7 +7,7 @@
 namespace tesker::test {
 namespace {
 
-constexpr auto kHeader = DescriptionNote::header;
+constexpr auto kHeaderNote = DescriptionNote::header;
 constexpr auto kServices = DescriptionNote::services;
 constexpr auto kRequest = DescriptionNote::request;
 
@@ -16,7 +16,8 @@ TEST(ElfDescription, IsReadFromNotesOfEveryFormat) {
     ElfBuilder elf(machine);
     const std::string other = elf.note(std::string_view("GNU", 4), 3, "build id");
     elf.noteSegment(other).noteSegment(other + elf.ourNote(kServices, "yes") +
-                                       elf.ourNote(kRequest, "") + elf.ourNote(kHeader, "F\tEdit"));
+                                       elf.ourNote(kRequest, "") +
+                                       elf.ourNote(kHeaderNote, "F\tEdit"));
     const std::string bytes = elf.bytes();
     EXPECT_EQ(described(bytes), "header=F\tEdit services=yes request=") << machine.number;
     MemoryImage image = imageOf(bytes);
@@ -28,8 +29,8 @@ TEST(ElfDescription, IsReadFromAllocatedNoteSectionsOfEveryFormat) {
   for (const ElfMachine &machine : kElfFormats) {
     ElfBuilder elf(machine);
     elf.section(".text", SHT_PROGBITS, SHF_ALLOC, "code")
-        .noteSection(elf.ourNote(kHeader, "not loaded"), 0)
-        .noteSection(elf.ourNote(kHeader, "loaded"));
+        .noteSection(elf.ourNote(kHeaderNote, "not loaded"), 0)
+        .noteSection(elf.ourNote(kHeaderNote, "loaded"));
     EXPECT_EQ(described(elf.bytes()), "header=loaded") << machine.number;
   }
 }
@@ -66,8 +67,8 @@ TEST(ElfDescription, IsNothingInOtherFiles) {
 
 TEST(ElfDescription, TakesWhatStandsThereFirst) {
   ElfBuilder elf;
-  elf.noteSegment(elf.ourNote(kHeader, "one") + elf.ourNote(kHeader, "two"))
-      .noteSegment(elf.ourNote(kHeader, "three"))
+  elf.noteSegment(elf.ourNote(kHeaderNote, "one") + elf.ourNote(kHeaderNote, "two"))
+      .noteSegment(elf.ourNote(kHeaderNote, "three"))
       .namedSection("__ICON.__header", "four")
       .namedSection("__ICON.__services", "five")
       .namedSection("__ICON.__services", "six");
@@ -76,14 +77,14 @@ TEST(ElfDescription, TakesWhatStandsThereFirst) {
 
 TEST(ElfDescription, PrefersNotesOfSectionsToNamedOnes) {
   ElfBuilder elf;
-  elf.namedSection("__ICON.__header", "named").noteSection(elf.ourNote(kHeader, "note"));
+  elf.namedSection("__ICON.__header", "named").noteSection(elf.ourNote(kHeaderNote, "note"));
   EXPECT_EQ(described(elf.bytes()), "header=note");
 }
 
 TEST(ElfDescription, AsksSectionsForNotesOnlyWhereNoSegmentHasAny) {
   ElfBuilder elf;
   elf.noteSegment(elf.note(std::string_view("GNU", 4), 3, "build id"))
-      .noteSection(elf.ourNote(kHeader, "never loaded"))
+      .noteSection(elf.ourNote(kHeaderNote, "never loaded"))
       .namedSection("__ICON.__header", "named");
   EXPECT_EQ(described(elf.bytes()), "header=named");
 }
@@ -97,7 +98,7 @@ TEST(ElfDescription, PassesOverOtherOwnersAndTypes) {
                      elf.ourNote(DescriptionNote{0}, "other") +
                      elf.ourNote(DescriptionNote{4}, "other") +
                      elf.ourNote(DescriptionNote{0xffffffff}, "other") + elf.note("", 1, "");
-  EXPECT_EQ(described(elf.noteSegment(notes + elf.ourNote(kHeader, "ours")).bytes()),
+  EXPECT_EQ(described(elf.noteSegment(notes + elf.ourNote(kHeaderNote, "ours")).bytes()),
             "header=ours");
 }
 
@@ -110,11 +111,11 @@ TEST(ElfDescription, TakesAnOwnerWithoutItsNUL) {
 TEST(ElfDescription, TakesNotesThatArePaddedToEightBytes) {
   for (const std::uint64_t align : {0u, 1u, 2u, 4u, 16u}) {
     ElfBuilder elf;
-    elf.noteSegment(elf.ourNote(kServices, "odd") + elf.ourNote(kHeader, "text"), align);
+    elf.noteSegment(elf.ourNote(kServices, "odd") + elf.ourNote(kHeaderNote, "text"), align);
     EXPECT_EQ(described(elf.bytes()), "header=text services=odd") << align;
   }
   ElfBuilder elf;
-  elf.noteSegment(elf.ourNote(kServices, "odd", 8) + elf.ourNote(kHeader, "text", 8), 8);
+  elf.noteSegment(elf.ourNote(kServices, "odd", 8) + elf.ourNote(kHeaderNote, "text", 8), 8);
   EXPECT_EQ(described(elf.bytes()), "header=text services=odd");
 }
 
@@ -122,7 +123,7 @@ TEST(ElfDescription, TakesNotesThatArePaddedToFourBytesBehindOthersPaddedToEight
   ElfBuilder elf;
   elf.noteSegment(elf.note(std::string_view("GNU", 4), 5, "property") +
                       elf.note(std::string_view("GNU", 4), 3, "twenty bytes of this") +
-                      elf.ourNote(kHeader, "text"),
+                      elf.ourNote(kHeaderNote, "text"),
                   8);
   EXPECT_EQ(described(elf.bytes()), "header=text");
 }
@@ -130,7 +131,7 @@ TEST(ElfDescription, TakesNotesThatArePaddedToFourBytesBehindOthersPaddedToEight
 TEST(ElfDescription, DoesNotAskForThePaddingOfTheLastNote) {
   for (const std::size_t less : {0u, 1u, 3u}) {
     ElfBuilder elf;
-    std::string notes = elf.ourNote(kHeader, "x");
+    std::string notes = elf.ourNote(kHeaderNote, "x");
     notes.resize(notes.size() - less);
     EXPECT_EQ(described(elf.noteSegment(notes).bytes()), "header=x");
   }
@@ -138,7 +139,7 @@ TEST(ElfDescription, DoesNotAskForThePaddingOfTheLastNote) {
 
 TEST(ElfDescription, TellsOfANoteThatLeavesItsSegment) {
   ElfBuilder elf;
-  std::string notes = elf.ourNote(kServices, "yes") + elf.ourNote(kHeader, "long text");
+  std::string notes = elf.ourNote(kServices, "yes") + elf.ourNote(kHeaderNote, "long text");
   elf.noteSegment(notes.substr(0, notes.size() - 4)); // and the padding is 3
   const std::string bytes = elf.bytes();
   EXPECT_EQ(described(bytes), "services=yes");

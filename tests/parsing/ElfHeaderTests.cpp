@@ -14,8 +14,9 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr const char *kText = "F\tEdit\tEditor\tedit\nS\ttiff\tEdit\ttiffdoc\nwrong\n"
-                              "{ type = app; suitable = maybe; }\n{ broken\n}\nS\tmd\tEdit\tpage";
+constexpr const char *kThreeRecords =
+    "F\tEdit\tEditor\tedit\nS\ttiff\tEdit\ttiffdoc\nwrong\n"
+    "{ type = app; suitable = maybe; }\n{ broken\n}\nS\tmd\tEdit\tpage";
 
 class ElfHeader : public IconHeader {
 protected:
@@ -27,7 +28,7 @@ protected:
 
 TEST_F(ElfHeader, MakesTheRecordsAndLogLinesOfAMachOFile) {
   MachOBuilder machO(kI386);
-  machO.section("__ICON", "__header", kText).section("__ICON", "__request", "");
+  machO.section("__ICON", "__header", kThreeRecords).section("__ICON", "__request", "");
   const auto expected = recordsOf(machO.bytes());
   const auto lines = std::exchange(log_.syslogged, {});
   EXPECT_EQ(expected.size(), 5u);
@@ -35,10 +36,10 @@ TEST_F(ElfHeader, MakesTheRecordsAndLogLinesOfAMachOFile) {
   for (const bool asNotes : {true, false}) {
     ElfBuilder elf(kElfI386);
     if (asNotes)
-      elf.noteSegment(elf.ourNote(DescriptionNote::header, kText) +
+      elf.noteSegment(elf.ourNote(DescriptionNote::header, kThreeRecords) +
                       elf.ourNote(DescriptionNote::request, ""));
     else
-      elf.namedSection("__ICON.__header", kText).namedSection("__ICON.__request", "");
+      elf.namedSection("__ICON.__header", kThreeRecords).namedSection("__ICON.__request", "");
     EXPECT_EQ(recordsOf(elf.bytes()), expected);
     EXPECT_EQ(std::exchange(log_.syslogged, {}), lines);
   }
