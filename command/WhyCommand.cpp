@@ -321,15 +321,12 @@ private:
                   "\n  processor:    " + processorText() + "\n");
   }
 
-  // Of Mach-O files, and of ELF files where that is another one.
+  // The family's, as for Mach-O files; of a machine that they do not know, the one of ELF files.
   static std::string processorText() {
-    const QXArchInfo *processor = hostArchitecture();
-    const std::string machO(processor != nullptr ? processor->description : "");
+    if (const QXArchInfo *processor = hostArchitecture())
+      return std::string(processor->description);
     const auto &machine = elfHost().machine;
-    const std::string elf(machine ? descriptionOf(*machine) : "");
-    if (elf.empty() || elf == machO)
-      return machO.empty() ? "unknown" : machO;
-    return machO.empty() ? elf : machO + ", and " + elf + " for ELF files";
+    return machine ? std::string(descriptionOf(*machine)) : "unknown";
   }
 
   const Arguments &arguments_;
