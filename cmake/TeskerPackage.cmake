@@ -3,6 +3,7 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tesker)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_VENDOR "The Tesker authors")
 set(CPACK_PACKAGE_CONTACT "The Tesker authors <tesker@tesker.invalid>")
 set(CPACK_COMPONENTS_ALL runtime development)
 # The first line of each description is the synopsis. CPack would put any summary but this before it.
