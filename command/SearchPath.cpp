@@ -1,5 +1,6 @@
 #include "command/SearchPath.h"
 
+#include "command/DesktopPlaces.h"
 #include "command/DisplayText.h"
 #include "command/SettingsFiles.h"
 #include "paths/PathFunctions.h"
@@ -186,12 +187,14 @@ std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
         appendPath(paths, element->asString());
     return paths;
   }
-  for (const char *usual : {"~/Applications", "/usr/local/Applications", "/Applications"}) {
-    const std::string path = expanded(usual);
-    // Where the root is somebody's home, the first is the last.
+  std::vector<std::string> usual{expanded("~/Applications"), "/usr/local/Applications",
+                                 "/Applications"};
+  if (const std::optional<std::string> imported = importedApplicationsDirectory())
+    usual.push_back(*imported);
+  for (const std::string &path : usual)
+    // Where the root is somebody's home, the first is the third.
     if (exists(path) && std::find(paths.begin(), paths.end(), path) == paths.end())
       paths.push_back(path);
-  }
   return paths;
 }
 
