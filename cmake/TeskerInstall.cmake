@@ -82,6 +82,21 @@ foreach(program tesker-apps tesker-fileop)
   install(FILES ${completion}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endforeach()
 
+# What needs GLib is a part of its own.
+if(TESKER_DESKTOP)
+  set(completion packaging/completions/tesker-desktop)
+  install(TARGETS tesker-desktop RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    COMPONENT tesker-desktop)
+  install(FILES docs/man/tesker-desktop.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT tesker-desktop)
+  install(FILES ${completion}.bash RENAME tesker-desktop
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tesker-desktop)
+  install(FILES ${completion}.zsh RENAME _tesker-desktop
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tesker-desktop)
+  install(FILES ${completion}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+    COMPONENT tesker-desktop)
+endif()
+
 # Where tar and compress are elsewhere than built in, the site's defaults have to say so.
 if(TESKER_DEBIAN_DEFAULTS)
   install(CODE "

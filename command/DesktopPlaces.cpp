@@ -1,6 +1,7 @@
 #include "command/DesktopPlaces.h"
 
 #include "command/DisplayText.h"
+#include "command/SearchPath.h"
 #include "command/SettingsFiles.h"
 #include "platform/foundation/OperatingSystem.h"
 
@@ -23,11 +24,11 @@ std::optional<std::string> inUserDataDirectory(std::string_view name) {
 std::optional<std::string> userDataDirectory() {
   if (std::optional<std::string> given = environmentValue("XDG_DATA_HOME");
       given && given->starts_with('/'))
-    return given;
+    return tidied(*given);
   const std::optional<std::string> home = homeDirectory();
   if (!home || !home->starts_with('/'))
     return std::nullopt;
-  return *home + (home->ends_with('/') ? ".local/share" : "/.local/share");
+  return tidied(*home + "/.local/share");
 }
 
 std::optional<std::string> importedApplicationsDirectory() {
@@ -46,7 +47,7 @@ PreferredApplications importedPreferences(std::vector<std::string> &problems) {
   SettingsRead read = readSettings(
       NSString::create(*file), [&](const NSDictionary &pairs, const ComplainOfSetting &complain) {
         for (const auto &[extension, value] : pairs)
-          if (const NSString application = value->asString())
+          if (const NSString application = value->asString(); application.length() != 0)
             preferred.emplace(extension.bytes(), application.bytes());
           else
             complain(*value, "the desktop's default for " + displayText(extension.bytes()) +

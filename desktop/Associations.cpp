@@ -5,7 +5,6 @@
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace tesker {
 
@@ -15,8 +14,7 @@ namespace {
 std::optional<KeyFile> listIn(const std::string &file, Reports &reports) {
   const Result<std::string> text = contentsOfFile(NSString::create(file), kLargestDatabaseFile);
   if (!text) {
-    if (text.error() != ENOENT && text.error() != ENOTDIR)
-      reports.failFor(file, text.error());
+    reports.unreadable(file, text.error());
     return std::nullopt;
   }
   std::string why;

@@ -25,8 +25,8 @@ struct EntryClaims {
 class Associations {
 public:
   // The types are borrowed. claims: for each of the directories' data directories, of all entries
-  // in it, those that cannot be used as well (which may claim nothing). They count where the directory has no list of them
-  // (mimeinfo.cache), as the desktop's own readers go by that.
+  // in it, those that cannot be used as well (which may claim nothing). They count where the
+  // directory has no list of them (mimeinfo.cache), as the desktop's own readers go by that.
   Associations(const DesktopDirectories &directories,
                const std::vector<std::vector<EntryClaims>> &claims, const MimeTypes &types,
                Reports &reports);

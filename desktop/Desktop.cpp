@@ -2,10 +2,10 @@
 
 #include "desktop/Associations.h"
 #include "desktop/EntryFiles.h"
+#include "desktop/MimeTypes.h"
 #include "platform/foundation/Files.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
 namespace tesker {
@@ -44,8 +44,7 @@ void Entries::read(const EntryFile &file, const std::vector<std::string> &deskto
   const Result<std::string> text =
       contentsOfFile(NSString::create(file.path), kLargestDesktopEntry);
   if (!text) {
-    if (text.error() != ENOENT)
-      reports.failFor(file.path, text.error());
+    reports.unreadable(file.path, text.error());
     return;
   }
   EntryReading reading = readDesktopEntry(*text, desktops);
@@ -67,15 +66,10 @@ DesktopApplication *Entries::withId(const std::string &id) {
 
 } // namespace
 
-MimeTypes mimeTypesIn(const DesktopDirectories &directories, Reports &reports) {
+Desktop desktopIn(const DesktopDirectories &directories, Reports &reports) {
   MimeTypes types;
   for (const std::string &directory : directories.data)
     types.add(directory, reports);
-  return types;
-}
-
-Desktop desktopIn(const DesktopDirectories &directories, Reports &reports) {
-  const MimeTypes types = mimeTypesIn(directories, reports);
   Entries entries(directories, reports);
   const Associations associations(directories, entries.claims, types, reports);
 

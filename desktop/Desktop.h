@@ -3,7 +3,6 @@
 
 #include "desktop/DesktopDirectories.h"
 #include "desktop/DesktopEntry.h"
-#include "desktop/MimeTypes.h"
 #include "desktop/Reports.h"
 
 #include <map>
@@ -28,8 +27,5 @@ struct Desktop {
 // What can be used of the entries: all that are shown in the menu or open some extension. Entries
 // that cannot be read are reported.
 [[nodiscard]] Desktop desktopIn(const DesktopDirectories &directories, Reports &reports);
-
-// What is known of types.
-[[nodiscard]] MimeTypes mimeTypesIn(const DesktopDirectories &directories, Reports &reports);
 
 } // namespace tesker

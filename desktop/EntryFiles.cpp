@@ -13,8 +13,6 @@ namespace tesker {
 
 namespace {
 
-bool isOrdinary(int error) { return error == ENOENT || error == ENOTDIR; }
-
 class EntryWalk {
 public:
   explicit EntryWalk(Reports &reports) : reports_(reports) {}
@@ -26,6 +24,7 @@ public:
 private:
   using Identity = std::pair<dev_t, ino_t>;
   std::vector<std::string> namesIn(const std::string &directory);
+  void leaveOut(const std::string &path, const std::string &why);
   bool mayEnter(const std::string &path, const struct stat &status);
   void enterAs(const std::string &directory, const std::string &prefix, const struct stat &status);
   void enterDirectoriesIn(const std::string &directory, const std::string &prefix,
@@ -36,30 +35,35 @@ private:
   std::set<std::string> ids_;
   std::size_t seen_ = 0;
   bool isFull_ = false;
+  bool leavesOut_ = false;
 };
+
+// Said once: there may be very many.
+void EntryWalk::leaveOut(const std::string &path, const std::string &why) {
+  if (!std::exchange(leavesOut_, true))
+    reports_.fail(path, why + "; what is there is passed over");
+}
 
 // In the order of their bytes. No more than may still be looked at.
 std::vector<std::string> EntryWalk::namesIn(const std::string &directory) {
   std::vector<std::string> names;
   const auto stream = OperatingSystem::current().openDirectory(directory.c_str());
   if (stream == nullptr) {
-    if (!isOrdinary(errno))
-      reports_.failFor(directory, errno);
+    reports_.unreadable(directory, errno);
     return names;
   }
   while (const std::optional<std::string_view> name = stream->next()) {
     if (*name == "." || *name == "..")
       continue;
     if (++seen_ > kMostEntryFiles) {
-      if (!std::exchange(isFull_, true))
-        reports_.fail(directory, "more than " + std::to_string(kMostEntryFiles) +
-                                     " files; the others are passed over");
+      leaveOut(directory, "more than " + std::to_string(kMostEntryFiles) + " files");
+      isFull_ = true;
       break;
     }
     names.emplace_back(*name);
   }
   if (stream->error() != 0)
-    reports_.failFor(directory, stream->error());
+    reports_.unreadable(directory, stream->error());
   std::ranges::sort(names);
   return names;
 }
@@ -70,7 +74,7 @@ bool EntryWalk::mayEnter(const std::string &path, const struct stat &status) {
     return false;
   }
   if (above_.size() >= kDeepestEntryFile) {
-    reports_.fail(path, "too deep; what is in it is passed over");
+    leaveOut(path, "too deep");
     return false;
   }
   return true;
@@ -107,8 +111,8 @@ std::vector<EntryFile> entryFilesBelow(const std::string &directory, Reports &re
   struct stat status {};
   if (OperatingSystem::current().statAt(AT_FDCWD, directory.c_str(), true, status) == 0)
     walk.enterTop(directory, status);
-  else if (!isOrdinary(errno))
-    reports.failFor(directory, errno);
+  else
+    reports.unreadable(directory, errno);
   return std::move(walk.files);
 }
 

@@ -14,13 +14,12 @@ struct EntryFile {
 };
 
 // How far is looked: no desktop has so many.
-inline constexpr std::size_t kMostEntryFiles = 100'000;
+inline constexpr std::size_t kMostEntryFiles = 20'000;
 inline constexpr std::size_t kDeepestEntryFile = 16;
 
 // In the order of their names, each id once: files before those of directories. Links are followed,
-// but for those that lead back to a directory above them, which are reported. What cannot be
-// listed, for another reason than that it is not there, and what lies further than above is
-// reported as a failure.
+// but for those that lead back to a directory above them, which are reported. What cannot be listed
+// is reported, and what lies further than above as a failure.
 [[nodiscard]] std::vector<EntryFile> entryFilesBelow(const std::string &directory,
                                                      Reports &reports);
 

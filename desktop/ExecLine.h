@@ -41,10 +41,10 @@ struct ExecLine {
 };
 
 // The line, whose escapes are undone already. Words stand between blanks; within double quotes a
-// backslash stands before ", `, $ and itself, elsewhere before any character, and single quotes take
-// all as it is, as the desktops' own readers have it. Codes that are out of use or unknown stand
-// for nothing. A line without a code for files gets %f at its end. Nothing when a quotation is not
-// closed or the first word is not a plain text.
+// backslash stands before ", `, $ and itself, elsewhere before any character, and single quotes
+// take all as it is, as the desktops' own readers have it. Codes that are out of use or unknown
+// stand for nothing. A line without a code for files gets %f at its end. Nothing when a quotation
+// is not closed or the first word is not a plain text.
 [[nodiscard]] std::optional<ExecLine> parseExec(std::string_view line);
 
 } // namespace tesker

@@ -4,7 +4,6 @@
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <optional>
 
@@ -19,8 +18,7 @@ std::optional<std::string> databaseFile(const std::string &path, Reports &report
   Result<std::string> text = contentsOfFile(NSString::create(path), kLargestDatabaseFile);
   if (text)
     return std::move(*text);
-  if (text.error() != ENOENT && text.error() != ENOTDIR)
-    reports.failFor(path, text.error());
+  reports.unreadable(path, text.error());
   return std::nullopt;
 }
 
@@ -75,7 +73,8 @@ void MimeTypes::addGlob(std::string_view line, bool hasWeight, std::set<std::str
     std::from_chars(fields[0].data(), fields[0].data() + fields[0].size(), weight);
     fields.erase(fields.begin());
   }
-  if (fields.size() < 2 || ended_.contains(fields[0]))
+  if (fields.size() < 2 || ended_.contains(fields[0]) ||
+      (!passedOver_.empty() && fields[0].starts_with(passedOver_)))
     return;
   if (fields[1] == "__NOGLOBS__") {
     ends.emplace(fields[0]);

@@ -17,6 +17,9 @@ inline constexpr std::size_t kLargestDatabaseFile = std::size_t{16} << 20;
 
 class MimeTypes {
 public:
+  // Types whose names begin so are passed over, unless it is empty.
+  explicit MimeTypes(std::string_view passedOver = {}) : passedOver_(passedOver) {}
+
   // Adds the database in DIRECTORY/mime, which counts for less than those added before.
   void add(const std::string &directory, Reports &reports);
 
@@ -39,6 +42,7 @@ private:
   void addGlobs(std::string_view text, bool hasWeights);
   void addGlob(std::string_view line, bool hasWeight, std::set<std::string> &ends);
 
+  std::string passedOver_;
   std::map<std::string, Claim, std::less<>> claims_; // by extension
   std::set<std::string, std::less<>> ended_; // types whose globs of further databases do not count
   std::map<std::string, std::string, std::less<>> aliases_;

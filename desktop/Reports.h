@@ -16,6 +16,9 @@ public:
   virtual void fail(const std::string &path, std::string_view text) = 0;
   // The same for an errno.
   void failFor(const std::string &path, int error);
+  // For the errno of a file or directory that cannot be read: nothing where it is not there, a note
+  // where that is its nature or not for this person to read, else a failure.
+  void unreadable(const std::string &path, int error);
 };
 
 } // namespace tesker

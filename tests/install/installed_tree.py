@@ -30,6 +30,7 @@ PKGCONFIG = f"{OPTIONS.libdir}/pkgconfig"
 # All but the headers and the CMake package's file for the kind of build.
 EXPECTED = {
     "bin/tesker-apps",
+    "bin/tesker-desktop",
     "bin/tesker-fileop",
     TOOL,
     f"{OPTIONS.libdir}/libtesker.a",
@@ -39,12 +40,16 @@ EXPECTED = {
     f"{OPTIONS.libdir}/cmake/tesker/TeskerDescribe.cmake",
     f"{PKGCONFIG}/tesker.pc",
     "share/bash-completion/completions/tesker-apps",
+    "share/bash-completion/completions/tesker-desktop",
     "share/bash-completion/completions/tesker-fileop",
     "share/fish/vendor_completions.d/tesker-apps.fish",
+    "share/fish/vendor_completions.d/tesker-desktop.fish",
     "share/fish/vendor_completions.d/tesker-fileop.fish",
     "share/zsh/site-functions/_tesker-apps",
+    "share/zsh/site-functions/_tesker-desktop",
     "share/zsh/site-functions/_tesker-fileop",
     "share/man/man1/tesker-apps.1",
+    "share/man/man1/tesker-desktop.1",
     "share/man/man1/tesker-fileop.1",
     "share/man/man5/tesker-description.5",
     "share/man/man8/ToolFinder.8",
@@ -124,7 +129,7 @@ class InstalledTree(unittest.TestCase):
         self.assertEqual(others - targets, EXPECTED)
 
     def test_everybody_may_read_what_is_installed(self):
-        programs = {"bin/tesker-apps", "bin/tesker-fileop", TOOL}
+        programs = {"bin/tesker-apps", "bin/tesker-desktop", "bin/tesker-fileop", TOOL}
         for name in files_below(self.prefix):
             mode = (self.prefix / name).stat().st_mode & 0o7777
             self.assertEqual(mode, 0o755 if name in programs else 0o644, name)

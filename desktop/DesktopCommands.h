@@ -1,0 +1,29 @@
+// DesktopCommands.h - what the verbs of tesker-desktop do, and say.
+#pragma once
+
+#include "command/Output.h"
+#include "desktop/DesktopOptions.h"
+#include "desktop/Reports.h"
+
+namespace tesker {
+
+// Reports as lines of diagnostics: notes only when they are verbose. What has failed is the status.
+class SaidReports final : public Reports {
+public:
+  explicit SaidReports(Diagnostics &diagnostics) : diagnostics_(diagnostics) {}
+  void note(const std::string &path, std::string_view text) override;
+  void fail(const std::string &path, std::string_view text) override;
+  ExitStatus status() const { return status_; }
+
+private:
+  Diagnostics &diagnostics_;
+  ExitStatus status_ = ExitStatus::done;
+};
+
+[[nodiscard]] ExitStatus importCommand(const DesktopOptions &options, Output &output,
+                                       Diagnostics &diagnostics);
+
+[[nodiscard]] ExitStatus exportCommand(const DesktopOptions &options, Output &output,
+                                       Diagnostics &diagnostics);
+
+} // namespace tesker

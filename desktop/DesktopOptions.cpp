@@ -1,0 +1,80 @@
+#include "desktop/DesktopOptions.h"
+
+#include "command/DisplayText.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <sstream>
+
+namespace tesker {
+
+namespace {
+
+void addCommon(CLI::App &verb, DesktopOptions &options) {
+  verb.add_flag("-n,--dry-run", options.dryRun, "Change nothing; say what would be changed")
+      ->option_text(" ");
+}
+
+void describe(CLI::App &program, DesktopOptions &options) {
+  program.set_version_flag("--version", "tesker-desktop " TESKER_VERSION,
+                           "Print the version and exit");
+  program.require_subcommand(1);
+  program.fallthrough();
+  CLI::Option *verbose =
+      program.add_flag("-v,--verbose", options.verbose, "Name what is passed over, too");
+  verbose->option_text(" ");
+  program.add_flag("-q,--quiet", options.quiet, "Print nothing but errors")
+      ->excludes(verbose)
+      ->option_text(" ");
+
+  CLI::App *import =
+      program.add_subcommand("import", "Make wrappers for the applications of this desktop");
+  addCommon(*import, options);
+  import->add_flag("--remove", options.remove, "Remove all that import has made")->option_text(" ");
+
+  CLI::App *exporting =
+      program.add_subcommand("export", "Show the applications of tesker-apps to this desktop");
+  exporting->add_option("PATH", options.paths, "Where to search; without one, the usual places")
+      ->option_text(" ");
+  addCommon(*exporting, options);
+  exporting->add_flag("--remove", options.remove, "Remove all that export has made")
+      ->option_text(" ");
+  import->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::importing;
+});
+exporting->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::exporting; });
+} // namespace
+
+std::string problemOf(const CLI::App &program, const CLI::ParseError &error) {
+  const std::vector<std::string> unknown = program.remaining();
+  if (unknown.empty())
+    return displayText(error.what());
+  const bool isOption = unknown.front().starts_with('-');
+  return std::string(isOption                            ? "unknown option"
+                     : program.get_subcommands().empty() ? "unknown command"
+                                                         : "unexpected argument") +
+         " '" + displayText(unknown.front()) + "'";
+}
+
+} // namespace tesker
+
+std::variant<DesktopOptions, Notice> parseDesktopOptions(const std::vector<std::string> &words) {
+  CLI::App program("Makes the applications of the desktop and of tesker-apps known to each other.",
+                   "tesker-desktop");
+  DesktopOptions options;
+  describe(program, options);
+  try {
+    program.parse({words.rbegin(), words.rend()}); // it takes them from the end
+  } catch (const CLI::ParseError &error) {
+    std::ostringstream out, problems;
+    if (program.exit(error, out, problems) == 0)
+      return Notice{ExitStatus::done, out.str()};
+    const std::vector<CLI::App *> verbs = program.get_subcommands();
+    return Notice{ExitStatus::usage,
+                  "tesker-desktop: " + problemOf(program, error) + "\nTry 'tesker-desktop " +
+                      (verbs.empty() ? "" : verbs.front()->get_name() + " ") + "--help'.\n"};
+  }
+  return options;
+}
+
+} // namespace tesker

@@ -1,0 +1,101 @@
+// ImportCommand.cpp - import: wrappers for the applications that the desktop has.
+#include "command/DesktopPlaces.h"
+#include "command/DisplayText.h"
+#include "command/SearchPath.h"
+#include "desktop/DesktopCommands.h"
+#include "desktop/Import.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace tesker {
+
+namespace {
+
+using Kind = ImportChange::Kind;
+
+// How long another import is waited for.
+constexpr std::chrono::seconds kTimeToWait{10};
+
+// Nothing when it could not be had, which is said.
+std::optional<FileDescriptor> lockOf(const ImportPlaces &places, Reports &reports) {
+  const std::string file = places.applications + ".lock";
+  const Result<> made = makeDirectoriesAbove(places.applications + "/");
+  if (!made) {
+    reports.failFor(places.applications, made.error());
+    return std::nullopt;
+  }
+  Result<FileDescriptor> lock = openLocked(file, Deadline::in(kTimeToWait));
+  if (lock)
+    return std::move(*lock);
+  if (lock.error() == EWOULDBLOCK)
+    reports.fail(file, "another process holds the lock");
+  else
+    reports.failFor(file, lock.error());
+  return std::nullopt;
+}
+
+const char *wordFor(Kind kind) {
+  switch (kind) {
+  case Kind::added:
+    return "new      ";
+  case Kind::changed:
+    return "changed  ";
+  case Kind::removed:
+    break;
+  }
+  return "removed  ";
+}
+
+std::string countOf(const ImportOutcome &outcome, Kind kind) {
+  return std::to_string(std::ranges::count(outcome.changes, kind, &ImportChange::kind));
+}
+
+void write(const ImportOutcome &outcome, const DesktopOptions &options, Output &output) {
+  for (const ImportChange &change : outcome.changes)
+    output.write(wordFor(change.kind) + displayText(change.wrapper) + "  " +
+                 displayText(change.id) + "\n");
+  output.write(std::string(options.dryRun ? "would be: " : "") + countOf(outcome, Kind::added) +
+               " new, " + countOf(outcome, Kind::changed) + " changed, " +
+               countOf(outcome, Kind::removed) + " removed, " + std::to_string(outcome.unchanged) +
+               " as before; the desktop's defaults " +
+               (outcome.changesPreferences ? "changed" : "as before") + "\n");
+}
+
+// Who names the places to search has to name this one, too.
+void noteWhereSearched(const ImportPlaces &places, Diagnostics &diagnostics) {
+  const std::vector<std::string> searched =
+      defaultSearchPaths(NSUserDefaults::standardUserDefaults());
+  if (std::ranges::find(searched, places.applications) == searched.end())
+    diagnostics.note("ApplicationPaths in " + fileOfDefaultSearchPaths() + " does not name " +
+                     displayText(places.applications) + ", so it is not among the usual places");
+}
+
+} // namespace
+
+ExitStatus importCommand(const DesktopOptions &options, Output &output, Diagnostics &diagnostics) {
+  const std::optional<DesktopDirectories> directories = desktopDirectories();
+  if (!directories) {
+    diagnostics.error("there is no place for wrappers: HOME is not set");
+    return ExitStatus::failed;
+  }
+  const ImportPlaces places{*importedApplicationsDirectory(), *importedPreferencesFile()};
+  SaidReports reports(diagnostics);
+  std::optional<FileDescriptor> lock;
+  if (!options.dryRun) {
+    lock = lockOf(places, reports);
+    if (!lock)
+      return reports.status();
+  }
+  const Desktop desktop = options.remove ? Desktop() : desktopIn(*directories, reports);
+  // What could not be read may be there still.
+  const Wishes wishes{.change = !options.dryRun, .remove = reports.status() == ExitStatus::done};
+  const ImportOutcome outcome = importDesktop(desktop, places, wishes, reports);
+  if (!options.quiet)
+    write(outcome, options, output);
+  if (!options.remove && !options.dryRun)
+    noteWhereSearched(places, diagnostics);
+  return reports.status();
+}
+
+} // namespace tesker
