@@ -3,6 +3,7 @@
 #include "command/DisplayText.h"
 #include "command/Output.h"
 #include "command/SettingsFiles.h"
+#include "platform/foundation/KeptFiles.h"
 #include "platform/foundation/PropertyListDescription.h"
 
 #include <cerrno>

@@ -20,7 +20,7 @@ struct Question {
 
   const Answer answer;
   const std::vector<Program> programs;
-  const PreferredApplications preferred; // by the person, else by the desktop
+  const PreferredApplications preferred;
   const FileTypes types;
 };
 

@@ -1,6 +1,6 @@
 #include "desktop/Export.h"
 
-#include "platform/foundation/Files.h"
+#include "platform/foundation/KeptFiles.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>

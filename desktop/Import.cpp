@@ -3,7 +3,7 @@
 #include "desktop/ImportedWrapper.h"
 #include "desktop/WrapperNaming.h"
 #include "making/WrapperWriter.h"
-#include "platform/foundation/Files.h"
+#include "platform/foundation/KeptFiles.h"
 #include "platform/foundation/PropertyListDescription.h"
 #include "platform/foundation/RemoveTree.h"
 

@@ -4,6 +4,7 @@
 #include "command/SearchPath.h"
 #include "desktop/DesktopCommands.h"
 #include "desktop/Import.h"
+#include "platform/foundation/KeptFiles.h"
 
 #include <algorithm>
 #include <cerrno>

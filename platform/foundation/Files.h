@@ -68,14 +68,6 @@ struct Pipe {
 // deadline. Fails with the errno, EWOULDBLOCK when it is held still.
 [[nodiscard]] Result<> lockExclusively(int descriptor, const Deadline &deadline);
 
-// Makes the directories above the path that are missing, for this user alone. Fails with the errno.
-[[nodiscard]] Result<> makeDirectoriesAbove(const std::string &path);
-
-// Opens the file, which is made where it is missing, with such a lock of it: for as long as the
-// descriptor is open. What is replaced meanwhile needs a file of its own for that. Fails with the
-// errno, EWOULDBLOCK when another process holds the lock still.
-[[nodiscard]] Result<FileDescriptor> openLocked(const std::string &path, const Deadline &deadline);
-
 // Opens /dev/null as each of the three standard descriptors that a program was started without.
 // Were they missing, the next file or socket opened would get one of their numbers, and what is
 // written to standard error would go into it. To be called before anything is opened. With O_RDONLY
