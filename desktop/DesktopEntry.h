@@ -13,16 +13,16 @@ struct DesktopEntry {
   std::string id;   // "org.example.Edit.desktop"
   std::string file; // its path
   std::string name; // untranslated
-  std::string localName;
-  std::string icon;                   // a path, or a name for the icon theme; empty: none
-  std::string exec;                   // with its escapes undone; empty: it is only activatable
-  std::string directory;              // to start it in; empty: none
-  std::vector<std::string> mimeTypes; // that it claims itself
+  std::string localName = {};
+  std::string icon = {};                   // a path, or a name for the icon theme; empty: none
+  std::string exec = {};                   // with its escapes undone; empty: it is only activatable
+  std::string directory = {};              // to start it in; empty: none
+  std::vector<std::string> mimeTypes = {}; // that it claims itself
   bool needsTerminal = false;
   bool isActivatable = false; // over D-Bus, by its id
   bool isShown = true;        // in this desktop's menu
   // The program of which `tesker-desktop export` has made the entry; empty: something else has.
-  std::string exportedProgram;
+  std::string exportedProgram = {};
   [[nodiscard]] bool isExported() const { return !exportedProgram.empty(); }
 };
 

@@ -64,7 +64,8 @@ std::variant<DesktopOptions, Notice> parseDesktopOptions(const std::vector<std::
   DesktopOptions options;
   describe(program, options);
   try {
-    program.parse({words.rbegin(), words.rend()}); // it takes them from the end
+    std::vector<std::string> reversed(words.rbegin(), words.rend()); // as it takes them
+    program.parse(reversed);
   } catch (const CLI::ParseError &error) {
     std::ostringstream out, problems;
     if (program.exit(error, out, problems) == 0)

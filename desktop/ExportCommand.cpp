@@ -11,8 +11,10 @@
 #include "desktop/ImportedWrapper.h"
 #include "desktop/MimeTypes.h"
 
+#include <algorithm>
 #include <array>
-#include <gio/gio.h>
+#include <glib.h>
+#include <map>
 
 namespace tesker {
 

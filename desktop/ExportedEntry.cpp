@@ -40,12 +40,12 @@ std::string quoted(std::string_view word) {
   return text + (needsQuotes ? "\"" : "");
 }
 
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f'; }
+bool cannotStand(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f'; }
 
 } // namespace
 
 bool isEntryText(std::string_view text) {
-  return isUtf8(text) && std::ranges::none_of(text, isControl);
+  return isUtf8(text) && std::ranges::none_of(text, cannotStand);
 }
 
 std::string wordOfExec(std::string_view word) { return escaped(quoted(word)); }

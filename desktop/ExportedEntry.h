@@ -10,9 +10,9 @@ namespace tesker {
 // All texts are UTF-8 without control characters.
 struct ExportedEntry {
   std::string name;
-  std::string program;                // its path
-  std::string icon;                   // for the icon theme; empty: none
-  std::vector<std::string> mimeTypes; // that it opens
+  std::string program;                     // its path
+  std::string icon = {};                   // for the icon theme; empty: none
+  std::vector<std::string> mimeTypes = {}; // that it opens
 };
 
 // The text of the entry. It starts the program by the command, the words of which are there.

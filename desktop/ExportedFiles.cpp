@@ -16,7 +16,7 @@ namespace tesker {
 namespace {
 
 constexpr std::size_t kLargestIcon = std::size_t{16} << 20;
-constexpr std::size_t kLongestName = 100;
+constexpr std::size_t kLongestFileName = 100;
 
 // The same for the same path, in every run: people's own choices name the entry.
 std::string digestOf(std::string_view path) {
@@ -28,16 +28,16 @@ std::string digestOf(std::string_view path) {
   return text;
 }
 
-bool isPlain(char byte) {
+bool isFileNameCharacter(char byte) {
   return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
          (byte >= '0' && byte <= '9') || byte == '-' || byte == '_';
 }
 
 // The application's name as that of files.
 std::string plainNameOf(const ExportedApplication &application) {
-  std::string name = "tesker-" + application.name.substr(0, kLongestName);
+  std::string name = "tesker-" + application.name.substr(0, kLongestFileName);
   std::ranges::replace_if(
-      name, [](char byte) { return !isPlain(byte); }, '_');
+      name, [](char byte) { return !isFileNameCharacter(byte); }, '_');
   return name;
 }
 

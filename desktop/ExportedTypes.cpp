@@ -29,7 +29,7 @@ std::string xmlText(std::string_view text) {
   return escaped;
 }
 
-bool isPlain(char byte) {
+bool isTypeCharacter(char byte) {
   return (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9') || byte == '-';
 }
 
@@ -41,7 +41,7 @@ std::optional<std::string> exportedTypeFor(std::string_view extension) {
     return std::nullopt;
   std::string type(kExportedTypes);
   for (const char byte : withoutCase(extension))
-    if (isPlain(byte)) {
+    if (isTypeCharacter(byte)) {
       type += byte;
     } else {
       type += '_';

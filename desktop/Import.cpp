@@ -14,7 +14,7 @@ namespace tesker {
 
 namespace {
 
-using Kind = ImportChange::Kind;
+using Change = ImportChange::Kind;
 
 constexpr std::chrono::minutes kTimeToRemove{1};
 constexpr std::size_t kLargestPreferences = std::size_t{16} << 20;
@@ -72,13 +72,13 @@ void ImportRun::writeWrapper(const DesktopApplication &application, const std::s
     ++outcome_.unchanged;
   else if (!wishes_.change || put(description))
     outcome_.changes.push_back(
-        {isThere ? Kind::changed : Kind::added, name + ".app", application.entry.id});
+        {isThere ? Change::changed : Change::added, name + ".app", application.entry.id});
 }
 
 void ImportRun::removeWrapper(const std::string &name, const std::string &id) {
   if (!wishes_.change ||
       succeeds(wrapperOf(name), removeTree(wrapperOf(name), Deadline::in(kTimeToRemove))))
-    outcome_.changes.push_back({Kind::removed, name + ".app", id});
+    outcome_.changes.push_back({Change::removed, name + ".app", id});
 }
 
 // The path of the program that stands for the entry.

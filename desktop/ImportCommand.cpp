@@ -13,7 +13,7 @@ namespace tesker {
 
 namespace {
 
-using Kind = ImportChange::Kind;
+using Change = ImportChange::Kind;
 
 // How long another import is waited for.
 constexpr std::chrono::seconds kTimeToWait{10};
@@ -36,19 +36,19 @@ std::optional<FileDescriptor> lockOf(const ImportPlaces &places, Reports &report
   return std::nullopt;
 }
 
-const char *wordFor(Kind kind) {
+const char *wordFor(Change kind) {
   switch (kind) {
-  case Kind::added:
+  case Change::added:
     return "new      ";
-  case Kind::changed:
+  case Change::changed:
     return "changed  ";
-  case Kind::removed:
+  case Change::removed:
     break;
   }
   return "removed  ";
 }
 
-std::string countOf(const ImportOutcome &outcome, Kind kind) {
+std::string countOf(const ImportOutcome &outcome, Change kind) {
   return std::to_string(std::ranges::count(outcome.changes, kind, &ImportChange::kind));
 }
 
@@ -56,9 +56,9 @@ void write(const ImportOutcome &outcome, const DesktopOptions &options, Output &
   for (const ImportChange &change : outcome.changes)
     output.write(wordFor(change.kind) + displayText(change.wrapper) + "  " +
                  displayText(change.id) + "\n");
-  output.write(std::string(options.dryRun ? "would be: " : "") + countOf(outcome, Kind::added) +
-               " new, " + countOf(outcome, Kind::changed) + " changed, " +
-               countOf(outcome, Kind::removed) + " removed, " + std::to_string(outcome.unchanged) +
+  output.write(std::string(options.dryRun ? "would be: " : "") + countOf(outcome, Change::added) +
+               " new, " + countOf(outcome, Change::changed) + " changed, " +
+               countOf(outcome, Change::removed) + " removed, " + std::to_string(outcome.unchanged) +
                " as before; the desktop's defaults " +
                (outcome.changesPreferences ? "changed" : "as before") + "\n");
 }

@@ -3,6 +3,7 @@ MIME database and made-up entries, whose programs write down what they are given
 import json
 import os
 import pathlib
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -61,7 +62,7 @@ class World:
 
     def fake_program(self, name):
         """A program that writes down its own name and its arguments, one line in all."""
-        self.write(f"bin/{name}", f"#!/bin/sh\nline={name}\nfor word do line=\"$line $word\"; done\n"
+        self.write(f"bin/{name}", f"#!/bin/sh\nline={shlex.quote(name)}\nfor word do line=\"$line $word\"; done\n"
                                   f"echo \"$line\" >>'{self.told}'\n", 0o755)
 
     def entry(self, name, lines, folder="system"):

@@ -30,7 +30,6 @@ PKGCONFIG = f"{OPTIONS.libdir}/pkgconfig"
 # All but the headers and the CMake package's file for the kind of build.
 EXPECTED = {
     "bin/tesker-apps",
-    "bin/tesker-desktop",
     "bin/tesker-fileop",
     TOOL,
     f"{OPTIONS.libdir}/libtesker.a",
@@ -40,16 +39,12 @@ EXPECTED = {
     f"{OPTIONS.libdir}/cmake/tesker/TeskerDescribe.cmake",
     f"{PKGCONFIG}/tesker.pc",
     "share/bash-completion/completions/tesker-apps",
-    "share/bash-completion/completions/tesker-desktop",
     "share/bash-completion/completions/tesker-fileop",
     "share/fish/vendor_completions.d/tesker-apps.fish",
-    "share/fish/vendor_completions.d/tesker-desktop.fish",
     "share/fish/vendor_completions.d/tesker-fileop.fish",
     "share/zsh/site-functions/_tesker-apps",
-    "share/zsh/site-functions/_tesker-desktop",
     "share/zsh/site-functions/_tesker-fileop",
     "share/man/man1/tesker-apps.1",
-    "share/man/man1/tesker-desktop.1",
     "share/man/man1/tesker-fileop.1",
     "share/man/man5/tesker-description.5",
     "share/man/man8/ToolFinder.8",
@@ -60,6 +55,14 @@ EXPECTED = {
     "share/doc/libtesker-dev/examples/CMakeLists.txt",
     "share/doc/libtesker-dev/examples/main.cpp",
 } | {f"share/doc/tesker/{path.name}" for path in pathlib.Path(OPTIONS.source, "docs").glob("*.md")}
+if pathlib.Path(OPTIONS.build, "bin/tesker-desktop").exists():
+    EXPECTED |= {
+        "bin/tesker-desktop",
+        "share/bash-completion/completions/tesker-desktop",
+        "share/fish/vendor_completions.d/tesker-desktop.fish",
+        "share/zsh/site-functions/_tesker-desktop",
+        "share/man/man1/tesker-desktop.1",
+    }
 DEFAULTS = "etc/xdg/tesker/defaults/Tesker.plist"  # only with TESKER_DEBIAN_DEFAULTS
 
 
