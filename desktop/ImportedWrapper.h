@@ -9,6 +9,7 @@
 #include "making/WrapperDescription.h"
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 
