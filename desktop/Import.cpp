@@ -104,7 +104,7 @@ std::string ImportRun::preferences() const {
          std::string(descriptionInStringsFileFormat(*pairs).bytes()) + "}\n";
 }
 
-// An empty text is no file. True when it is done.
+// Without a text there is not to be a file. True when it is done.
 bool ImportRun::writePreferences(const std::string &text) {
   const std::string &file = places_.preferences;
   if (text.empty())
