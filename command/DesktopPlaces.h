@@ -4,7 +4,7 @@
 // ~/.local/share. The functions answer nothing where neither that nor a home directory is known.
 #pragma once
 
-#include "command/Handlers.h"
+#include "catalog/Handlers.h"
 
 #include <optional>
 #include <string>

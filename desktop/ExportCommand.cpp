@@ -1,7 +1,7 @@
 // ExportCommand.cpp - export: desktop entries for the applications that tesker-apps knows.
+#include "catalog/Programs.h"
 #include "command/Answers.h"
 #include "command/DisplayText.h"
-#include "command/Programs.h"
 #include "command/SearchPath.h"
 #include "desktop/DesktopCommands.h"
 #include "desktop/DesktopDirectories.h"

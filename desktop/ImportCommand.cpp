@@ -58,8 +58,8 @@ void write(const ImportOutcome &outcome, const DesktopOptions &options, Output &
                  displayText(change.id) + "\n");
   output.write(std::string(options.dryRun ? "would be: " : "") + countOf(outcome, Change::added) +
                " new, " + countOf(outcome, Change::changed) + " changed, " +
-               countOf(outcome, Change::removed) + " removed, " + std::to_string(outcome.unchanged) +
-               " as before; the desktop's defaults " +
+               countOf(outcome, Change::removed) + " removed, " +
+               std::to_string(outcome.unchanged) + " as before; the desktop's defaults " +
                (outcome.changesPreferences ? "changed" : "as before") + "\n");
 }
 

@@ -1,7 +1,7 @@
 #include "desktop/ImportedWrapper.h"
 
 #include "desktop/StartScript.h"
-#include "parsing/AppWrapperParser.h"
+#include "parsing/WrapperNames.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/OperatingSystem.h"
 

@@ -22,8 +22,8 @@ using testing::Not;
 using testing::Pair;
 
 TEST(ExportedEntry, ReadsBackAsItWasMeant) {
-  const std::string program = R"(/My Apps/50% \ "$(x)" `y` 'z';
-  *.app / it's)"; const std::string text =
+  const std::string program = R"~(/My Apps/50% \ "$(x)" `y` 'z';*.app/it's)~";
+  const std::string text =
       textOf({.name = " Odd \\n name", .program = program, .icon = "", .mimeTypes = {"a/b", "c/d"}},
              {"sh", "open", "--with", program});
   const EntryReading reading = readDesktopEntry(text, {});

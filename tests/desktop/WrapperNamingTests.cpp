@@ -1,6 +1,6 @@
 #include "desktop/WrapperNaming.h"
 
-#include "making/WrapperNames.h"
+#include "making/AmbiguousNames.h"
 
 #include <gmock/gmock.h>
 
