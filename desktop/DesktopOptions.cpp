@@ -28,10 +28,11 @@ void describe(CLI::App &program, DesktopOptions &options) {
       ->excludes(verbose)
       ->option_text(" ");
 
-  CLI::App *import =
+  CLI::App *importing =
       program.add_subcommand("import", "Make wrappers for the applications of this desktop");
-  addCommon(*import, options);
-  import->add_flag("--remove", options.remove, "Remove all that import has made")->option_text(" ");
+  addCommon(*importing, options);
+  importing->add_flag("--remove", options.remove, "Remove all that import has made")
+      ->option_text(" ");
 
   CLI::App *exporting =
       program.add_subcommand("export", "Show the applications of tesker-apps to this desktop");
@@ -40,10 +41,9 @@ void describe(CLI::App &program, DesktopOptions &options) {
   addCommon(*exporting, options);
   exporting->add_flag("--remove", options.remove, "Remove all that export has made")
       ->option_text(" ");
-  import->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::importing;
-});
-exporting->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::exporting; });
-} // namespace
+  importing->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::importing; });
+  exporting->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::exporting; });
+}
 
 std::string problemOf(const CLI::App &program, const CLI::ParseError &error) {
   const std::vector<std::string> unknown = program.remaining();
@@ -56,7 +56,7 @@ std::string problemOf(const CLI::App &program, const CLI::ParseError &error) {
          " '" + displayText(unknown.front()) + "'";
 }
 
-} // namespace tesker
+} // namespace
 
 std::variant<DesktopOptions, Notice> parseDesktopOptions(const std::vector<std::string> &words) {
   CLI::App program("Makes the applications of the desktop and of tesker-apps known to each other.",
