@@ -178,7 +178,7 @@ std::vector<std::string> piecesOfPathList(std::string_view list) {
   return {pieces.begin(), pieces.back().empty() ? pieces.end() - 1 : pieces.end()};
 }
 
-std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
+std::vector<std::string> possibleSearchPaths(NSUserDefaults &defaults) {
   std::vector<std::string> paths;
   if (const NSObject *setting = applicationPaths(defaults)) {
     appendPath(paths, setting->asString());
@@ -193,8 +193,15 @@ std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
     usual.push_back(*imported);
   for (const std::string &path : usual)
     // Where the root is somebody's home, the first is the third.
-    if (exists(path) && std::find(paths.begin(), paths.end(), path) == paths.end())
+    if (std::find(paths.begin(), paths.end(), path) == paths.end())
       paths.push_back(path);
+  return paths;
+}
+
+std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
+  std::vector<std::string> paths = possibleSearchPaths(defaults);
+  if (applicationPaths(defaults) == nullptr)
+    std::erase_if(paths, [](const std::string &path) { return !exists(path); });
   return paths;
 }
 

@@ -2,6 +2,7 @@
 
 #include "desktop/Associations.h"
 #include "desktop/EntryFiles.h"
+#include "desktop/EntryIcon.h"
 #include "desktop/MimeTypes.h"
 #include "platform/foundation/Files.h"
 
@@ -90,6 +91,8 @@ Desktop desktopIn(const DesktopDirectories &directories, Reports &reports) {
   std::erase_if(entries.applications, [](const DesktopApplication &application) {
     return !application.entry.isShown && application.extensions.empty();
   });
+  for (DesktopApplication &application : entries.applications)
+    application.iconFile = iconFileFor(application.entry.icon, directories);
   desktop.applications = std::move(entries.applications);
   return desktop;
 }

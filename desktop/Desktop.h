@@ -6,6 +6,7 @@
 #include "desktop/Reports.h"
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,7 +15,8 @@ namespace tesker {
 
 struct DesktopApplication {
   DesktopEntry entry;
-  std::set<std::string> extensions; // that it opens, without a dot
+  std::set<std::string> extensions;         // that it opens, without a dot
+  std::optional<std::string> iconFile = {}; // the path of its picture
 };
 
 struct Desktop {

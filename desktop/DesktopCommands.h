@@ -7,6 +7,9 @@
 
 namespace tesker {
 
+// As the program calls itself.
+inline constexpr const char *kProgram = "tesker-desktop";
+
 // Reports as lines of diagnostics: notes only when they are verbose. What has failed is the status.
 class SaidReports final : public Reports {
 public:
@@ -25,5 +28,8 @@ private:
 
 [[nodiscard]] ExitStatus exportCommand(const DesktopOptions &options, Output &output,
                                        Diagnostics &diagnostics);
+
+// What the options name of both, and again whenever something has changed, until SIGINT or SIGTERM.
+[[nodiscard]] ExitStatus watchCommand(const DesktopOptions &options, Output &output);
 
 } // namespace tesker

@@ -19,13 +19,17 @@ void addCommon(CLI::App &verb, DesktopOptions &options) {
 void describe(CLI::App &program, DesktopOptions &options) {
   program.set_version_flag("--version", "tesker-desktop " TESKER_VERSION,
                            "Print the version and exit");
-  program.require_subcommand(1);
+  program.require_subcommand(0, 1);
   program.fallthrough();
   CLI::Option *verbose =
       program.add_flag("-v,--verbose", options.verbose, "Name what is passed over, too");
   verbose->option_text(" ");
   program.add_flag("-q,--quiet", options.quiet, "Print nothing but errors")
       ->excludes(verbose)
+      ->option_text(" ");
+  program
+      .add_flag("--watch", options.watch,
+                "Do it again whenever something has changed; without a command, do both")
       ->option_text(" ");
 
   CLI::App *importing =
@@ -41,8 +45,19 @@ void describe(CLI::App &program, DesktopOptions &options) {
   addCommon(*exporting, options);
   exporting->add_flag("--remove", options.remove, "Remove all that export has made")
       ->option_text(" ");
-  importing->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::importing; });
-  exporting->parse_complete_callback([&] { options.verb = DesktopOptions::Verb::exporting; });
+  importing->parse_complete_callback([&] { options.imports = true; });
+  exporting->parse_complete_callback([&] { options.exports = true; });
+}
+
+// What the options say together. Throws where they contradict each other.
+void settle(DesktopOptions &options) {
+  if (options.watch && (options.dryRun || options.remove))
+    throw CLI::ExcludesError("--watch", options.remove ? "--remove" : "--dry-run");
+  if (options.imports || options.exports)
+    return;
+  if (!options.watch)
+    throw CLI::RequiredError::Subcommand(1);
+  options.imports = options.exports = true;
 }
 
 std::string problemOf(const CLI::App &program, const CLI::ParseError &error) {
@@ -66,6 +81,7 @@ std::variant<DesktopOptions, Notice> parseDesktopOptions(const std::vector<std::
   try {
     std::vector<std::string> reversed(words.rbegin(), words.rend()); // as it takes them
     program.parse(reversed);
+    settle(options);
   } catch (const CLI::ParseError &error) {
     std::ostringstream out, problems;
     if (program.exit(error, out, problems) == 0)

@@ -10,8 +10,9 @@
 namespace tesker {
 
 struct DesktopOptions {
-  enum class Verb { importing, exporting };
-  Verb verb = Verb::importing;
+  bool imports = false;
+  bool exports = false;
+  bool watch = false; // with neither, both are done
   bool dryRun = false;
   bool remove = false;
   bool quiet = false;

@@ -16,10 +16,9 @@ namespace {
 class EntryWalk {
 public:
   explicit EntryWalk(Reports &reports) : reports_(reports) {}
-  void enterTop(const std::string &directory, const struct stat &status) {
-    enterAs(directory, "", status);
-  }
+  void walk(const std::string &directory);
   std::vector<EntryFile> files;
+  std::vector<std::string> directories;
 
 private:
   using Identity = std::pair<dev_t, ino_t>;
@@ -96,6 +95,7 @@ void EntryWalk::enterDirectoriesIn(const std::string &directory, const std::stri
 void EntryWalk::enterAs(const std::string &directory, const std::string &prefix,
                         const struct stat &status) {
   above_.emplace_back(status.st_dev, status.st_ino);
+  directories.push_back(directory);
   const std::vector<std::string> names = namesIn(directory);
   for (const std::string &name : names)
     if (name.ends_with(".desktop") && ids_.insert(prefix + name).second)
@@ -104,16 +104,26 @@ void EntryWalk::enterAs(const std::string &directory, const std::string &prefix,
   above_.pop_back();
 }
 
+void EntryWalk::walk(const std::string &directory) {
+  struct stat status {};
+  if (OperatingSystem::current().statAt(AT_FDCWD, directory.c_str(), true, status) == 0)
+    enterAs(directory, "", status);
+  else
+    reports_.unreadable(directory, errno);
+}
+
 } // namespace
 
 std::vector<EntryFile> entryFilesBelow(const std::string &directory, Reports &reports) {
   EntryWalk walk(reports);
-  struct stat status {};
-  if (OperatingSystem::current().statAt(AT_FDCWD, directory.c_str(), true, status) == 0)
-    walk.enterTop(directory, status);
-  else
-    reports.unreadable(directory, errno);
+  walk.walk(directory);
   return std::move(walk.files);
+}
+
+std::vector<std::string> entryDirectoriesBelow(const std::string &directory, Reports &reports) {
+  EntryWalk walk(reports);
+  walk.walk(directory);
+  return std::move(walk.directories);
 }
 
 } // namespace tesker

@@ -23,4 +23,8 @@ inline constexpr std::size_t kDeepestEntryFile = 16;
 [[nodiscard]] std::vector<EntryFile> entryFilesBelow(const std::string &directory,
                                                      Reports &reports);
 
+// The directory and those below it in which is looked for them.
+[[nodiscard]] std::vector<std::string> entryDirectoriesBelow(const std::string &directory,
+                                                             Reports &reports);
+
 } // namespace tesker

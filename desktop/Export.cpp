@@ -10,7 +10,6 @@ namespace tesker {
 
 namespace {
 
-constexpr const char *kList = "/tesker/exported";
 constexpr std::size_t kLargestList = std::size_t{16} << 20;
 constexpr std::size_t kLargestFile = std::size_t{16} << 20;
 
@@ -52,10 +51,11 @@ bool ExportRun::succeeds(const std::string &path, const Result<> &result) {
 
 // False when it is there and cannot be read.
 bool ExportRun::readList() {
-  const Result<std::string> list = contentsOfFile(NSString::create(data_ + kList), kLargestList);
+  const std::string file = exportListIn(data_);
+  const Result<std::string> list = contentsOfFile(NSString::create(file), kLargestList);
   if (!list) {
     if (list.error() != ENOENT && list.error() != ENOTDIR)
-      reports_.failFor(data_ + kList, list.error());
+      reports_.failFor(file, list.error());
     return list.error() == ENOENT || list.error() == ENOTDIR;
   }
   for (const std::string_view line : piecesOf(*list, '\n'))
@@ -71,7 +71,7 @@ void ExportRun::writeList(const std::set<std::string> &names) {
   std::string text;
   for (const std::string &name : names)
     text += name + "\n";
-  const std::string file = data_ + kList;
+  const std::string file = exportListIn(data_);
   if (!text.empty())
     (void)(succeeds(file, makeDirectoriesAbove(file)) &&
            succeeds(file, writeFileAtomically(NSString::create(file), text)));
@@ -133,6 +133,8 @@ ExportOutcome ExportRun::run() {
 }
 
 } // namespace
+
+std::string exportListIn(const std::string &data) { return data + "/tesker/exported"; }
 
 bool ExportOutcome::changes(std::string_view folder) const {
   const auto hasAny = [&](const std::vector<std::string> &names) {

@@ -34,6 +34,9 @@ using ExportedFiles = std::map<std::string, std::string>;
                                           const std::vector<std::string> &command,
                                           Reports &reports);
 
+// The path of the list of what was made below the data directory.
+[[nodiscard]] std::string exportListIn(const std::string &data);
+
 struct ExportOutcome {
   std::vector<std::string> added, changed, removed; // the files' names
   std::size_t unchanged = 0;

@@ -10,6 +10,7 @@
 #include "desktop/ExportedTypes.h"
 #include "desktop/ImportedWrapper.h"
 #include "desktop/MimeTypes.h"
+#include "desktop/RunLock.h"
 
 #include <algorithm>
 #include <array>
@@ -89,7 +90,10 @@ void writeNames(Output &output, const char *word, const std::vector<std::string>
     output.write(word + displayText(name) + "\n");
 }
 
+// Who watches is told of changes alone.
 void write(const ExportOutcome &outcome, const DesktopOptions &options, Output &output) {
+  if (options.quiet || (options.watch && !outcome.changes("")))
+    return;
   writeNames(output, "new      ", outcome.added);
   writeNames(output, "changed  ", outcome.changed);
   writeNames(output, "removed  ", outcome.removed);
@@ -121,6 +125,12 @@ ExitStatus exportCommand(const DesktopOptions &options, Output &output, Diagnost
     return ExitStatus::failed;
   }
   SaidReports reports(diagnostics);
+  std::optional<FileDescriptor> lock;
+  if (!options.dryRun) {
+    lock = lockFor(exportListIn(directories->own), reports);
+    if (!lock)
+      return reports.status();
+  }
   ExportedFiles files;
   ExitStatus status = ExitStatus::done;
   if (!options.remove) {
@@ -140,8 +150,7 @@ ExitStatus exportCommand(const DesktopOptions &options, Output &output, Diagnost
     update("update-mime-database", directories->own + "/mime", reports);
   if (wishes.change && outcome.changes("applications/"))
     update("update-desktop-database", directories->own + "/applications", reports);
-  if (!options.quiet)
-    write(outcome, options, output);
+  write(outcome, options, output);
   return std::max(status, reports.status());
 }
 

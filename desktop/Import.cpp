@@ -27,6 +27,9 @@ public:
   ImportOutcome run();
 
 private:
+  bool bringWrappers();
+  void removeWrappers();
+  void bringPreferences();
   void writeWrapper(const DesktopApplication &application, const std::string &name);
   bool put(const WrapperDescription &description);
   void removeWrapper(const std::string &name, const std::string &id);
@@ -66,7 +69,7 @@ bool ImportRun::put(const WrapperDescription &description) {
 }
 
 void ImportRun::writeWrapper(const DesktopApplication &application, const std::string &name) {
-  const WrapperDescription description = wrapperFor(application, name);
+  const WrapperDescription description = wrapperFor(application, name, reports_);
   const bool isThere = folder_.imported.contains(name);
   if (isThere && isUpToDate(wrapperOf(name), description))
     ++outcome_.unchanged;
@@ -114,35 +117,50 @@ bool ImportRun::writePreferences(const std::string &text) {
          succeeds(file, writeFileAtomically(NSString::create(file), text));
 }
 
-ImportOutcome ImportRun::run() {
-  std::optional<WrapperFolder> folder = wrapperFolder(places_.applications, reports_);
-  if (!folder)
-    return {};
-  folder_ = std::move(*folder);
+// False when there is no place for them.
+bool ImportRun::bringWrappers() {
   std::vector<DesktopApplication> applications = desktop_.applications;
   std::erase_if(applications, [](const DesktopApplication &one) { return one.entry.isExported(); });
   names_ = wrapperNames(applications, [&](const std::string &name) {
     return !folder_.others.contains(name + ".app");
   });
+  if (wishes_.change && !applications.empty() &&
+      !succeeds(places_.applications, makeDirectoriesAbove(places_.applications + "/")))
+    return false;
+  for (const DesktopApplication &application : applications)
+    writeWrapper(application, names_.at(application.entry.id));
+  return true;
+}
 
+void ImportRun::removeWrappers() {
   std::set<std::string> wanted;
-  for (const DesktopApplication &application : applications) {
-    const std::string &name = names_.at(application.entry.id);
-    writeWrapper(application, name);
+  for (const auto &[id, name] : names_)
     wanted.insert(name);
-  }
-  if (wishes_.remove)
-    for (const auto &[name, id] : folder_.imported)
-      if (!wanted.contains(name))
-        removeWrapper(name, id);
-  std::ranges::sort(outcome_.changes, {}, &ImportChange::wrapper);
+  for (const auto &[name, id] : folder_.imported)
+    if (!wanted.contains(name))
+      removeWrapper(name, id);
+}
 
+void ImportRun::bringPreferences() {
   const std::string text = preferences();
   const Result<std::string> before =
       contentsOfFile(NSString::create(places_.preferences), kLargestPreferences);
   const bool differs = before ? *before != text : !text.empty() || before.error() != ENOENT;
   if (differs && (wishes_.remove || !text.empty()))
     outcome_.changesPreferences = !wishes_.change || writePreferences(text);
+}
+
+ImportOutcome ImportRun::run() {
+  std::optional<WrapperFolder> folder = wrapperFolder(places_.applications, reports_);
+  if (!folder)
+    return {};
+  folder_ = std::move(*folder);
+  if (!bringWrappers())
+    return {};
+  if (wishes_.remove)
+    removeWrappers();
+  std::ranges::sort(outcome_.changes, {}, &ImportChange::wrapper);
+  bringPreferences();
   return std::move(outcome_);
 }
 

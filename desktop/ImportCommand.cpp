@@ -4,37 +4,15 @@
 #include "command/SearchPath.h"
 #include "desktop/DesktopCommands.h"
 #include "desktop/Import.h"
-#include "platform/foundation/KeptFiles.h"
+#include "desktop/RunLock.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace tesker {
 
 namespace {
 
 using Change = ImportChange::Kind;
-
-// How long another import is waited for.
-constexpr std::chrono::seconds kTimeToWait{10};
-
-// Nothing when it could not be had, which is said.
-std::optional<FileDescriptor> lockOf(const ImportPlaces &places, Reports &reports) {
-  const std::string file = places.applications + ".lock";
-  const Result<> made = makeDirectoriesAbove(places.applications + "/");
-  if (!made) {
-    reports.failFor(places.applications, made.error());
-    return std::nullopt;
-  }
-  Result<FileDescriptor> lock = openLocked(file, Deadline::in(kTimeToWait));
-  if (lock)
-    return std::move(*lock);
-  if (lock.error() == EWOULDBLOCK)
-    reports.fail(file, "another process holds the lock");
-  else
-    reports.failFor(file, lock.error());
-  return std::nullopt;
-}
 
 const char *wordFor(Change kind) {
   switch (kind) {
@@ -52,7 +30,10 @@ std::string countOf(const ImportOutcome &outcome, Change kind) {
   return std::to_string(std::ranges::count(outcome.changes, kind, &ImportChange::kind));
 }
 
+// Who watches is told of changes alone.
 void write(const ImportOutcome &outcome, const DesktopOptions &options, Output &output) {
+  if (options.quiet || (options.watch && outcome.changes.empty() && !outcome.changesPreferences))
+    return;
   for (const ImportChange &change : outcome.changes)
     output.write(wordFor(change.kind) + displayText(change.wrapper) + "  " +
                  displayText(change.id) + "\n");
@@ -65,8 +46,8 @@ void write(const ImportOutcome &outcome, const DesktopOptions &options, Output &
 
 // Who names the places to search has to name this one, too.
 void noteWhereSearched(const ImportPlaces &places, Diagnostics &diagnostics) {
-  const std::vector<std::string> searched =
-      defaultSearchPaths(NSUserDefaults::standardUserDefaults());
+  NSUserDefaults defaults;
+  const std::vector<std::string> searched = defaultSearchPaths(defaults);
   if (std::ranges::find(searched, places.applications) == searched.end())
     diagnostics.note("ApplicationPaths in " + fileOfDefaultSearchPaths() + " does not name " +
                      displayText(places.applications) + ", so it is not among the usual places");
@@ -84,7 +65,7 @@ ExitStatus importCommand(const DesktopOptions &options, Output &output, Diagnost
   SaidReports reports(diagnostics);
   std::optional<FileDescriptor> lock;
   if (!options.dryRun) {
-    lock = lockOf(places, reports);
+    lock = lockFor(places.applications, reports);
     if (!lock)
       return reports.status();
   }
@@ -92,8 +73,7 @@ ExitStatus importCommand(const DesktopOptions &options, Output &output, Diagnost
   // What could not be read may be there still.
   const Wishes wishes{.change = !options.dryRun, .remove = reports.status() == ExitStatus::done};
   const ImportOutcome outcome = importDesktop(desktop, places, wishes, reports);
-  if (!options.quiet)
-    write(outcome, options, output);
+  write(outcome, options, output);
   if (!options.remove && !options.dryRun)
     noteWhereSearched(places, diagnostics);
   return reports.status();

@@ -1,5 +1,6 @@
 #include "desktop/ImportedWrapper.h"
 
+#include "desktop/EntryIcon.h"
 #include "desktop/StartScript.h"
 #include "parsing/WrapperNames.h"
 #include "platform/foundation/Files.h"
@@ -15,6 +16,7 @@ namespace tesker {
 namespace {
 
 constexpr std::string_view kSuffix = ".app";
+constexpr std::size_t kLargestIcon = std::size_t{1} << 20;
 
 struct Listing {
   std::vector<std::string> names; // sorted, less "." and ".."
@@ -45,6 +47,28 @@ bool holdsJust(const std::string &directory, std::vector<std::string> names) {
   return isDirectory(directory) && listingOf(directory).names == names;
 }
 
+// "icon.png" for a file that ends so.
+std::string iconNameFor(std::string_view file) {
+  return "icon" + std::string(file.substr(std::min(file.rfind('.'), file.size())));
+}
+
+// The description and the marker, with an icon or without.
+bool areResourcesOfImport(const std::string &resources) {
+  if (holdsJust(resources, {kMarkerName, std::string(kInfoListName)}))
+    return true;
+  return std::ranges::any_of(kIconSuffixes, [&](std::string_view suffix) {
+    return holdsJust(resources, {kMarkerName, std::string(kInfoListName), iconNameFor(suffix)});
+  });
+}
+
+void addIcon(WrapperDescription &description, const std::string &file, Reports &reports) {
+  Result<std::string> bytes = contentsOfFile(NSString::create(file), kLargestIcon);
+  if (!bytes)
+    return reports.unreadable(file, bytes.error());
+  description.icon = iconNameFor(file);
+  description.files.emplace(description.icon, std::move(*bytes));
+}
+
 std::string resourcesOf(const std::string &wrapper) {
   return wrapper + "/" + std::string(kResourcesName);
 }
@@ -68,12 +92,15 @@ std::string nameOf(const std::string &wrapper) {
 
 } // namespace
 
-WrapperDescription wrapperFor(const DesktopApplication &application, const std::string &name) {
+WrapperDescription wrapperFor(const DesktopApplication &application, const std::string &name,
+                              Reports &reports) {
   WrapperDescription description{.name = name, .program = startScript(application.entry)};
   const auto &extensions = application.extensions;
   if (!extensions.empty())
     description.types.push_back({.extensions = {extensions.begin(), extensions.end()}});
   description.files.emplace(kMarkerName, application.entry.id + "\n");
+  if (application.iconFile)
+    addIcon(description, *application.iconFile, reports);
   return description;
 }
 
@@ -81,7 +108,7 @@ std::optional<std::string> importedIdOf(const std::string &wrapper) {
   constexpr std::size_t longestId = 64 * 1024;
   const std::string name = nameOf(wrapper);
   if (name.empty() || !holdsJust(wrapper, {name, std::string(kResourcesName)}) ||
-      !holdsJust(resourcesOf(wrapper), {kMarkerName, std::string(kInfoListName)}))
+      !areResourcesOfImport(resourcesOf(wrapper)))
     return std::nullopt;
   const Result<std::string> marker =
       contentsOfFile(NSString::create(resourcesOf(wrapper) + "/" + kMarkerName), longestId);
@@ -108,7 +135,11 @@ std::optional<WrapperFolder> wrapperFolder(const std::string &folder, Reports &r
 bool isUpToDate(const std::string &wrapper, const WrapperDescription &description) {
   const std::string program = wrapper + "/" + description.name;
   const std::string resources = resourcesOf(wrapper) + "/";
-  return isExecutable(program) && holds(program, std::get<std::string>(description.program)) &&
+  std::vector<std::string> names{std::string(kInfoListName)};
+  for (const auto &file : description.files)
+    names.push_back(file.first);
+  return holdsJust(resourcesOf(wrapper), names) && isExecutable(program) &&
+         holds(program, std::get<std::string>(description.program)) &&
          holds(resources + std::string(kInfoListName), textOf(description)) &&
          std::ranges::all_of(description.files, [&](const auto &file) {
            return holds(resources + file.first, std::get<std::string>(file.second));

@@ -1,7 +1,8 @@
 // ImportedWrapper.h - a wrapper that import has made, and how it is told from others.
 //
-// It holds its program, its description and a marker, Resources/desktop-entry, with the id of the
-// entry that it stands for; and nothing else.
+// It holds its program, its description, its icon, Resources/icon.png or another of such a name,
+// and a marker, Resources/desktop-entry, with the id of the entry that it stands for; and nothing
+// else.
 #pragma once
 
 #include "desktop/Desktop.h"
@@ -17,9 +18,10 @@ namespace tesker {
 
 inline constexpr const char *kMarkerName = "desktop-entry";
 
-// What the wrapper of the application is to be.
+// What the wrapper of the application is to be. An icon that cannot be read is reported and left
+// out.
 [[nodiscard]] WrapperDescription wrapperFor(const DesktopApplication &application,
-                                            const std::string &name);
+                                            const std::string &name, Reports &reports);
 
 // The id in the marker of the wrapper; nothing where something else has made it.
 [[nodiscard]] std::optional<std::string> importedIdOf(const std::string &wrapper);

@@ -69,7 +69,8 @@ std::map<std::string, std::string> wrapperNames(const std::vector<DesktopApplica
   for (const auto &[name, times] : count)
     if (times == 1 && isFree(name))
       taken.insert(name);
-  for (const auto &[entry, extensions] : applications) {
+  for (const DesktopApplication &application : applications) {
+    const DesktopEntry &entry = application.entry;
     std::string name = nameOf(entry);
     if (!taken.contains(name)) {
       const std::string unique = withId(name, entry);

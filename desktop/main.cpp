@@ -14,9 +14,10 @@ namespace {
 
 ExitStatus runVerb(const DesktopOptions &options, Output &output, Diagnostics &diagnostics) {
   try {
-    return options.verb == DesktopOptions::Verb::importing
-               ? importCommand(options, output, diagnostics)
-               : exportCommand(options, output, diagnostics);
+    if (options.watch)
+      return watchCommand(options, output);
+    return options.imports ? importCommand(options, output, diagnostics)
+                           : exportCommand(options, output, diagnostics);
   } catch (const std::bad_alloc &) {
     diagnostics.error("there is not enough memory");
     return ExitStatus::failed;
@@ -58,7 +59,7 @@ ExitStatus runAndWrite(const std::vector<std::string> &words, Diagnostics &diagn
 int main(int count, char **words) {
   using namespace tesker;
   openMissingStandardDescriptors(O_RDONLY);
-  Diagnostics diagnostics(STDERR_FILENO, Diagnostics::Level::normal, "tesker-desktop");
+  Diagnostics diagnostics(STDERR_FILENO, Diagnostics::Level::normal, kProgram);
   return static_cast<int>(
       runAndWrite(std::vector<std::string>(words + 1, words + count), diagnostics));
 }

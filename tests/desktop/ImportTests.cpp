@@ -93,6 +93,32 @@ TEST_F(Import, ChangesOnlyWhatHasChanged) {
   EXPECT_THAT(import(), IsEmpty());
 }
 
+TEST_F(Import, BringsTheIcon) {
+  directory.writeFile("edit.png", "a picture");
+  desktop.applications[0].iconFile = directory.path("edit.png");
+  (void)import();
+  const std::string resources = places.applications + "/Edit.app/Resources";
+  EXPECT_EQ(contents(resources + "/icon.png"), "a picture");
+  EXPECT_THAT(contents(resources + "/Info-quorvale.plist"), HasSubstr("NSIcon = icon.png;"));
+  EXPECT_THAT(import(), IsEmpty());
+  directory.writeFile("edit.png", "another");
+  EXPECT_THAT(import(), ElementsAre("*Edit.app"));
+  EXPECT_EQ(contents(resources + "/icon.png"), "another");
+  std::filesystem::remove(directory.path("edit.png"));
+  EXPECT_THAT(import(), ElementsAre("*Edit.app"));
+  EXPECT_EQ(contents(resources + "/icon.png"), "(none)");
+  desktop = {};
+  EXPECT_THAT(import(), ElementsAre("-Draw.app", "-Edit.app", "defaults"));
+}
+
+TEST_F(Import, LeavesOutAnIconThatIsFarTooLarge) {
+  directory.writeFile("edit.png", std::string((1U << 20) + 1, 'x'));
+  desktop.applications[0].iconFile = directory.path("edit.png");
+  EXPECT_THAT(import(), ElementsAre("+Draw.app", "+Edit.app", "defaults"));
+  EXPECT_THAT(reports.notes, ElementsAre(HasSubstr("edit.png: far too large")));
+  EXPECT_THAT(reports.failures, IsEmpty());
+}
+
 TEST_F(Import, RemovesWhatIsGone) {
   (void)import();
   desktop.applications.pop_back();

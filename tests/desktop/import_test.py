@@ -17,7 +17,7 @@ def fill(w):
     for program in ("edit", "ide", "view", "play", "web", "hid", "old"):
         w.fake_program(f"fake-{program}")
     w.entry("org.example.Edit.desktop",
-            "Name=Edit\nName[de]=Bearbeiten\nExec=fake-edit --new %U\n"
+            "Name=Edit\nName[de]=Bearbeiten\nIcon=edit\nExec=fake-edit --new %U\n"
             "MimeType=text/plain;application/json;\n")
     w.entry("ide/main.desktop", "Name=Workshop\nExec=fake-ide --file=%f\n"
             "MimeType=text/x-c++src;text/x-csrc;text/x-chdr;text/x-python;text/plain;\n")
@@ -42,6 +42,7 @@ def fill(w):
             "[Default Applications]\ntext/plain=ide-main.desktop;\nimage/svg+xml=web.desktop;\n"
             "[Added Associations]\ntext/csv=view.desktop;\n"
             "[Removed Associations]\ntext/html=org.example.Edit.desktop;\napplication/json=org.example.Edit.desktop;\n")
+    w.write("system/icons/hicolor/48x48/apps/edit.png", "a picture")
     w.update_cache()
     w.update_cache("home/.local/share")
 
@@ -81,11 +82,13 @@ def agrees_with_glib(w):
 
 
 def lists_each_once(w):
-    paths = [record["pairs"]["path"] for result in w.json("list") for record in result["records"]
-             if record["pairs"]["type"] == "app"]
-    names = sorted(os.path.basename(path) for path in paths)
+    applications = [record["pairs"] for result in w.json("list") for record in result["records"]
+                    if record["pairs"]["type"] == "app"]
+    names = sorted(os.path.basename(application["path"]) for application in applications)
     expect("each entry is listed once",
            names == ["Edit", "Files (web)", "Files (zip)", "Only in the menu", "Play", "Shadowed view", "Workshop"], names)
+    icons = {application.get("icon") for application in applications}
+    expect("one has an icon", icons == {None, "icon.png"}, icons)
 
 
 def opens(w):
