@@ -95,6 +95,10 @@ if(TESKER_DESKTOP)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tesker-desktop)
   install(FILES ${completion}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
     COMPONENT tesker-desktop)
+  # systemd looks for units below lib, whatever the folder for libraries is.
+  configure_file(packaging/tesker-desktop.service.in ${CMAKE_BINARY_DIR}/tesker-desktop.service @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/tesker-desktop.service DESTINATION lib/systemd/user
+    COMPONENT tesker-desktop)
 endif()
 
 # Where tar and compress are elsewhere than built in, the site's defaults have to say so.

@@ -29,7 +29,7 @@ void describe(CLI::App &program, DesktopOptions &options) {
       ->option_text(" ");
   program
       .add_flag("--watch", options.watch,
-                "Do it again whenever something has changed; without a command, do both")
+                "Repeat at each change; without a command, do both")
       ->option_text(" ");
 
   CLI::App *importing =
@@ -56,7 +56,7 @@ void settle(DesktopOptions &options) {
   if (options.imports || options.exports)
     return;
   if (!options.watch)
-    throw CLI::RequiredError::Subcommand(1);
+    throw CLI::RequiredError("A command");
   options.imports = options.exports = true;
 }
 

@@ -3,7 +3,7 @@
 
 _tesker_desktop() {
   local cur=${COMP_WORDS[COMP_CWORD]} command='' words='' i
-  local always='-h --help -v --verbose -q --quiet'
+  local always='-h --help -v --verbose -q --quiet --watch'
   for ((i = 1; i < COMP_CWORD; i++)); do
     if [[ ${COMP_WORDS[i]} != -* ]]; then
       command=${COMP_WORDS[i]}

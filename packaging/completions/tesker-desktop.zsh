@@ -9,10 +9,11 @@ _tesker-desktop() {
     '(- *)'{-h,--help}'[print a help message]'
     '(-q --quiet)'{-v,--verbose}'[name what is passed over, too]'
     '(-v --verbose)'{-q,--quiet}'[print nothing but errors]'
+    '(-n --dry-run --remove)--watch[repeat at each change; without a command, do both]'
   )
   acting=(
-    '(-n --dry-run)'{-n,--dry-run}'[change nothing; say what would be changed]'
-    '--remove[remove all that it has made]'
+    '(-n --dry-run --watch)'{-n,--dry-run}'[change nothing; say what would be changed]'
+    '(--watch)--remove[remove all that it has made]'
   )
   commands=(
     'import:make wrappers for the applications of this desktop'

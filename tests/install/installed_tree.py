@@ -58,6 +58,7 @@ EXPECTED = {
 if pathlib.Path(OPTIONS.build, "bin/tesker-desktop").exists():
     EXPECTED |= {
         "bin/tesker-desktop",
+        "lib/systemd/user/tesker-desktop.service",
         "share/bash-completion/completions/tesker-desktop",
         "share/fish/vendor_completions.d/tesker-desktop.fish",
         "share/zsh/site-functions/_tesker-desktop",
