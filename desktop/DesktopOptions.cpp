@@ -27,9 +27,7 @@ void describe(CLI::App &program, DesktopOptions &options) {
   program.add_flag("-q,--quiet", options.quiet, "Print nothing but errors")
       ->excludes(verbose)
       ->option_text(" ");
-  program
-      .add_flag("--watch", options.watch,
-                "Repeat at each change; without a command, do both")
+  program.add_flag("--watch", options.watch, "Repeat at each change; without a command, do both")
       ->option_text(" ");
 
   CLI::App *importing =
@@ -39,7 +37,7 @@ void describe(CLI::App &program, DesktopOptions &options) {
       ->option_text(" ");
 
   CLI::App *exporting =
-      program.add_subcommand("export", "Show the applications of tesker-apps to this desktop");
+      program.add_subcommand("export", "Make entries of this desktop for those of tesker-apps");
   exporting->add_option("PATH", options.paths, "Where to search; without one, the usual places")
       ->option_text(" ");
   addCommon(*exporting, options);

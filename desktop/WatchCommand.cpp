@@ -5,6 +5,7 @@
 #include "desktop/DesktopCommands.h"
 #include "desktop/DesktopDirectories.h"
 #include "desktop/EntryFiles.h"
+#include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace tesker {
 
 namespace {
 
-using std::chrono::milliseconds, std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 // Programs are installed file by file; what is done over and over takes a tenth of the time at
 // most.
@@ -83,7 +84,7 @@ ExitStatus watchCommand(const DesktopOptions &options, Output &output) {
     Diagnostics diagnostics(STDERR_FILENO, options.verbose ? Level::verbose : level, kProgram);
     level = Level::quiet; // what could be noted will have been
     SaidReports reports(diagnostics);
-    const auto begin = steady_clock::now();
+    const auto begin = OperatingSystem::current().steadyTime();
     changes.watch(wantedFor(options), reports);
     if (options.imports)
       (void)importCommand(options, output, diagnostics);
@@ -92,7 +93,8 @@ ExitStatus watchCommand(const DesktopOptions &options, Output &output) {
     output.flush();
     if (output.error() != 0)
       return ExitStatus::failed; // which its owner says
-    const auto took = std::chrono::ceil<milliseconds>(steady_clock::now() - begin);
+    const auto took =
+        std::chrono::ceil<milliseconds>(OperatingSystem::current().steadyTime() - begin);
     settling = std::max(kSettling, kRestToWork * took);
   } while (changes.wait(settling));
   return ExitStatus::done;

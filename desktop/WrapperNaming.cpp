@@ -13,8 +13,6 @@ namespace {
 // A file's name has 255 bytes at most; ".app" and an id's number have to fit as well.
 constexpr std::size_t kLongestName = 200;
 
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f'; }
-
 void shorten(std::string &name, std::size_t size) {
   if (name.size() <= size)
     return;

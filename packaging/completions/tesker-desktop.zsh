@@ -17,7 +17,7 @@ _tesker-desktop() {
   )
   commands=(
     'import:make wrappers for the applications of this desktop'
-    'export:show the applications of tesker-apps to this desktop'
+    'export:make entries of this desktop for those of tesker-apps'
   )
   _arguments -C $always '(- *)--version[print the version]' \
     '1:command:->command' '*::path:->path'

@@ -39,7 +39,8 @@ def follows(w, watching):
     exported = w.data / "applications/tesker-Paint.desktop"
     eventually("what is installed comes in", (w.applications / "Draw.app").exists)
     eventually("what is made goes out", exported.exists)
-    eventually("the new type is known", lambda: "x-tesker-paint" in (w.data / "mime/globs2").read_text())
+    types = w.data / "mime/globs2"
+    eventually("the new type is known", lambda: types.exists() and "x-tesker-paint" in types.read_text())
     (w.system / "applications/edit.desktop").unlink()
     (w.tmp / "home/Applications/Paint.app").rename(w.tmp / "gone")
     eventually("what is taken away goes", lambda: not (w.applications / "Edit.app").exists() and not exported.exists())
