@@ -3,7 +3,6 @@
 #include "command/DisplayText.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <gio/gio.h>
 #include <glib-unix.h>
@@ -40,9 +39,9 @@ void DesktopChanges::Stop::operator()(GFileMonitor *monitor) const {
   g_object_unref(monitor);
 }
 
-DesktopChanges::DesktopChanges() {
-  for (const int signal : {SIGINT, SIGTERM})
-    sources_.insert(g_unix_signal_add(signal, setAndStay, &come_.signal));
+DesktopChanges::DesktopChanges(Interrupts &interrupts) : interrupts_(interrupts) {
+  sources_.insert(
+      g_unix_fd_add(interrupts_.descriptor(), G_IO_IN, setForDescriptor, &come_.signal));
   Result<SearchPathWatches> searches = SearchPathWatches::create();
   if (!searches)
     return;
@@ -131,7 +130,8 @@ bool DesktopChanges::wait(std::chrono::milliseconds settling) {
       unwatched_.empty() ? 0 : g_timeout_add_seconds(kSecondsBetweenLooks, setAndStay, &come_.file);
   come_.settled = 0;
   unsigned settles = 0;
-  while (come_.signal == 0 && come_.settled == 0) {
+  // One may have come to another that waits for them, such as a search.
+  while (interrupts_.take() == 0 && come_.settled == 0) {
     if (come_.searchPath != 0)
       takeSearchPaths();
     if (settles == 0 && (come_.file != 0 || !changed_.empty()))
@@ -143,7 +143,7 @@ bool DesktopChanges::wait(std::chrono::milliseconds settling) {
   if (looking != 0)
     g_source_remove(looking);
   come_.file = 0;
-  return come_.signal == 0;
+  return interrupts_.take() == 0;
 }
 
 } // namespace tesker

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "catalog/SearchPathWatches.h"
+#include "command/Interrupts.h"
 #include "desktop/Reports.h"
 
 #include <chrono>
@@ -23,8 +24,8 @@ namespace tesker {
 
 class DesktopChanges {
 public:
-  // From now on SIGINT and SIGTERM end the waiting and not the process.
-  DesktopChanges();
+  // The signals that end the waiting are borrowed.
+  explicit DesktopChanges(Interrupts &interrupts);
   ~DesktopChanges();
   DesktopChanges(const DesktopChanges &) = delete;
   DesktopChanges &operator=(const DesktopChanges &) = delete;
@@ -56,6 +57,7 @@ private:
   void cannotWatch(const std::string &path, std::string_view why, Reports &reports);
   void takeSearchPaths();
 
+  Interrupts &interrupts_;
   Come come_;
   std::map<std::string, Monitor> monitors_; // nil: it cannot be watched
   std::optional<SearchPathWatches> searches_;

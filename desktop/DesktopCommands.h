@@ -1,6 +1,7 @@
 // DesktopCommands.h - what the verbs of tesker-desktop do, and say.
 #pragma once
 
+#include "command/Interrupts.h"
 #include "command/Output.h"
 #include "desktop/DesktopOptions.h"
 #include "desktop/Reports.h"
@@ -29,7 +30,8 @@ private:
 [[nodiscard]] ExitStatus exportCommand(const DesktopOptions &options, Output &output,
                                        Diagnostics &diagnostics);
 
-// What the options name of both, and again whenever something has changed, until SIGINT or SIGTERM.
-[[nodiscard]] ExitStatus watchCommand(const DesktopOptions &options, Output &output);
+// What the options name of both, and again whenever something has changed, until a signal comes.
+[[nodiscard]] ExitStatus watchCommand(const DesktopOptions &options, Interrupts &interrupts,
+                                      Output &output);
 
 } // namespace tesker

@@ -37,7 +37,7 @@ void describe(CLI::App &program, DesktopOptions &options) {
       ->option_text(" ");
 
   CLI::App *exporting =
-      program.add_subcommand("export", "Make entries of this desktop for those of tesker-apps");
+      program.add_subcommand("export", "Make entries for the applications of tesker-apps");
   exporting->add_option("PATH", options.paths, "Where to search; without one, the usual places")
       ->option_text(" ");
   addCommon(*exporting, options);

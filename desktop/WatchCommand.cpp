@@ -75,9 +75,9 @@ DesktopChanges::Wanted wantedFor(const DesktopOptions &options) {
 
 } // namespace
 
-ExitStatus watchCommand(const DesktopOptions &options, Output &output) {
+ExitStatus watchCommand(const DesktopOptions &options, Interrupts &interrupts, Output &output) {
   using Level = Diagnostics::Level;
-  DesktopChanges changes;
+  DesktopChanges changes(interrupts);
   Level level = options.quiet ? Level::quiet : Level::normal;
   milliseconds settling;
   do {

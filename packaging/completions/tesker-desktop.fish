@@ -11,7 +11,7 @@ complete -c tesker-desktop -l watch -d 'Repeat at each change; without a command
 
 complete -c tesker-desktop -n $before -f -l version -d 'Print the version'
 complete -c tesker-desktop -n $before -f -a import -d 'Make wrappers for the applications of this desktop'
-complete -c tesker-desktop -n $before -f -a export -d 'Make entries of this desktop for those of tesker-apps'
+complete -c tesker-desktop -n $before -f -a export -d 'Make entries for the applications of tesker-apps'
 
 complete -c tesker-desktop -n $after -s n -l dry-run -d 'Change nothing; say what would be changed'
 complete -c tesker-desktop -n $after -l remove -d 'Remove all that it has made'

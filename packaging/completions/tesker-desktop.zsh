@@ -17,7 +17,7 @@ _tesker-desktop() {
   )
   commands=(
     'import:make wrappers for the applications of this desktop'
-    'export:make entries of this desktop for those of tesker-apps'
+    'export:make entries for the applications of tesker-apps'
   )
   _arguments -C $always '(- *)--version[print the version]' \
     '1:command:->command' '*::path:->path'

@@ -58,7 +58,7 @@ def main():
             follows(w, watching)
             watching.send_signal(signal.SIGTERM)
             said, errors = watching.communicate(timeout=TIME_LIMIT)
-            expect("it ends as it should", watching.returncode == 0, watching.returncode, said, errors)
+            expect("it ends as it should", watching.returncode == -signal.SIGTERM, watching.returncode, said, errors)
             lines = said.splitlines()
             expect("it says what changes", "new      Draw.app  tools-draw.desktop" in lines
                    and "removed  applications/tesker-Paint.desktop" in lines, said)
