@@ -26,19 +26,23 @@ protected:
 TEST_F(EntryIcon, IsThatOfTheBestSize) {
   (void)place("system/icons/hicolor/32x32/apps/edit.png");
   (void)place("system/icons/hicolor/scalable/apps/edit.svg");
-  EXPECT_EQ(find("edit"), place("system/icons/hicolor/64x64/apps/edit.png"));
-  EXPECT_EQ(find("edit"), place("system/icons/hicolor/48x48/apps/edit.png"));
+  const std::string larger = place("system/icons/hicolor/64x64/apps/edit.png");
+  EXPECT_EQ(find("edit"), larger);
+  const std::string best = place("system/icons/hicolor/48x48/apps/edit.png");
+  EXPECT_EQ(find("edit"), best);
 }
 
 TEST_F(EntryIcon, IsThatOfTheFirstDirectoryThatHasOne) {
   (void)place("system/icons/hicolor/48x48/apps/edit.png");
-  EXPECT_EQ(find("edit"), place("own/pixmaps/edit.xpm"));
+  const std::string own = place("own/pixmaps/edit.xpm");
+  EXPECT_EQ(find("edit"), own);
 }
 
 TEST_F(EntryIcon, MayBeGivenByItsPathOrWithItsSuffix) {
   const std::string path = place("elsewhere/a.svg");
+  const std::string named = place("system/pixmaps/edit.png");
   EXPECT_EQ(find(path), path);
-  EXPECT_EQ(find("edit.png"), place("system/pixmaps/edit.png"));
+  EXPECT_EQ(find("edit.png"), named);
 }
 
 TEST_F(EntryIcon, IsNotLookedForOutsideOfTheTheme) {
