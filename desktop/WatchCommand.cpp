@@ -21,7 +21,7 @@ using std::chrono::milliseconds;
 // Programs are installed file by file; what is done over and over takes a tenth of the time at
 // most.
 constexpr milliseconds kSettling{500};
-constexpr int kRestToWork = 9;
+constexpr int kRestToWork = 4;
 
 // What cannot be read is said by what reads it.
 class Silent final : public Reports {
