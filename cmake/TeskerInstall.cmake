@@ -4,7 +4,8 @@
 # There is no shared one: what crosses its interface (strings, records, counted objects) is inline in
 # its headers, and changes from version to version.
 #
-# Components: "runtime" for those who run it, "development" for those who build with it.
+# Components: "runtime" for those who run it, "development" for those who build with it, "desktop" for
+# those who have a desktop beside it.
 include(CMakePackageConfigHelpers)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
 
@@ -81,6 +82,25 @@ foreach(program tesker-apps tesker-fileop)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
   install(FILES ${completion}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endforeach()
+
+# What needs GLib is a part of its own.
+if(TESKER_DESKTOP)
+  set(completion packaging/completions/tesker-desktop)
+  install(TARGETS tesker-desktop RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    COMPONENT desktop)
+  install(FILES docs/man/tesker-desktop.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT desktop)
+  install(FILES ${completion}.bash RENAME tesker-desktop
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT desktop)
+  install(FILES ${completion}.zsh RENAME _tesker-desktop
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT desktop)
+  install(FILES ${completion}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+    COMPONENT desktop)
+  # systemd looks for units below lib, whatever the folder for libraries is.
+  configure_file(packaging/tesker-desktop.service.in ${CMAKE_BINARY_DIR}/tesker-desktop.service @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/tesker-desktop.service DESTINATION lib/systemd/user
+    COMPONENT desktop)
+endif()
 
 # Where tar and compress are elsewhere than built in, the site's defaults have to say so.
 if(TESKER_DEBIAN_DEFAULTS)

@@ -1,11 +1,14 @@
 # Packages by CPack: cpack -G DEB (./dev package) or -G RPM, the same ones as debian/ makes: one to run
-# the finder, one to build with the library.
+# the finder, one to build with the library, and one for desktops where it is built.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tesker)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "The Tesker authors")
 set(CPACK_PACKAGE_CONTACT "The Tesker authors <tesker@tesker.invalid>")
 set(CPACK_COMPONENTS_ALL runtime development)
+if(TESKER_DESKTOP)
+  list(APPEND CPACK_COMPONENTS_ALL desktop)
+endif()
 # The first line of each description is the synopsis. CPack would put any summary but this before it.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "application finder of a desktop file browser
@@ -20,6 +23,11 @@ Headers and static library for authors of file browsers: the codec of the
 finder's answers, the master's side of its protocol, and a file-system layer
 with caches. The CMake package brings functions for programs that describe
 themselves.")
+set(CPACK_COMPONENT_DESKTOP_DESCRIPTION "application finder of a desktop file browser (desktop entries)
+Makes the applications that a desktop has entries of known to tesker-apps, and
+those that tesker-apps knows to the desktop: its menu, its types of files and
+its defaults. A unit for the user's own systemd keeps both up to date, once it
+is enabled.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/arrange.cmake)
 set(CPACK_TESKER_SOURCE ${PROJECT_SOURCE_DIR}) # for the script
@@ -48,6 +56,12 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "tesker (= ${PROJECT_VERSION}), lib
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_BREAKS "tesker (<< 0.2.0)")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_REPLACES "tesker (<< 0.2.0)")
 
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME tesker-desktop)
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS "tesker (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_RECOMMENDS "desktop-file-utils, libglib2.0-bin, shared-mime-info")
+
 set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
@@ -56,11 +70,15 @@ set(CPACK_RPM_RUNTIME_PACKAGE_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_RPM_DEVELOPMENT_PACKAGE_SUMMARY "${PROJECT_DESCRIPTION} (library)")
 set(CPACK_RPM_DEVELOPMENT_PACKAGE_NAME libtesker-devel)
 set(CPACK_RPM_DEVELOPMENT_PACKAGE_REQUIRES "tesker = ${PROJECT_VERSION}, pkgconfig(libsystemd)")
+set(CPACK_RPM_DESKTOP_PACKAGE_NAME tesker-desktop)
+set(CPACK_RPM_DESKTOP_PACKAGE_SUMMARY "${PROJECT_DESCRIPTION} (desktop entries)")
+set(CPACK_RPM_DESKTOP_PACKAGE_REQUIRES "tesker = ${PROJECT_VERSION}")
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
   /etc /etc/xdg /usr/share/man /usr/share/man/man1 /usr/share/man/man5 /usr/share/man/man8 /usr/libexec
   /usr/share/doc /usr/share/bash-completion /usr/share/bash-completion/completions /usr/share/zsh
   /usr/share/zsh/site-functions /usr/share/fish /usr/share/fish/vendor_completions.d
-  /usr/lib64/cmake /usr/lib64/pkgconfig /usr/lib/cmake /usr/lib/pkgconfig)
+  /usr/lib64/cmake /usr/lib64/pkgconfig /usr/lib/cmake /usr/lib/pkgconfig
+  /usr/lib/systemd /usr/lib/systemd/user)
 if(TESKER_DEBIAN_DEFAULTS)
   set(CPACK_RPM_RUNTIME_USER_FILELIST "%config(noreplace) /etc/xdg/tesker/defaults/Tesker.plist")
 endif()

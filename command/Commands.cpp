@@ -12,8 +12,8 @@ void declareList(CommandOptions &options) {
   options.words("PATH", options.arguments.paths,
                 "Directories or applications; without any: the\n"
                 "setting ApplicationPaths of domain Tesker, or else\n"
-                "~/Applications, /usr/local/Applications and\n"
-                "/Applications");
+                "~/Applications, /usr/local/Applications,\n"
+                "/Applications and what tesker-desktop has made");
   options.format(true);
   options.table(kProgramColumns);
   options.lastAnswer();
@@ -88,12 +88,16 @@ void declareShow(CommandOptions &options) {
 
 void declareOpen(CommandOptions &options) {
   Arguments &arguments = options.arguments;
-  options.words("FILE", arguments.files, "The files to open")->required();
+  options.words("FILE", arguments.files, "The files to open; none only starts --with");
   options.value("--with", "NAME", arguments.application,
                 "Open them with this application (a name or path),\n"
                 "whatever it says that it opens");
   options.flag("--print", arguments.print, "Print what would be started, and start nothing");
   options.question();
+  options.check([&arguments]() -> std::string {
+    return arguments.files.empty() && arguments.application.empty() ? "FILE or --with is required"
+                                                                    : "";
+  });
 }
 
 void declarePrefer(CommandOptions &options) {

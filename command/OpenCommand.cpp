@@ -38,7 +38,7 @@ public:
 private:
   const Program *programToOpenWith();
   void plan(const std::string &file);
-  void add(const Program &program, std::string_view name, const std::string &file);
+  void add(const Program &program, std::string_view name, const std::optional<std::string> &file);
   Started start(const Launch &launch);
   void tell(const Launch &launch);
   std::string objectOf(const Launch &launch, const Started &started) const;
@@ -64,6 +64,8 @@ ExitStatus OpenRun::run() {
   }
   for (const std::string &file : arguments_.files)
     plan(absoluteSearchPath(file));
+  if (arguments_.files.empty() && with_ != nullptr)
+    add(*with_, with_->name, std::nullopt);
   std::vector<std::string> objects;
   for (const Launch &launch : launches_) {
     const Started started = arguments_.print ? Started{} : start(launch);
@@ -115,15 +117,19 @@ void OpenRun::plan(const std::string &file) {
   add(*handlers.front().program, handlers.front().name, file);
 }
 
-void OpenRun::add(const Program &program, std::string_view name, const std::string &file) {
-  if (!program.suitable)
-    return failAt(ExitStatus::failed, file,
-                  nameAndPath(name, program) + " is not suitable for the processor");
+// Without a file it is only started.
+void OpenRun::add(const Program &program, std::string_view name,
+                  const std::optional<std::string> &file) {
+  if (!program.suitable) {
+    const std::string why = nameAndPath(name, program) + " is not suitable for the processor";
+    return file ? failAt(ExitStatus::failed, *file, why) : fail(ExitStatus::failed, why);
+  }
   auto launch = std::find_if(launches_.begin(), launches_.end(),
                              [&](const Launch &other) { return other.program == &program; });
   if (launch == launches_.end())
     launch = launches_.insert(launch, {&program, std::string(name), {}});
-  launch->files.push_back(file);
+  if (file)
+    launch->files.push_back(*file);
 }
 
 Started OpenRun::start(const Launch &launch) {
@@ -144,7 +150,8 @@ void OpenRun::tell(const Launch &launch) {
   std::string files;
   for (const std::string &file : launch.files)
     files += (files.empty() ? "" : ", ") + displayText(file);
-  output_.write("opened " + files + " with " + nameAndPath(launch.name, *launch.program) + "\n");
+  output_.write((files.empty() ? "started " : "opened " + files + " with ") +
+                nameAndPath(launch.name, *launch.program) + "\n");
 }
 
 std::string OpenRun::objectOf(const Launch &launch, const Started &started) const {

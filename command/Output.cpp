@@ -135,13 +135,13 @@ void Diagnostics::line(std::string_view who, std::string_view text) {
 }
 
 void Diagnostics::error(std::string_view text) {
-  line("tesker-apps", text);
+  line(program_, text);
   keep(std::nullopt, text);
 }
 
 void Diagnostics::errorAt(const std::string &path, std::string_view text,
                           const std::string &place) {
-  line("tesker-apps", (path.empty() ? "''" : displayText(path)) + place + ": " + std::string(text));
+  line(program_, (path.empty() ? "''" : displayText(path)) + place + ": " + std::string(text));
   keep(path, text);
 }
 
@@ -162,7 +162,7 @@ void Diagnostics::fileError(const std::string &name, int error) {
 
 void Diagnostics::note(std::string_view text) {
   if (level_ != Level::quiet)
-    line("tesker-apps", text);
+    line(program_, text);
 }
 
 void Diagnostics::status(std::string_view text) {

@@ -54,10 +54,11 @@ private:
 class Diagnostics {
 public:
   enum class Level { quiet, normal, verbose };
-  Diagnostics(int descriptor, Level level) : descriptor_(descriptor), level_(level) {}
+  Diagnostics(int descriptor, Level level, const char *program = "tesker-apps")
+      : descriptor_(descriptor), level_(level), program_(program) {}
 
   void setLevel(Level level) { level_ = level; }
-  // "tesker-apps: TEXT", always.
+  // "tesker-apps: TEXT", always; or another program's name.
   void error(std::string_view text);
   // "tesker-apps: PATH: TEXT", always; the path is bytes, and what is said of its place, if
   // anything, stands behind it.
@@ -89,6 +90,7 @@ private:
   void keep(const std::optional<std::string> &path, std::string_view text);
   int descriptor_;
   Level level_;
+  const char *program_;
   bool hasStatus_ = false;
   Problems problems_;
 };

@@ -3,6 +3,7 @@
 #include "command/DisplayText.h"
 #include "command/Output.h"
 #include "command/SettingsFiles.h"
+#include "platform/foundation/KeptFiles.h"
 #include "platform/foundation/PropertyListDescription.h"
 
 #include <cerrno>
@@ -17,28 +18,6 @@ std::optional<std::string> addOwnPairs(const NSString &file, NSDictionary &pairs
   return readSettings(file, [&](const NSDictionary &own,
                                 const ComplainOfSetting &) { pairs.addEntriesFromDictionary(own); })
       .whyIgnored;
-}
-
-// Makes the directories above the file, for this user alone. 0 or the errno.
-int makeDirectoriesFor(const std::string &file) {
-  for (std::size_t slash = file.find('/', 1); slash != std::string::npos;
-       slash = file.find('/', slash + 1))
-    if (OperatingSystem::current().makeDirectory(file.substr(0, slash).c_str(), 0700) != 0 &&
-        errno != EEXIST)
-      return errno;
-  return 0;
-}
-
-// Holds the lock for as long as the descriptor is open. It is of a file of its own, since the one
-// that it guards is replaced. Fails with the errno, EWOULDBLOCK when another process holds it.
-Result<FileDescriptor> locked(const std::string &file, const Deadline &deadline) {
-  FileDescriptor lock(
-      OperatingSystem::current().open(file.c_str(), O_RDWR | O_CREAT | O_NOCTTY, 0600));
-  if (!lock)
-    return Failure{errno};
-  if (const Result<> taken = lockExclusively(lock.number(), deadline); !taken)
-    return taken.failure();
-  return lock;
 }
 
 std::string textOf(const NSDictionary &pairs) {
@@ -73,10 +52,10 @@ std::optional<std::string> keepPreference(std::string_view extension, std::strin
   if (!file)
     return "there is no directory for preferences: HOME is not set";
   const std::string name(file.bytes());
-  if (const int error = makeDirectoriesFor(name); error != 0)
-    return fileError(name, error);
+  if (const Result<> made = makeDirectoriesAbove(name); !made)
+    return fileError(name, made.error());
   const std::string lockName = name + ".lock";
-  const Result<FileDescriptor> lock = locked(lockName, deadline);
+  const Result<FileDescriptor> lock = openLocked(lockName, deadline);
   if (!lock && lock.error() == EWOULDBLOCK)
     return displayText(lockName) + ": another process holds the lock";
   if (!lock)

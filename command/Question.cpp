@@ -1,5 +1,6 @@
 #include "command/Question.h"
 
+#include "command/DesktopPlaces.h"
 #include "command/DisplayText.h"
 #include "command/Preferences.h"
 #include "command/SearchPath.h"
@@ -7,9 +8,23 @@
 
 namespace tesker {
 
+namespace {
+
+// The person's choices, and where there are none, the desktop's.
+PreferredApplications choicesOrNote(Diagnostics &diagnostics) {
+  PreferredApplications choices = preferencesOrNote(diagnostics);
+  std::vector<std::string> problems;
+  addWhatIsNotPreferred(choices, importedPreferences(problems));
+  for (const std::string &problem : problems)
+    diagnostics.note(problem);
+  return choices;
+}
+
+} // namespace
+
 Question::Question(const Arguments &arguments, Diagnostics &diagnostics)
     : answer(answerFor(arguments, diagnostics)), programs(programsIn(answer.records)),
-      preferred(preferencesOrNote(diagnostics)), types(programs, preferred) {}
+      preferred(choicesOrNote(diagnostics)), types(programs, preferred) {}
 
 PreferredApplications preferencesOrNote(Diagnostics &diagnostics) {
   for (const std::string &problem : problemsOfPreferences())

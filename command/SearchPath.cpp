@@ -1,5 +1,6 @@
 #include "command/SearchPath.h"
 
+#include "command/DesktopPlaces.h"
 #include "command/DisplayText.h"
 #include "command/SettingsFiles.h"
 #include "paths/PathFunctions.h"
@@ -177,7 +178,7 @@ std::vector<std::string> piecesOfPathList(std::string_view list) {
   return {pieces.begin(), pieces.back().empty() ? pieces.end() - 1 : pieces.end()};
 }
 
-std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
+std::vector<std::string> possibleSearchPaths(NSUserDefaults &defaults) {
   std::vector<std::string> paths;
   if (const NSObject *setting = applicationPaths(defaults)) {
     appendPath(paths, setting->asString());
@@ -186,12 +187,21 @@ std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
         appendPath(paths, element->asString());
     return paths;
   }
-  for (const char *usual : {"~/Applications", "/usr/local/Applications", "/Applications"}) {
-    const std::string path = expanded(usual);
-    // Where the root is somebody's home, the first is the last.
-    if (exists(path) && std::find(paths.begin(), paths.end(), path) == paths.end())
+  std::vector<std::string> usual{expanded("~/Applications"), "/usr/local/Applications",
+                                 "/Applications"};
+  if (const std::optional<std::string> imported = importedApplicationsDirectory())
+    usual.push_back(*imported);
+  for (const std::string &path : usual)
+    // Where the root is somebody's home, the first is the third.
+    if (std::find(paths.begin(), paths.end(), path) == paths.end())
       paths.push_back(path);
-  }
+  return paths;
+}
+
+std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults) {
+  std::vector<std::string> paths = possibleSearchPaths(defaults);
+  if (applicationPaths(defaults) == nullptr)
+    std::erase_if(paths, [](const std::string &path) { return !exists(path); });
   return paths;
 }
 

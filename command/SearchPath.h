@@ -36,9 +36,11 @@ std::optional<std::string> whyNotSearchable(const std::string &path);
 std::vector<std::string> piecesOfPathList(std::string_view list);
 
 // The setting `ApplicationPaths` of domain "Tesker": an array of strings, or one string; "~/" at
-// the beginning is the home directory. When it is not set: ~/Applications, /usr/local/Applications
-// and /Applications, those that exist.
+// the beginning is the home directory. When it is not set: ~/Applications, /usr/local/Applications,
+// /Applications and the wrappers of the desktop's applications (DesktopPlaces.h), those that exist.
 [[nodiscard]] std::vector<std::string> defaultSearchPaths(NSUserDefaults &defaults);
+// The same with those that do not exist.
+[[nodiscard]] std::vector<std::string> possibleSearchPaths(NSUserDefaults &defaults);
 // What is wrong with the files of that setting, line for line (SettingsFiles.h).
 [[nodiscard]] std::vector<std::string> problemsOfDefaultSearchPaths();
 // The user's own file of that setting, a display text; empty when there is no place for it.

@@ -63,7 +63,8 @@ std::string toolFor(const Arguments &arguments) {
 std::vector<std::string> usualPlaces(Diagnostics &diagnostics) {
   for (const std::string &problem : problemsOfDefaultSearchPaths())
     diagnostics.note(problem);
-  return defaultSearchPaths(NSUserDefaults::standardUserDefaults());
+  NSUserDefaults defaults; // with the settings as they are now
+  return defaultSearchPaths(defaults);
 }
 
 bool Searches::addPaths(std::vector<std::string> paths) {

@@ -1,14 +1,9 @@
 // main.cpp - tesker-apps.
 #include "command/Commands.h"
 #include "command/Help.h"
-#include "command/Interrupts.h"
 #include "command/JSONItems.h"
-#include "platform/foundation/Files.h"
+#include "command/ProgramRun.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
 #include <new>
 #include <unistd.h>
 
@@ -29,15 +24,6 @@ ExitStatus runCommand(const Arguments &arguments, Output &output, Diagnostics &d
   }
 }
 
-// Help and versions are data, usage errors are not.
-ExitStatus print(const Notice &notice, Output &output) {
-  if (notice.status == ExitStatus::done)
-    output.write(notice.text);
-  else
-    Output(STDERR_FILENO).write(notice.text);
-  return notice.status;
-}
-
 ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostics &diagnostics) {
   const auto parsed = parseArguments(words);
   if (const auto *notice = std::get_if<Notice>(&parsed))
@@ -51,45 +37,10 @@ ExitStatus run(const std::vector<std::string> &words, Output &output, Diagnostic
   return status;
 }
 
-// The same, with all of the output written. An output that cannot be written is an error, however
-// well the rest went.
-ExitStatus runAndWrite(const std::vector<std::string> &words, Diagnostics &diagnostics) {
-  Output output(STDOUT_FILENO);
-  const ExitStatus status = run(words, output, diagnostics);
-  output.flush();
-  if (output.error() == 0)
-    return status;
-  diagnostics.error(std::string("standard output: ") + std::strerror(output.error()));
-  return std::max(status, ExitStatus::failed);
-}
-
-// Ends the process as it ends where nobody cleans up: without a word, by the signal. Who has it
-// ignored is told of the error instead.
-ExitStatus endWithoutReader(bool signalIsIgnored, Diagnostics &diagnostics) {
-  if (!signalIsIgnored) {
-    std::signal(SIGPIPE, SIG_DFL);
-    ::raise(SIGPIPE);
-  }
-  diagnostics.error(std::string("standard output: ") + std::strerror(EPIPE));
-  return ExitStatus::failed;
-}
-
 } // namespace
 
 } // namespace tesker
 
 int main(int count, char **words) {
-  using namespace tesker;
-  openMissingStandardDescriptors(O_RDONLY);
-  // A search writes to sockets, too; what becomes of them is the search's to say.
-  const bool signalIsIgnored = std::signal(SIGPIPE, SIG_IGN) == SIG_IGN;
-  Diagnostics diagnostics(STDERR_FILENO, Diagnostics::Level::normal);
-  ExitStatus status;
-  try {
-    status = runAndWrite(std::vector<std::string>(words + 1, words + count), diagnostics);
-  } catch (const ReaderGone &) {
-    status = endWithoutReader(signalIsIgnored, diagnostics);
-  }
-  Interrupts::endByTaken();
-  return static_cast<int>(status);
+  return tesker::runProgram("tesker-apps", count, words, tesker::run);
 }

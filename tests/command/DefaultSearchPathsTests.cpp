@@ -35,6 +35,7 @@ protected:
     ::setenv("HOME", "/home/me/", 1);
     ::setenv("XDG_CONFIG_HOME", configuration.path().c_str(), 1);
     ::setenv("XDG_CONFIG_DIRS", "/missing", 1);
+    ::unsetenv("XDG_DATA_HOME");
   }
   void set(const std::string &text) {
     configuration.writeFile("tesker/defaults/Tesker.plist", text);
@@ -50,6 +51,15 @@ TEST_F(DefaultSearchPaths, AreThoseOfTheUsualPlacesThatExist) {
   KnownPaths some({"/home/me/Applications", "/Applications"});
   const ScopedOperatingSystem scope(some);
   EXPECT_THAT(paths(), ElementsAre("/home/me/Applications", "/Applications"));
+}
+
+TEST_F(DefaultSearchPaths, EndWithWhatTheDesktopHas) {
+  KnownPaths some(
+      {"/Applications", "/home/me/.local/share/tesker/Applications", "/data/tesker/Applications"});
+  const ScopedOperatingSystem scope(some);
+  EXPECT_THAT(paths(), ElementsAre("/Applications", "/home/me/.local/share/tesker/Applications"));
+  ::setenv("XDG_DATA_HOME", "/data//", 1);
+  EXPECT_THAT(paths(), ElementsAre("/Applications", "/data/tesker/Applications"));
 }
 
 TEST_F(DefaultSearchPaths, AreNoneWhereNothingExists) {

@@ -4,6 +4,7 @@
 usage: debian_package.py CPACK BUILD VERSION MAKE_SAMPLE SOURCE LIBDIR
 """
 import filecmp
+import fnmatch
 import gzip
 import os
 import pathlib
@@ -15,7 +16,9 @@ import unittest
 
 CPACK, BUILD, VERSION, MAKE_SAMPLE, SOURCE, LIBDIR = sys.argv[1:7]
 DEBIAN = pathlib.Path(SOURCE, "debian")
-NAMES = ("tesker", "libtesker-dev")
+NAMES = ["tesker", "libtesker-dev"]
+if pathlib.Path(BUILD, "bin/tesker-desktop").exists():
+    NAMES.append("tesker-desktop")
 DEFAULTS = "etc/xdg/tesker/defaults/Tesker.plist"
 
 
@@ -71,8 +74,8 @@ class DebianPackages(unittest.TestCase):
         self.assertLessEqual({"libc6", "libstdc++6", "libsystemd0"}, needed)
 
     def test_they_say_the_same_as_the_source_package(self):
-        for name, fields in control().items():
-            self.assertIn(name, NAMES)
+        self.assertLessEqual(set(NAMES), set(control()))
+        for name, fields in [(name, fields) for name, fields in control().items() if name in NAMES]:
             for field in ("Recommends", "Breaks", "Replaces"):
                 self.assertEqual(listed(self.field(name, field)), listed(fields.get(field, "")), (name, field))
             own = {item.replace(f"(= {VERSION})", "(= ${binary:Version})") for item in listed(self.field(name, "Depends"))}
@@ -84,11 +87,27 @@ class DebianPackages(unittest.TestCase):
 
     def test_each_has_what_the_source_package_gives_it(self):
         for name in NAMES:
-            folders = (DEBIAN / f"{name}.install").read_text().split()
+            patterns = (DEBIAN / f"{name}.install").read_text().split()
             by_debhelper = {f"usr/share/doc/{name}/copyright", f"usr/share/doc/{name}/changelog.gz",
                             f"usr/share/lintian/overrides/{name}"}
             for file in self.files(name) - by_debhelper:
-                self.assertTrue(any(file.startswith(f"{folder}/") for folder in folders), (name, file))
+                file = file.removesuffix(".gz") if file.startswith("usr/share/man/") else file
+                self.assertEqual(len([one for one in patterns if fnmatch.fnmatch(file, one) or fnmatch.fnmatch(file, f"{one}/*")]), 1,
+                                 (name, file))
+
+    def test_no_two_have_the_same_file(self):
+        files = [file for name in NAMES for file in self.files(name)]
+        self.assertEqual(len(files), len(set(files)))
+
+    @unittest.skipUnless("tesker-desktop" in NAMES, "it is not built")
+    def test_nothing_enables_the_unit_of_the_desktop(self):
+        files = self.files("tesker-desktop")
+        self.assertLessEqual({"usr/bin/tesker-desktop", "usr/lib/systemd/user/tesker-desktop.service",
+                              "usr/share/man/man1/tesker-desktop.1.gz"}, files)
+        self.assertEqual([file for file in files if ".wants/" in file], [])
+        self.assertNotIn("postinst", run("dpkg-deb", "--info", self.packages["tesker-desktop"]))
+        unit = (self.roots["tesker-desktop"] / "usr/lib/systemd/user/tesker-desktop.service").read_text()
+        self.assertIn("ExecStart=/usr/bin/tesker-desktop --watch\n", unit)
 
     def test_everything_is_in_usr_but_the_defaults(self):
         files = self.files("tesker")

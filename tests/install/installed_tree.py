@@ -55,6 +55,15 @@ EXPECTED = {
     "share/doc/libtesker-dev/examples/CMakeLists.txt",
     "share/doc/libtesker-dev/examples/main.cpp",
 } | {f"share/doc/tesker/{path.name}" for path in pathlib.Path(OPTIONS.source, "docs").glob("*.md")}
+if pathlib.Path(OPTIONS.build, "bin/tesker-desktop").exists():
+    EXPECTED |= {
+        "bin/tesker-desktop",
+        "lib/systemd/user/tesker-desktop.service",
+        "share/bash-completion/completions/tesker-desktop",
+        "share/fish/vendor_completions.d/tesker-desktop.fish",
+        "share/zsh/site-functions/_tesker-desktop",
+        "share/man/man1/tesker-desktop.1",
+    }
 DEFAULTS = "etc/xdg/tesker/defaults/Tesker.plist"  # only with TESKER_DEBIAN_DEFAULTS
 
 
@@ -124,7 +133,7 @@ class InstalledTree(unittest.TestCase):
         self.assertEqual(others - targets, EXPECTED)
 
     def test_everybody_may_read_what_is_installed(self):
-        programs = {"bin/tesker-apps", "bin/tesker-fileop", TOOL}
+        programs = {"bin/tesker-apps", "bin/tesker-desktop", "bin/tesker-fileop", TOOL}
         for name in files_below(self.prefix):
             mode = (self.prefix / name).stat().st_mode & 0o7777
             self.assertEqual(mode, 0o755 if name in programs else 0o644, name)

@@ -11,7 +11,8 @@ import sys
 import unittest
 
 PROGRAMS, SOURCE = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
-NAMES = ("tesker-apps", "tesker-fileop")
+# Not every build has tesker-desktop.
+NAMES = [name for name in ("tesker-apps", "tesker-desktop", "tesker-fileop") if (PROGRAMS / name).exists()]
 OPTION = r"(?<![\w-])-(?:-[a-z][\w-]+|[a-z])(?![\w-])"
 ALWAYS_ELSEWHERE = {"--version"}  # stands before the command only
 
@@ -140,6 +141,13 @@ class ManualPages(unittest.TestCase):
         lines = re.findall(r"^\.It Fl (.*)", page("tesker-fileop"), re.M)
         names = {"-" + word for line in lines for word in re.findall(r"(?:^|, )(-?\w+)", line)}
         self.assertEqual(names, all_options("tesker-fileop"))
+
+    @unittest.skipUnless("tesker-desktop" in NAMES, "it is not built")
+    def test_the_desktops_program_has_its_options(self):
+        lines = re.findall(r"^\.It Fl (.*)", page("tesker-desktop"), re.M)
+        names = {"-" + word for line in lines for word in re.findall(r"(?:^|, )(-?[\w-]+)", line)}
+        self.assertEqual(names, all_options("tesker-desktop"))
+        self.assertEqual(set(re.findall(r"^\.It Cm (\w+)", page("tesker-desktop"), re.M)), commands("tesker-desktop"))
 
     def test_the_commands_are_described(self):
         self.assertEqual({tag.removeprefix(".B ") for tag in tags("Commands", "SS")}, commands("tesker-apps"))

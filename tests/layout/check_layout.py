@@ -38,6 +38,7 @@ STANDS_ON = {
     "master": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol"},
     "catalog": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol", "master"},
     "command": PLATFORM | {"paths", "filesystem", "caching", "parsing", "making", "finding", "protocol", "master", "catalog"},
+    "desktop": PLATFORM | {"paths", "filesystem", "caching", "parsing", "making", "finding", "protocol", "master", "catalog", "command"},
 }
 
 # Each way of writing, and what to write instead.
