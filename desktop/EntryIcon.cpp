@@ -32,7 +32,7 @@ bool isIcon(const std::string &file) {
 }
 
 // Kept: a name may have a suffix, which it should not; desktops take it away.
-std::string nameOf(const std::string &icon) {
+std::string iconNameOf(const std::string &icon) {
   for (const std::string_view suffix : kIconSuffixes)
     if (icon.ends_with(suffix))
       return icon.substr(0, icon.size() - suffix.size());
@@ -49,7 +49,7 @@ std::optional<std::string> iconFileFor(const std::string &icon,
     return isIcon(icon) ? std::optional(icon) : std::nullopt;
   if (icon.find('/') != std::string::npos)
     return std::nullopt;
-  const std::string name = nameOf(icon);
+  const std::string name = iconNameOf(icon);
   for (const std::string &directory : directories.data)
     for (const std::string_view place : kPlaces) {
       const std::size_t mark = place.find('%');

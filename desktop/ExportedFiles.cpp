@@ -15,7 +15,7 @@ namespace tesker {
 
 namespace {
 
-constexpr std::size_t kLargestIcon = std::size_t{16} << 20;
+constexpr std::size_t kLargestExportedIcon = std::size_t{16} << 20;
 constexpr std::size_t kLongestFileName = 100;
 
 // The same for the same path, in every run: people's own choices name the entry.
@@ -75,7 +75,7 @@ bool Exported::addIcon(const ExportedApplication &application, const std::string
   const std::optional<ExportedIcon> icon = exportedIcon(application.program, application.icon);
   if (!icon)
     return false;
-  Result<std::string> bytes = contentsOfFile(NSString::create(icon->file), kLargestIcon);
+  Result<std::string> bytes = contentsOfFile(NSString::create(icon->file), kLargestExportedIcon);
   if (bytes)
     files_.emplace("icons/hicolor/" + icon->folder + "/" + file + icon->suffix, std::move(*bytes));
   else

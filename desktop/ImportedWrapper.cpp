@@ -16,7 +16,7 @@ namespace tesker {
 namespace {
 
 constexpr std::string_view kSuffix = ".app";
-constexpr std::size_t kLargestIcon = std::size_t{1} << 20;
+constexpr std::size_t kLargestImportedIcon = std::size_t{1} << 20;
 
 struct Listing {
   std::vector<std::string> names; // sorted, less "." and ".."
@@ -62,7 +62,7 @@ bool areResourcesOfImport(const std::string &resources) {
 }
 
 void addIcon(WrapperDescription &description, const std::string &file, Reports &reports) {
-  Result<std::string> bytes = contentsOfFile(NSString::create(file), kLargestIcon);
+  Result<std::string> bytes = contentsOfFile(NSString::create(file), kLargestImportedIcon);
   if (!bytes)
     return reports.unreadable(file, bytes.error());
   description.icon = iconNameFor(file);
@@ -85,7 +85,7 @@ bool isExecutable(const std::string &file) {
 }
 
 // "Edit" of ".../Edit.app"; empty where it is not a wrapper.
-std::string nameOf(const std::string &wrapper) {
+std::string wrapperNameOf(const std::string &wrapper) {
   const std::string file = wrapper.substr(wrapper.rfind('/') + 1);
   return file.ends_with(kSuffix) ? file.substr(0, file.size() - kSuffix.size()) : "";
 }
@@ -106,7 +106,7 @@ WrapperDescription wrapperFor(const DesktopApplication &application, const std::
 
 std::optional<std::string> importedIdOf(const std::string &wrapper) {
   constexpr std::size_t longestId = 64 * 1024;
-  const std::string name = nameOf(wrapper);
+  const std::string name = wrapperNameOf(wrapper);
   if (name.empty() || !holdsJust(wrapper, {name, std::string(kResourcesName)}) ||
       !areResourcesOfImport(resourcesOf(wrapper)))
     return std::nullopt;
@@ -126,7 +126,7 @@ std::optional<WrapperFolder> wrapperFolder(const std::string &folder, Reports &r
   WrapperFolder wrappers;
   for (const std::string &file : listing.names)
     if (const std::optional<std::string> id = importedIdOf(folder + "/" + file))
-      wrappers.imported.emplace(nameOf(file), *id);
+      wrappers.imported.emplace(wrapperNameOf(file), *id);
     else
       wrappers.others.insert(file);
   return wrappers;
