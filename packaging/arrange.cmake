@@ -34,6 +34,9 @@ if(CPACK_GENERATOR STREQUAL "DEB")
   endforeach()
 endif()
 
+# Whatever the umask is.
+run(find ${CPACK_TEMPORARY_DIRECTORY} -type d -exec chmod 755 {} +)
+
 # What was installed just now is as old as the commit.
 if(DEFINED ENV{SOURCE_DATE_EPOCH})
   run(find ${CPACK_TEMPORARY_DIRECTORY} -exec touch --no-dereference --date=@$ENV{SOURCE_DATE_EPOCH} {} +)

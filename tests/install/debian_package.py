@@ -49,7 +49,7 @@ class DebianPackages(unittest.TestCase):
         temporary = tempfile.TemporaryDirectory(prefix="tesker-package-")
         cls.addClassCleanup(temporary.cleanup)
         cls.tmp = pathlib.Path(temporary.name)
-        run(CPACK, "-G", "DEB", "--config", f"{BUILD}/CPackConfig.cmake", "-B", cls.tmp / "made")
+        run(CPACK, "-G", "DEB", "--config", f"{BUILD}/CPackConfig.cmake", "-B", cls.tmp / "made", umask=0o027)
         cls.packages = {package.name.split("_")[0]: package for package in (cls.tmp / "made").glob("*.deb")}
         cls.roots = {name: cls.tmp / "roots" / name for name in NAMES}
         for name, root in cls.roots.items():
