@@ -55,13 +55,14 @@ class Described(unittest.TestCase):
         self.assertIn(note(1, HEADER), program.read_bytes())
         self.assertIn(note(2, b""), program.read_bytes())
 
-    def test_what_strips_a_program_keeps_the_notes(self):
-        for strip in ("strip", LLVM_STRIP):
-            program = self.tmp / "stripped"
+    def test_a_program_is_found_with_its_types_whatever_strips_it(self):
+        for words in (["true"], ["strip"], [LLVM_STRIP], [LLVM_STRIP.replace("strip", "objcopy"), "--strip-sections"]):
+            program = self.tmp / "stripped/draw"
+            program.parent.mkdir(exist_ok=True)
             shutil.copy(self.tmp / "build/draw", program)
-            run(strip, program)
-            self.assertIn(".note.tesker", run(READELF, "-W", "-S", program), strip)
-            self.assertIn(note(1, HEADER), program.read_bytes(), strip)
+            run(*words, program)
+            self.assertIn(note(1, HEADER), program.read_bytes(), words)
+            self.assertIn(str(program), self.tesker_apps("handlers", "drawing", "--in", program.parent), words)
 
     def test_a_changed_text_is_linked_again(self):
         longer = HEADER + b"S\tsketch\tDraw\n"
