@@ -105,7 +105,7 @@ WrapperDescription wrapperFor(const DesktopApplication &application, const std::
 }
 
 std::optional<std::string> importedIdOf(const std::string &wrapper) {
-  constexpr std::size_t longestId = 64 * 1024;
+  constexpr std::size_t longestId = std::size_t{64} * 1024;
   const std::string name = wrapperNameOf(wrapper);
   if (name.empty() || !holdsJust(wrapper, {name, std::string(kResourcesName)}) ||
       !areResourcesOfImport(resourcesOf(wrapper)))
