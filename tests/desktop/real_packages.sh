@@ -20,6 +20,7 @@ if [ ! -e "$root/.filled" ]; then
   debootstrap --variant=minbase bookworm "$root"
   printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d"
   chmod +x "$root/usr/sbin/policy-rc.d"
+  # shellcheck disable=SC2086 # a list of packages
   DEBIAN_FRONTEND=noninteractive chroot "$root" apt-get install -y -q --no-install-recommends $packages
   touch "$root/.filled"
 fi
@@ -30,6 +31,7 @@ for program in ToolFinder tesker-apps tesker-desktop tesker-make-sample; do
   cp "$programs/$program" "$root/opt/tesker/"
 done
 cp "$here/world.py" "$here/real_packages.py" "$root/opt/tesker/"
+# shellcheck disable=SC2016 # the inner shell expands its own arguments
 exec unshare --mount sh -c '
   mount -t proc proc "$1/proc"
   exec chroot "$1" env -i HOME=/root LC_ALL=C PATH=/opt/tesker:/usr/bin:/bin python3 -B /opt/tesker/real_packages.py' sh "$root"
