@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Programs are installed file by file; what is done over and over takes a tenth of the time at
+// Programs are installed file by file; what is done over and over takes a fifth of the time at
 // most.
 constexpr milliseconds kSettling{500};
 constexpr int kRestToWork = 4;
