@@ -29,7 +29,8 @@ const HostProcessor &hostProcessor() {
   return hostCpu;
 }
 
-bool isHostCpuType(cpu_type_t type) { return type == hostProcessor().type; }
+// -1 is the type of hosts that Mach-O files have no type for.
+bool isHostCpuType(cpu_type_t type) { return type != -1 && type == hostProcessor().type; }
 
 const QXArchInfo *hostArchitecture() {
   const HostProcessor &ours = hostProcessor();

@@ -54,6 +54,15 @@ TEST_F(ArchitectureCheck, FileOfFewerThanEightBytesIsNotObjectedTo) {
     EXPECT_EQ(check(fat.substr(0, size)), kFits) << size;
 }
 
+TEST_F(ArchitectureCheck, NothingSuitsAHostWithoutATypeOfItsOwn) {
+  const ScopedHostCpu host("riscv64");
+  for (const std::int32_t type : {-1, 0, 7}) {
+    const Processor processor{type, type, ByteOrder::kLittle};
+    EXPECT_EQ(check(header(processor)), kFitsNot) << type;
+    EXPECT_EQ(check(fatFile({{processor, header(processor)}})), kFitsNot) << type;
+  }
+}
+
 TEST_F(ArchitectureCheck, ScriptIsNotObjectedTo) {
   EXPECT_EQ(check("#!/bin/sh\necho hello, this is longer than a header\n"), kFits);
 }
