@@ -40,8 +40,8 @@ class DevScript(unittest.TestCase):
         shutil.copy(DEV, self.source)
         self.program("programs/cmake", CMAKE)
         self.program("programs/dpkg-query", "#!/bin/sh\necho ok installed\n")
-        self.program("the source/build/package/bin/tesker-apps", APPS)
-        self.program("the source/build/package/bin/tesker-make-sample", "#!/bin/sh\n")
+        self.program("the source/build/run/bin/tesker-apps", APPS)
+        self.program("the source/build/run/bin/tesker-make-sample", "#!/bin/sh\n")
 
     def program(self, name, text):
         path = self.tmp / name
@@ -70,7 +70,7 @@ class DevScript(unittest.TestCase):
     def test_a_build_says_on_standard_error_how_far_it_is(self):
         done = self.dev("run")
         self.assertNotIn("Building", done.stdout)
-        self.assertEqual(done.stderr.splitlines(), ["Building (package)", "[5/100] Building", "[10/100] Building", "a warning"])
+        self.assertEqual(done.stderr.splitlines(), ["Building (run)", "[5/100] Building", "[10/100] Building", "a warning"])
 
     def test_a_build_that_fails_ends_it(self):
         (self.tmp / "programs/broken").touch()
