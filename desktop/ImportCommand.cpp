@@ -40,14 +40,15 @@ void write(const ImportOutcome &outcome, const DesktopOptions &options, Output &
   output.write(std::string(options.dryRun ? "would be: " : "") + countOf(outcome, Change::added) +
                " new, " + countOf(outcome, Change::changed) + " changed, " +
                countOf(outcome, Change::removed) + " removed, " +
-               std::to_string(outcome.unchanged) + " as before; the desktop's defaults " +
-               (outcome.changesPreferences ? "changed" : "as before") + "\n");
+               std::to_string(outcome.unchanged) + " as before; " +
+               (outcome.changesPreferences ? "the desktop's defaults changed\n"
+                                           : "the desktop's defaults as before\n"));
 }
 
 // Who names the places to search has to name this one, too.
 void noteWhereSearched(const ImportPlaces &places, Diagnostics &diagnostics) {
   NSUserDefaults defaults;
-  const std::vector<std::string> searched = defaultSearchPaths(defaults);
+  const std::vector<std::string> searched = possibleSearchPaths(defaults);
   if (std::ranges::find(searched, places.applications) == searched.end())
     diagnostics.note("ApplicationPaths in " + fileOfDefaultSearchPaths() + " does not name " +
                      displayText(places.applications) + ", so it is not among the usual places");

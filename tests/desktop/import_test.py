@@ -159,7 +159,18 @@ def passes_over_what_is_hostile(w):
         expect(f"it says why not {what}", what in w.errors, w.errors)
 
 
+def says_where_it_is_searched_only_to_who_names_the_places():
+    with World(sys.argv[1]) as w:
+        w.run("tesker-desktop", "import")
+        expect("without entries nothing is wrong", w.errors == "", w.errors)
+        w.write("home/.config/tesker/defaults/Tesker.plist", "{ ApplicationPaths = (/opt); }")
+        w.run("tesker-desktop", "import")
+        expect("the place is not among those named", "ApplicationPaths in " in w.errors
+               and f"does not name {w.applications}" in w.errors, w.errors)
+
+
 def main():
+    says_where_it_is_searched_only_to_who_names_the_places()
     with World(sys.argv[1]) as w:
         fill(w)
         w.run("tesker-desktop", "import")
