@@ -1,7 +1,5 @@
 #include "desktop/Associations.h"
 
-#include "desktop/KeyFile.h"
-#include "platform/foundation/Files.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
@@ -12,11 +10,9 @@ namespace {
 
 // Nothing when it is not there or cannot be read, which is reported.
 std::optional<KeyFile> listIn(const std::string &file, Reports &reports) {
-  const Result<std::string> text = contentsOfFile(NSString::create(file), kLargestDatabaseFile);
-  if (!text) {
-    reports.unreadable(file, text.error());
+  const auto text = readOrReport(file, kLargestDatabaseFile, reports);
+  if (!text)
     return std::nullopt;
-  }
   std::string why;
   std::optional<KeyFile> list = KeyFile::parse(*text, why);
   if (!list)
@@ -66,44 +62,41 @@ void Associations::readLists(Level &level, const std::string &directory, Reports
   readList(level, directory + "/mimeapps.list", reports);
 }
 
+// The ids of each type in the group, less those that the level has in the other list.
+void Associations::take(Level &level, const KeyFile &list, const char *group, Ids Tweaks::*into,
+                        Ids Tweaks::*unlessIn) {
+  for (const std::string &type : list.keys(group)) {
+    Tweaks &tweaks = level.tweaks[types_.unaliased(type)];
+    for (const std::string &id : list.strings(group, type.c_str()))
+      if (unlessIn == nullptr || !(tweaks.*unlessIn).contains(id))
+        (tweaks.*into).add(id);
+  }
+}
+
+void Associations::takeDefaults(Level &level, const KeyFile &list) {
+  take(level, list, "Default Applications", &Tweaks::defaults, nullptr);
+}
+
 void Associations::readDefaults(Level &level, const std::string &file, Reports &reports) {
-  constexpr const char *group = "Default Applications";
   if (const std::optional<KeyFile> list = listIn(file, reports))
-    for (const std::string &type : list->keys(group))
-      for (const std::string &id : list->strings(group, type.c_str()))
-        level.tweaks[types_.unaliased(type)].defaults.add(id);
+    takeDefaults(level, *list);
 }
 
 void Associations::readList(Level &level, const std::string &file, Reports &reports) {
-  readDefaults(level, file, reports);
   const std::optional<KeyFile> list = listIn(file, reports);
   if (!list)
     return;
-  const auto take = [&](const char *group, Ids Tweaks::*into, Ids Tweaks::*unlessIn) {
-    for (const std::string &type : list->keys(group)) {
-      Tweaks &tweaks = level.tweaks[types_.unaliased(type)];
-      for (const std::string &id : list->strings(group, type.c_str()))
-        if (!(tweaks.*unlessIn).contains(id))
-          (tweaks.*into).add(id);
-    }
-  };
-  take("Added Associations", &Tweaks::added, &Tweaks::removed);
-  take("Removed Associations", &Tweaks::removed, &Tweaks::added);
+  takeDefaults(level, *list);
+  take(level, *list, "Added Associations", &Tweaks::added, &Tweaks::removed);
+  take(level, *list, "Removed Associations", &Tweaks::removed, &Tweaks::added);
 }
 
 // False when there is none.
 bool Associations::readCache(Level &level, const std::string &file, Reports &reports) {
-  constexpr const char *group = "MIME Cache";
   const std::optional<KeyFile> list = listIn(file, reports);
-  if (!list)
-    return false;
-  for (const std::string &type : list->keys(group)) {
-    Tweaks &tweaks = level.tweaks[types_.unaliased(type)];
-    for (const std::string &id : list->strings(group, type.c_str()))
-      if (!tweaks.removed.contains(id))
-        tweaks.added.add(id);
-  }
-  return true;
+  if (list)
+    take(level, *list, "MIME Cache", &Tweaks::added, &Tweaks::removed);
+  return list.has_value();
 }
 
 // What a level says of an entry that a more important one has, too, is not about that entry.

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "desktop/DesktopDirectories.h"
+#include "desktop/KeyFile.h"
 #include "desktop/MimeTypes.h"
 
 #include <functional>
@@ -57,6 +58,9 @@ private:
     std::map<std::string, Tweaks> tweaks; // by type
     std::set<std::string> entries;        // ids of the entries in it
   };
+  void take(Level &level, const KeyFile &list, const char *group, Ids Tweaks::*into,
+            Ids Tweaks::*unlessIn);
+  void takeDefaults(Level &level, const KeyFile &list);
   void readLists(Level &level, const std::string &directory, Reports &reports);
   void readDefaults(Level &level, const std::string &file, Reports &reports);
   void readList(Level &level, const std::string &file, Reports &reports);

@@ -4,7 +4,6 @@
 #include "desktop/EntryFiles.h"
 #include "desktop/EntryIcon.h"
 #include "desktop/MimeTypes.h"
-#include "platform/foundation/Files.h"
 
 #include <algorithm>
 #include <utility>
@@ -42,12 +41,9 @@ Entries::Entries(const DesktopDirectories &directories, Reports &reports) {
 
 void Entries::read(const EntryFile &file, const std::vector<std::string> &desktops,
                    Reports &reports) {
-  const Result<std::string> text =
-      contentsOfFile(NSString::create(file.path), kLargestDesktopEntry);
-  if (!text) {
-    reports.unreadable(file.path, text.error());
+  const auto text = readOrReport(file.path, kLargestDesktopEntry, reports);
+  if (!text)
     return;
-  }
   EntryReading reading = readDesktopEntry(*text, desktops);
   if (!reading.fault.empty())
     reports.note(file.path, reading.fault + "; it is passed over");

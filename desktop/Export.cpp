@@ -33,7 +33,6 @@ private:
   bool isOurs(const std::string &name);
   void bring(const std::string &name, const std::string &bytes);
   bool removeFile(const std::string &name);
-  bool succeeds(const std::string &path, const Result<> &result);
 
   const ExportedFiles &files_;
   const std::string &data_;
@@ -42,12 +41,6 @@ private:
   std::set<std::string> made_; // the names in the list
   ExportOutcome outcome_;
 };
-
-bool ExportRun::succeeds(const std::string &path, const Result<> &result) {
-  if (!result)
-    reports_.failFor(path, result.error());
-  return static_cast<bool>(result);
-}
 
 // False when it is there and cannot be read.
 bool ExportRun::readList() {
@@ -73,8 +66,8 @@ void ExportRun::writeList(const std::set<std::string> &names) {
     text += name + "\n";
   const std::string file = exportListIn(data_);
   if (!text.empty())
-    (void)(succeeds(file, makeDirectoriesAbove(file)) &&
-           succeeds(file, writeFileAtomically(NSString::create(file), text)));
+    (void)(reports_.succeeds(file, makeDirectoriesAbove(file)) &&
+           reports_.succeeds(file, writeFileAtomically(NSString::create(file), text)));
   else if (OperatingSystem::current().unlink(file.c_str()) != 0 && errno != ENOENT)
     reports_.failFor(file, errno);
 }
@@ -95,8 +88,9 @@ void ExportRun::bring(const std::string &name, const std::string &bytes) {
   const Result<std::string> before = contentsOfFile(NSString::create(path), kLargestFile);
   if (before && *before == bytes)
     ++outcome_.unchanged;
-  else if (!wishes_.change || (succeeds(path, makeDirectoriesAbove(path)) &&
-                               succeeds(path, writeFileAtomically(NSString::create(path), bytes))))
+  else if (!wishes_.change ||
+           (reports_.succeeds(path, makeDirectoriesAbove(path)) &&
+            reports_.succeeds(path, writeFileAtomically(NSString::create(path), bytes))))
     (before ? outcome_.changed : outcome_.added).push_back(name);
 }
 

@@ -1,6 +1,7 @@
 #include "desktop/ExportedEntry.h"
 
 #include "desktop/DesktopEntry.h"
+#include "making/AmbiguousNames.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
@@ -40,12 +41,10 @@ std::string quoted(std::string_view word) {
   return text + (needsQuotes ? "\"" : "");
 }
 
-bool cannotStand(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f'; }
-
 } // namespace
 
 bool isEntryText(std::string_view text) {
-  return isUtf8(text) && std::ranges::none_of(text, cannotStand);
+  return isUtf8(text) && std::ranges::none_of(text, isControl);
 }
 
 std::string wordOfExec(std::string_view word) { return escaped(quoted(word)); }

@@ -4,7 +4,6 @@
 #include "desktop/ExportedEntry.h"
 #include "desktop/ExportedIcon.h"
 #include "desktop/ExportedTypes.h"
-#include "platform/foundation/Files.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
@@ -75,12 +74,10 @@ bool Exported::addIcon(const ExportedApplication &application, const std::string
   const std::optional<ExportedIcon> icon = exportedIcon(application.program, application.icon);
   if (!icon)
     return false;
-  Result<std::string> bytes = contentsOfFile(NSString::create(icon->file), kLargestExportedIcon);
+  auto bytes = readOrReport(icon->file, kLargestExportedIcon, reports_);
   if (bytes)
     files_.emplace("icons/hicolor/" + icon->folder + "/" + file + icon->suffix, std::move(*bytes));
-  else
-    reports_.unreadable(icon->file, bytes.error());
-  return static_cast<bool>(bytes);
+  return bytes.has_value();
 }
 
 void Exported::add(const ExportedApplication &application, const std::string &file) {

@@ -36,7 +36,6 @@ private:
   std::string preferences() const;
   std::string programFor(const std::string &id) const;
   bool writePreferences(const std::string &text);
-  bool succeeds(const std::string &path, const Result<> &result);
   std::string wrapperOf(const std::string &name) const {
     return places_.applications + "/" + name + ".app";
   }
@@ -49,12 +48,6 @@ private:
   std::map<std::string, std::string> names_; // of wrappers, by id
   ImportOutcome outcome_;
 };
-
-bool ImportRun::succeeds(const std::string &path, const Result<> &result) {
-  if (!result)
-    reports_.failFor(path, result.error());
-  return static_cast<bool>(result);
-}
 
 bool ImportRun::put(const WrapperDescription &description) {
   WrapperWriter writer(places_.applications);
@@ -80,7 +73,7 @@ void ImportRun::writeWrapper(const DesktopApplication &application, const std::s
 
 void ImportRun::removeWrapper(const std::string &name, const std::string &id) {
   if (!wishes_.change ||
-      succeeds(wrapperOf(name), removeTree(wrapperOf(name), Deadline::in(kTimeToRemove))))
+      reports_.succeeds(wrapperOf(name), removeTree(wrapperOf(name), Deadline::in(kTimeToRemove))))
     outcome_.changes.push_back({Change::removed, name + ".app", id});
 }
 
@@ -111,10 +104,10 @@ std::string ImportRun::preferences() const {
 bool ImportRun::writePreferences(const std::string &text) {
   const std::string &file = places_.preferences;
   if (text.empty())
-    return succeeds(file, OperatingSystem::current().unlink(file.c_str()) == 0 ? Result<>()
-                                                                               : Failure{errno});
-  return succeeds(file, makeDirectoriesAbove(file)) &&
-         succeeds(file, writeFileAtomically(NSString::create(file), text));
+    return reports_.succeeds(
+        file, OperatingSystem::current().unlink(file.c_str()) == 0 ? Result<>() : Failure{errno});
+  return reports_.succeeds(file, makeDirectoriesAbove(file)) &&
+         reports_.succeeds(file, writeFileAtomically(NSString::create(file), text));
 }
 
 // False when there is no place for them.
@@ -125,7 +118,7 @@ bool ImportRun::bringWrappers() {
     return !folder_.others.contains(name + ".app");
   });
   if (wishes_.change && !applications.empty() &&
-      !succeeds(places_.applications, makeDirectoriesAbove(places_.applications + "/")))
+      !reports_.succeeds(places_.applications, makeDirectoriesAbove(places_.applications + "/")))
     return false;
   for (const DesktopApplication &application : applications)
     writeWrapper(application, names_.at(application.entry.id));

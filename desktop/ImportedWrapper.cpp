@@ -62,9 +62,9 @@ bool areResourcesOfImport(const std::string &resources) {
 }
 
 void addIcon(WrapperDescription &description, const std::string &file, Reports &reports) {
-  Result<std::string> bytes = contentsOfFile(NSString::create(file), kLargestImportedIcon);
+  auto bytes = readOrReport(file, kLargestImportedIcon, reports);
   if (!bytes)
-    return reports.unreadable(file, bytes.error());
+    return;
   description.icon = iconNameFor(file);
   description.files.emplace(description.icon, std::move(*bytes));
 }

@@ -1,6 +1,5 @@
 #include "desktop/MimeTypes.h"
 
-#include "platform/foundation/Files.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>
@@ -13,13 +12,8 @@ namespace {
 
 constexpr unsigned kUsualWeight = 50;
 
-// Nothing when it is not there or cannot be read, which is reported.
 std::optional<std::string> databaseFile(const std::string &path, Reports &reports) {
-  Result<std::string> text = contentsOfFile(NSString::create(path), kLargestDatabaseFile);
-  if (text)
-    return std::move(*text);
-  reports.unreadable(path, text.error());
-  return std::nullopt;
+  return readOrReport(path, kLargestDatabaseFile, reports);
 }
 
 // Calls with both words of each line that has two.

@@ -1,5 +1,7 @@
 #include "desktop/Reports.h"
 
+#include "platform/foundation/Files.h"
+
 #include <cerrno>
 #include <cstring>
 
@@ -25,6 +27,21 @@ void Reports::unreadable(const std::string &path, int error) {
   default:
     return failFor(path, error);
   }
+}
+
+bool Reports::succeeds(const std::string &path, const Result<> &result) {
+  if (!result)
+    failFor(path, result.error());
+  return static_cast<bool>(result);
+}
+
+std::optional<std::string> readOrReport(const std::string &path, std::size_t most,
+                                        Reports &reports) {
+  Result<std::string> bytes = contentsOfFile(NSString::create(path), most);
+  if (bytes)
+    return std::move(*bytes);
+  reports.unreadable(path, bytes.error());
+  return std::nullopt;
 }
 
 } // namespace tesker
