@@ -132,6 +132,7 @@ Way authenticating(std::string_view bytes, const Way &afterwards = hang) {
 void endlessAuthentication() {
   port_t own = PORT_NULL;
   const port_t port = handOver(own);
+  say(port, std::string_view("\0", 1));
   for (;;)
     say(port, "AUTH EXTERNAL 30\r\n");
 }

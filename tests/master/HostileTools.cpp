@@ -119,7 +119,7 @@ const std::vector<HostileToolKind> &hostileTools() {
       {"auth-begin-first", Ending::timedOut},
       {"auth-unknown", Ending::timedOut},
       {"auth-endless-line", Ending::connectionLost},
-      {"auth-without-end", Ending::timedOut, Leaves::nothing, 256, Ending::toolDied},
+      {"auth-without-end", Ending::connectionLost, Leaves::nothing, 256, Ending::toolDied},
       {"auth-for-descriptors", Ending::timedOut},
       {"auth-and-nuls", Ending::timedOut},
       {"close-its-input", Ending::connectionLost},
