@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace tesker {
 
@@ -37,13 +38,16 @@ NSString ApplicationFinder::findAppsInSearchPath(const NSString &path,
 NSString ApplicationFinder::findAppsForDockPaths(const std::vector<NSString> &paths,
                                                  const NSString &previous) const {
   const ReadFailures failures;
-  ApplicationWalk walk(checkMasterStillAlive_, bounds_, options_);
+  RecordEncoder encoder;
+  WalkOptions options = options_;
+  options.encoder = &encoder;
+  ApplicationWalk walk(checkMasterStillAlive_, bounds_, options);
   {
     const LogBound bound; // which what is missing must not fall under
     walk.doForPaths(paths);
   }
   logWhatIsMissing(walk, bounds_, failures);
-  const NSString text = encodeParsedApp(walk.lines());
+  const NSString text = std::move(encoder).text();
   // A part is never called unchanged: it says nothing of the rest.
   const bool isPart = options_.stop != nullptr && options_.stop->wasObeyed();
   if (isPart)

@@ -138,7 +138,7 @@ void ApplicationWalk::doForPathInfo(const Entry &entry) {
   if (isWalked(entry))
     return walkDirectory(entry);
   if (progress_ != nullptr)
-    progress_->examines(entry.dir, lines_.size());
+    progress_->examines(entry.dir, records_);
   if (entry.attributes.isDirectory()) {
     // What a wrapper's links lead back to is a wrapper again only within it.
     WayDown wayInWrapper;
@@ -157,7 +157,7 @@ void ApplicationWalk::walkDirectory(const Entry &directory) {
   const NSString path = directory.dir.stringByAppendingPathComponent(directory.file.bytes());
   checkMasterStillAlive_();
   if (progress_ != nullptr)
-    progress_->enters(path, lines_.size());
+    progress_->enters(path, records_);
   auto listing = listed(path);
   if (!listing)
     return giveVerdictOfFailure(JudgementCode::vanished, JudgementCode::notSearchable);
@@ -207,18 +207,22 @@ void ApplicationWalk::doForListed(const NSString &path, DirectoryListing &listin
 void ApplicationWalk::add(std::optional<Records> found) {
   if (!found)
     return;
-  const std::size_t before = lines_.size();
+  const std::size_t before = records_;
   for (TKLine &line : *found) {
     const std::size_t length = line.keepDescriptions();
-    isFull_ = lines_.size() == bounds_.records || length > bounds_.text - textLength_;
+    isFull_ = records_ == bounds_.records || length > bounds_.text - textLength_;
     if (isFull_) {
       remark([] { return Remark{.code = JudgementCode::limitsReached}; });
       break;
     }
     textLength_ += length;
-    lines_.push_back(std::move(line));
+    ++records_;
+    if (encoder_ != nullptr)
+      encoder_->add(line);
+    else
+      lines_.push_back(std::move(line));
   }
-  countRecords(lines_.size() - before);
+  countRecords(records_ - before);
 }
 
 } // namespace tesker

@@ -31,17 +31,17 @@ public:
   explicit ApplicationWalk(std::function<void()> checkMasterStillAlive, SearchBounds bounds = {},
                            WalkOptions options = {})
       : checkMasterStillAlive_(std::move(checkMasterStillAlive)), bounds_(bounds),
-        progress_(options.progress), stop_(options.stop),
+        progress_(options.progress), stop_(options.stop), encoder_(options.encoder),
         skipsLinkCycles_(options.skipsLinkCycles) {}
 
-  // Each adds what it finds to the lines. An exception that a parser raises for one of the paths
-  // themselves passes.
+  // Each adds what it finds to the lines, or hands it to the encoder that it was given. An
+  // exception that a parser raises for one of the paths themselves passes.
   void doForPaths(const std::vector<NSString> &paths);
   // Follows links; nothing when the path cannot be examined, is relative or has no last name.
   void doForPath(const NSString &path);
   void doForPathInfo(const Entry &entry);
 
-  // The records so far, in the order of the walk.
+  // The records so far, in the order of the walk; none where an encoder takes them.
   const Records &lines() const { return lines_; }
   // Whether the walk has ended early, since there are more records than the bounds admit.
   bool isFull() const { return isFull_; }
@@ -61,11 +61,13 @@ private:
   SearchBounds bounds_;
   ProgressMeter *progress_; // nil where nobody asks
   StopRequest *stop_;       // nil where nobody can
+  RecordEncoder *encoder_;  // nil where the lines keep the records
   bool skipsLinkCycles_;
   WayDown way_; // empty where cycles are followed
   std::size_t linksOnTheWay_ = 0;
   Records lines_;
-  std::size_t textLength_ = 0; // of the lines
+  std::size_t records_ = 0;    // that were found
+  std::size_t textLength_ = 0; // of these
   bool isFull_ = false;
 };
 

@@ -4,6 +4,7 @@
 namespace tesker {
 
 class ProgressMeter;
+class RecordEncoder;
 class StopRequest;
 
 struct WalkOptions {
@@ -15,6 +16,9 @@ struct WalkOptions {
   // Ends the walk early when it is asked to (StopRequest.h), with what it has; borrowed. Nil: it
   // goes to its end.
   StopRequest *stop = nullptr;
+  // Takes each record when it is found, so that none of them stays in memory: the encoded text and
+  // its distinct strings take a third of that. Borrowed. Nil: the walk's lines keep the records.
+  RecordEncoder *encoder = nullptr;
 };
 
 } // namespace tesker

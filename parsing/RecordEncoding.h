@@ -16,13 +16,16 @@
 // strings travel as their descriptions, and the reader yields every value as a string.
 #pragma once
 
+#include "filesystem/TeskerObjectTable.h"
 #include "parsing/TKLine.h"
 #include "platform/foundation/NSString.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace tesker {
 
@@ -43,6 +46,35 @@ inline constexpr std::string_view kIncompleteLine = "*** Applications Finder: in
 // And every one that names a directory that was left out, since it leads back to one above it.
 inline constexpr std::string_view kSkippedLinkLine =
     "*** Applications Finder: skipped, for it leads back to ";
+
+// Makes the text of records that come one by one. It keeps none of them, only the strings that they
+// are made of, each once.
+class RecordEncoder {
+public:
+  void add(const TKLine &record);
+  // The text for all records so far, after which the encoder is used up.
+  [[nodiscard]] NSString text() &&;
+
+private:
+  // One key of the last record: where its pair stands, and its pool index once that is known.
+  struct Key {
+    NSString key;
+    std::ptrdiff_t place;
+    std::optional<std::size_t> index;
+  };
+
+  bool hasKeysOfLast(const TKLine &record) const;
+  void sortKeys(const TKLine &record);
+  void addNumber(std::size_t number);
+  std::size_t indexOf(const Ref<NSObject> &object);
+
+  RefPtr<TeskerObjectTable> table_ = TeskerObjectTable::create();
+  std::vector<Key> keys_;
+  // The pool and the index list, written side by side; the list without its number of records.
+  std::string pool_;
+  std::string indexes_;
+  std::size_t records_ = 0;
+};
 
 // The text for the records; "(0)" for none.
 [[nodiscard]] NSString encodeParsedApp(const Records &records);

@@ -216,6 +216,44 @@ TEST_F(ApplicationWalkTest, CostsLessThanOneAndAHalfAllocationsForEachEntry) {
   EXPECT_LT(allocations.count(), kEntries * 3 / 2);
 }
 
+TEST_F(ApplicationWalkTest, ASearchKeepsItsRecordsAsTheTextOnly) {
+  constexpr std::size_t kPrograms = 200, kRecords = 4 * kPrograms;
+  for (std::size_t i = 0; i < kPrograms; ++i) {
+    const std::string name = "Editor" + std::to_string(i);
+    std::string header;
+    for (const std::string type : {"F\t", "S\t.txt\t", "S\t.log\t", "S\t.rtf\t"})
+      header += type + (type == "F\t" ? name + '\t' : "") + name + '\t' + name + ".tiff\n";
+    directory_.writeFile("tree/of programs that describe themselves/" + name,
+                         imageWithHeader(header), 0755);
+  }
+  const NSString path = directory_.string("tree");
+  const ApplicationFinder finder([] {});
+  const auto records =
+      decodeParsedApp(finder.findAppsInSearchPath(path, nullptr), NSDefaultMallocZone());
+  ASSERT_TRUE(records);
+  ASSERT_THAT(*records, SizeIs(kRecords));
+  const std::size_t listing = kPrograms * (64 + std::string_view("Editor100").size());
+  const AllocationCount allocations;
+  const NSString text = finder.findAppsInSearchPath(path, nullptr);
+  // Records that were kept to the end would make it some 500.
+  EXPECT_LE(allocations.mostBytes() - listing, 250 * kRecords);
+}
+
+TEST_F(ApplicationWalkTest, AnEncoderIsGivenWhatTheLinesWouldKeepUpToTheBound) {
+  for (const char *name : {"a", "b", "c", "d"})
+    directory_.writeFile("tree/" + std::string(name), describingItself(name), 0755);
+  for (const std::size_t bound : {0U, 3U, 4U}) {
+    ApplicationWalk keeping([] {}, {.records = bound});
+    keeping.doForPath(directory_.string("tree"));
+    RecordEncoder encoder;
+    ApplicationWalk walk([] {}, {.records = bound}, {.encoder = &encoder});
+    walk.doForPath(directory_.string("tree"));
+    EXPECT_EQ(std::move(encoder).text(), encodeParsedApp(keeping.lines()));
+    EXPECT_THAT(walk.lines(), IsEmpty());
+    EXPECT_EQ(walk.isFull(), keeping.isFull());
+  }
+}
+
 TEST_F(ApplicationWalkTest, EndsWhereThereAreMoreRecordsThanTheBoundAdmits) {
   for (const char *name : {"a", "b", "c", "d"})
     directory_.writeFile(name, describingItself(name), 0755);

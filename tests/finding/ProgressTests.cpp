@@ -39,10 +39,10 @@ protected:
                     " " + std::to_string(meter.records()) + " " + shortened(meter.path()) + " " +
                     shortened(meter.directory()));
   }
-  void walk(std::string_view name) {
+  void walk(std::string_view name, RecordEncoder *encoder = nullptr) {
     ProgressMeter meter([this](const ProgressMeter &now) { tell(now); });
     const ScopedOperatingSystem scope(clock_);
-    ApplicationWalk walk([] {}, {}, {.progress = &meter});
+    ApplicationWalk walk([] {}, {}, {.progress = &meter, .encoder = encoder});
     walk.doForPath(directory_.string(name));
   }
   std::string shortened(const NSString &path) const {
@@ -84,10 +84,14 @@ TEST_F(Progress, IsToldWhileManyApplicationsAreExamined) {
     directory_.writeFile("tree/" + std::to_string(10 + i) + ".app/registry.table", "{}");
   directory_.makeDirectory("tree/z");
   clock_.step = ProgressMeter::kTimeBetween;
-  walk("tree");
-  EXPECT_THAT(told_,
-              ElementsAre("0 0 0 @/tree @/tree", "1 0 0 @/tree @/tree", "1 18 7 @/tree @/tree",
-                          "1 18 15 @/tree @/tree", "2 18 17 @/tree @/tree/z"));
+  RecordEncoder encoder;
+  for (RecordEncoder *taker : {static_cast<RecordEncoder *>(nullptr), &encoder}) {
+    told_.clear();
+    walk("tree", taker);
+    EXPECT_THAT(told_,
+                ElementsAre("0 0 0 @/tree @/tree", "1 0 0 @/tree @/tree", "1 18 7 @/tree @/tree",
+                            "1 18 15 @/tree @/tree", "2 18 17 @/tree @/tree/z"));
+  }
 }
 
 TEST_F(Progress, OfALargeDirectoryIsToldWhileItIsExamined) {
