@@ -3,7 +3,6 @@
 #include "paths/PathFunctions.h"
 #include "platform/foundation/ReadFailures.h"
 
-#include <cassert>
 #include <cerrno>
 
 namespace tesker {
@@ -62,16 +61,6 @@ std::optional<DirectoryListing> DirectoryListing::read(const NSString &dirPath, 
   if (special != 3)
     _UNIX_ERROR(dirPath);
   return listing;
-}
-
-std::optional<NSFileAttributes> DirectoryListing::attributes(std::size_t index) const {
-  assert(stream_);
-  struct stat status;
-  if (OperatingSystem::current().statAt(descriptor(), name(index).data(), false, status) != 0) {
-    noteReadFailure(errno);
-    return std::nullopt;
-  }
-  return NSFileAttributes(status);
 }
 
 } // namespace tesker

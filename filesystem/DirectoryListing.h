@@ -8,8 +8,11 @@
 #include "filesystem/TSStatMethods.h"
 #include "platform/foundation/NSString.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/ReadFailures.h"
 #include "platform/foundation/Spare.h"
 
+#include <cassert>
+#include <cerrno>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
@@ -40,13 +43,20 @@ public:
   std::size_t count() const { return names_->ends.size(); }
   // Valid while the listing lives and does not move. C strings end where the name does.
   std::string_view name(std::size_t index) const {
-    const std::size_t *end = &names_->ends[index];
-    const std::size_t start = index == 0 ? 0 : end[-1] + 1;
-    return {names_->bytes.data() + start, *end - start};
+    const std::size_t start = startOf(index);
+    return {names_->bytes.data() + start, names_->ends[index] - start};
   }
   // The attributes of an entry itself, a link not followed; nothing when they cannot be had.
   // Precondition: the directory is still open.
-  [[nodiscard]] std::optional<NSFileAttributes> attributes(std::size_t index) const;
+  [[nodiscard]] std::optional<NSFileAttributes> attributes(std::size_t index) const {
+    assert(stream_);
+    struct stat status;
+    const char *name = names_->bytes.data() + startOf(index);
+    if (OperatingSystem::current().statAt(descriptor_, name, false, status) == 0)
+      return NSFileAttributes(status);
+    noteReadFailure(errno);
+    return std::nullopt;
+  }
 
   // What entries can be opened relative to until close().
   int descriptor() const { return descriptor_; }
@@ -56,6 +66,10 @@ public:
   }
 
 private:
+  std::size_t startOf(std::size_t index) const {
+    return index == 0 ? 0 : names_->ends[index - 1] + 1;
+  }
+
   struct Names {
     Names();
     std::string bytes; // each with a NUL behind it

@@ -5,6 +5,7 @@
 #include "finding/StopRequest.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/NSLog.h"
+#include "platform/foundation/NSZone.h"
 #include "platform/ports/HostInfo.h"
 #include "protocol/FinderProtocol.h"
 #include "tool/ToolFinderTool.h"
@@ -44,6 +45,7 @@ void serve() {
 } // namespace
 
 int main() {
+  tesker::NSPoolDefaultMallocZone();
   try {
     serve();
   } catch (const std::bad_alloc &) { // before the run loop, which logs its own

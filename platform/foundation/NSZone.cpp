@@ -29,7 +29,7 @@ namespace {
 
 // The heap. The standard library's own resource asks for aligned memory even where every block is
 // aligned so, which takes the slow way through the allocator.
-class Heap final : public std::pmr::memory_resource {
+class Heap : public std::pmr::memory_resource {
   void *do_allocate(std::size_t bytes, std::size_t alignment) override {
     return alignment <= __STDCPP_DEFAULT_NEW_ALIGNMENT__
                ? ::operator new(bytes)
@@ -51,21 +51,29 @@ std::pmr::memory_resource &heap() {
   return resource;
 }
 
+#ifdef __SANITIZE_ADDRESS__
+struct PooledMemory final : Heap {
+  explicit PooledMemory(std::pmr::memory_resource &) {}
+};
+#else
+using PooledMemory = PoolResource;
+#endif
+
+constinit bool poolsDefaultZone = false;
+
 } // namespace
 
 NSZone &NSDefaultMallocZone() {
-  static NSZone &zone = *new NSZone(0, 0, heap());
+  static NSZone &zone = *new NSZone(0, 0, poolsDefaultZone ? *new PooledMemory{heap()} : heap());
   return zone;
 }
+
+void NSPoolDefaultMallocZone() { poolsDefaultZone = true; }
 
 NSZone &NSCreateZone(std::size_t startSize, std::size_t granule) {
   struct MemoryAndZone {
     MemoryAndZone(std::size_t start, std::size_t more) : zone(start, more, memory) {}
-#ifdef __SANITIZE_ADDRESS__
-    Heap memory;
-#else
-    PoolResource memory{heap()};
-#endif
+    PooledMemory memory{heap()};
     NSZone zone;
   };
   // Zones live as long as the process; the list keeps them reachable for leak checkers. A zone and

@@ -2,7 +2,8 @@
 //
 // A zone is a std::pmr::memory_resource with a name: objects and tables that live and die together
 // are allocated in one zone, so that they lie close to each other and can be counted. The default
-// zone is the ordinary heap. Zones are never destroyed, since objects may outlive any scope.
+// zone is the ordinary heap, unless a program wants it otherwise. Zones are never destroyed, since
+// objects may outlive any scope.
 //
 // A zone that has no memory raises std::bad_alloc and is as it was before; it can be asked again.
 // Giving memory back never fails.
@@ -53,8 +54,13 @@ private:
   std::string name_;
 };
 
-// The zone of everything that names no other: the ordinary heap.
+// The zone of everything that names no other: the ordinary heap, or a pool of its own.
 NSZone &NSDefaultMallocZone();
+
+// Has the default zone carve its blocks from chunks, as zones that are made do. For a program of
+// one thread, since it takes no lock: it costs a fifth of what the heap costs. To be called before
+// all that allocates; once the default zone is in use it changes nothing.
+void NSPoolDefaultMallocZone();
 
 // A new zone. Blocks up to a page are carved from chunks of the heap and can be freed one by one:
 // their memory serves blocks of the same size again. Larger ones come from the heap directly.

@@ -1,6 +1,7 @@
 #include "platform/foundation/Text.h"
 
-#include <bit>
+#include <charconv>
+#include <iterator>
 
 namespace tesker {
 
@@ -97,9 +98,9 @@ void appendHexadecimal(std::string &text, std::string_view bytes) {
 }
 
 void appendHexadecimal(std::string &text, std::uint64_t number) {
-  const auto width = static_cast<int>(std::bit_width(number | 1)); // 0 has a digit, too
-  for (int bits = (width - 1) & ~3; bits >= 0; bits -= 4)
-    text += kDigits[(number >> bits) & 15];
+  char digits[16];
+  const char *end = std::to_chars(digits, std::end(digits), number, 16).ptr;
+  text.append(digits, static_cast<std::size_t>(end - digits));
 }
 
 std::vector<std::string_view> piecesOf(std::string_view text, char separator) {
