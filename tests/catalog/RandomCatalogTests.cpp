@@ -30,8 +30,12 @@ public:
         .wd = -1, .mask = IN_Q_OVERFLOW, .cookie = 0, .len = 0};
     return sizeof(inotify_event);
   }
+  // As it was before the process had mounts of its own, since when the file is, in a changed root
+  // directory, at a place that the process cannot reach.
+  std::optional<std::string> programPath() override { return program_; }
 
 private:
+  const std::optional<std::string> program_ = OperatingSystem::programPath();
   int watches_ = -1;
 };
 
