@@ -175,6 +175,13 @@ static bool isNested(const char *name) {
   return strcmp(suffixOf(name), "tool") == 0 || strcmp(suffixOf(name), "bundle") == 0;
 }
 
+// One that is known by its path only; the tool asks again for the status of a nested one.
+static void examineProgram(const char *path) {
+  struct stat status;
+  if (stat(path, &status) == 0 && !S_ISDIR(status.st_mode) && isExecutable(&status))
+    examineFile(AT_FDCWD, path);
+}
+
 void examineNested(const char *path) {
   struct stat status;
   if (stat(path, &status) != 0 || !isExecutable(&status))
@@ -182,7 +189,7 @@ void examineNested(const char *path) {
   if (S_ISDIR(status.st_mode))
     examineWrapper(path);
   else
-    examineFile(AT_FDCWD, path);
+    examineProgram(path);
 }
 
 // Whether the name is the wrapper's own without its suffix.
@@ -212,8 +219,10 @@ void examineWrapper(const char *path) {
       if (isNested(name) != (nested == 1) || strcmp(name, ".") == 0 || strcmp(name, "..") == 0 ||
           !join(entry, path, name))
         continue;
-      if (nested == 1 || (!isDescribed && isOwnExecutable(path, name)))
+      if (nested == 1)
         examineNested(entry);
+      else if (!isDescribed && isOwnExecutable(path, name))
+        examineProgram(entry);
       else if (strcmp(name, "Resources") == 0 || strcmp(name, "Info-quorvale.plist") == 0) {
         isDescribed = true;
         readDescriptions(entry);

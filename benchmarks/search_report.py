@@ -74,16 +74,15 @@ class Report:
         return Spread([a / b for a, b in zip(tree["programs"][program]["wall"], tree["programs"][against]["wall"])])
 
     def per_record(self):
-        """How many bytes of the tool's memory each record of the largest tree takes."""
+        """The largest tree, and how many bytes of the tool's memory each of its records takes."""
         full, empty = self.result["trees"][0], self.tree("empty directory", "warm")
         for tree in self.result["trees"]:
             if tree.get("files") and tree["cache"] == "warm":
                 full = tree
-        records = full["programs"]["tool"]["records"][0] if full is not empty else 0
-        if records == 0:
+        if empty in (None, full):
             return None
         peaks = [statistics.median(tree["programs"]["tool"]["peak_kib"]) for tree in (full, empty)]
-        return full["name"], 1024 * (peaks[0] - peaks[1]) / records
+        return full["name"], 1024 * (peaks[0] - peaks[1]) / full["programs"]["tool"]["records"][0]
 
     def growth(self):
         small, large = (self.ratio(self.tree(f"{files} files", "warm"), "tool", "floor")
