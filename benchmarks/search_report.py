@@ -73,6 +73,12 @@ class Report:
             return None
         return Spread([a / b for a, b in zip(tree["programs"][program]["wall"], tree["programs"][against]["wall"])])
 
+    @staticmethod
+    def processor_ratio(tree, program, against):
+        """Of the processor time of all rounds together."""
+        sums = [sum(sum(tree["programs"][name][key]) for key in ("user", "system")) for name in (program, against)]
+        return f"{sums[0] / sums[1]:.2f}" if sums[1] > 0 else "-"
+
     def per_record(self):
         """The largest tree, and how many bytes of the tool's memory each of its records takes."""
         full, empty = self.result["trees"][0], self.tree("empty directory", "warm")
@@ -129,13 +135,16 @@ class Report:
 
     def times(self, tree):
         against = "empty-program" if "empty-program" in tree["programs"] else "floor"
-        columns = ["program", "ms", "user ms", "system ms", "peak MiB", f"times {NAMES[against]}", "times find"]
+        if against not in tree["programs"]:
+            against = "find"
+        columns = ["program", "ms", "user ms", "system ms", "peak MiB", f"times {NAMES[against]}", "times find",
+                   f"processor time, times {NAMES[against]}"]
         rows = []
         for name, figures in tree["programs"].items():
             milliseconds = [f"{1000 * statistics.median(figures[key]):.1f}" for key in ("wall", "user", "system")]
             ratios = [self.ratio(tree, name, other) for other in (against, "find")]
             rows.append([NAMES[name], *milliseconds, f"{statistics.median(figures['peak_kib']) / 1024:.1f}",
-                         *[str(ratio or "-") for ratio in ratios]])
+                         *[str(ratio or "-") for ratio in ratios], self.processor_ratio(tree, name, against)])
         size = f" ({tree['entries']:,} entries in {tree['directories']:,} directories)" if tree["entries"] else ""
         return f"{tree['name']}{size}, {tree['cache']}, {tree['rounds']} rounds", columns, rows
 
