@@ -185,10 +185,10 @@ def machine():
             "memory_mib": memory >> 20, "kernel": platform.release(), "load": os.getloadavg()[0]}
 
 
-def commit():
+def commit(build):
+    """Of the tree that has been built; nothing where the programs lie elsewhere."""
     def git(*words):
-        return subprocess.run(["git", *words], cwd=pathlib.Path(__file__).parent, capture_output=True, text=True,
-                              check=False).stdout.strip()
+        return subprocess.run(["git", *words], cwd=build, capture_output=True, text=True, check=False).stdout.strip()
 
     return {"commit": git("rev-parse", "--short=12", "HEAD"), "changed": bool(git("status", "--porcelain"))}
 
@@ -197,7 +197,7 @@ def compare(bench, build, options):
     comparison = Comparison(bench, build)
     empty = bench.tmp / "empty"
     empty.mkdir()
-    result = {"machine": machine(), **commit()}
+    result = {"machine": machine(), **commit(build)}
     comparison.run_in_turn({"name": "empty directory", "entries": 0}, "warm", starts(build, empty),
                            10 * options.rounds)
     trees = {files: made_tree(bench, build, files, options.keep) for files in options.files}

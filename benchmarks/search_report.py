@@ -164,7 +164,7 @@ class Report:
         machine, result = self.result["machine"], self.result
         kinds = sorted({tree["file_system"] for tree in result["trees"] if "file_system" in tree})
         text = (f"{machine['cores']} cores, {machine['processor']}, {machine['memory_mib'] / 1024:.0f} GiB, "
-                f"Linux {machine['kernel']}, {', '.join(kinds)}; commit {result['commit']}"
+                f"Linux {machine['kernel']}, {', '.join(kinds)}; commit {result['commit'] or 'unknown'}"
                 + (" with changes" if result["changed"] else "")
                 + f"; load before and after {machine['load']:.1f}, {result['load_at_end']:.1f}.")
         if not result["reads_ahead"]:
