@@ -148,10 +148,15 @@ def file_system_of(path):
     return max(above)[1]
 
 
+def watched_tool(bench, watcher, build, tree):
+    """What the watcher writes about the tool, which tells nobody how far it has come."""
+    return bench.log_of([build / "tesker-ask-tool", bench.tool_under(watcher, build), tree])
+
+
 def compared_calls(bench, build, tree, empty):
     """The calls for files, without those of the start: the tool's and the floor's."""
     def tool(path):
-        return calls_by_name(bench.watched_tool(STRACE, build, path))
+        return calls_by_name(watched_tool(bench, STRACE, build, path))
 
     def floor(path):
         return calls_by_name(bench.log_of([*STRACE, build / "tesker-search-floor", path]))
@@ -171,8 +176,8 @@ def instructions(bench, build, tree, empty):
     def program(words):
         return number(bench.log_of([*CALLGRIND, *words]))
 
-    return {"tool": number(bench.watched_tool(CALLGRIND, build, tree)),
-            "tool-start": number(bench.watched_tool(CALLGRIND, build, empty)),
+    return {"tool": number(watched_tool(bench, CALLGRIND, build, tree)),
+            "tool-start": number(watched_tool(bench, CALLGRIND, build, empty)),
             "floor": program([build / "tesker-search-floor", tree]),
             "find": program(["find", tree, *FIND_ARGUMENTS])}
 
