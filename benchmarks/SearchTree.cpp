@@ -173,7 +173,7 @@ void makeSearchTree(const fs::path &top, std::size_t files, std::uint64_t seed) 
   const std::size_t selfDescribing = files / 200;
   const std::size_t wrappers = files / 200;
   TreeMaker tree(top, seed);
-  tree.addDirectories(files / 10);
+  tree.addDirectories(files / 11); // which are entries themselves: 12 in each
   tree.addPrograms(programs);
   tree.addSelfDescribingPrograms(selfDescribing);
   tree.addWrappers(wrappers);

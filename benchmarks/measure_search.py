@@ -74,10 +74,14 @@ class Bench:
 
     def watched_tool(self, watcher, build, tree):
         """What the watcher writes about the tool while it searches the tree."""
+        return self.log_of(search_words(build, self.tool_under(watcher, build), tree))
+
+    def tool_under(self, watcher, build):
+        """A program that is the tool, watched."""
         script = self.tmp / "watched-tool"
         script.write_text(f"#!/bin/sh\nexec {shlex.join([*watcher, str(build / 'ToolFinder')])}\n")
         script.chmod(0o755)
-        return self.log_of(search_words(build, script, tree))
+        return script
 
 
 def search_words(build, tool, tree):

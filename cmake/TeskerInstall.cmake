@@ -67,6 +67,7 @@ install(FILES ${CMAKE_BINARY_DIR}/tesker.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/
 # Documents and completions
 install(FILES docs/Tesker.ToolFinder.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/tesker)
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
+list(FILTER documents EXCLUDE REGEX "/performance\\.md$") # about measuring this source
 install(FILES README.md CHANGELOG.md SECURITY.md ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES tests/install/consumer/CMakeLists.txt tests/install/consumer/main.cpp
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libtesker-dev/examples COMPONENT development)
