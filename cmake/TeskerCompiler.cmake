@@ -53,3 +53,13 @@ if(TESKER_LIBFUZZER)
     add_compile_options(-fsanitize=fuzzer-no-link)
   endif()
 endif()
+
+# For programs that end soon after they have started. The dynamic loader would spend more time on the
+# C++ library than most searches take, and the parts of it that are not called have addresses to be
+# set, too.
+function(tesker_start_quickly program)
+  target_link_options(${program} PRIVATE -Wl,--gc-sections)
+  if(TESKER_STATIC_RUNTIME)
+    target_link_options(${program} PRIVATE -static-libstdc++ -static-libgcc)
+  endif()
+endfunction()

@@ -22,10 +22,8 @@ target_compile_features(tesker PUBLIC cxx_std_20)
 target_include_directories(tesker INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tesker>)
-# The package looks for the library under a name of its own (tesker-config.cmake.in).
-target_link_libraries(tesker INTERFACE
-  $<BUILD_INTERFACE:PkgConfig::SYSTEMD>
-  $<INSTALL_INTERFACE:$<LINK_ONLY:PkgConfig::TESKER_SYSTEMD>>)
+# It loads the bus library itself, when it is needed.
+target_link_libraries(tesker INTERFACE ${CMAKE_DL_LIBS})
 
 get_property(public_headers GLOBAL PROPERTY TESKER_PUBLIC_HEADERS)
 foreach(header ${public_headers})

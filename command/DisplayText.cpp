@@ -13,10 +13,12 @@ namespace tesker {
 
 namespace {
 
-// The character tables of the C library, whatever the person's locale is.
+// The character tables of the C library, whatever the person's locale is. Of ASCII it knows as much
+// without them, and to load them takes as long as to search a small directory.
 class Utf8Locale {
 public:
-  Utf8Locale() : before_(::uselocale(tables())) {}
+  explicit Utf8Locale(std::string_view text)
+      : before_(isAscii(text) ? locale_t{} : ::uselocale(tables())) {}
   ~Utf8Locale() { ::uselocale(before_); }
   Utf8Locale(const Utf8Locale &) = delete;
   Utf8Locale &operator=(const Utf8Locale &) = delete;
@@ -27,7 +29,10 @@ private:
     static const locale_t made = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t{});
     return made;
   }
-  locale_t before_;
+  static bool isAscii(std::string_view text) {
+    return std::ranges::all_of(text, [](char byte) { return (byte & 0x80) == 0; });
+  }
+  locale_t before_; // nil, which changes nothing, where the locale was left alone
 };
 
 // Characters that the tables count as printable but that show nothing or reorder their neighbours.
@@ -120,7 +125,7 @@ template <class Iterator> Iterator fitting(Iterator piece, Iterator end, std::si
 
 // As much of both ends as fits, the beginning getting at most `head` columns.
 std::string shortened(std::string_view text, std::size_t columns, std::size_t head) {
-  const Utf8Locale locale;
+  const Utf8Locale locale(text);
   if (displayColumns(text) <= columns)
     return std::string(text);
   if (columns == 0)
@@ -143,7 +148,7 @@ std::string shortened(std::string_view text, std::size_t columns, std::size_t he
 } // namespace
 
 std::string displayText(std::string_view bytes) {
-  const Utf8Locale locale;
+  const Utf8Locale locale(bytes);
   std::string text;
   text.reserve(bytes.size());
   while (!bytes.empty()) {
@@ -173,7 +178,7 @@ std::string counted(std::size_t count, std::string_view one, std::string_view mo
 }
 
 std::size_t displayColumns(std::string_view text) {
-  const Utf8Locale locale;
+  const Utf8Locale locale(text);
   std::size_t columns = 0;
   while (!text.empty()) {
     const Utf8Character character = firstUtf8Character(text);

@@ -4,6 +4,7 @@
 #include "platform/foundation/OperatingSystem.h"
 #include "platform/foundation/ReadFailures.h"
 #include "platform/ports/Bootstrap.h"
+#include "protocol/BusLibrary.h"
 #include "protocol/FinderProtocol.h"
 
 #include <algorithm>
@@ -110,6 +111,9 @@ std::optional<SearchFailure> Search::startTool() {
   tool_ = std::move(*started);
   log_ = std::make_unique<LogLines>(tool_->takeLogPipe(),
                                     [this](std::string_view line) { takeLogLine(line); });
+  // While the tool starts.
+  if (const std::optional<std::string> problem = loadBusLibrary())
+    return failure(Kind::cannotSearch, "the bus library cannot be loaded: " + *problem);
   return std::nullopt;
 }
 

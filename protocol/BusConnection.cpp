@@ -102,6 +102,8 @@ int sendCall(sd_bus *bus, const OutgoingCall &call, OptionalText rest) {
 
 Result<std::unique_ptr<BusConnection>>
 BusConnection::over(FileDescriptor input, FileDescriptor output, NSConnection::Side side) {
+  if (loadBusLibrary())
+    return Failure{ELIBACC};
   sd_bus *bus = nullptr;
   int result = sd_bus_new(&bus);
   if (result < 0)

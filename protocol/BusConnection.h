@@ -51,7 +51,8 @@ private:
 
 class BusConnection {
 public:
-  // Gives the bus its sockets. Fails with the errno when the library refuses them.
+  // Gives the bus its sockets. Fails with the errno when the library refuses them, or
+  // ELIBACC when it cannot be loaded.
   [[nodiscard]] static Result<std::unique_ptr<BusConnection>>
   over(FileDescriptor input, FileDescriptor output, NSConnection::Side side);
   ~BusConnection();

@@ -5,12 +5,12 @@
 #pragma once
 
 #include "platform/foundation/Result.h"
+#include "protocol/BusLibrary.h"
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <systemd/sd-bus.h>
 #include <utility>
 
 namespace tesker {

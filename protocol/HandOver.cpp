@@ -4,6 +4,7 @@
 #include "platform/foundation/ReadFailures.h"
 #include "platform/ports/Bootstrap.h"
 #include "platform/ports/Message.h"
+#include "protocol/BusLibrary.h"
 #include "protocol/FinderProtocol.h"
 
 #include <cerrno>
@@ -164,6 +165,11 @@ RefPtr<NSConnection> newSlave() {
   if (hasFailed(tellPortList(newPort, serverPort),
                 "TeskerTool: Cannot send port listening on : %d"))
     return nullptr;
+  // While the master answers.
+  if (const std::optional<std::string> problem = loadBusLibrary()) {
+    syslogError("TeskerTool: Cannot load the bus library : %s", {*problem});
+    return nullptr;
+  }
   if (hasFailed(receiveReplyPort(newPort, mastersPort),
                 "TeskerTool: Cannot receive port for replies : %d"))
     return nullptr;

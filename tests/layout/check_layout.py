@@ -63,6 +63,7 @@ PAST_THE_SYSTEM = {
     "platform/foundation/SignalsHeld.h": (r"pthread_sigmask", "it runs in a child after the fork, too, and cannot fail"),
     "platform/foundation/NSLog.cpp": (r"syslog", "the log's library opens and writes its socket by itself"),
     "platform/foundation/ProgramStart.cpp": (EVERY_CALL, "it runs between fork and exec"),
+    "protocol/BusLibrary.cpp": (r"dl\w+", "the dynamic loader opens and maps libraries by itself"),
     "fileops/ChildSteps.cpp": (EVERY_CALL, "it runs between fork and exec"),
     "fileops/tesker-fileop.cpp": (r"signal|raise|sigaction", "a program and its own signals"),
     "finding/Confinement.cpp": (EVERY_CALL, "it gives up what the process may do"),

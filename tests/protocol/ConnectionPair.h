@@ -90,6 +90,7 @@ private:
 class BusPeer {
 public:
   explicit BusPeer(Channels &channels) {
+    (void)loadBusLibrary();
     sd_bus *bus = nullptr;
     sd_bus_new(&bus);
     bus_ = BusRef(bus);
