@@ -1,7 +1,6 @@
 #include "desktop/ExportedEntry.h"
 
 #include "desktop/DesktopEntry.h"
-#include "making/AmbiguousNames.h"
 #include "platform/foundation/Text.h"
 
 #include <algorithm>

@@ -23,8 +23,6 @@ using namespace tesker;
 
 namespace {
 
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F; }
-
 // The standard descriptors, of which some are missing while it lives.
 class MissingDescriptors {
 public:

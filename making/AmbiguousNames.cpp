@@ -1,6 +1,7 @@
 #include "making/AmbiguousNames.h"
 
 #include "parsing/WrapperNames.h"
+#include "platform/foundation/Text.h"
 
 #include <algorithm>
 #include <array>

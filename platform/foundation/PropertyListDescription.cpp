@@ -18,8 +18,6 @@ bool needsQuotes(std::string_view text) {
          !std::all_of(text.begin(), text.end(), isUnquotedCharacter);
 }
 
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == 0x7F; }
-
 // Always three digits, so that a digit after them is not taken for one of them.
 void appendOctalEscape(std::string &out, unsigned code) {
   out += '\\';

@@ -31,6 +31,10 @@ Utf8Character firstUtf8Character(std::string_view bytes);
 
 // True when all of the bytes are UTF-8; no bytes are.
 bool isUtf8(std::string_view bytes);
+// Whether it is a control character of ASCII.
+[[nodiscard]] inline bool isControl(char byte) {
+  return static_cast<unsigned char>(byte) < ' ' || byte == 0x7F;
+}
 
 // ---- letters without their case ----
 
