@@ -99,7 +99,7 @@ std::optional<SearchFailure> Search::startTool() {
     environment.emplace_back("TESKER_LOG_CONFINEMENT", "1");
   environment.emplace_back(wishes::kLinkCycles,
                            options_.followLinkCycles ? "follow" : wishes::kSkip);
-  if (options_.onProgress)
+  if (options_.onProgress || !options_.readAhead.empty())
     environment.emplace_back(wishes::kProgress, wishes::kReport);
   if (options_.takesPartialAnswers)
     environment.emplace_back(wishes::kPartialAnswers, wishes::kGive);
@@ -139,6 +139,8 @@ void Search::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
   if (tool_)
     descriptors.insert(descriptors.end(), {{tool_->endDescriptor(), POLLIN, 0},
                                            {tool_->startDescriptor(), POLLIN, 0}});
+  if (readingAhead_ && hasResult_)
+    descriptors.push_back({readingAhead_->endDescriptor(), POLLIN, 0});
   if (hasResult_)
     return;
   descriptors.push_back({log_->descriptor(), POLLIN, 0});
@@ -156,6 +158,8 @@ int Search::pollTimeout() const {
   int timeout = waitingEnds_.pollTimeout();
   if (tool_->endDescriptor() < 0)
     timeout = std::min(timeout, kMillisecondsBetweenLooks);
+  if (readingAhead_)
+    timeout = std::min(timeout, readingAhead_->pollTimeout());
   if (hasProgress())
     timeout = std::min(timeout, nextTold_.pollTimeout());
   if (const NSConnection *connected = connection())
@@ -180,6 +184,8 @@ void Search::setResult(SearchOutcome::Result result) {
   reading_.reset();
   outcome_.result = std::move(result);
   hasResult_ = true;
+  if (readingAhead_)
+    readingAhead_->beginToKill();
   tool_->beginToKill();
 }
 
@@ -197,8 +203,9 @@ void Search::fail(int error) {
 bool Search::stepEnd() {
   isEnding_ = true;
   if (tool_) {
-    if (!tool_->end())
+    if (!tool_->end() || (readingAhead_ && !readingAhead_->hasEnded()))
       return false;
+    readingAhead_.reset();
     takeRestOfLog();
     tool_.reset();
     handOver_.reset();
@@ -241,6 +248,7 @@ Search::Found Search::serve() {
     return std::move(*failed);
   stepConnection();
   tellProgress();
+  readAhead();
   if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
     return failure(Kind::cannotSearch,
                    std::string("the tool cannot be talked to: ") + std::strerror(lack));
@@ -281,6 +289,8 @@ void Search::sendRequest() {
     tool.findAppsForDockPaths(argument_, previous_, receiver_);
   else
     tool.findAppsInSearchPath(argument_, previous_, receiver_);
+  if (!options_.readAhead.empty())
+    readingAhead_.emplace(options_.readAhead, argument_.bytes(), kind_);
 }
 
 void Search::stepConnection() {
@@ -303,6 +313,11 @@ void Search::tellProgress() {
     return;
   options_.onProgress(*receiver_->progress());
   nextTold_ = Deadline::in(kTimeBetweenProgress);
+}
+
+void Search::readAhead() {
+  if (readingAhead_ && stage() == SearchStage::search && !connectionLost_)
+    readingAhead_->step(*tool_, receiver_->progress());
 }
 
 void Search::connectionHasEnded() {

@@ -3,7 +3,9 @@
 // A part of OperatingSystem.h, which says how they answer.
 #pragma once
 
+#include <chrono>
 #include <csignal>
+#include <optional>
 #include <sys/types.h>
 
 namespace tesker {
@@ -20,6 +22,9 @@ public:
   virtual int waitForChild(pid_t child, int options, siginfo_t &ended); // waitid
   // As kill(2). Async-signal-safe.
   virtual int sendSignal(pid_t process, int signal);
+  // How long the process's first thread has run or was ready to run, so not how long it waited for
+  // anything but a processor; nothing when the system does not tell.
+  virtual std::optional<std::chrono::nanoseconds> busyTime(pid_t process);
   virtual int setNice(id_t thread, int nice); // setpriority
 
 protected:

@@ -1,0 +1,93 @@
+#include "master/ReadingAhead.h"
+
+#include "parsing/ReadAheadHints.h"
+#include "platform/foundation/OperatingSystem.h"
+#include "protocol/FinderProtocol.h"
+
+#include <array>
+#include <cerrno>
+#include <new>
+#include <sys/socket.h>
+#include <utility>
+
+namespace tesker {
+
+ReadingAhead::ReadingAhead(std::string program, std::string_view argument,
+                           FinderSearchRequest::Kind kind)
+    : program_(std::move(program)) {
+  const bool isList = kind == FinderSearchRequest::Kind::dockPaths;
+  if (!isList && argument.find(kHintEnd) != std::string_view::npos)
+    return; // it names nothing
+  for (std::size_t start = 0, end = 0; end != std::string_view::npos; start = end + 1) {
+    end = isList ? argument.find(kDockPathSeparator, start) : std::string_view::npos;
+    hints_ += searchPathHint(argument.substr(start, end - start));
+  }
+}
+
+void ReadingAhead::step(const ToolProcess &tool, const std::optional<SearchProgress> &progress) {
+  if (!nextLook_.passed())
+    return;
+  nextLook_ = Deadline::in(kTimeBetweenLooks);
+  try {
+    if (!process_ && !isOver_ && mostlyWaits(tool))
+      start();
+    if (process_ && !isOver_)
+      tell(progress);
+  } catch (const std::bad_alloc &) {
+    isOver_ = true;
+  }
+}
+
+bool ReadingAhead::mostlyWaits(const ToolProcess &tool) {
+  const auto now = OperatingSystem::current().steadyTime();
+  const auto busy = tool.busyTime();
+  const bool waits =
+      busy && busyThen_ && *busy >= *busyThen_ && 2 * (*busy - *busyThen_) < now - lastLook_;
+  lastLook_ = now;
+  busyThen_ = busy;
+  waits_ = waits ? waits_ + 1 : 0;
+  return waits_ == kLooksInARow;
+}
+
+void ReadingAhead::start() {
+  isOver_ = true; // unless all of this succeeds
+  std::array<int, 2> ends{-1, -1};
+  // Not a pipe: where the program has gone, a pipe's signal would be this process's end.
+  if (OperatingSystem::current().createSocketPair(SOCK_STREAM, ends) != 0)
+    return;
+  toProgram_ = FileDescriptor(ends[0]);
+  const FileDescriptor input = aboveStandardDescriptors(FileDescriptor(ends[1]));
+  if (!input)
+    return;
+  auto started = ToolProcess::start(program_, {}, input.number());
+  if (!started)
+    return;
+  process_ = std::move(*started);
+  process_->takeLogPipe().reset(); // it has nothing to say
+  isOver_ = false;
+}
+
+void ReadingAhead::tell(const std::optional<SearchProgress> &progress) {
+  if (hints_.empty() && progress && progress->entries != told_) {
+    hints_ = progressHint(progress->entries, progress->directory);
+    told_ = progress->entries;
+  }
+  while (!hints_.empty()) {
+    const ssize_t sent = OperatingSystem::current().send(
+        toProgram_.number(), hints_.data(), hints_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent <= 0) { // it is full, or the program has gone
+      isOver_ = sent == 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+      return;
+    }
+    hints_.erase(0, static_cast<std::size_t>(sent));
+  }
+}
+
+void ReadingAhead::beginToKill() {
+  toProgram_.reset();
+  isOver_ = true;
+  if (process_)
+    process_->beginToKill();
+}
+
+} // namespace tesker

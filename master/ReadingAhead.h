@@ -1,0 +1,63 @@
+// ReadingAhead.h - the program that reads ahead of a tool: when it is started, what it is told, and
+// its end. Internal to the master.
+//
+// A tool on a warm cache is at work all the time, and a second process that reads the same would
+// only take the processor from it. So the tool is looked at ten times a second, and the program is
+// started when the tool has waited for most of the time between two looks, and of the next two. A
+// tool that is ready and waits for a processor counts as one that works: on a busy machine there is
+// nothing to be gained either.
+//
+// Whatever fails here is left at that: the answer does not depend on it.
+#pragma once
+
+#include "master/FinderSearch.h"
+#include "master/ToolProcess.h"
+#include "platform/foundation/Deadline.h"
+#include "platform/foundation/Files.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tesker {
+
+class ReadingAhead {
+public:
+  static constexpr std::chrono::milliseconds kTimeBetweenLooks{100};
+  static constexpr int kLooksInARow = 2;
+
+  // The program is a path; the rest is what the tool is asked, as a FinderSearchRequest has it.
+  ReadingAhead(std::string program, std::string_view argument, FinderSearchRequest::Kind kind);
+
+  // Looks at the tool, which has its request, or tells the program how far the tool has come, when
+  // it is time for that.
+  void step(const ToolProcess &tool, const std::optional<SearchProgress> &progress);
+  // In how many milliseconds step() is to be called again.
+  int pollTimeout() const { return nextLook_.pollTimeout(); }
+
+  // Readable when a program that was started has ended: for poll(2). Negative where there is none.
+  int endDescriptor() const { return process_ ? process_->endDescriptor() : -1; }
+  void beginToKill();
+  // Whether there is none, or no more.
+  bool hasEnded() { return !process_ || process_->end(); }
+
+private:
+  bool mostlyWaits(const ToolProcess &tool);
+  void start();
+  void tell(const std::optional<SearchProgress> &progress);
+
+  const std::string program_;
+  std::string hints_; // that are to be sent (parsing/ReadAheadHints.h)
+  Deadline nextLook_ = Deadline::in({});
+  std::chrono::steady_clock::time_point lastLook_;
+  std::optional<std::chrono::nanoseconds> busyThen_; // at the last look
+  int waits_ = 0;                                    // looks in a row
+  bool isOver_ = false;                              // nothing will be started or told any more
+  FileDescriptor toProgram_;
+  std::unique_ptr<ToolProcess> process_;
+  std::uint64_t told_ = 0; // entries, last
+};
+
+} // namespace tesker
