@@ -68,7 +68,7 @@ PAST_THE_SYSTEM = {
     "fileops/tesker-fileop.cpp": (r"signal|raise|sigaction", "a program and its own signals"),
     "finding/Confinement.cpp": (EVERY_CALL, "it gives up what the process may do"),
     "finding/SystemCallFilter.cpp": (EVERY_CALL, "it gives up what the process may do"),
-    "ahead/ReadAhead.h": (r"std::thread", "its calls wait for the disk, each in a thread of its own"),
+    "ahead/ReadAhead.cpp": (r"std::thread", "its calls wait for the disk, each in a thread of its own"),
     "tool/main.cpp": (r"std::signal", "a program and its own signals"),
     "command": (EVERY_CALL, "a program, its terminal and its signals"),
 }

@@ -52,10 +52,9 @@ protected:
     return bytes ? *bytes : "";
   }
   template <class Condition> bool comesTo(Condition condition) {
-    for (int i = 0; i < 3000 && !condition(); ++i) {
-      loop_.isReady(milliseconds(10));
-      loop_.runUntilQuiet();
-    }
+    for (int i = 0; i < 3000 && !condition(); ++i)
+      if (loop_.isReady(milliseconds(10)))
+        loop_.dispatch();
     return condition();
   }
   void giveUp() {
@@ -95,7 +94,7 @@ TEST_F(ReadingAheadOf, AToolIsNotLookedAtWhereNobodyWantsIt) {
   ToolAtWork system(10);
   const ScopedOperatingSystem inForce(system);
   start("");
-  comesTo([waits = 0]() mutable { return ++waits > 30; });
+  comesTo([waits = 0]() mutable { return ++waits > 10; });
   giveUp();
   EXPECT_EQ(system.looks, 0);
 }
@@ -109,7 +108,7 @@ TEST_F(ReadingAheadOf, AToolMayFailWithoutAWord) {
     system.looks = 0;
     start(program);
     EXPECT_TRUE(comesTo([&] { return system.looks == 3; }));
-    comesTo([waits = 0]() mutable { return ++waits > 30; }); // it is told more after its end
+    comesTo([waits = 0]() mutable { return ++waits > 10; }); // it is told more after its end
     giveUp();
   }
 }
