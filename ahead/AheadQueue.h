@@ -39,7 +39,7 @@ struct AheadTask {
   std::string path;                         // absolute; of `names` the directory's
   std::shared_ptr<const AheadWay> way = {}; // down to the path; nil for the first
   std::string names = {};                   // each with a NUL behind it
-  std::uint32_t first = 0;                  // where in the directory the first name stands
+  std::uint32_t first = 0; // where the path stands among the others, or the first name
 };
 
 class AheadQueue {

@@ -12,20 +12,23 @@
 
 namespace tesker {
 
-// One thing in a directory.
+// One thing in a directory. Most are not directories, so what only those need is not made of it.
 struct AheadReader::Entry {
-  int directory;     // open
-  const char *name;  // in it
-  std::string path;  // absolute
-  std::string order; // of what is below it
-  const std::shared_ptr<const AheadWay> &way;
+  const AheadTask &task;  // that it is seen in
+  std::string_view above; // the directory's place in the order
+  std::uint32_t index;    // in the directory
+  int directory;          // open
+  const char *name;       // in it
 };
 
 namespace {
 
 OperatingSystem &theSystem() { return OperatingSystem::current(); }
 
+// An absolute name is a path already.
 std::string joined(std::string directory, std::string_view name) {
+  if (name.starts_with('/'))
+    return std::string(name);
   if (!directory.ends_with('/'))
     directory += '/';
   return directory.append(name);
@@ -81,7 +84,11 @@ void AheadReader::read(const AheadTask &task) {
 }
 
 void AheadReader::readPath(const AheadTask &task) {
-  lookAt({AT_FDCWD, task.path.c_str(), task.path, task.order, task.way});
+  lookAt({.task = task,
+          .above = AheadQueue::orderOfDirectory(task.order),
+          .index = task.first,
+          .directory = AT_FDCWD,
+          .name = task.path.c_str()});
 }
 
 void AheadReader::readDirectory(const AheadTask &task) {
@@ -122,10 +129,8 @@ void AheadReader::lookAt(const AheadTask &task, std::string_view above, int dire
   std::uint32_t index = task.first;
   for (std::size_t at = 0; at < task.names.size(); ++index) {
     const char *name = task.names.c_str() + at;
-    const std::string_view text(name);
-    lookAt(
-        {directory, name, joined(task.path, text), AheadQueue::orderBelow(above, index), task.way});
-    at += text.size() + 1;
+    lookAt({task, above, index, directory, name});
+    at += std::string_view(name).size() + 1;
   }
   queue_.count(index - task.first);
 }
@@ -144,7 +149,7 @@ void AheadReader::lookAt(const Entry &entry) {
     return readStart(entry.name, entry.directory, kOfExecutables);
   if (attributes.isDirectory())
     addDirectory(entry,
-                 isWrapperSuffix(suffixOf(entry.path)) ? AheadTask::Kind::wrapper
+                 isWrapperSuffix(suffixOf(entry.name)) ? AheadTask::Kind::wrapper
                                                        : AheadTask::Kind::directory,
                  status, isLink);
 }
@@ -152,12 +157,15 @@ void AheadReader::lookAt(const Entry &entry) {
 void AheadReader::addDirectory(const Entry &entry, AheadTask::Kind kind, const struct stat &status,
                                bool isBehindLink) {
   const NSFileAttributes attributes(status);
-  isBehindLink = isBehindLink || (entry.way && entry.way->isBehindLink);
-  if (isBehindLink && leadsBack(entry.way.get(), attributes))
+  const auto &way = entry.task.way;
+  isBehindLink = isBehindLink || (way && way->isBehindLink);
+  if (isBehindLink && leadsBack(way.get(), attributes))
     return;
-  AheadTask task{.kind = kind, .order = entry.order, .path = entry.path};
-  task.way = std::make_shared<const AheadWay>(
-      AheadWay{attributes.buildDirFileUID(), isBehindLink, entry.way});
+  AheadTask task{.kind = kind,
+                 .order = AheadQueue::orderBelow(entry.above, entry.index),
+                 .path = joined(entry.task.path, entry.name)};
+  task.way =
+      std::make_shared<const AheadWay>(AheadWay{attributes.buildDirFileUID(), isBehindLink, way});
   (void)queue_.add(task);
 }
 
@@ -190,8 +198,7 @@ void AheadReader::readPart(const AheadTask &wrapper, int directory, std::string_
   const NSFileAttributes attributes(status);
   if (attributes.canExecute() == 0)
     return;
-  const Entry entry{directory, name.data(), joined(wrapper.path, name),
-                    AheadQueue::orderBelow(wrapper.order, index), wrapper.way};
+  const Entry entry{wrapper, wrapper.order, index, directory, name.data()};
   if (attributes.isRegular())
     readStart(name.data(), directory, kOfExecutables);
   else if (isNested && attributes.isDirectory())

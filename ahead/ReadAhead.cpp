@@ -13,7 +13,8 @@ AheadTask taskOfSearchPath(std::string_view path, std::uint32_t number) {
     path.remove_suffix(1);
   return {.kind = AheadTask::Kind::path,
           .order = AheadQueue::orderBelow("", number),
-          .path = std::string(path)};
+          .path = std::string(path),
+          .first = number};
 }
 
 ReadAhead::ReadAhead()

@@ -4,6 +4,7 @@
 #include "platform/foundation/OperatingSystem.h"
 #include "protocol/FinderProtocol.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <new>
@@ -12,9 +13,19 @@
 
 namespace tesker {
 
-ReadingAhead::ReadingAhead(std::string program, std::string_view argument,
+ReadingAheadWish readingAheadWish(const FinderMasterOptions &options) {
+  const std::string wish = environmentValue("TESKER_READ_AHEAD").value_or("");
+  if (wish == "never")
+    return {};
+  if (wish != "always")
+    return {options.readAhead};
+  const std::string folder = options.tool.substr(0, options.tool.rfind('/') + 1);
+  return {options.readAhead.empty() ? folder + "tesker-read-ahead" : options.readAhead, true};
+}
+
+ReadingAhead::ReadingAhead(ReadingAheadWish wish, std::string_view argument,
                            FinderSearchRequest::Kind kind)
-    : program_(std::move(program)) {
+    : wish_(std::move(wish)), firstLook_(OperatingSystem::current().steadyTime()) {
   const bool isList = kind == FinderSearchRequest::Kind::dockPaths;
   if (!isList && argument.find(kHintEnd) != std::string_view::npos)
     return; // it names nothing
@@ -27,9 +38,11 @@ ReadingAhead::ReadingAhead(std::string program, std::string_view argument,
 void ReadingAhead::step(const ToolProcess &tool, const std::optional<SearchProgress> &progress) {
   if (!nextLook_.passed())
     return;
-  nextLook_ = Deadline::in(kTimeBetweenLooks);
+  const auto now = OperatingSystem::current().steadyTime();
+  nextLook_ = Deadline::in(std::clamp<std::chrono::nanoseconds>(
+      (now - firstLook_) / 10, kShortestTimeBetweenLooks, kLongestTimeBetweenLooks));
   try {
-    if (!process_ && !isOver_ && mostlyWaits(tool))
+    if (!process_ && !isOver_ && (wish_.atOnce || waitsOften(tool)))
       start();
     if (process_ && !isOver_)
       tell(progress);
@@ -38,14 +51,16 @@ void ReadingAhead::step(const ToolProcess &tool, const std::optional<SearchProgr
   }
 }
 
-bool ReadingAhead::mostlyWaits(const ToolProcess &tool) {
+bool ReadingAhead::waitsOften(const ToolProcess &tool) {
   const auto now = OperatingSystem::current().steadyTime();
-  const auto busy = tool.busyTime();
-  const bool waits =
-      busy && busyThen_ && *busy >= *busyThen_ && 2 * (*busy - *busyThen_) < now - lastLook_;
-  lastLook_ = now;
-  busyThen_ = busy;
+  const auto work = tool.work();
+  if (!work || work->isReady)
+    return false;
+  const auto waited = now - lastLook_ - (work->busy - busyThen_.value_or(work->busy));
+  const bool waits = busyThen_ && 4 * waited > now - lastLook_;
   waits_ = waits ? waits_ + 1 : 0;
+  lastLook_ = now;
+  busyThen_ = work->busy;
   return waits_ == kLooksInARow;
 }
 
@@ -59,7 +74,7 @@ void ReadingAhead::start() {
   const FileDescriptor input = aboveStandardDescriptors(FileDescriptor(ends[1]));
   if (!input)
     return;
-  auto started = ToolProcess::start(program_, {}, input.number());
+  auto started = ToolProcess::start(wish_.program, {}, input.number());
   if (!started)
     return;
   process_ = std::move(*started);

@@ -49,9 +49,10 @@ SearchFailure outOfMemory(SearchStage stage) {
 }
 
 Search::Search(FinderMasterOptions options, const FinderSearchRequest &request)
-    : options_(std::move(options)), kind_(request.kind),
-      argument_(NSString::create(request.argument)), previous_(stringOf(request.previous)),
-      deadline_(Deadline::in(options_.timeout)), waitingEnds_(deadline_),
+    : options_(std::move(options)), readingAheadWish_(readingAheadWish(options_)),
+      kind_(request.kind), argument_(NSString::create(request.argument)),
+      previous_(stringOf(request.previous)), deadline_(Deadline::in(options_.timeout)),
+      waitingEnds_(deadline_),
       receiver_(AnswerReceiver::create(
           kind_ == FinderSearchRequest::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
           request.previous.has_value())),
@@ -99,7 +100,7 @@ std::optional<SearchFailure> Search::startTool() {
     environment.emplace_back("TESKER_LOG_CONFINEMENT", "1");
   environment.emplace_back(wishes::kLinkCycles,
                            options_.followLinkCycles ? "follow" : wishes::kSkip);
-  if (options_.onProgress || !options_.readAhead.empty())
+  if (options_.onProgress || !readingAheadWish_.program.empty())
     environment.emplace_back(wishes::kProgress, wishes::kReport);
   if (options_.takesPartialAnswers)
     environment.emplace_back(wishes::kPartialAnswers, wishes::kGive);
@@ -289,8 +290,8 @@ void Search::sendRequest() {
     tool.findAppsForDockPaths(argument_, previous_, receiver_);
   else
     tool.findAppsInSearchPath(argument_, previous_, receiver_);
-  if (!options_.readAhead.empty())
-    readingAhead_.emplace(options_.readAhead, argument_.bytes(), kind_);
+  if (!readingAheadWish_.program.empty())
+    readingAhead_.emplace(readingAheadWish_, argument_.bytes(), kind_);
 }
 
 void Search::stepConnection() {

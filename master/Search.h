@@ -85,6 +85,7 @@ private:
   }
 
   const FinderMasterOptions options_;
+  const ReadingAheadWish readingAheadWish_;
   const FinderSearchRequest::Kind kind_;
   const NSString argument_;
   const NSString previous_;

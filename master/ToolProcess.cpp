@@ -164,10 +164,10 @@ std::optional<ToolEnd> ToolProcess::end() {
   return end_;
 }
 
-std::optional<std::chrono::nanoseconds> ToolProcess::busyTime() const {
+std::optional<ProcessWork> ToolProcess::work() const {
   if (pid_ < 0 || end_)
     return std::nullopt;
-  return OperatingSystem::current().busyTime(pid_);
+  return OperatingSystem::current().work(pid_);
 }
 
 void ToolProcess::askToEnd() {

@@ -54,9 +54,8 @@ public:
   // The reading end of what it writes, non-blocking. It is the caller's; the second call gives
   // none.
   FileDescriptor takeLogPipe() { return std::move(logPipe_); }
-  // How long it has been at work, or would have been with a processor of its own; nothing when the
-  // system does not tell, and once it has ended.
-  std::optional<std::chrono::nanoseconds> busyTime() const;
+  // What it has done; nothing when the system does not tell, and once it has ended.
+  std::optional<ProcessWork> work() const;
   // How it ended; nothing while it runs. After an answer the child is reaped.
   std::optional<ToolEnd> end();
   // Asks it to end (SIGTERM).

@@ -16,8 +16,20 @@ namespace tesker {
 
 namespace {
 
-// The time that it ran alone, where the kernel does not count how long it was ready.
-std::optional<std::chrono::nanoseconds> processorTime(pid_t process) {
+// The start of a file in /proc, as far as it goes into a few lines; empty when it cannot be read.
+std::string stateFile(pid_t process, const char *name) {
+  const std::string path = "/proc/" + std::to_string(process) + name;
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0)
+    return "";
+  std::array<char, 128> text;
+  const ssize_t got = ::read(file, text.data(), text.size());
+  ::close(file);
+  return {text.data(), got < 0 ? 0 : static_cast<std::size_t>(got)};
+}
+
+// Up to now; what the file schedstat says of it may be as old as the last tick.
+std::optional<std::chrono::nanoseconds> timeThatRan(pid_t process) {
   clockid_t clock;
   timespec time{};
   if (::clock_getcpuclockid(process, &clock) != 0 || ::clock_gettime(clock, &time) != 0)
@@ -43,18 +55,17 @@ int ProcessCalls::waitForChild(pid_t child, int options, siginfo_t &ended) {
 
 int ProcessCalls::sendSignal(pid_t process, int signal) { return ::kill(process, signal); }
 
-std::optional<std::chrono::nanoseconds> ProcessCalls::busyTime(pid_t process) {
-  const std::string path = "/proc/" + std::to_string(process) + "/schedstat";
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0)
-    return processorTime(process);
-  std::array<char, 128> text{};
-  const ssize_t got = ::read(file, text.data(), text.size() - 1);
-  ::close(file);
-  unsigned long long ran = 0, ready = 0;
-  if (got <= 0 || std::sscanf(text.data(), "%llu %llu", &ran, &ready) != 2)
-    return processorTime(process);
-  return std::chrono::nanoseconds(ran + ready);
+std::optional<ProcessWork> ProcessCalls::work(pid_t process) {
+  const auto ran = timeThatRan(process);
+  unsigned long long counted = 0, ready = 0; // a kernel that does not count says 0
+  if (!ran ||
+      std::sscanf(stateFile(process, "/schedstat").c_str(), "%llu %llu", &counted, &ready) != 2 ||
+      counted == 0)
+    return std::nullopt;
+  const std::string state = stateFile(process, "/stat"); // its number, its name in (), a letter
+  const std::size_t name = state.rfind(") ");
+  return ProcessWork{*ran + std::chrono::nanoseconds(ready),
+                     name != std::string::npos && state.substr(name + 2, 1) == "R"};
 }
 
 int ProcessCalls::setNice(id_t thread, int nice) {

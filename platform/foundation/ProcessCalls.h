@@ -10,6 +10,13 @@
 
 namespace tesker {
 
+// What a process has done so far, as far as it did not wait for anything but a processor.
+struct ProcessWork {
+  // It ran so long or was ready to run, without the time since it has become ready.
+  std::chrono::nanoseconds busy;
+  bool isReady; // now, or it runs
+};
+
 class ProcessCalls {
 public:
   virtual pid_t processId();
@@ -22,9 +29,8 @@ public:
   virtual int waitForChild(pid_t child, int options, siginfo_t &ended); // waitid
   // As kill(2). Async-signal-safe.
   virtual int sendSignal(pid_t process, int signal);
-  // How long the process's first thread has run or was ready to run, so not how long it waited for
-  // anything but a processor; nothing when the system does not tell.
-  virtual std::optional<std::chrono::nanoseconds> busyTime(pid_t process);
+  // Of a process with one thread; nothing when the system does not tell.
+  virtual std::optional<ProcessWork> work(pid_t process);
   virtual int setNice(id_t thread, int nice); // setpriority
 
 protected:

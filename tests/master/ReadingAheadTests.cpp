@@ -24,10 +24,11 @@ using ::testing::StartsWith;
 class ToolAtWork : public OperatingSystem {
 public:
   explicit ToolAtWork(int percent) : percent_(percent) {}
-  std::optional<nanoseconds> busyTime(pid_t /*process*/) override {
+  std::optional<ProcessWork> work(pid_t /*process*/) override {
     ++looks;
-    return nanoseconds(steadyTime().time_since_epoch()) / 100 * percent_;
+    return ProcessWork{nanoseconds(steadyTime().time_since_epoch()) / 100 * percent_, isReady};
   }
+  bool isReady = false;
   int looks = 0;
 
 private:
@@ -133,7 +134,7 @@ TEST_F(ReadingAheadOf, AListOfPathsHasAHintForEach) {
     list += '\0' + path;
     expected += searchPathHint(path);
   }
-  ReadingAhead readingAhead(keepingProgram(), list, FinderSearchRequest::Kind::dockPaths);
+  ReadingAhead readingAhead({keepingProgram()}, list, FinderSearchRequest::Kind::dockPaths);
   const auto tool = ToolProcess::start("/bin/sleep", {});
   ASSERT_TRUE(tool);
   for (int i = 0; i < 3000 && told().size() < expected.size(); ++i) {
@@ -143,17 +144,18 @@ TEST_F(ReadingAheadOf, AListOfPathsHasAHintForEach) {
   EXPECT_EQ(told(), expected);
 }
 
-TEST(BusyTime, OfAProcessGrowsOnlyWhileItWorks) {
+TEST(WorkOfAProcess, GrowsOnlyWhileItWorks) {
   OperatingSystem system;
-  const auto before = system.busyTime(::getpid());
+  const auto before = system.work(::getpid());
   ASSERT_TRUE(before);
-  for (int i = 0; i < 1000 && *system.busyTime(::getpid()) < *before + milliseconds(5); ++i) {
+  EXPECT_TRUE(before->isReady);
+  for (int i = 0; i < 1000 && system.work(::getpid())->busy < before->busy + milliseconds(5); ++i) {
     volatile int work = 0;
     while (work < 1'000'000)
       work = work + 1;
   }
-  EXPECT_GE(*system.busyTime(::getpid()), *before + milliseconds(5));
-  EXPECT_FALSE(system.busyTime(0x7ffffffe));
+  EXPECT_GE(system.work(::getpid())->busy, before->busy + milliseconds(5));
+  EXPECT_FALSE(system.work(0x7ffffffe));
 }
 
 } // namespace
