@@ -4,6 +4,7 @@
 #include "platform/foundation/Files.h"
 #include "tests/master/FakeToolSupport.h"
 #include "tests/master/HostLoop.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <algorithm>
@@ -65,6 +66,7 @@ protected:
     EXPECT_FALSE(hasChildren());
   }
 
+  const ScopedEnvironment asTheOptionsSay_{"TESKER_READ_AHEAD", nullptr};
   const TemporaryDirectory directory_;
   HostLoop loop_;
 };
@@ -83,7 +85,7 @@ TEST_F(ReadingAheadOf, AToolThatWaitsBeginsAndIsToldWhereTheToolIs) {
 }
 
 TEST_F(ReadingAheadOf, AToolAtWorkNeverBegins) {
-  ToolAtWork system(60);
+  ToolAtWork system(80);
   const ScopedOperatingSystem inForce(system);
   start(keepingProgram());
   EXPECT_TRUE(comesTo([&] { return system.looks > 6; }));
@@ -91,11 +93,44 @@ TEST_F(ReadingAheadOf, AToolAtWorkNeverBegins) {
   EXPECT_EQ(told(), "");
 }
 
+TEST_F(ReadingAheadOf, AToolThatIsReadyToWorkNeverBegins) {
+  ToolAtWork system(0);
+  system.isReady = true;
+  const ScopedOperatingSystem inForce(system);
+  start(keepingProgram());
+  EXPECT_TRUE(comesTo([&] { return system.looks > 6; }));
+  giveUp();
+  EXPECT_EQ(told(), "");
+}
+
+TEST_F(ReadingAheadOf, AToolAtWorkBeginsWhereTheEnvironmentSaysAlways) {
+  const ScopedEnvironment always("TESKER_READ_AHEAD", "always");
+  ToolAtWork system(100);
+  const ScopedOperatingSystem inForce(system);
+  start(keepingProgram());
+  EXPECT_TRUE(comesTo([&] { return told().starts_with("s /"); }));
+  EXPECT_EQ(system.looks, 0);
+  giveUp();
+  EXPECT_EQ(readingAheadWish({.tool = "/a/b/tool"}).program, "/a/b/tesker-read-ahead");
+  EXPECT_EQ(readingAheadWish({.tool = "tool"}).program, "tesker-read-ahead");
+}
+
+TEST_F(ReadingAheadOf, AToolThatWaitsDoesNotBeginWhereTheEnvironmentSaysNever) {
+  const ScopedEnvironment never("TESKER_READ_AHEAD", "never");
+  ToolAtWork system(10);
+  const ScopedOperatingSystem inForce(system);
+  start(keepingProgram());
+  comesTo([waits = 0]() mutable { return ++waits > 5; });
+  giveUp();
+  EXPECT_EQ(system.looks, 0);
+  EXPECT_EQ(told(), "");
+}
+
 TEST_F(ReadingAheadOf, AToolIsNotLookedAtWhereNobodyWantsIt) {
   ToolAtWork system(10);
   const ScopedOperatingSystem inForce(system);
   start("");
-  comesTo([waits = 0]() mutable { return ++waits > 10; });
+  comesTo([waits = 0]() mutable { return ++waits > 5; });
   giveUp();
   EXPECT_EQ(system.looks, 0);
 }
@@ -109,7 +144,7 @@ TEST_F(ReadingAheadOf, AToolMayFailWithoutAWord) {
     system.looks = 0;
     start(program);
     EXPECT_TRUE(comesTo([&] { return system.looks == 3; }));
-    comesTo([waits = 0]() mutable { return ++waits > 10; }); // it is told more after its end
+    comesTo([waits = 0]() mutable { return ++waits > 5; }); // it is told more after its end
     giveUp();
   }
 }
