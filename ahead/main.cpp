@@ -1,4 +1,4 @@
-// main.cpp - tesker-read-ahead: a master starts it beside a tool that mostly waits for its disk,
+// main.cpp - tesker-read-ahead: a master starts it beside a tool that waits for its disk,
 // and tells it on standard input what is searched (parsing/ReadAheadHints.h). It ends with the
 // master's end of that, and when nothing has come for a while. It takes no notice of its arguments,
 // and has nothing to say.

@@ -233,7 +233,7 @@ void CommandOptions::search() {
   judging();
   value("--tool", "PATH", arguments.tool, "The tool's program");
   flag("--no-read-ahead", arguments.noReadAhead,
-       "Do not read ahead of a tool that mostly waits for\nits disk or server");
+       "Do not read ahead of a tool that often waits for\nits disk or server");
 }
 
 CLI::Option *CommandOptions::code(const char *name, std::optional<JudgementCode> &code,
