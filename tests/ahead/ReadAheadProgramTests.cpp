@@ -29,10 +29,15 @@ public:
   std::atomic<int> count = 0;
 };
 
+// With links that lead back in each directory.
+void makeTree(const TemporaryDirectory &directory) {
+  for (int i = 0; i < kDirectories; ++i)
+    directory.makeLink("tree/" + std::to_string(i) + "/up", "../../tree");
+}
+
 TEST(ReadAheadThreads, ReadATreeAndEnd) {
   const TemporaryDirectory directory;
-  for (int i = 0; i < kDirectories; ++i)
-    directory.makeDirectory("tree/" + std::to_string(i));
+  makeTree(directory);
   CountedListings system;
   const ScopedOperatingSystem inForce(system);
   ReadAhead readAhead;
@@ -41,6 +46,17 @@ TEST(ReadAheadThreads, ReadATreeAndEnd) {
   for (int i = 0; i < 10'000 && system.count < kDirectories + 1; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   EXPECT_EQ(system.count, kDirectories + 1);
+}
+
+TEST(ReadAheadThreads, AreToldOfTheToolAllTheWhile) {
+  const TemporaryDirectory directory;
+  makeTree(directory);
+  ReadAhead readAhead;
+  readAhead.take(searchPathHint(directory.path("tree")));
+  for (int i = 0; i < 10 * kDirectories; ++i)
+    readAhead.take(searchPathHint(directory.path("tree")) +
+                   progressHint(static_cast<std::uint64_t>(i),
+                                directory.path("tree/" + std::to_string(i % kDirectories))));
 }
 
 class Program : public testing::Test {
