@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 #include <new>
 #include <sys/socket.h>
 #include <utility>
@@ -36,19 +37,24 @@ ReadingAhead::ReadingAhead(ReadingAheadWish wish, std::string_view argument,
 }
 
 void ReadingAhead::step(const ToolProcess &tool, const std::optional<SearchProgress> &progress) {
-  if (!nextLook_.passed())
-    return;
-  const auto now = OperatingSystem::current().steadyTime();
-  nextLook_ = Deadline::in(std::clamp<std::chrono::nanoseconds>(
-      (now - firstLook_) / 10, kShortestTimeBetweenLooks, kLongestTimeBetweenLooks));
+  const bool isTimeToLook = nextLook_.passed();
+  if (isTimeToLook)
+    nextLook_ = Deadline::in(std::clamp<std::chrono::nanoseconds>(
+        (OperatingSystem::current().steadyTime() - firstLook_) / 10, kShortestTimeBetweenLooks,
+        kLongestTimeBetweenLooks));
   try {
-    if (!process_ && !isOver_ && (wish_.atOnce || waitsOften(tool)))
+    if (isTimeToLook && !process_ && !isOver_ && (wish_.atOnce || waitsOften(tool)))
       start();
     if (process_ && !isOver_)
       tell(progress);
   } catch (const std::bad_alloc &) {
     isOver_ = true;
   }
+}
+
+int ReadingAhead::pollTimeout() const {
+  const bool hasNothingToDo = isOver_ || (process_ && hints_.empty());
+  return hasNothingToDo ? std::numeric_limits<int>::max() : nextLook_.pollTimeout();
 }
 
 bool ReadingAhead::waitsOften(const ToolProcess &tool) {
@@ -83,11 +89,13 @@ void ReadingAhead::start() {
 }
 
 void ReadingAhead::tell(const std::optional<SearchProgress> &progress) {
-  if (hints_.empty() && progress && progress->entries != told_) {
-    hints_ = progressHint(progress->entries, progress->directory);
-    told_ = progress->entries;
-  }
-  while (!hints_.empty()) {
+  for (;;) {
+    if (hints_.empty() && progress && progress->entries != told_) {
+      hints_ = progressHint(progress->entries, progress->directory);
+      told_ = progress->entries;
+    }
+    if (hints_.empty())
+      return;
     const ssize_t sent = OperatingSystem::current().send(
         toProgram_.number(), hints_.data(), hints_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent <= 0) { // it is full, or the program has gone

@@ -43,11 +43,11 @@ public:
   // The wish names a program; the rest is what the tool is asked, as a FinderSearchRequest has it.
   ReadingAhead(ReadingAheadWish wish, std::string_view argument, FinderSearchRequest::Kind kind);
 
-  // Looks at the tool, which has its request, or tells the program how far the tool has come, when
-  // it is time for that.
+  // Looks at the tool, which has its request, when it is time for that, or tells the program how
+  // far the tool has come.
   void step(const ToolProcess &tool, const std::optional<SearchProgress> &progress);
-  // In how many milliseconds step() is to be called again.
-  int pollTimeout() const { return nextLook_.pollTimeout(); }
+  // In how many milliseconds step() is to be called again, if not for the tool's progress.
+  int pollTimeout() const;
 
   // Readable when a program that was started has ended: for poll(2). Negative where there is none.
   int endDescriptor() const { return process_ ? process_->endDescriptor() : -1; }

@@ -27,8 +27,11 @@ public:
   explicit ToolAtWork(int percent) : percent_(percent) {}
   std::optional<ProcessWork> work(pid_t /*process*/) override {
     ++looks;
+    if (!tells)
+      return std::nullopt;
     return ProcessWork{nanoseconds(steadyTime().time_since_epoch()) / 100 * percent_, isReady};
   }
+  bool tells = true;
   bool isReady = false;
   int looks = 0;
 
@@ -59,6 +62,12 @@ protected:
         loop_.dispatch();
     return condition();
   }
+  void expectNothingBegins(const ToolAtWork &system) {
+    start(keepingProgram());
+    EXPECT_TRUE(comesTo([&] { return system.looks > 6; }));
+    giveUp();
+    EXPECT_EQ(told(), "");
+  }
   void giveUp() {
     loop_.search().cancel();
     loop_.runToEnd();
@@ -87,20 +96,21 @@ TEST_F(ReadingAheadOf, AToolThatWaitsBeginsAndIsToldWhereTheToolIs) {
 TEST_F(ReadingAheadOf, AToolAtWorkNeverBegins) {
   ToolAtWork system(80);
   const ScopedOperatingSystem inForce(system);
-  start(keepingProgram());
-  EXPECT_TRUE(comesTo([&] { return system.looks > 6; }));
-  giveUp();
-  EXPECT_EQ(told(), "");
+  expectNothingBegins(system);
 }
 
 TEST_F(ReadingAheadOf, AToolThatIsReadyToWorkNeverBegins) {
   ToolAtWork system(0);
   system.isReady = true;
   const ScopedOperatingSystem inForce(system);
-  start(keepingProgram());
-  EXPECT_TRUE(comesTo([&] { return system.looks > 6; }));
-  giveUp();
-  EXPECT_EQ(told(), "");
+  expectNothingBegins(system);
+}
+
+TEST_F(ReadingAheadOf, AToolOfWhichTheSystemTellsNothingNeverBegins) {
+  ToolAtWork system(0);
+  system.tells = false;
+  const ScopedOperatingSystem inForce(system);
+  expectNothingBegins(system);
 }
 
 TEST_F(ReadingAheadOf, AToolAtWorkBeginsWhereTheEnvironmentSaysAlways) {
