@@ -69,6 +69,7 @@ struct ApplicationCatalogOptions {
   std::string cpu = {};
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
   bool followLinkCycles = false;
+  std::string readAhead = {};
 
   // Where to search: absolute paths, the most important one first.
   std::vector<std::string> paths = {};

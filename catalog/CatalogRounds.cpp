@@ -122,6 +122,7 @@ void CatalogRounds::search(std::size_t number) {
 FinderMasterOptions CatalogRounds::searchOptions(std::size_t number) const {
   FinderMasterOptions search{
       .tool = options_.tool, .cpu = options_.cpu, .timeout = options_.timeout};
+  search.readAhead = options_.readAhead;
   search.followLinkCycles = options_.followLinkCycles;
   if (options_.onLogLine)
     search.onLogLine = [this, number](std::string_view line) {

@@ -34,7 +34,7 @@ endforeach()
 
 # Programs. tesker-apps looks for the tool from its own folder on (TESKER_TOOL_FROM_PROGRAMS).
 install(TARGETS tesker-apps tesker-fileop RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(TARGETS ToolFinder EXPORT tesker-targets
+install(TARGETS ToolFinder tesker-read-ahead EXPORT tesker-targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tesker)
 install(TARGETS tesker EXPORT tesker-targets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)

@@ -56,6 +56,7 @@ struct Arguments {
   std::chrono::nanoseconds timeout = std::chrono::seconds(120);
   std::optional<JudgementCode> code;    // why: only what has this code
   std::optional<JudgementCode> explain; // why: say what this code means
+  bool noReadAhead = false;             // leave a tool that waits to itself
   bool followLinkCycles = false;        // enter directories that lead back, too
   std::size_t jobs = 0;                 // searches at a time; 0: as many as there are processors
   std::chrono::nanoseconds pollInterval{0}; // watch; 0: only where nothing can be watched

@@ -232,6 +232,8 @@ void CommandOptions::jobs() {
 void CommandOptions::search() {
   judging();
   value("--tool", "PATH", arguments.tool, "The tool's program");
+  flag("--no-read-ahead", arguments.noReadAhead,
+       "Do not read ahead of a tool that often waits for\nits disk or server");
 }
 
 CLI::Option *CommandOptions::code(const char *name, std::optional<JudgementCode> &code,

@@ -60,6 +60,14 @@ std::string toolFor(const Arguments &arguments) {
   return arguments.tool.empty() ? toolBesideThisProgram() : arguments.tool;
 }
 
+// It lies beside the tool of this command.
+std::string readAheadFor(const Arguments &arguments) {
+  if (arguments.noReadAhead)
+    return "";
+  const std::string tool = toolBesideThisProgram();
+  return tool.substr(0, tool.rfind('/') + 1) + "tesker-read-ahead";
+}
+
 std::vector<std::string> usualPlaces(Diagnostics &diagnostics) {
   for (const std::string &problem : problemsOfDefaultSearchPaths())
     diagnostics.note(problem);
@@ -246,6 +254,7 @@ FinderMasterOptions Searches::optionsFor(std::size_t search, SearchesUnderWay &u
       .timeout = arguments_.timeout,
       .onLogLine = [search, &underWay](std::string_view line) { underWay.addLine(search, line); },
       .logConfinement = diagnostics_.verbose() || arguments_.format == Format::json,
+      .readAhead = readAheadFor(arguments_),
       .followLinkCycles = arguments_.followLinkCycles,
       .takesPartialAnswers = true,
       .onProgress =

@@ -38,6 +38,9 @@ struct SearchRequest {
 // The program of the tool: what --tool says, or the one that belongs to this command.
 [[nodiscard]] std::string toolFor(const Arguments &arguments);
 
+// The program that reads ahead of it; empty where none is wanted.
+[[nodiscard]] std::string readAheadFor(const Arguments &arguments);
+
 // As an error message names it.
 [[nodiscard]] std::string named(const SearchRequest &request);
 

@@ -83,6 +83,7 @@ ApplicationCatalogOptions WatchRun::optionsFor(const std::vector<std::string> &p
                                     .paths = paths,
                                     .jobs = arguments_.jobs};
   options.keepsState = arguments_.tool.empty();
+  options.readAhead = readAheadFor(arguments_);
   options.watches = true;
   options.pollInterval = ceil<milliseconds>(arguments_.pollInterval);
   options.onLogLine = [this](const std::string &, std::string_view line) {

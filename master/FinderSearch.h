@@ -23,7 +23,7 @@
 //   stop()         nothing                              yes
 //   hasEnded()     nothing                              yes
 //   destructor     the end of a tool that still runs,   only in onEnd
-//                  four seconds at the very worst
+//                  six seconds at the very worst
 //
 // A single message, or a single record, of hundreds of megabytes takes dispatch() longer, as
 // copying it does.

@@ -50,9 +50,10 @@ SearchFailure outOfMemory(SearchStage stage) {
 }
 
 Search::Search(FinderMasterOptions options, const FinderSearchRequest &request)
-    : options_(std::move(options)), kind_(request.kind),
-      argument_(NSString::create(request.argument)), previous_(stringOf(request.previous)),
-      deadline_(Deadline::in(options_.timeout)), waitingEnds_(deadline_),
+    : options_(std::move(options)), readingAheadWish_(readingAheadWish(options_)),
+      kind_(request.kind), argument_(NSString::create(request.argument)),
+      previous_(stringOf(request.previous)), deadline_(Deadline::in(options_.timeout)),
+      waitingEnds_(deadline_),
       receiver_(AnswerReceiver::create(
           kind_ == FinderSearchRequest::Kind::dockPaths ? NSString::create(kDockKey) : argument_,
           request.previous.has_value())),
@@ -100,7 +101,7 @@ std::optional<SearchFailure> Search::startTool() {
     environment.emplace_back("TESKER_LOG_CONFINEMENT", "1");
   environment.emplace_back(wishes::kLinkCycles,
                            options_.followLinkCycles ? "follow" : wishes::kSkip);
-  if (options_.onProgress)
+  if (options_.onProgress || !readingAheadWish_.program.empty())
     environment.emplace_back(wishes::kProgress, wishes::kReport);
   if (options_.takesPartialAnswers)
     environment.emplace_back(wishes::kPartialAnswers, wishes::kGive);
@@ -143,6 +144,8 @@ void Search::appendPollDescriptors(std::vector<pollfd> &descriptors) const {
   if (tool_)
     descriptors.insert(descriptors.end(), {{tool_->endDescriptor(), POLLIN, 0},
                                            {tool_->startDescriptor(), POLLIN, 0}});
+  if (readingAhead_ && hasResult_)
+    descriptors.push_back({readingAhead_->endDescriptor(), POLLIN, 0});
   if (hasResult_)
     return;
   descriptors.push_back({log_->descriptor(), POLLIN, 0});
@@ -160,6 +163,8 @@ int Search::pollTimeout() const {
   int timeout = waitingEnds_.pollTimeout();
   if (tool_->endDescriptor() < 0)
     timeout = std::min(timeout, kMillisecondsBetweenLooks);
+  if (readingAhead_)
+    timeout = std::min(timeout, readingAhead_->pollTimeout());
   if (hasProgress())
     timeout = std::min(timeout, nextTold_.pollTimeout());
   if (const NSConnection *connected = connection())
@@ -184,6 +189,8 @@ void Search::setResult(SearchOutcome::Result result) {
   reading_.reset();
   outcome_.result = std::move(result);
   hasResult_ = true;
+  if (readingAhead_)
+    readingAhead_->beginToKill();
   tool_->beginToKill();
 }
 
@@ -201,8 +208,9 @@ void Search::fail(int error) {
 bool Search::stepEnd() {
   isEnding_ = true;
   if (tool_) {
-    if (!tool_->end())
+    if (!tool_->end() || (readingAhead_ && !readingAhead_->hasEnded()))
       return false;
+    readingAhead_.reset();
     takeRestOfLog();
     tool_.reset();
     handOver_.reset();
@@ -245,6 +253,7 @@ Search::Found Search::serve() {
     return std::move(*failed);
   stepConnection();
   tellProgress();
+  readAhead();
   if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
     return failure(Kind::cannotSearch,
                    std::string("the tool cannot be talked to: ") + std::strerror(lack));
@@ -285,6 +294,8 @@ void Search::sendRequest() {
     tool.findAppsForDockPaths(argument_, previous_, receiver_);
   else
     tool.findAppsInSearchPath(argument_, previous_, receiver_);
+  if (!readingAheadWish_.program.empty())
+    readingAhead_.emplace(readingAheadWish_, argument_.bytes(), kind_);
 }
 
 void Search::stepConnection() {
@@ -307,6 +318,11 @@ void Search::tellProgress() {
     return;
   options_.onProgress(*receiver_->progress());
   nextTold_ = Deadline::in(kTimeBetweenProgress);
+}
+
+void Search::readAhead() {
+  if (readingAhead_ && stage() == SearchStage::search && !connectionLost_)
+    readingAhead_->step(*tool_, receiver_->progress());
 }
 
 void Search::connectionHasEnded() {

@@ -6,6 +6,7 @@
 #include "master/FinderSearch.h"
 #include "master/LogLines.h"
 #include "master/PrivateDirectory.h"
+#include "master/ReadingAhead.h"
 #include "master/ToolProcess.h"
 #include "platform/foundation/Deadline.h"
 #include "protocol/HandOver.h"
@@ -57,6 +58,7 @@ private:
   void stepConnection();
   bool hasProgress() const { return options_.onProgress && receiver_->progress(); }
   void tellProgress();
+  void readAhead();
   std::optional<SearchFailure> whatEndsTheWaiting();
   void connectionHasEnded();
   Found judge(const ToolEnd &end);
@@ -83,6 +85,7 @@ private:
   }
 
   const FinderMasterOptions options_;
+  const ReadingAheadWish readingAheadWish_;
   const FinderSearchRequest::Kind kind_;
   const NSString argument_;
   const NSString previous_;
@@ -95,7 +98,8 @@ private:
   std::optional<MasterHandOver> handOver_;
   std::unique_ptr<LogLines> log_; // none once its rest has been taken
   std::unique_ptr<ToolProcess> tool_;
-  bool incomplete_ = false; // a line of the log has said so
+  std::optional<ReadingAhead> readingAhead_; // once the tool is asked, where it is wanted
+  bool incomplete_ = false;                  // a line of the log has said so
   std::size_t skippedLinks_ = 0;
   Deadline nextTold_; // when the caller is told of the tool's progress again
   std::optional<std::string> confinement_;

@@ -57,7 +57,7 @@ std::vector<std::string> environmentWith(const ToolProcess::Environment &set) {
 } // namespace
 
 Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &program,
-                                                        const Environment &environment) {
+                                                        const Environment &environment, int input) {
   Result<Pipe> log = createPipeFromChild();
   if (!log)
     return log.failure();
@@ -84,6 +84,7 @@ Result<std::unique_ptr<ToolProcess>> ToolProcess::start(const std::string &progr
     becomeProgram({.program = name.c_str(),
                    .arguments = arguments.data(),
                    .variables = variables.data(),
+                   .input = input,
                    .output = log->writeEnd.number(),
                    .error = error->writeEnd.number()});
   system.setProcessGroup(pid, pid); // in case the child has not come to it yet
@@ -161,6 +162,12 @@ std::optional<ToolEnd> ToolProcess::end() {
     end_ = ToolEnd{ToolEnd::Kind::unknown, 0};
   }
   return end_;
+}
+
+std::optional<ProcessWork> ToolProcess::work() const {
+  if (pid_ < 0 || end_)
+    return std::nullopt;
+  return OperatingSystem::current().work(pid_);
 }
 
 void ToolProcess::askToEnd() {

@@ -1,11 +1,11 @@
 // ToolProcess.h - the tool as a child process.
 //
-// The child gets a clean start: nothing on standard input, standard output and error in one pipe,
-// no other descriptor of this process, no blocked or ignored signal, and a process group of its
-// own, so that a terminal's interrupt is this side's to handle and what the child may have started
-// ends with it. Nothing here waits for what the child does, not even for its execution of the
-// program, except, for two seconds, for the end of a child that it has to kill. No SIGCHLD handler
-// is needed or touched. Internal to the master.
+// The child gets a clean start: nothing on standard input unless it is given some, standard output
+// and error in one pipe, no other descriptor of this process, no blocked or ignored signal, and a
+// process group of its own, so that a terminal's interrupt is this side's to handle and what the
+// child may have started ends with it. Nothing here waits for what the child does, not even for its
+// execution of the program, except, for two seconds, for the end of a child that it has to kill. No
+// SIGCHLD handler is needed or touched. Internal to the master.
 #pragma once
 
 #include "master/SearchOutcome.h"
@@ -32,9 +32,10 @@ public:
   using Environment = std::vector<std::pair<std::string, std::string>>;
 
   // Begins to start the program, which is a path and not searched for; startError() tells whether
-  // it could be executed. Fails with the errno of what this process lacks.
-  [[nodiscard]] static Result<std::unique_ptr<ToolProcess>> start(const std::string &program,
-                                                                  const Environment &environment);
+  // it could be executed. Its standard input is a copy of the descriptor, which must not be one of
+  // the three standard ones; -1: nothing. Fails with the errno of what this process lacks.
+  [[nodiscard]] static Result<std::unique_ptr<ToolProcess>>
+  start(const std::string &program, const Environment &environment, int input = -1);
   // Kills it if it still runs.
   ~ToolProcess();
   ToolProcess(const ToolProcess &) = delete;
@@ -53,6 +54,8 @@ public:
   // The reading end of what it writes, non-blocking. It is the caller's; the second call gives
   // none.
   FileDescriptor takeLogPipe() { return std::move(logPipe_); }
+  // What it has done; nothing when the system does not tell, and once it has ended.
+  std::optional<ProcessWork> work() const;
   // How it ended; nothing while it runs. After an answer the child is reaped.
   std::optional<ToolEnd> end();
   // Asks it to end (SIGTERM).

@@ -36,8 +36,9 @@ _tesker_apps() {
   local commands='list dock handlers types services show open prefer why check make diff watch decode encode help'
   local always='-h --help -v --verbose -q --quiet --color'
   local tabular='--no-header --sort'
-  local searching='-f --format --previous --save --cached --cpu --timeout --link-cycles --tool'
-  local asking='-f --format --in --from --cached --cpu --timeout --link-cycles --tool --jobs'
+  local searching='-f --format --previous --save --cached --cpu --timeout --link-cycles --tool --no-read-ahead'
+  local asking='-f --format --in --from --cached --cpu --timeout --link-cycles --tool
+    --no-read-ahead --jobs'
   case $prev:$command:$cur in
     --color:*) words='auto always never' ;;
     --sort:handlers:* | --sort:services:*) words='name note path' ;;
@@ -68,7 +69,8 @@ _tesker_apps() {
     *:make:-*) words="$always --name --executable --icon --types --services --timeout" ;;
     make:make:*) words='wrapper header' ;;
     *:diff:-*) words="$always --exit-code $tabular ${asking/--from --cached /}" ;;
-    *:watch:-*) words="$always -f --format --poll --cpu --timeout --link-cycles --tool --jobs" ;;
+    *:watch:-*) words="$always -f --format --poll --cpu --timeout --link-cycles --tool
+      --no-read-ahead --jobs" ;;
     *:decode:-*) words="$always $tabular -f --format" ;;
     *:encode:-* | *:help:-*) words=$always ;;
     *:help:*) words=$commands ;;

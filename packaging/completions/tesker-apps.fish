@@ -71,6 +71,7 @@ complete -c tesker-apps -n $searching -x -l cpu -a "$processors" -d 'Search as f
 complete -c tesker-apps -n $searching -x -l timeout -d 'Give up a search after so many seconds'
 complete -c tesker-apps -n $searching -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $searching -r -l tool -d "The tool's program"
+complete -c tesker-apps -n $searching -l no-read-ahead -d 'Leave a tool that waits to itself'
 complete -c tesker-apps -n '__fish_seen_subcommand_from list' -x -l jobs -d 'Search so many at a time'
 complete -c tesker-apps -n '__fish_seen_subcommand_from dock' -r -l paths0-from \
     -d 'Read the paths from a file'
@@ -83,6 +84,7 @@ complete -c tesker-apps -n $comparing -x -l timeout -d 'Give up a search after s
 complete -c tesker-apps -n $comparing -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $comparing -x -l jobs -d 'Search so many at a time'
 complete -c tesker-apps -n $comparing -r -l tool -d "The tool's program"
+complete -c tesker-apps -n $comparing -l no-read-ahead -d 'Leave a tool that waits to itself'
 complete -c tesker-apps -n '__fish_seen_subcommand_from open' -r -l with \
     -d 'Open them with this application'
 complete -c tesker-apps -n '__fish_seen_subcommand_from open' -l print \
@@ -115,6 +117,7 @@ complete -c tesker-apps -n $watching -x -l timeout -d 'Give up a search after so
 complete -c tesker-apps -n $watching -x -l link-cycles -a 'skip follow' -d 'Links that lead back'
 complete -c tesker-apps -n $watching -x -l jobs -d 'Search so many at a time'
 complete -c tesker-apps -n $watching -r -l tool -d "The tool's program"
+complete -c tesker-apps -n $watching -l no-read-ahead -d 'Leave a tool that waits to itself'
 complete -c tesker-apps -n $judging -x -s f -l format -a 'table json jsonl' -d 'Form of the answer'
 complete -c tesker-apps -n $judging -r -l in -d 'Search here instead of the usual places'
 complete -c tesker-apps -n $judging -x -l cpu -a "$processors" -d 'Search as for this processor'

@@ -38,6 +38,7 @@ _tesker-apps() {
     '--timeout=[give up a search after this time]:seconds:'
     '--link-cycles=[links that lead back]:what:(skip follow)'
     "--tool=[the tool's program]:program:_files"
+    '--no-read-ahead[do not read ahead of a tool that waits]'
   )
   judging=(
     '(--format)-f[form of the answer]:form:(table json jsonl)'
@@ -51,6 +52,7 @@ _tesker-apps() {
     $judging
     '--jobs=[search so many directories at a time]:number:'
     "--tool=[the tool's program]:program:_files"
+    '--no-read-ahead[do not read ahead of a tool that waits]'
   )
   asking=(
     $comparing
@@ -149,6 +151,7 @@ _tesker-apps() {
             '--timeout=[give up a search after this time]:seconds:' \
             '--link-cycles=[links that lead back]:what:(skip follow)' \
             "--tool=[the tool's program]:program:_files" \
+            '--no-read-ahead[do not read ahead of a tool that waits]' \
             '--jobs=[search so many directories at a time]:number:'
           ;;
         decode)

@@ -22,12 +22,13 @@ void resetSignals() {
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Nothing on standard input, the output on the two others, and beside them only the descriptor that
-// the error goes to, which is moved.
-bool arrangeDescriptors(int output, int &error) {
+// The input or nothing on standard input, the output on the two others, and beside them only the
+// descriptor that the error goes to, which is moved.
+bool arrangeDescriptors(int input, int output, int &error) {
   constexpr int kErrorDescriptor = STDERR_FILENO + 1;
-  const int nothing = ::open("/dev/null", O_RDONLY);
-  if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(output, STDOUT_FILENO) < 0 ||
+  if (input < 0)
+    input = ::open("/dev/null", O_RDONLY);
+  if (input < 0 || ::dup2(input, STDIN_FILENO) < 0 || ::dup2(output, STDOUT_FILENO) < 0 ||
       ::dup2(output, STDERR_FILENO) < 0)
     return false;
   if (error != kErrorDescriptor && ::dup3(error, kErrorDescriptor, O_CLOEXEC) < 0)
@@ -46,7 +47,7 @@ void becomeProgram(ProgramStart start) {
   else
     ::setpgid(0, 0);
   resetSignals();
-  if (arrangeDescriptors(start.output, start.error))
+  if (arrangeDescriptors(start.input, start.output, start.error))
     ::execve(start.program, start.arguments, start.variables);
   const int error = errno;
   (void)!::write(start.error, &error, sizeof error);

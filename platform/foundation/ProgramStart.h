@@ -1,7 +1,8 @@
 // ProgramStart.h - how a child process becomes a program, from its fork on.
 //
-// The child gets a clean start: nothing on standard input, standard output and error in one place,
-// no other descriptor of its parent, no blocked or ignored signal, and a process group of its own.
+// The child gets a clean start: nothing on standard input unless something is given, standard
+// output and error in one place, no other descriptor of its parent, no blocked or ignored signal,
+// and a process group of its own.
 #pragma once
 
 namespace tesker {
@@ -10,6 +11,7 @@ struct ProgramStart {
   const char *program;    // a path, which is not searched for
   char *const *arguments; // the program's name first
   char *const *variables;
+  int input = -1;          // becomes standard input; -1: nothing is there
   int output;              // becomes standard output and error
   int error;               // the writing end of a pipe; see becomeProgram
   bool ownSession = false; // without a terminal, so that none ends it

@@ -45,7 +45,7 @@ class Session:
             "XDG_RUNTIME_DIR": str(self.tmp / "run"),
             "XDG_CONFIG_DIRS": str(self.tmp / "no-config"),
         }
-        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TESKER_READ_AHEAD"):
             if name in os.environ:
                 self.environment[name] = os.environ[name]
 

@@ -39,7 +39,7 @@ class KnownAnswers(unittest.TestCase):
     def environment(self, **variables):
         environment = {"PATH": "/usr/bin:/bin", "HOME": str(self.top), "XDG_RUNTIME_DIR": str(self.top),
                        "XDG_CACHE_HOME": str(self.top / "cache"), **variables}
-        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TESKER_READ_AHEAD"):
             if name in os.environ:
                 environment[name] = os.environ[name]
         return environment

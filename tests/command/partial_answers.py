@@ -38,7 +38,7 @@ class PartialAnswers(unittest.TestCase):
     def start(self, *words, **variables):
         """A command that is to be ended; its searches go through links that lead back."""
         environment = {"PATH": "/usr/bin:/bin", "HOME": str(self.top), "XDG_RUNTIME_DIR": str(self.top), **variables}
-        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TESKER_READ_AHEAD"):
             if name in os.environ:
                 environment[name] = os.environ[name]
         return subprocess.Popen([PROGRAMS / "tesker-apps", *words, "--link-cycles", "follow"], env=environment,

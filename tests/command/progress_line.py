@@ -30,7 +30,7 @@ class Search:
         self.ours, theirs = pty.openpty()
         fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         environment = {"PATH": "/usr/bin:/bin", "HOME": home, "XDG_RUNTIME_DIR": home, "FAKE_TOOL": way}
-        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TESKER_READ_AHEAD"):
             if name in os.environ:
                 environment[name] = os.environ[name]
         if term is not None:

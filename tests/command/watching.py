@@ -28,7 +28,7 @@ class Watch:
     def __init__(self, top, *words, output=subprocess.PIPE):
         environment = {"PATH": "/usr/bin:/bin", "HOME": str(top), "XDG_RUNTIME_DIR": str(top),
                        "XDG_CACHE_HOME": str(top / "cache")}
-        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TESKER_READ_AHEAD"):
             if name in os.environ:
                 environment[name] = os.environ[name]
         self.process = subprocess.Popen([PROGRAMS / "tesker-apps", *words], cwd=top, env=environment, text=True,

@@ -1,7 +1,8 @@
 // FaultSweep.cpp - whole searches, of which one system call or allocation of the tool or of the
 // master fails.
 //
-//   tesker-fault-sweep TOOL [--faults N] [--allocations N] [--seed N] [--each-call] [--list]
+//   tesker-fault-sweep TOOL [--faults N] [--allocations N] [--seed N] [--each-call]
+//                      [--read-ahead] [--list]
 //
 // TOOL is tesker-faulty-tool. A search has to end with the right answer, with one that says that it
 // is incomplete, with one that lacks what could not be read, for a reason that an entry may have,
@@ -9,7 +10,8 @@
 // crash or hang, and no descriptor, process or directory may be left. A search that ends
 // otherwise is told, and the status is 1. Faults are chosen at random; the same seed makes the same
 // sweep. With --each-call every call of the master fails in turn, with each of its errors, alone
-// and with all after it; with --list what became of each kind of fault is printed.
+// and with all after it. With --read-ahead a program reads ahead of every search: what fails of
+// that changes no answer. With --list what became of each kind of fault is printed.
 
 #include "tests/faults/FaultTable.h"
 #include "tests/faults/FaultySearch.h"
@@ -38,6 +40,7 @@ struct Options {
   std::size_t allocations = 300;
   unsigned seed = 1;
   bool eachCall = false;
+  bool readAhead = false;
   bool list = false;
 };
 
@@ -178,7 +181,9 @@ private:
     Outcomes any = 0, all = test::kWhole;
     bool hasToEnd = false;
     for (const std::string &line : result.failures) {
-      const Outcomes allowed = test::outcomesOf(fault.side, line, fault.error, search_.tree());
+      Outcomes allowed = test::outcomesOf(fault.side, line, fault.error, search_.tree());
+      if (options_.readAhead && fault.side == Side::master)
+        allowed |= test::kWhole; // it may have been a call for the program that reads ahead
       any |= allowed;
       all &= allowed;
       hasToEnd =
@@ -271,10 +276,13 @@ int main(int count, char **arguments) {
       options.seed = static_cast<unsigned>(std::stoul(arguments[++i]));
     else if (word == "--each-call")
       options.eachCall = true;
+    else if (word == "--read-ahead")
+      options.readAhead = true;
     else if (word == "--list")
       options.list = true;
     else
       options.tool = word;
   }
+  ::setenv("TESKER_READ_AHEAD", options.readAhead ? "always" : "never", 1);
   return Sweep(options).run();
 }

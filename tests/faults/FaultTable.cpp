@@ -123,6 +123,7 @@ constexpr FaultRow kTable[] = {
     {M, "read", kReading, 0, kIncomplete | kRightOrNone},
     {M, "waitForChild", kReaped, 0, kRightOrNone},
     {M, "sendSignal", kRefused, 0, kRightOrNone | kLeavesProcess},
+    {M, "work", kOrdinary, 0, kWhole},
 };
 
 bool isAbout(const FaultRow &row, Side side, std::string_view call) {

@@ -65,12 +65,12 @@ public:
       : FaultyOperatingSystem(
             [](std::string_view call, int error) { return canFail(Side::master, call, error); }) {}
 
-  pid_t child = -1;
+  std::vector<pid_t> children;
 
   pid_t fork() override {
     const pid_t id = FaultyOperatingSystem::fork();
     if (id > 0)
-      child = id;
+      children.push_back(id);
     return id;
   }
   // It fails like that only where somebody else has reaped the child, which has ended then.
@@ -87,12 +87,12 @@ public:
   }
 };
 
-// Whether a child of this process is left; ends it.
-bool endChildLeft(pid_t child) {
+// Whether a child of this process is left; ends them.
+bool endChildrenLeft(const std::vector<pid_t> &children) {
   siginfo_t info{};
   if (::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) != 0)
     return false;
-  if (child > 0)
+  for (const pid_t child : children)
     ::kill(child, SIGKILL);
   while (::waitid(P_ALL, 0, &info, WEXITED) == 0) {
   }
@@ -158,7 +158,7 @@ void FaultySearch::runWithCalls(const Fault &fault, Result &result) {
                              std::to_string(fault.error) + (fault.andAllAfter ? " on" : "");
     ::setenv("FAULT", text.c_str(), 1);
     result.outcome = search();
-    result.process = endChildLeft(-1);
+    result.process = endChildrenLeft({});
     return;
   }
   MasterSystem system;
@@ -167,7 +167,7 @@ void FaultySearch::runWithCalls(const Fault &fault, Result &result) {
     const ScopedOperatingSystem scope(system);
     result.outcome = search();
   }
-  result.process = endChildLeft(system.child);
+  result.process = endChildrenLeft(system.children);
   result.calls = std::move(system.calls);
   result.failures = std::move(system.failures);
 }
@@ -188,7 +188,7 @@ void FaultySearch::runWithAllocations(const Fault &fault, Result &result) {
     mallocFault = {};
     result.allocations = mallocsSoFar - before;
   }
-  result.process = endChildLeft(-1);
+  result.process = endChildrenLeft({});
 }
 
 std::string FaultySearch::takeTrace() const {

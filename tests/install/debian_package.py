@@ -113,6 +113,7 @@ class DebianPackages(unittest.TestCase):
         files = self.files("tesker")
         self.assertEqual({name for name in files if not name.startswith("usr/")}, {DEFAULTS})
         self.assertLessEqual({"usr/bin/tesker-apps", "usr/bin/tesker-fileop", "usr/libexec/tesker/ToolFinder",
+                              "usr/libexec/tesker/tesker-read-ahead",
                               "usr/share/zsh/vendor-completions/_tesker-apps"}, files)
 
     def test_the_linters_word_on_them_is_explained(self):

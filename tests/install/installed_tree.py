@@ -25,6 +25,7 @@ def options():
 
 OPTIONS, OTHER_ARGUMENTS = options()
 TOOL = f"{OPTIONS.libexecdir}/tesker/ToolFinder"
+READ_AHEAD = f"{OPTIONS.libexecdir}/tesker/tesker-read-ahead"
 PKGCONFIG = f"{OPTIONS.libdir}/pkgconfig"
 
 # All but the headers and the CMake package's file for the kind of build.
@@ -32,6 +33,7 @@ EXPECTED = {
     "bin/tesker-apps",
     "bin/tesker-fileop",
     TOOL,
+    READ_AHEAD,
     f"{OPTIONS.libdir}/libtesker.a",
     f"{OPTIONS.libdir}/cmake/tesker/tesker-config.cmake",
     f"{OPTIONS.libdir}/cmake/tesker/tesker-config-version.cmake",
@@ -134,7 +136,7 @@ class InstalledTree(unittest.TestCase):
         self.assertEqual(others - targets, EXPECTED)
 
     def test_everybody_may_read_what_is_installed(self):
-        programs = {"bin/tesker-apps", "bin/tesker-desktop", "bin/tesker-fileop", TOOL}
+        programs = {"bin/tesker-apps", "bin/tesker-desktop", "bin/tesker-fileop", TOOL, READ_AHEAD}
         for name in files_below(self.prefix):
             mode = (self.prefix / name).stat().st_mode & 0o7777
             self.assertEqual(mode, 0o755 if name in programs else 0o644, name)

@@ -35,6 +35,7 @@ STANDS_ON = {
     "finding": PLATFORM | {"paths", "filesystem", "caching", "parsing"},
     "fileops": PLATFORM | {"paths", "filesystem"},
     "tool": PLATFORM | {"paths", "filesystem", "caching", "parsing", "finding", "protocol"},
+    "ahead": PLATFORM | {"paths", "filesystem", "caching", "parsing"},
     "master": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol"},
     "catalog": PLATFORM | {"paths", "filesystem", "caching", "parsing", "protocol", "master"},
     "command": PLATFORM | {"paths", "filesystem", "caching", "parsing", "making", "finding", "protocol", "master", "catalog"},
@@ -68,6 +69,7 @@ PAST_THE_SYSTEM = {
     "fileops/tesker-fileop.cpp": (r"signal|raise|sigaction", "a program and its own signals"),
     "finding/Confinement.cpp": (EVERY_CALL, "it gives up what the process may do"),
     "finding/SystemCallFilter.cpp": (EVERY_CALL, "it gives up what the process may do"),
+    "ahead/ReadAhead.cpp": (r"std::thread", "its calls wait for the disk, each in a thread of its own"),
     "tool/main.cpp": (r"std::signal", "a program and its own signals"),
     "command": (EVERY_CALL, "a program, its terminal and its signals"),
 }

@@ -120,6 +120,7 @@ TEST_F(FinderSearchOf, ALongAnswerIsReadInManySteps) {
     int looks_ = 0;
   };
   constexpr std::size_t kRecords = 20000;
+  const ScopedEnvironment oneChild("TESKER_READ_AHEAD", "never");
   SlowClock clock;
   const ScopedOperatingSystem scope(clock);
   const std::string text = encodeRecords(std::vector<SearchRecord>(kRecords, {{{"name", "a"}}}));
@@ -229,6 +230,7 @@ TEST_F(FinderSearchOf, ASystemThatRefusesToWaitFailsWithTheReason) {
 int childrenSeen = 0;
 
 TEST_F(FinderSearchOf, ItsHostIsLeftItsSignalsAndItsDirectory) {
+  const ScopedEnvironment oneChild("TESKER_READ_AHEAD", "never");
   struct sigaction handling {};
   handling.sa_handler = [](int) { ++childrenSeen; };
   struct sigaction before {};

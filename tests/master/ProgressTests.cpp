@@ -125,6 +125,7 @@ TEST_F(ProgressOf, WhatTheCallerThrowsLeavesTheSearch) {
 }
 
 TEST_F(ProgressOf, TheToolIsAskedForOnlyWhereSomebodyListens) {
+  const ScopedEnvironment nobodyReadsAhead("TESKER_READ_AHEAD", "never");
   FinderMasterOptions options = fakeTool();
   EXPECT_EQ(variableOfTool(options, "progress"), "unset");
   EXPECT_EQ(variableOfTool(options, "links"), "skip");

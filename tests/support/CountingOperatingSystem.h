@@ -218,6 +218,9 @@ public:
     return note("sendSignal", std::to_string(signal)) ? OperatingSystem::sendSignal(process, signal)
                                                       : -1;
   }
+  std::optional<ProcessWork> work(pid_t process) override {
+    return note("work") ? OperatingSystem::work(process) : std::nullopt;
+  }
   int setNice(id_t thread, int nice) override {
     return note("setNice", std::to_string(nice)) ? OperatingSystem::setNice(thread, nice) : -1;
   }
