@@ -17,7 +17,7 @@ import time
 import unittest
 
 PROGRAMS = pathlib.Path(sys.argv.pop(1)).resolve()
-LEVELS = 2000
+LEVELS = 900  # so deep that the path is longer than the system takes
 
 
 def make_hostile_tree(top):
@@ -37,7 +37,7 @@ def make_hostile_tree(top):
         (top / name).symlink_to(top)
     (top / ("n" * 255)).mkdir()
     (top / "many").mkdir()
-    for number in range(3000):
+    for number in range(600):
         (top / "many" / str(number)).touch(0o755)
     inside = os.open(top, os.O_RDONLY)
     for _ in range(LEVELS):
