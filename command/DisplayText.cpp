@@ -35,6 +35,12 @@ private:
   locale_t before_; // nil, which changes nothing, where the locale was left alone
 };
 
+// Whether every byte is a character of one column that is shown as it is, as in nearly all texts.
+bool isShownAsItIs(std::string_view text) {
+  return std::ranges::all_of(text,
+                             [](char byte) { return byte >= ' ' && byte <= '~' && byte != '\\'; });
+}
+
 // Characters that the tables count as printable but that show nothing or reorder their neighbours.
 bool isInvisible(char32_t code) {
   struct Range {
@@ -148,6 +154,8 @@ std::string shortened(std::string_view text, std::size_t columns, std::size_t he
 } // namespace
 
 std::string displayText(std::string_view bytes) {
+  if (isShownAsItIs(bytes))
+    return std::string(bytes);
   const Utf8Locale locale(bytes);
   std::string text;
   text.reserve(bytes.size());
@@ -178,6 +186,8 @@ std::string counted(std::size_t count, std::string_view one, std::string_view mo
 }
 
 std::size_t displayColumns(std::string_view text) {
+  if (isShownAsItIs(text))
+    return text.size();
   const Utf8Locale locale(text);
   std::size_t columns = 0;
   while (!text.empty()) {

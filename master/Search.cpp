@@ -253,7 +253,8 @@ Search::Found Search::serve() {
     return std::move(*failed);
   stepConnection();
   tellProgress();
-  readAhead();
+  if (readingAhead_ && stage() == SearchStage::search && !connectionLost_)
+    readingAhead_->step(*tool_, receiver_->progress());
   if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
     return failure(Kind::cannotSearch,
                    std::string("the tool cannot be talked to: ") + std::strerror(lack));
@@ -318,11 +319,6 @@ void Search::tellProgress() {
     return;
   options_.onProgress(*receiver_->progress());
   nextTold_ = Deadline::in(kTimeBetweenProgress);
-}
-
-void Search::readAhead() {
-  if (readingAhead_ && stage() == SearchStage::search && !connectionLost_)
-    readingAhead_->step(*tool_, receiver_->progress());
 }
 
 void Search::connectionHasEnded() {

@@ -58,7 +58,6 @@ private:
   void stepConnection();
   bool hasProgress() const { return options_.onProgress && receiver_->progress(); }
   void tellProgress();
-  void readAhead();
   std::optional<SearchFailure> whatEndsTheWaiting();
   void connectionHasEnded();
   Found judge(const ToolEnd &end);
