@@ -5,7 +5,8 @@
 
 namespace tesker {
 
-#define TESKER_DEFINE(function) decltype(&::function) function = nullptr
+// Nil, as all that is static, until they are loaded.
+#define TESKER_DEFINE(function) decltype(&::function) function
 TESKER_BUS_FUNCTIONS(TESKER_DEFINE);
 #undef TESKER_DEFINE
 
