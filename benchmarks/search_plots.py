@@ -95,5 +95,5 @@ def plot_shares(report):
         axes.set(xlabel="milliseconds, median of the rounds", title=f"{tree['name']}, {tree['cache']}")
         axes.grid(axis="y", visible=False)
         axes.tick_params(axis="y", labelsize=8)
-    all_axes[0][-1].legend(fontsize=8)
+    figure.legend(*all_axes[0][-1].get_legend_handles_labels(), loc="lower right", ncol=3, fontsize=8)
     return figure
