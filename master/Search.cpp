@@ -163,7 +163,7 @@ int Search::pollTimeout() const {
   int timeout = waitingEnds_.pollTimeout();
   if (tool_->endDescriptor() < 0)
     timeout = std::min(timeout, kMillisecondsBetweenLooks);
-  if (readingAhead_)
+  if (mayReadAhead())
     timeout = std::min(timeout, readingAhead_->pollTimeout());
   if (hasProgress())
     timeout = std::min(timeout, nextTold_.pollTimeout());
@@ -253,7 +253,7 @@ Search::Found Search::serve() {
     return std::move(*failed);
   stepConnection();
   tellProgress();
-  if (readingAhead_ && stage() == SearchStage::search && !connectionLost_)
+  if (mayReadAhead())
     readingAhead_->step(*tool_, receiver_->progress());
   if (const int lack = connection() != nullptr ? connection()->lack() : 0; lack != 0)
     return failure(Kind::cannotSearch,

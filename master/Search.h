@@ -58,6 +58,10 @@ private:
   void stepConnection();
   bool hasProgress() const { return options_.onProgress && receiver_->progress(); }
   void tellProgress();
+  // While the tool searches.
+  bool mayReadAhead() const {
+    return readingAhead_ && stage() == SearchStage::search && !connectionLost_;
+  }
   std::optional<SearchFailure> whatEndsTheWaiting();
   void connectionHasEnded();
   Found judge(const ToolEnd &end);

@@ -55,7 +55,7 @@ class BusLibrary(unittest.TestCase):
         self.assertEqual(self.loaded("help", "list"), [[]])
 
     def test_a_search_loads_it_in_both_processes_but_neither_needs_it_to_start(self):
-        said = self.loaded("list", "empty")
+        said = [lines for lines in self.loaded("list", "empty") if lines]  # what reads ahead has none
         self.assertEqual(len(said), 2)
         for lines in said:
             self.assertIn("dynamically loaded by", lines[0])

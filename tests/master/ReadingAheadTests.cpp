@@ -41,11 +41,11 @@ private:
 
 class ReadingAheadOf : public testing::Test {
 protected:
-  // The fake tool tells that it is somewhere, and says nothing more.
-  void start(const std::string &program) {
+  // As a rule the fake tool tells that it is somewhere, and says nothing more.
+  void start(const std::string &program, const char *way = "progress-and-hang") {
     FinderMasterOptions options = fakeTool();
     options.readAhead = program;
-    loop_.startFakeTool("progress-and-hang", options);
+    loop_.startFakeTool(way, options);
   }
   // A program that keeps what it is told in a file.
   std::string keepingProgram() const {
@@ -97,6 +97,13 @@ TEST_F(ReadingAheadOf, AToolAtWorkNeverBegins) {
   ToolAtWork system(80);
   const ScopedOperatingSystem inForce(system);
   expectNothingBegins(system);
+}
+
+TEST_F(ReadingAheadOf, AToolThatHasClosedItsConnectionLeavesTheHostAsleep) {
+  start(keepingProgram(), "close-and-hang");
+  loop_.runUntilQuiet();
+  ASSERT_FALSE(loop_.outcome) << "it was awake to the end";
+  giveUp();
 }
 
 TEST_F(ReadingAheadOf, AToolThatIsReadyToWorkNeverBegins) {
