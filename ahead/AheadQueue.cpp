@@ -1,5 +1,7 @@
 #include "ahead/AheadQueue.h"
 
+#include "platform/foundation/Text.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -21,16 +23,6 @@ std::string with(std::string_view order, std::uint32_t number) {
 }
 
 constexpr std::uint32_t kBehindNames = std::uint32_t{1} << 31;
-
-// What of the path lies below the directory; empty when it is not below it.
-std::string_view below(std::string_view path, std::string_view directory) {
-  if (directory.ends_with('/')) // the root
-    directory.remove_suffix(1);
-  if (path.size() <= directory.size() || !path.starts_with(directory) ||
-      path[directory.size()] != '/')
-    return {};
-  return path.substr(directory.size() + 1);
-}
 
 } // namespace
 
@@ -104,8 +96,7 @@ void AheadQueue::reached(std::uint64_t entries, std::string_view directory) {
   toolsDirectory_ = directory;
   const auto pending = std::ranges::find_if(tasks_, [&](const auto &pair) {
     const auto &[order, task] = pair;
-    return task.kind != AheadTask::Kind::names &&
-           (task.path == directory || !below(directory, task.path).empty());
+    return task.kind != AheadTask::Kind::names && isAtOrBelow(directory, task.path);
   });
   if (pending != tasks_.end())
     dropBefore(std::string(pending->first));
@@ -114,7 +105,10 @@ void AheadQueue::reached(std::uint64_t entries, std::string_view directory) {
 
 std::string AheadQueue::nameOnTheWay(std::string_view directory) const {
   const std::lock_guard lock(mutex_);
-  const std::string_view rest = below(toolsDirectory_, directory);
+  std::string_view rest = toolsDirectory_;
+  if (!isAtOrBelow(rest, directory))
+    return "";
+  rest.remove_prefix(directory == "/" ? 1 : std::min(directory.size() + 1, rest.size()));
   return std::string(rest.substr(0, rest.find('/')));
 }
 

@@ -5,6 +5,7 @@
 #include "parsing/WrapperNames.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/Text.h"
 
 #include <array>
 #include <optional>
@@ -24,15 +25,6 @@ struct AheadReader::Entry {
 namespace {
 
 OperatingSystem &theSystem() { return OperatingSystem::current(); }
-
-// An absolute name is a path already.
-std::string joined(std::string directory, std::string_view name) {
-  if (name.starts_with('/'))
-    return std::string(name);
-  if (!directory.ends_with('/'))
-    directory += '/';
-  return directory.append(name);
-}
 
 // Into nothing; until the file ends, fails or has been read so far.
 void readStart(const char *name, int directory, std::size_t length) {
@@ -96,17 +88,19 @@ void AheadReader::readDirectory(const AheadTask &task) {
   if (!stream)
     return;
   const std::string nameOnTheWay = queue_.nameOnTheWay(task.path);
-  AheadTask some{.kind = AheadTask::Kind::names, .order = {}, .path = task.path, .way = task.way};
+  const auto namesFrom = [&task](std::uint32_t first) {
+    return AheadTask{.kind = AheadTask::Kind::names,
+                     .order = AheadQueue::orderOfNames(task.order, first),
+                     .path = task.path,
+                     .way = task.way,
+                     .first = first};
+  };
   std::uint32_t index = 0;
+  AheadTask some = namesFrom(index);
   const auto handOver = [&] {
-    some.order = AheadQueue::orderOfNames(task.order, some.first);
     if (index - some.first < kNamesAtOnce || !queue_.add(some))
       lookAt(some, task.order, stream->descriptor());
-    some = {.kind = AheadTask::Kind::names,
-            .order = {},
-            .path = task.path,
-            .way = task.way,
-            .first = index};
+    some = namesFrom(index);
   };
   constexpr NameFilter kFilter{.dots = true, .backups = true};
   while (const auto name = stream->next()) {
@@ -114,8 +108,7 @@ void AheadReader::readDirectory(const AheadTask &task) {
       continue;
     if (*name == nameOnTheWay) {
       queue_.passedTo(AheadQueue::orderBelow(task.order, index));
-      some.names.clear(); // the tool has been there
-      some.first = index;
+      some = namesFrom(index); // the tool has seen those before
     }
     some.names.append(name->data(), name->size() + 1); // with its NUL
     if (++index - some.first == kNamesAtOnce)
@@ -151,19 +144,20 @@ void AheadReader::lookAt(const Entry &entry) {
     addDirectory(entry,
                  isWrapperSuffix(suffixOf(entry.name)) ? AheadTask::Kind::wrapper
                                                        : AheadTask::Kind::directory,
-                 status, isLink);
+                 attributes, isLink);
 }
 
-void AheadReader::addDirectory(const Entry &entry, AheadTask::Kind kind, const struct stat &status,
-                               bool isBehindLink) {
-  const NSFileAttributes attributes(status);
+void AheadReader::addDirectory(const Entry &entry, AheadTask::Kind kind,
+                               const NSFileAttributes &attributes, bool isBehindLink) {
   const auto &way = entry.task.way;
   isBehindLink = isBehindLink || (way && way->isBehindLink);
   if (isBehindLink && leadsBack(way.get(), attributes))
     return;
   AheadTask task{.kind = kind,
                  .order = AheadQueue::orderBelow(entry.above, entry.index),
-                 .path = joined(entry.task.path, entry.name)};
+                 .path = entry.task.kind == AheadTask::Kind::path
+                             ? entry.task.path
+                             : joinedPath(entry.task.path, entry.name)};
   task.way =
       std::make_shared<const AheadWay>(AheadWay{attributes.buildDirFileUID(), isBehindLink, way});
   (void)queue_.add(task);
@@ -186,7 +180,7 @@ void AheadReader::readPart(const AheadTask &wrapper, int directory, std::string_
     readStart(name.data(), directory, kOfDescriptions);
   if (name == kResourcesName)
     for (const std::string_view description : {kInfoListName, kRegistryName})
-      readStart(joined(std::string(name), description).c_str(), directory, kOfDescriptions);
+      readStart(joinedPath(name, description).c_str(), directory, kOfDescriptions);
   const bool isNested =
       isNestedWrapperName(name) || (name == kResourcesName && hasWrapperInResources(own));
   const bool isExecutable = name == executableIn(wrapper.path);
@@ -203,7 +197,7 @@ void AheadReader::readPart(const AheadTask &wrapper, int directory, std::string_
     readStart(name.data(), directory, kOfExecutables);
   else if (isNested && attributes.isDirectory())
     // What leads back is a wrapper again only within one, and links there are not told apart.
-    addDirectory(entry, AheadTask::Kind::wrapper, status, true);
+    addDirectory(entry, AheadTask::Kind::wrapper, attributes, true);
 }
 
 } // namespace tesker

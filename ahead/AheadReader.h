@@ -40,7 +40,7 @@ private:
   void readWrapper(const AheadTask &task);
   void readPart(const AheadTask &wrapper, int directory, std::string_view name,
                 std::uint32_t index);
-  void addDirectory(const Entry &entry, AheadTask::Kind kind, const struct stat &status,
+  void addDirectory(const Entry &entry, AheadTask::Kind kind, const NSFileAttributes &attributes,
                     bool isBehindLink);
 
   AheadQueue &queue_;

@@ -1,6 +1,7 @@
 #include "ahead/ReadAhead.h"
 
 #include "ahead/AheadReader.h"
+#include "platform/foundation/Text.h"
 
 #include <new>
 #include <string>
@@ -9,11 +10,9 @@
 namespace tesker {
 
 AheadTask taskOfSearchPath(std::string_view path, std::uint32_t number) {
-  while (path.size() > 1 && path.ends_with('/'))
-    path.remove_suffix(1);
   return {.kind = AheadTask::Kind::path,
           .order = AheadQueue::orderBelow("", number),
-          .path = std::string(path),
+          .path = std::string(withoutSlashesAtItsEnd(path)),
           .first = number};
 }
 

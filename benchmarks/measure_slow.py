@@ -18,6 +18,8 @@ import subprocess
 import tempfile
 import time
 
+from measure_search import FIND_ARGUMENTS, Bench
+
 TIME_TO_MOUNT = 10  # seconds
 
 
@@ -49,29 +51,28 @@ def seconds(words, environment):
 
 def competitors(options, place):
     search = [options.programs / "tesker-apps", "list", "--format", "raw", "--timeout", "3600"]
+    tests = " ".join(FIND_ARGUMENTS)
     words = {"tesker-apps list": [*search, place],
              "tesker-apps list --no-read-ahead": [*search, "--no-read-ahead", place],
-             "find -type f -perm /111": ["find", place, "-type", "f", "-perm", "/111"]}
+             f"find {tests}": ["find", place, *FIND_ARGUMENTS]}
     if shutil.which("bfs"):
-        words["bfs -type f -perm /111"] = ["bfs", place, "-type", "f", "-perm", "/111"]
+        words[f"bfs {tests}"] = ["bfs", place, *FIND_ARGUMENTS]
     if shutil.which("fdfind"):
         words["fdfind -u -tx ."] = ["fdfind", "-u", "-tx", ".", place]
     return words
 
 
 def measure(options, directory):
-    tree, place, run = directory / "tree", directory / "slow", directory / "run"
-    subprocess.run([options.programs / "tesker-make-search-tree", tree, str(options.files)], check=True)
+    bench = Bench(directory)
+    tree = bench.tree(options.programs, options.files)
+    place = directory / "slow"
     place.mkdir()
-    run.mkdir(mode=0o700)
-    environment = {"PATH": os.environ["PATH"], "HOME": str(directory), "LC_ALL": "C", "XDG_RUNTIME_DIR": str(run),
-                   "XDG_CONFIG_DIRS": str(directory / "no-config")}
     words = competitors(options, place)
     times = {title: [] for title in words}
     for _ in range(options.rounds):
         for title, command in words.items():
             with slow_mount(options, tree, place):
-                times[title].append(seconds(command, environment))
+                times[title].append(seconds(command, bench.environment))
     print(f"{options.files} files, {options.microseconds} microseconds for each answer:")
     own = times["tesker-apps list"]
     for title, values in times.items():

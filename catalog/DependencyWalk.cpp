@@ -4,6 +4,7 @@
 #include "parsing/WrapperNames.h"
 #include "platform/foundation/KeyedHash.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -35,11 +36,6 @@ constexpr std::uint32_t kNamesAndContents = kNames | IN_MODIFY | IN_CLOSE_WRITE;
 bool isOutOfReach(int error) {
   return error == EACCES || error == ENOENT || error == ENOTDIR || error == ELOOP ||
          error == ENAMETOOLONG;
-}
-
-std::string joined(const std::string &directory, std::string_view name) {
-  std::string path = directory == "/" ? "" : directory;
-  return path.append("/").append(name);
 }
 
 std::string parentOf(const std::string &path) {
@@ -167,7 +163,7 @@ void DependencyWalk::listPiece() {
 }
 
 void DependencyWalk::pend(std::string_view name, As as, bool isDirectory) {
-  pending_.push_back({joined(listing_->path, name), as, isDirectory, listing_->watch});
+  pending_.push_back({joinedPath(listing_->path, name), as, isDirectory, listing_->watch});
 }
 
 void DependencyWalk::listedInWrapper(std::string_view name, unsigned char type) {
@@ -176,7 +172,7 @@ void DependencyWalk::listedInWrapper(std::string_view name, unsigned char type) 
   if (isNestedWrapperName(name))
     pend(name, As::nested, type == DT_DIR);
   if (name == wrapperName.substr(0, wrapperName.rfind('.'))) // a folder may describe, too
-    follow(wrapper, joined(std::string(name), kResourcesName).append("/").append(kInfoListName),
+    follow(wrapper, joinedPath(std::string(name), kResourcesName).append("/").append(kInfoListName),
            true);
   if (name == kRegistryName)
     follow(wrapper, std::string(name), true);
@@ -206,7 +202,7 @@ std::optional<DependencyWalk::Place> DependencyWalk::follow(std::string director
     }
     above = watched(directory, above, kNames);
     dependencies.await(above, name, everything);
-    const std::string path = joined(directory, name);
+    const std::string path = joinedPath(directory, name);
     const auto mode = modeOf(path, above);
     if (mode && S_ISDIR(*mode)) {
       directory = path;

@@ -13,12 +13,18 @@ namespace tesker {
 
 namespace {
 
-// The character tables of the C library, whatever the person's locale is. Of ASCII it knows as much
-// without them, and to load them takes as long as to search a small directory.
+// Whether every byte is a character of one column that is shown as it is, as in nearly all texts.
+bool isShownAsItIs(std::string_view text) {
+  return std::ranges::all_of(text,
+                             [](char byte) { return byte >= ' ' && byte <= '~' && byte != '\\'; });
+}
+
+// The character tables of the C library, whatever the person's locale is, for texts that need them:
+// to load them takes as long as to search a small directory.
 class Utf8Locale {
 public:
   explicit Utf8Locale(std::string_view text)
-      : before_(isAscii(text) ? locale_t{} : ::uselocale(tables())) {}
+      : before_(isShownAsItIs(text) ? locale_t{} : ::uselocale(tables())) {}
   ~Utf8Locale() { ::uselocale(before_); }
   Utf8Locale(const Utf8Locale &) = delete;
   Utf8Locale &operator=(const Utf8Locale &) = delete;
@@ -29,17 +35,8 @@ private:
     static const locale_t made = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t{});
     return made;
   }
-  static bool isAscii(std::string_view text) {
-    return std::ranges::all_of(text, [](char byte) { return (byte & 0x80) == 0; });
-  }
   locale_t before_; // nil, which changes nothing, where the locale was left alone
 };
-
-// Whether every byte is a character of one column that is shown as it is, as in nearly all texts.
-bool isShownAsItIs(std::string_view text) {
-  return std::ranges::all_of(text,
-                             [](char byte) { return byte >= ' ' && byte <= '~' && byte != '\\'; });
-}
 
 // Characters that the tables count as printable but that show nothing or reorder their neighbours.
 bool isInvisible(char32_t code) {

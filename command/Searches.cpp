@@ -60,12 +60,8 @@ std::string toolFor(const Arguments &arguments) {
   return arguments.tool.empty() ? toolBesideThisProgram() : arguments.tool;
 }
 
-// It lies beside the tool of this command.
 std::string readAheadFor(const Arguments &arguments) {
-  if (arguments.noReadAhead)
-    return "";
-  const std::string tool = toolBesideThisProgram();
-  return tool.substr(0, tool.rfind('/') + 1) + "tesker-read-ahead";
+  return arguments.noReadAhead ? "" : readAheadBeside(toolBesideThisProgram());
 }
 
 std::vector<std::string> usualPlaces(Diagnostics &diagnostics) {

@@ -38,7 +38,8 @@ struct SearchRequest {
 // The program of the tool: what --tool says, or the one that belongs to this command.
 [[nodiscard]] std::string toolFor(const Arguments &arguments);
 
-// The program that reads ahead of it; empty where none is wanted.
+// The program that reads ahead of the tool, which belongs to this command whatever --tool says;
+// empty where none is wanted.
 [[nodiscard]] std::string readAheadFor(const Arguments &arguments);
 
 // As an error message names it.

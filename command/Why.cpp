@@ -95,12 +95,6 @@ Judgement *foundWith(std::vector<Judgement> &judgements, std::string_view progra
 
 } // namespace
 
-bool isAtOrBelow(std::string_view path, std::string_view directory) {
-  directory = withoutSlashesAtItsEnd(directory);
-  return path.starts_with(directory) &&
-         (path.size() == directory.size() || directory == "/" || path[directory.size()] == '/');
-}
-
 std::optional<std::string> placeOf(std::string_view path, const std::vector<std::string> &places) {
   const auto found =
       std::ranges::find_if(places, [&](const auto &place) { return isAtOrBelow(path, place); });

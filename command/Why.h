@@ -44,7 +44,4 @@ struct WhyAnswer {
 [[nodiscard]] std::optional<std::string> placeOf(std::string_view path,
                                                  const std::vector<std::string> &places);
 
-// Whether the path is the other one or lies below it.
-[[nodiscard]] bool isAtOrBelow(std::string_view path, std::string_view directory);
-
 } // namespace tesker

@@ -10,6 +10,11 @@
 
 namespace tesker {
 
+// The program that reads ahead, where it is installed: beside the tool, whose path is given.
+[[nodiscard]] inline std::string readAheadBeside(std::string_view tool) {
+  return std::string(tool.substr(0, tool.rfind('/') + 1)) + "tesker-read-ahead";
+}
+
 struct FinderMasterOptions {
   // The tool's program, a path.
   std::string tool;
@@ -25,8 +30,8 @@ struct FinderMasterOptions {
   // Whether the tool also logs, in one line, what it has given up before it searches;
   // SearchOutcome::confinement then has what it says.
   bool logConfinement = false;
-  // The program that reads ahead of a tool that waits for its disk or server, a path; it lies
-  // beside the tool, as tesker-read-ahead. Started at most once in a search, 10 milliseconds after
+  // The program that reads ahead of a tool that waits for its disk or server, a path: see
+  // readAheadBeside. Started at most once in a search, 10 milliseconds after
   // the request at the earliest, and gone before the search ends. It changes no answer, and its
   // failure is not told. It has eight threads and 19 descriptors, this process three descriptors
   // for it. Empty: nothing is read ahead. TESKER_READ_AHEAD in the environment overrides it:

@@ -2,6 +2,7 @@
 
 #include "parsing/ReadAheadHints.h"
 #include "platform/foundation/OperatingSystem.h"
+#include "platform/foundation/Text.h"
 #include "protocol/FinderProtocol.h"
 
 #include <algorithm>
@@ -20,20 +21,17 @@ ReadingAheadWish readingAheadWish(const FinderMasterOptions &options) {
     return {};
   if (wish != "always")
     return {options.readAhead};
-  const std::string folder = options.tool.substr(0, options.tool.rfind('/') + 1);
-  return {options.readAhead.empty() ? folder + "tesker-read-ahead" : options.readAhead, true};
+  return {options.readAhead.empty() ? readAheadBeside(options.tool) : options.readAhead, true};
 }
 
 ReadingAhead::ReadingAhead(ReadingAheadWish wish, std::string_view argument,
                            FinderSearchRequest::Kind kind)
     : wish_(std::move(wish)), firstLook_(OperatingSystem::current().steadyTime()) {
-  const bool isList = kind == FinderSearchRequest::Kind::dockPaths;
-  if (!isList && argument.find(kHintEnd) != std::string_view::npos)
-    return; // it names nothing
-  for (std::size_t start = 0, end = 0; end != std::string_view::npos; start = end + 1) {
-    end = isList ? argument.find(kDockPathSeparator, start) : std::string_view::npos;
-    hints_ += searchPathHint(argument.substr(start, end - start));
-  }
+  if (kind == FinderSearchRequest::Kind::dockPaths)
+    for (const std::string_view path : piecesOf(argument, kDockPathSeparator))
+      hints_ += searchPathHint(path);
+  else if (argument.find(kHintEnd) == std::string_view::npos) // else it names nothing
+    hints_ = searchPathHint(argument);
 }
 
 void ReadingAhead::step(const ToolProcess &tool, const std::optional<SearchProgress> &progress) {

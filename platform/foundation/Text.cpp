@@ -120,4 +120,15 @@ std::string_view withoutSlashesAtItsEnd(std::string_view path) {
   return path;
 }
 
+std::string joinedPath(std::string_view directory, std::string_view name) {
+  std::string path(directory == "/" ? "" : directory);
+  return path.append("/").append(name);
+}
+
+bool isAtOrBelow(std::string_view path, std::string_view directory) {
+  directory = withoutSlashesAtItsEnd(directory);
+  return path.starts_with(directory) &&
+         (path.size() == directory.size() || directory == "/" || path[directory.size()] == '/');
+}
+
 } // namespace tesker

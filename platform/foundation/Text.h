@@ -63,5 +63,9 @@ void appendHexadecimal(std::string &text, std::uint64_t number);
 
 // The path without the slashes at its end, but for a lone root.
 [[nodiscard]] std::string_view withoutSlashesAtItsEnd(std::string_view path);
+// The path of a name in a directory, whose path ends in no slash but is the root's.
+[[nodiscard]] std::string joinedPath(std::string_view directory, std::string_view name);
+// Whether the path is the directory's or one below it, as far as their texts say.
+[[nodiscard]] bool isAtOrBelow(std::string_view path, std::string_view directory);
 
 } // namespace tesker

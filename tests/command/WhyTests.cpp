@@ -20,15 +20,6 @@ std::vector<std::string> pathsOf(const WhyAnswer &answer) {
   return paths;
 }
 
-TEST(IsAtOrBelow, ComparesWholeNames) {
-  EXPECT_TRUE(isAtOrBelow("/a/b", "/a/b"));
-  EXPECT_TRUE(isAtOrBelow("/a/b/c", "/a/b"));
-  EXPECT_TRUE(isAtOrBelow("/a/b", "/a/"));
-  EXPECT_TRUE(isAtOrBelow("/a", "/"));
-  EXPECT_FALSE(isAtOrBelow("/a/bc", "/a/b"));
-  EXPECT_FALSE(isAtOrBelow("/a", "/a/b"));
-}
-
 TEST(PlaceOf, IsTheFirstThatHoldsThePath) {
   EXPECT_EQ(placeOf("/a/b/c", {"/x", "/a/b", "/a"}), "/a/b");
   EXPECT_EQ(placeOf("/a/b", {"/a/b"}), "/a/b");

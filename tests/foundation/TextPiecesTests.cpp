@@ -32,5 +32,20 @@ TEST(TextPiecesTest, ThePiecesLieInTheText) {
   EXPECT_EQ(piecesOf(text, ':')[1].data(), text.data() + 2);
 }
 
+TEST(IsAtOrBelow, ComparesWholeNames) {
+  EXPECT_TRUE(isAtOrBelow("/a/b", "/a/b"));
+  EXPECT_TRUE(isAtOrBelow("/a/b/c", "/a/b"));
+  EXPECT_TRUE(isAtOrBelow("/a/b", "/a/"));
+  EXPECT_TRUE(isAtOrBelow("/a", "/"));
+  EXPECT_FALSE(isAtOrBelow("/a/bc", "/a/b"));
+  EXPECT_FALSE(isAtOrBelow("/a", "/a/b"));
+}
+
+TEST(JoinedPath, HasOneSlashBeforeTheName) {
+  EXPECT_EQ(joinedPath("/a/b", "c"), "/a/b/c");
+  EXPECT_EQ(joinedPath("/", "c"), "/c");
+  EXPECT_EQ(joinedPath("a", "b/c"), "a/b/c");
+}
+
 } // namespace
 } // namespace tesker

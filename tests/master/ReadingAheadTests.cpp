@@ -93,6 +93,34 @@ TEST_F(ReadingAheadOf, AToolThatWaitsBeginsAndIsToldWhereTheToolIs) {
   EXPECT_FALSE(loop_.outcome->progress) << "nobody has asked for it";
 }
 
+TEST_F(ReadingAheadOf, AToolThatWaitsMoreThanAQuarterOfTheTimeBegins) {
+  ToolAtWork system(70);
+  const ScopedOperatingSystem inForce(system);
+  start(keepingProgram());
+  EXPECT_TRUE(comesTo([&] { return told().starts_with("s /"); }));
+  giveUp();
+}
+
+TEST_F(ReadingAheadOf, AToolThatWaitsOnlyNowAndThenNeverBegins) {
+  class EverySecondTime final : public ToolAtWork {
+  public:
+    EverySecondTime() : ToolAtWork(0) {}
+    // All the time since the last look, and none of it, in turn.
+    std::optional<ProcessWork> work(pid_t /*process*/) override {
+      const nanoseconds now = steadyTime().time_since_epoch();
+      busy_ += ++looks % 2 == 0 ? now - last_ : nanoseconds(0);
+      last_ = now;
+      return ProcessWork{busy_, false};
+    }
+
+  private:
+    nanoseconds busy_{0}, last_{0};
+  };
+  EverySecondTime system;
+  const ScopedOperatingSystem inForce(system);
+  expectNothingBegins(system);
+}
+
 TEST_F(ReadingAheadOf, AToolAtWorkNeverBegins) {
   ToolAtWork system(80);
   const ScopedOperatingSystem inForce(system);
